@@ -1,0 +1,76 @@
+#include "base/SymbolicExprTable.hpp"
+
+#include <stdexcept>
+
+#include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Intern.hpp"
+
+namespace KS {
+
+std::size_t hash_value(const SymbolicExprRef& aRef) { return aRef.get()->getHash(); }
+
+bool operator==(const SymbolicExprRef& aProbe, const SymbolicExprRef& aStored) {
+  return *aProbe.get() == *aStored.get();
+}
+
+// Of two slots the younger is the probe: the older one is stored already.
+bool SymbolicExprTable::SlotEqual::operator()(const Slot& a, const Slot& b) const {
+  if (a.hash != b.hash) return false;
+  return a.id < b.id ? *table->nodes[b.id] == *table->nodes[a.id]
+                     : *table->nodes[a.id] == *table->nodes[b.id];
+}
+
+bool SymbolicExprTable::SlotEqual::operator()(const Probe& aProbe, const Slot& aSlot) const {
+  return aProbe.hash == aSlot.hash && *aProbe.expr == *table->nodes[aSlot.id];
+}
+
+SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
+
+SymbolicExprTable::~SymbolicExprTable() {
+  for (const SymbolicExpr* node : nodes) delete node;
+}
+
+void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
+  if (aExpr == nullptr) {
+    throw std::invalid_argument("KS::SymbolicExprTable::add: the node is null");
+  }
+  nodes.push_back(aExpr);
+  try {
+    index.insert(Slot{aExpr->getHash(), nodes.size() - 1});
+  } catch (...) {
+    nodes.pop_back();
+    throw;
+  }
+}
+
+SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {
+  if (aProbe == nullptr) return invalidSymbolicExprId;
+  const auto slot = index.find(Probe{hash_value(SymbolicExprRef(aProbe)), aProbe});
+  return slot == index.end() ? invalidSymbolicExprId : slot->id;
+}
+
+bool SymbolicExprTable::contains(const SymbolicExpr* aProbe) const {
+  return lookup(aProbe) != invalidSymbolicExprId;
+}
+
+void SymbolicExprTable::addBoolSymbols() {
+  idFALSE = detail::intern<SymbolicString>(*this, "false");
+  idTRUE = detail::intern<SymbolicString>(*this, "true");
+}
+
+void SymbolicExprTable::registerValueId(const std::string& aName, SymbolicExprId aValueId) {
+  valueIds.emplace(detail::intern<SymbolicString>(*this, aName), aValueId);
+}
+
+SymbolicExprId SymbolicExprTable::getValueId(SymbolicExprId aSymbolId) const {
+  const auto value = valueIds.find(aSymbolId);
+  return value == valueIds.end() ? invalidSymbolicExprId : value->second;
+}
+
+void SymbolicExprTable::failUnknownId(SymbolicExprId aId) const {
+  throw std::out_of_range(
+      "KS::SymbolicExprTable::get: no expression has the id " +
+      (aId == invalidSymbolicExprId ? "of a failed parse or lookup" : std::to_string(aId)));
+}
+
+}  // namespace KS

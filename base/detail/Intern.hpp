@@ -1,0 +1,65 @@
+// Interning without a second search, and the other accesses that the library's own code needs.
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "base/KSSymbolicExpr.hpp"
+
+namespace KS::detail {
+
+struct Intern {
+  /// Finds the node that equals the probe, or stores a copy of the probe: one hash, one search.
+  template <class Node>
+  static void node(SymbolicExprTable& aTable, const Node& aProbe) {
+    const SymbolicExprId newId = aTable.nodes.size();
+    // The new slot names the probe until its copy takes the place.
+    aTable.nodes.push_back(&aProbe);
+    UndoProbe undo{aTable};
+    const auto [slot, isNew] = aTable.index.insert({aProbe.Node::getHash(), newId});
+    aTable.lastInterned = slot->id;
+    if (!isNew) return;
+    undo.slot = &*slot;
+    aTable.nodes[newId] = new Node(aProbe);
+    undo.keep = true;
+  }
+
+  /// Says that a constructor interned nothing.
+  static void nothing(SymbolicExprTable& aTable) { aTable.lastInterned = invalidSymbolicExprId; }
+
+  /// The id of what the last node constructor interned or found.
+  static SymbolicExprId lastId(const SymbolicExprTable& aTable) { return aTable.lastInterned; }
+
+  /// Interns a list of any length as it is, one element included, which the public constructor of
+  /// SymbolicNDExpr does not: the text "[a]" is a list of one.
+  static SymbolicExprId list(SymbolicExprTable& aTable,
+                             const std::vector<SymbolicExprId>& aElements) {
+    if (aElements.size() == 1) {
+      node(aTable, SymbolicNDExpr(aElements));
+    } else {
+      SymbolicNDExpr(aTable, aElements);
+    }
+    return lastId(aTable);
+  }
+
+ private:
+  struct UndoProbe {
+    SymbolicExprTable& table;
+    const SymbolicExprTable::Slot* slot = nullptr;
+    bool keep = false;
+    ~UndoProbe() {
+      if (keep) return;
+      if (slot != nullptr) table.index.erase(*slot);
+      table.nodes.pop_back();
+    }
+  };
+};
+
+/// Interns a node of class `Node` with these operands and returns its id.
+template <class Node, class... Operands>
+SymbolicExprId intern(SymbolicExprTable& aTable, Operands&&... aOperands) {
+  const Node probe(aTable, std::forward<Operands>(aOperands)...);
+  return Intern::lastId(aTable);
+}
+
+}  // namespace KS::detail
