@@ -1,0 +1,33 @@
+// Simplification of an expression to a canonical form.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "base/KSApi.hpp"
+#include "base/SymbolicExprTable.hpp"
+
+namespace KS {
+
+/// Rewrites expressions into simpler, canonical ones of the same table: passes run until the result
+/// stops changing, becomes one of the table's boolean symbols, repeats an earlier result, or the
+/// limit is reached. Borrows the table; adds its boolean symbols if it has none yet.
+class KS_API SymbolicExprSimplify {
+ public:
+  /// `aMaxIterations` is the most passes that one call may run; 0 still runs one.
+  SymbolicExprSimplify(SymbolicExprTable& aTable, std::size_t aMaxIterations);
+
+  /// The id of the simplified expression. Writes the number of passes that were run, at least 1.
+  /// Throws `std::out_of_range` for an id that is not in the table.
+  SymbolicExprId simplify(SymbolicExprId aId, std::size_t& aIterations) const;
+
+  /// The result of every pass in order; the last is the answer that `simplify` gives. Throws as
+  /// `simplify` does.
+  std::vector<SymbolicExprId> explain(SymbolicExprId aId) const;
+
+ private:
+  SymbolicExprTable& table;
+  std::size_t maxIterations;
+};
+
+}  // namespace KS
