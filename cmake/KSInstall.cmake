@@ -1,0 +1,35 @@
+# Installation: the library, its headers, the CMake package and the pkg-config file. Everything in
+# the prefix finds the rest relative to itself, so the prefix may be moved.
+include(CMakePackageConfigHelpers)
+
+set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/KSSymbolicExpr)
+set_target_properties(KSSymbolicExpr PROPERTIES INSTALL_RPATH $ORIGIN)
+
+install(TARGETS KSSymbolicExpr kshost EXPORT KSSymbolicExprTargets)
+install(EXPORT KSSymbolicExprTargets NAMESPACE KSSymbolicExpr:: DESTINATION ${packageDir})
+
+foreach(header IN LISTS KS_PUBLIC_HEADERS)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES ${PROJECT_SOURCE_DIR}/${header}
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr/${folder})
+endforeach()
+if(KS_HOST STREQUAL "standin")
+  install(FILES ${PROJECT_SOURCE_DIR}/host/KSHost.hpp
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr/host)
+  set(pkgHostLibrary " -lkshost")
+endif()
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KSSymbolicExprConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/KSSymbolicExprConfig.cmake INSTALL_DESTINATION ${packageDir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KSSymbolicExprConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KSSymbolicExprConfig.cmake
+              ${PROJECT_BINARY_DIR}/KSSymbolicExprConfigVersion.cmake
+        DESTINATION ${packageDir})
+
+# pkg-config replaces ${pcfiledir} by the folder in which it found the file.
+set(pkgConfigDir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pkgPrefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/KSSymbolicExpr.pc.in
+               ${PROJECT_BINARY_DIR}/KSSymbolicExpr.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/KSSymbolicExpr.pc DESTINATION ${pkgConfigDir})

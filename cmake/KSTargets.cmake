@@ -1,0 +1,26 @@
+# What the targets of this project have in common.
+
+# Warnings, for our own targets and never for those who use them. Whether a warning is an error is
+# the presets' business (CMAKE_COMPILE_WARNING_AS_ERROR).
+function(ks_own_target target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+endfunction()
+
+# Headers name each other from the root ("base/..."), users name them <KSSymbolicExpr/...>: both
+# ways work in the source tree, through a link in the build tree, and after installation.
+set(KS_LINKED_INCLUDES ${PROJECT_BINARY_DIR}/include)
+file(MAKE_DIRECTORY ${KS_LINKED_INCLUDES})
+file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${KS_LINKED_INCLUDES}/KSSymbolicExpr SYMBOLIC)
+function(ks_include_directories target)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<BUILD_INTERFACE:${KS_LINKED_INCLUDES}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr>)
+endfunction()
+
+# Limits what a shared library exports to the names in a linker version script.
+function(ks_version_script target script)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${script})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+endfunction()
