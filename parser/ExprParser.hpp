@@ -1,0 +1,78 @@
+// The grammar of expression text, as a Spirit Qi grammar.
+#pragma once
+
+#include <boost/phoenix/function.hpp>
+#include <boost/spirit/include/qi_char_class.hpp>
+#include <boost/spirit/include/qi_grammar.hpp>
+#include <boost/spirit/include/qi_rule.hpp>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "base/KSApi.hpp"
+#include "parser/ExpressionAst.hpp"
+
+namespace KS {
+
+namespace detail {
+class Steps;
+}
+
+namespace Parser {
+
+/// The tree-building functions for semantic actions.
+extern KS_API const boost::phoenix::function<negate_expr> negExp;
+extern KS_API const boost::phoenix::function<not_expr> notExp;
+extern KS_API const boost::phoenix::function<cmp_expr> cmpExp;
+extern KS_API const boost::phoenix::function<void_fcn_call_expr> voidFcnCallExp;
+extern KS_API const boost::phoenix::function<modulo_expr> moduloExp;
+extern KS_API const boost::phoenix::function<member_val> memberVal;
+
+/// The grammar; its start rule synthesises an `expression_ast`. Instantiated for
+/// `std::string::const_iterator`. A grammar object serves one parse at a time.
+///
+/// The rules carry no attributes: what they match goes, in interning order, to a sequence of steps,
+/// from which the start rule builds the tree and the parser entry interns nodes without one. An
+/// alternative that is given up after it wrote steps is never part of a successful parse.
+template <class Iterator>
+class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
+                                                     boost::spirit::qi::ascii::space_type> {
+ public:
+  /// A grammar with steps of its own.
+  ExprParser();
+  /// A grammar that writes to `aSteps`, which outlives it.
+  explicit ExprParser(detail::Steps& aSteps);
+  ExprParser(const ExprParser&) = delete;
+  ExprParser& operator=(const ExprParser&) = delete;
+  ~ExprParser();
+
+  /// A rule that skips white space between tokens.
+  using Rule = boost::spirit::qi::rule<Iterator, boost::spirit::qi::ascii::space_type>;
+
+  /// The binary levels, lowest precedence first; all are left-associative.
+  Rule expression, logicalOr, logicalAnd, bitOr, bitXor, bitAnd, equality, relational, shift,
+      additive, multiplicative;
+  /// Prefix operators, which do not stack, and operands.
+  Rule unary, primary;
+  /// A name and what makes it a call or a member access.
+  Rule named;
+  /// Whether brackets were nested too deeply for the text to be an expression.
+  bool tooDeep() const { return nestingExceeded; }
+
+ private:
+  void define(detail::Steps& aSteps);
+  bool open();
+  bool close();
+
+  std::unique_ptr<detail::Steps> ownSteps;
+  boost::spirit::qi::rule<Iterator, expression_ast(), boost::spirit::qi::ascii::space_type> tree;
+  boost::spirit::qi::rule<Iterator, std::size_t(), boost::spirit::qi::ascii::space_type> elements;
+  boost::spirit::qi::rule<Iterator> identifier;
+  std::size_t nesting = 0;
+  bool nestingExceeded = false;
+};
+
+extern template class ExprParser<std::string::const_iterator>;
+
+}  // namespace Parser
+}  // namespace KS

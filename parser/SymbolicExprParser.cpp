@@ -1,0 +1,30 @@
+#include "parser/SymbolicExprParser.hpp"
+
+#include <boost/spirit/include/qi_parse.hpp>
+
+#include "parser/ExprParser.hpp"
+#include "parser/detail/Diagnosis.hpp"
+#include "parser/detail/Steps.hpp"
+
+namespace KS {
+
+namespace qi = boost::spirit::qi;
+
+SymbolicExprParser::SymbolicExprParser(SymbolicExprTable& aTable, bool aCSyntax)
+    : table(aTable), cSyntax(aCSyntax) {}
+
+SymbolicExprId SymbolicExprParser::operator()(const std::string& aText) const {
+  detail::Steps steps;
+  const Parser::ExprParser<std::string::const_iterator> grammar(steps);
+  std::string::const_iterator stop = aText.begin();
+  // Skips white space after the match, too.
+  const bool matched = qi::phrase_parse(stop, aText.end(), grammar.expression, qi::ascii::space);
+  if (!matched || stop != aText.end()) return invalidSymbolicExprId;
+  return steps.intern(table, cSyntax);
+}
+
+std::optional<SymbolicExprParseError> SymbolicExprParser::diagnose(const std::string& aText) const {
+  return detail::diagnose(aText);
+}
+
+}  // namespace KS

@@ -1,0 +1,105 @@
+#include "parser/detail/Diagnosis.hpp"
+
+#include <algorithm>
+#include <boost/spirit/include/qi_nonterminal.hpp>
+#include <boost/spirit/include/qi_parse.hpp>
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "parser/ExprParser.hpp"
+#include "parser/detail/Steps.hpp"
+
+namespace KS::detail {
+
+namespace {
+
+namespace qi = boost::spirit::qi;
+using Iterator = std::string::const_iterator;
+
+// How far the parse got: the furthest place where an operand was looked for, and the furthest end
+// of an operand. Nothing that an operator or a bracket needs lies beyond the later of the two.
+struct Progress {
+  Iterator operandStart;
+  Iterator operandEnd;
+
+  // Called by Qi before and after every try to match an operand.
+  template <class Context, class State>
+  void operator()(const Iterator& aFirst, const Iterator&, const Context&, State aState,
+                  const std::string&) {
+    if (aState == qi::pre_parse) operandStart = std::max(operandStart, aFirst);
+    if (aState == qi::successful_parse) operandEnd = std::max(operandEnd, aFirst);
+  }
+};
+
+bool isSpace(char c) { return std::string_view(" \t\n\v\f\r").find(c) != std::string_view::npos; }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isNamePart(char c) {
+  return isDigit(c) || c == '_' || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// What may follow an operand, by the innermost bracket that is open there.
+std::string afterOperand(std::string_view aBefore) {
+  std::vector<const char*> expected{"an operator or the end of the expression"};
+  char last = ' ';
+  for (const char c : aBefore) {
+    if (c == '[') expected.push_back("an operator, ',' or ']'");
+    if (c == '(') {
+      expected.push_back(isNamePart(last) ? "an operator, ',' or ')'" : "an operator or ')'");
+    }
+    if ((c == ')' || c == ']') && expected.size() > 1) expected.pop_back();
+    if (!isSpace(c)) last = c;
+  }
+  return expected.back();
+}
+
+// Whether only the first digits of a real literal were taken, as an integer: the literal itself is
+// out of range.
+bool isCutReal(std::string_view aOperand, std::string_view aRest) {
+  return aOperand.find_first_not_of("+-0123456789") == std::string_view::npos && aRest.size() > 1 &&
+         std::string_view(".eE").find(aRest[0]) != std::string_view::npos &&
+         std::string_view("+-0123456789").find(aRest[1]) != std::string_view::npos;
+}
+
+// What an operand should have been, by the text that stands in its place.
+std::string asOperand(std::string_view aRest) {
+  if (!aRest.empty() && (aRest[0] == '+' || aRest[0] == '-')) aRest.remove_prefix(1);
+  return !aRest.empty() && isDigit(aRest[0]) ? "an integer of 32 bits" : "an operand";
+}
+
+}  // namespace
+
+std::optional<SymbolicExprParseError> diagnose(const std::string& aText) {
+  Steps steps;
+  Parser::ExprParser<Iterator> grammar(steps);
+  Progress progress{aText.begin(), aText.begin()};
+  qi::debug(grammar.primary, std::ref(progress));
+  Iterator stop = aText.begin();
+  if (qi::phrase_parse(stop, aText.end(), grammar.expression, qi::ascii::space) &&
+      stop == aText.end()) {
+    return std::nullopt;
+  }
+  const std::string_view text = aText;
+  const auto offset = [&](Iterator aPlace) {
+    return static_cast<std::size_t>(aPlace - aText.begin());
+  };
+  const auto skipSpace = [&](Iterator aPlace) {
+    return offset(std::find_if_not(aPlace, aText.end(), isSpace));
+  };
+  const std::size_t operand = skipSpace(progress.operandStart);
+  const std::size_t operandEnd = offset(progress.operandEnd);
+  if (grammar.tooDeep()) {
+    return SymbolicExprParseError{
+        operand,
+        "at most " + std::to_string(SymbolicExprParser::maxNesting) + " levels of brackets"};
+  }
+  if (operand >= operandEnd)
+    return SymbolicExprParseError{operand, asOperand(text.substr(operand))};
+  if (isCutReal(text.substr(operand, operandEnd - operand), text.substr(operandEnd))) {
+    return SymbolicExprParseError{operand, "a real number within the range of a double"};
+  }
+  return SymbolicExprParseError{skipSpace(progress.operandEnd),
+                                afterOperand(text.substr(0, operandEnd))};
+}
+
+}  // namespace KS::detail
