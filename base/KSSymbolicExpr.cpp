@@ -62,6 +62,13 @@ bool isKindBetween(const SymbolicExpr& aExpr, SymbolicOp aFirst, SymbolicOp aLas
   return kind >= static_cast<int>(aFirst) && kind <= static_cast<int>(aLast);
 }
 
+std::size_t bitsOf(double aValue) {
+  std::size_t bits = 0;
+  static_assert(sizeof bits == sizeof aValue);
+  std::memcpy(&bits, &aValue, sizeof bits);
+  return bits;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -199,14 +206,10 @@ bool SymbolicDoubleValue::operator==(const SymbolicExpr& aOther) const {
     return std::abs(value - other) <=
            std::max(std::abs(value), std::abs(other)) * std::numeric_limits<double>::epsilon();
   }
-  return std::memcmp(&value, &other, sizeof value) == 0;
+  return bitsOf(value) == bitsOf(other);
 }
 std::size_t SymbolicDoubleValue::getHash() const {
-  if (value == 0.0) return 0;
-  std::size_t bits = 0;
-  static_assert(sizeof bits == sizeof value);
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
+  return value == 0.0 ? 0 : bitsOf(value);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -24,6 +24,7 @@ class SymbolicExprVisitor;
 class KS_API SymbolicExpr {
  public:
   virtual ~SymbolicExpr();
+  SymbolicExpr& operator=(const SymbolicExpr&) = delete;
 
   /// The kind code of the concrete class, 0 to 31 (`SymbolicOp`).
   virtual int getKind() const = 0;
@@ -71,7 +72,6 @@ class KS_API SymbolicExpr {
  protected:
   SymbolicExpr() = default;
   SymbolicExpr(const SymbolicExpr&) = default;
-  SymbolicExpr& operator=(const SymbolicExpr&) = delete;
 };
 
 /// A new vector that holds `first` followed by all of `rest`.

@@ -73,6 +73,8 @@ KSDiagnosticHandle kssvCreateDiagnosticFromMessageID(const msgcore::BaseMsgID& m
   return std::make_shared<const msgcore::BaseMsgID>(message);
 }
 
+// The handle goes by value: hosts declare it so.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void kssvThrowIExceptionFromDiagnostic(KSDiagnosticHandle diagnostic, void*) {
   throw msgcore::DiagnosticException(*diagnostic);
 }
