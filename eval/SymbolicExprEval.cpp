@@ -1,0 +1,146 @@
+#include "eval/SymbolicExprEval.hpp"
+
+#include <utility>
+
+#include "eval/detail/EvalWalk.hpp"
+
+namespace KS {
+
+namespace Eval::detail {
+
+void failOpaque(const SymbolicExprTable& aTable, const SymbolicExpr& aExpr) {
+  if (aExpr.getKind() == static_cast<int>(SymbolicOp::MemberValue)) {
+    throw SymbolicExprEvalError("the member access '." +
+                                static_cast<const SymbolicMemberValue&>(aExpr).getMember() +
+                                "' has no value");
+  }
+  const auto* name = dynamic_cast<const SymbolicString*>(aTable.get(aExpr.getInput(0)));
+  throw SymbolicExprEvalError(
+      "the call of '" + (name == nullptr ? std::string("?") : name->getText()) + "' has no value");
+}
+
+bool unregistered(const SymbolicExpr& aExpr) {
+  const std::string& name = static_cast<const SymbolicString&>(aExpr).getText();
+  if (name == "true") return true;
+  if (name == "false") return false;
+  throw SymbolicExprEvalError("the symbol '" + name + "' has no value");
+}
+
+}  // namespace Eval::detail
+
+namespace {
+
+using Eval::Scalar;
+using Eval::Value;
+using Eval::detail::EvalWalk;
+
+SymbolicOp opOf(const SymbolicExpr& aExpr) { return static_cast<SymbolicOp>(aExpr.getKind()); }
+
+Value evaluated(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+  Value result(0);
+  EvalWalk<Value>(aTable).run(aId, result);
+  return result;
+}
+
+}  // namespace
+
+std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId) const {
+  const SymbolicOp op = opOf(*table->get(aId));
+  if (Eval::detail::isOpaque(op)) return {0.0};
+  if (!Eval::detail::isList(op)) {
+    Scalar result(0);
+    if (EvalWalk<Scalar>(*table).run(aId, result)) return {result.toDouble()};
+  }
+  return Eval::eval(evaluated(*table, aId));
+}
+
+// ---------------------------------------------------------------------------------------------
+// The stack machine
+
+SymbolicExprEvalImpl::~SymbolicExprEvalImpl() = default;
+bool SymbolicExprEvalImpl::visitInputsFirst() const { return true; }
+
+Value SymbolicExprEvalImpl::get() {
+  if (stack.size() != 1) return 0;
+  const SymbolicExprId deferred = stack.back().deferred;
+  const bool isCall =
+      deferred != invalidSymbolicExprId && Eval::detail::isOpaque(opOf(*table->get(deferred)));
+  Value result = isCall ? Value(0) : valueOf(stack.back());
+  stack.pop_back();
+  return result;
+}
+
+void SymbolicExprEvalImpl::push(Value aValue) {
+  stack.push_back({std::move(aValue), invalidSymbolicExprId});
+}
+
+void SymbolicExprEvalImpl::defer(const SymbolicExpr& aExpr) {
+  const SymbolicExprId id = aExpr.getId(*table);
+  if (id == invalidSymbolicExprId) {
+    throw SymbolicExprEvalError("a symbol or call is not in the table of the evaluation");
+  }
+  stack.push_back({0, id});
+}
+
+SymbolicExprEvalImpl::Entry SymbolicExprEvalImpl::pop() {
+  if (stack.empty()) throw SymbolicExprEvalError("an operator is short of operands");
+  Entry top = std::move(stack.back());
+  stack.pop_back();
+  return top;
+}
+
+Value SymbolicExprEvalImpl::valueOf(const Entry& aEntry) {
+  if (aEntry.deferred == invalidSymbolicExprId) return aEntry.value;
+  const auto known = symbolValues.find(aEntry.deferred);
+  if (known != symbolValues.end()) return known->second;
+  Value value = evaluated(*table, aEntry.deferred);
+  symbolValues.emplace(aEntry.deferred, value);
+  return value;
+}
+
+void SymbolicExprEvalImpl::binary(SymbolicOp aOp) {
+  const Entry right = pop();
+  const Entry left = pop();
+  const Value leftValue = valueOf(left);
+  push(Eval::detail::apply(aOp, leftValue, valueOf(right)));
+}
+
+void SymbolicExprEvalImpl::unary(SymbolicOp aOp) { push(Eval::detail::apply(aOp, valueOf(pop()))); }
+
+void SymbolicExprEvalImpl::list(std::size_t aCount) {
+  std::vector<Entry> entries;
+  entries.reserve(aCount);
+  for (std::size_t i = 0; i < aCount; ++i) entries.push_back(pop());
+  Value gathered{std::vector<Scalar>()};
+  for (std::size_t i = 0; i < aCount; ++i) {
+    Eval::detail::appendElement(gathered, valueOf(entries[aCount - 1 - i]));
+  }
+  push(std::move(gathered));
+}
+
+// The inputs of a call are dropped unevaluated.
+void SymbolicExprEvalImpl::call(const SymbolicExpr& aExpr) {
+  for (std::size_t i = aExpr.getNumInputs(); i > 0; --i) pop();
+  defer(aExpr);
+}
+
+void SymbolicExprEvalImpl::visit(const SymbolicString& aExpr) { defer(aExpr); }
+void SymbolicExprEvalImpl::visit(const SymbolicIntValue& aExpr) { push(aExpr.getValue()); }
+void SymbolicExprEvalImpl::visit(const SymbolicDoubleValue& aExpr) { push(aExpr.getValue()); }
+
+#define KS_UNARY(code, Op, Class) \
+  void SymbolicExprEvalImpl::visit(const Class&) { unary(SymbolicOp::Op); }
+#define KS_BINARY(code, Op, Class) \
+  void SymbolicExprEvalImpl::visit(const Class&) { binary(SymbolicOp::Op); }
+#include "base/SymbolicExprKinds.def"
+
+void SymbolicExprEvalImpl::visit(const Symbolic2DExpr&) { list(2); }
+void SymbolicExprEvalImpl::visit(const Symbolic3DExpr&) { list(3); }
+void SymbolicExprEvalImpl::visit(const SymbolicNDExpr& aExpr) { list(aExpr.getNumInputs()); }
+void SymbolicExprEvalImpl::visit(const SymbolicFcnCall0UExpr& aExpr) { call(aExpr); }
+void SymbolicExprEvalImpl::visit(const SymbolicFcnCall1UExpr& aExpr) { call(aExpr); }
+void SymbolicExprEvalImpl::visit(const SymbolicFcnCall2UExpr& aExpr) { call(aExpr); }
+void SymbolicExprEvalImpl::visit(const SymbolicFcnCallExpr& aExpr) { call(aExpr); }
+void SymbolicExprEvalImpl::visit(const SymbolicMemberValue& aExpr) { call(aExpr); }
+
+}  // namespace KS

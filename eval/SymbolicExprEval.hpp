@@ -1,0 +1,78 @@
+// Evaluation of an expression whose symbols have values.
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <deque>
+#include <vector>
+
+#include "base/KSApi.hpp"
+#include "base/SymbolicExprTable.hpp"
+#include "base/SymbolicExprVisitor.hpp"
+#include "eval/Eval.hpp"
+#include "eval/SymbolicExprEvalError.hpp"
+
+namespace KS {
+
+/// Computes the numbers of an expression. A symbol has the value of the expression that is
+/// registered for it (`SymbolicExprTable::registerValueId`); `true` and `false` are the booleans
+/// unless something is registered for them. Borrows the table and keeps nothing else, so several
+/// threads may evaluate over one table that nobody extends. Costs time and memory in distinct
+/// nodes, those of the symbols' values included; depth is limited by memory alone.
+///
+///     table.registerValueId("N", SymbolicIntValue(table, 4).getId(table));
+///     SymbolicExprEval(table).eval(parse("[N + 1, 2]"));  // {5.0, 2.0}
+class KS_API SymbolicExprEval {
+ public:
+  /// Borrows the table.
+  explicit SymbolicExprEval(const SymbolicExprTable& aTable) : table(&aTable) {}
+
+  /// The expression's numbers: one, or one per element of a list. A call or a member access gives
+  /// {0.0}, and its inputs are not evaluated. Throws `SymbolicExprEvalError` for what has no value
+  /// and `std::out_of_range` for an id that is not in the table.
+  std::vector<double> eval(SymbolicExprId aId) const;
+
+ private:
+  const SymbolicExprTable* table;
+};
+
+/// Evaluation as a stack machine for `accept`: every visit takes its operands from the top of a
+/// stack of values, the right one first, and pushes its result. `SymbolicExprEval` gives the same
+/// values faster and visits a shared node once.
+class KS_API SymbolicExprEvalImpl : public SymbolicExprVisitor {
+ public:
+  /// Borrows the table whose ids it resolves.
+  explicit SymbolicExprEvalImpl(const SymbolicExprTable& aTable) : table(&aTable) {}
+  ~SymbolicExprEvalImpl() override;
+  bool visitInputsFirst() const override;
+  /// Pushes the value of the node. Throws `SymbolicExprEvalError` where an operand has no value or
+  /// is missing. A symbol or a call fails only when its value is needed.
+#define KS_KIND(code, Op, Class) void visit(const Class& aExpr) override;
+#include "base/SymbolicExprKinds.def"
+
+  /// The result of a walk: takes and returns the value if the stack holds exactly one, else leaves
+  /// the stack and returns the int 0. A call or a member access as the result is the int 0 too.
+  Eval::Value get();
+
+ private:
+  // Something that was visited: a value, or the id of a symbol or call that nobody has needed yet.
+  // The name of a function is visited like an operand and must not be looked up.
+  struct Entry {
+    Eval::Value value;
+    SymbolicExprId deferred;
+  };
+
+  void push(Eval::Value aValue);
+  void defer(const SymbolicExpr& aExpr);
+  Entry pop();
+  Eval::Value valueOf(const Entry& aEntry);
+  void binary(SymbolicOp aOp);
+  void unary(SymbolicOp aOp);
+  void list(std::size_t aCount);
+  void call(const SymbolicExpr& aExpr);
+
+  const SymbolicExprTable* table;
+  std::deque<Entry> stack;
+  boost::unordered_flat_map<SymbolicExprId, Eval::Value> symbolValues;
+};
+
+}  // namespace KS
