@@ -208,9 +208,7 @@ bool SymbolicDoubleValue::operator==(const SymbolicExpr& aOther) const {
   }
   return bitsOf(value) == bitsOf(other);
 }
-std::size_t SymbolicDoubleValue::getHash() const {
-  return value == 0.0 ? 0 : bitsOf(value);
-}
+std::size_t SymbolicDoubleValue::getHash() const { return value == 0.0 ? 0 : bitsOf(value); }
 
 // ---------------------------------------------------------------------------------------------
 // Operators: constructor, destructor and kind of each class
