@@ -1,0 +1,38 @@
+#include "print/SymbolicExprPrinter.hpp"
+
+#include "print/detail/TextWriter.hpp"
+
+namespace KS {
+
+std::string SymbolicExprPrinter::Predicate::operator()(const SymbolicString& aNode) const {
+  return aNode.getText();
+}
+SymbolicExprPrinter::Predicate::~Predicate() = default;
+SymbolicExprPrinter::Predicate& SymbolicExprPrinter::Predicate::instance() {
+  static Predicate unchanged;
+  return unchanged;
+}
+
+SymbolicExprPrinter::SymbolicExprPrinter(const SymbolicExprTable& aTable,
+                                         const Predicate& aPredicate, bool aMSyntax,
+                                         bool aSpaceLogicalOps, bool aPreprocessor)
+    : table(aTable),
+      predicate(&aPredicate),
+      mSyntax(aMSyntax),
+      spaceLogicalOps(aSpaceLogicalOps),
+      preprocessor(aPreprocessor) {}
+SymbolicExprPrinter::SymbolicExprPrinter(const SymbolicExprTable& aTable, bool aMSyntax,
+                                         bool aSpaceLogicalOps, bool aPreprocessor)
+    : SymbolicExprPrinter(aTable, Predicate::instance(), aMSyntax, aSpaceLogicalOps,
+                          aPreprocessor) {}
+
+std::string SymbolicExprPrinter::operator()(SymbolicExprId aId) const {
+  return detail::writeText(table, *table.get(aId), *predicate,
+                           {mSyntax, spaceLogicalOps, preprocessor});
+}
+
+std::string SymbolicExprPrinter::operator()(const SymbolicExpr& aNode) const {
+  return detail::writeText(table, aNode, *predicate, {mSyntax, spaceLogicalOps, false});
+}
+
+}  // namespace KS

@@ -1,0 +1,319 @@
+#include "print/detail/TextWriter.hpp"
+
+#include <algorithm>
+#include <array>
+#include <boost/container/small_vector.hpp>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+
+#include "base/detail/Walk.hpp"
+#include "host/KSHost.hpp"
+#include "print/detail/Operators.hpp"
+
+namespace KS::detail {
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// What stands around the operands of every kind, per layout
+
+// A set of precedences: those of the operands that need no parentheses in some place.
+using Bare = std::uint16_t;
+
+constexpr Bare everything = 0xFFFF;
+constexpr Bare below(unsigned aPrecedence) { return static_cast<Bare>((1U << aPrecedence) - 1); }
+
+struct OperatorStyle {
+  char text[8] = {};  // with its blanks, copied as a whole
+  std::uint8_t length = 0;
+  std::uint8_t precedence = 0;
+  Bare left = everything;  // the first operand, the only one of a unary operator
+  Bare right = everything;
+
+  constexpr std::string_view view() const { return {text, length}; }
+};
+using StyleTable = std::array<OperatorStyle, 32>;
+
+constexpr bool isUnaryOp(SymbolicOp aOp) {
+  return aOp == SymbolicOp::UnaryMinus || aOp == SymbolicOp::Not || aOp == SymbolicOp::BitCompl;
+}
+
+constexpr bool hasBlanks(SymbolicOp aOp, TextLayout aLayout) {
+  if (aOp == SymbolicOp::MemberValue || isUnaryOp(aOp)) return false;
+  const bool isLogical = aOp == SymbolicOp::And || aOp == SymbolicOp::Or;
+  return aLayout.preprocessor || (aLayout.spaceLogicalOps && isLogical);
+}
+
+constexpr OperatorStyle styleOf(SymbolicOp aOp, TextLayout aLayout) {
+  OperatorStyle style;
+  const char* spelling = operatorText(aOp).spelling(aLayout.mSyntax);
+  if (spelling == nullptr) {
+    style.precedence = aOp <= SymbolicOp::DoubleValue ? leafPrecedence : postfixPrecedence;
+    return style;
+  }
+  const bool joinsMember =
+      aOp == SymbolicOp::MemberValue && aLayout.preprocessor && !aLayout.mSyntax;
+  if (joinsMember) spelling = "_";
+  const bool blanks = hasBlanks(aOp, aLayout);
+  if (blanks) style.text[style.length++] = ' ';
+  while (*spelling != '\0') style.text[style.length++] = *spelling++;
+  if (blanks) style.text[style.length++] = ' ';
+  const unsigned precedence = operatorText(aOp).precedence;
+  style.precedence = static_cast<std::uint8_t>(precedence);
+  style.right = below(precedence);
+  style.left = isUnaryOp(aOp) ? below(precedence) : below(precedence + 1);
+  if (aLayout.preprocessor && aOp == SymbolicOp::Or) {
+    style.left &= static_cast<Bare>(~(1U << andPrecedence));
+    style.right &= static_cast<Bare>(~(1U << andPrecedence));
+  }
+  return style;
+}
+
+constexpr std::size_t layoutIndex(TextLayout aLayout) {
+  return (aLayout.mSyntax ? 4U : 0U) + (aLayout.spaceLogicalOps ? 2U : 0U) +
+         (aLayout.preprocessor ? 1U : 0U);
+}
+
+constexpr std::array<StyleTable, 8> styleTables = [] {
+  std::array<StyleTable, 8> all{};
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const TextLayout layout{(i & 4) != 0, (i & 2) != 0, (i & 1) != 0};
+    for (int op = 0; op < 32; ++op) {
+      all[i][static_cast<std::size_t>(op)] = styleOf(static_cast<SymbolicOp>(op), layout);
+    }
+  }
+  return all;
+}();
+
+// ---------------------------------------------------------------------------------------------
+// Output
+
+[[noreturn]] void failLength() {
+  throw std::length_error("KS::SymbolicExprPrinter: the text is longer than 256 MiB");
+}
+
+// Collects text in a buffer of its own, so that a short text costs one allocation of its size.
+class Output {
+ public:
+  void put(char aChar) {
+    if (used == buffer.size()) flush();
+    buffer[used++] = aChar;
+  }
+  void put(std::string_view aText) {
+    if (aText.size() > buffer.size() - used) {
+      flush();
+      if (aText.size() > buffer.size()) {
+        checkLength(aText.size());
+        text.append(aText);
+        return;
+      }
+    }
+    std::memcpy(buffer.data() + used, aText.data(), aText.size());
+    used += aText.size();
+  }
+  void put(const OperatorStyle& aStyle) {
+    if (sizeof aStyle.text > buffer.size() - used) flush();
+    std::memcpy(buffer.data() + used, aStyle.text, sizeof aStyle.text);
+    used += aStyle.length;
+  }
+  void put(int aValue) {
+    constexpr std::size_t longest = 11;
+    if (longest > buffer.size() - used) flush();
+    char* begin = buffer.data() + used;
+    used =
+        static_cast<std::size_t>(std::to_chars(begin, begin + longest, aValue).ptr - buffer.data());
+  }
+  std::string take() {
+    flush();
+    return std::move(text);
+  }
+
+ private:
+  void checkLength(std::size_t aMore) const {
+    if (text.size() + aMore > SymbolicExprPrinter::maxTextLength) failLength();
+  }
+  void flush() {
+    checkLength(used);
+    text.append(buffer.data(), used);
+    used = 0;
+  }
+
+  std::array<char, 512> buffer;
+  std::size_t used = 0;
+  std::string text;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The walk
+
+// Throws where the unfolded expression is sure to exceed the longest text: every node writes a
+// character or more, every name `aNameSize` or more. The text of a shared expression can double
+// with every level, but this costs time in the distinct nodes. Out of line, off the writer's way.
+[[gnu::noinline]] void checkUnfoldedSize(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
+                                         std::size_t aNameSize) {
+  boost::unordered_flat_map<SymbolicExprId, std::size_t> sizes;
+  const auto sizeOf = [&](const SymbolicExpr& aNode) {
+    const std::size_t count = aNode.getNumInputs();
+    std::size_t size = aNode.getKind() == static_cast<int>(SymbolicOp::String) ? aNameSize : 1;
+    for (std::size_t i = 0; i < count; ++i) {
+      size = std::min(size + sizes.at(aNode.getInput(i)), SymbolicExprPrinter::maxTextLength + 1);
+    }
+    return size;
+  };
+  for (std::size_t i = 0, count = aRoot.getNumInputs(); i < count; ++i) {
+    forEachDistinct(
+        aTable, checkedInput(aRoot, aTable.size(), i),
+        [&](SymbolicExprId id) { return sizes.contains(id); },
+        [&](SymbolicExprId id, const SymbolicExpr& node) { sizes.emplace(id, sizeOf(node)); });
+  }
+  if (sizeOf(aRoot) > SymbolicExprPrinter::maxTextLength) failLength();
+}
+
+class Writer {
+ public:
+  Writer(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
+         const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout)
+      : table(aTable),
+        root(aRoot),
+        predicate(aPredicate),
+        renames(&aPredicate != &SymbolicExprPrinter::Predicate::instance()),
+        namesBooleans(aLayout.preprocessor && !aLayout.mSyntax),
+        styles(styleTables[layoutIndex(aLayout)]) {}
+
+  std::string run() {
+    write(root, table.size(), everything);
+    while (!pending.empty()) {
+      const Item item = pending.back();
+      pending.pop_back();
+      out.put({item.text, item.length});
+      if (item.id != invalidSymbolicExprId) write(*table.get(item.id), item.id, item.bare);
+    }
+    return out.take();
+  }
+
+ private:
+  // What is still to be written, the next on top: a text and the operand after it, if any. `bare`
+  // holds the precedences that need no parentheses in the operand's place.
+  struct Item {
+    const char* text;
+    std::uint32_t length;
+    Bare bare;
+    SymbolicExprId id;
+
+    // Constructed in place: a copy of an item just written stalls on its parts.
+    Item(std::string_view aText, SymbolicExprId aOperand, Bare aBare)
+        : text(aText.data()),
+          length(static_cast<std::uint32_t>(aText.size())),
+          bare(aBare),
+          id(aOperand) {}
+  };
+
+  // Out of line, so that the vector's growth does not burden the walk's loop.
+  [[gnu::noinline]] void later(std::string_view aText,
+                               SymbolicExprId aOperand = invalidSymbolicExprId,
+                               Bare aBare = everything) {
+    pending.emplace_back(aText, aOperand, aBare);
+  }
+
+  // Writes the expression down its left edge and leaves the rest pending.
+  void write(const SymbolicExpr& aNode, SymbolicExprId aId, Bare aBare) {
+    const SymbolicExpr* node = &aNode;
+    for (;;) {
+      if (++visits == visitsBeforeCheck) checkUnfoldedSize(table, root, renames ? 0 : 1);
+      const auto kind = static_cast<SymbolicOp>(node->getKind());
+      const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
+      if ((aBare >> style.precedence & 1) == 0) {
+        out.put('(');
+        later(")");
+      }
+      if (writeLeaf(*node, kind)) return;
+      writeAround(*node, aId, kind, style);
+      aBare = style.left;
+      aId = checkedInput(*node, aId, 0);
+      node = table.get(aId);
+    }
+  }
+
+  bool writeLeaf(const SymbolicExpr& aNode, SymbolicOp aKind) {
+    switch (aKind) {
+      case SymbolicOp::String: writeName(static_cast<const SymbolicString&>(aNode)); return true;
+      case SymbolicOp::IntValue:
+        out.put(static_cast<const SymbolicIntValue&>(aNode).getValue());
+        return true;
+      case SymbolicOp::DoubleValue:
+        out.put(kssv_dtoa(static_cast<const SymbolicDoubleValue&>(aNode).getValue(), true));
+        return true;
+      default: return false;
+    }
+  }
+
+  // Writes what stands before the first operand and leaves pending what stands after it.
+  void writeAround(const SymbolicExpr& aNode, SymbolicExprId aId, SymbolicOp aKind,
+                   const OperatorStyle& aStyle) {
+    switch (aKind) {
+      case SymbolicOp::UnaryMinus:
+      case SymbolicOp::Not:
+      case SymbolicOp::BitCompl: out.put(aStyle); break;
+      case SymbolicOp::_2D:
+      case SymbolicOp::_3D:
+      case SymbolicOp::ND:
+        out.put('[');
+        later("]");
+        laterArguments(aNode, aId, 1);
+        break;
+      case SymbolicOp::FcnCall0U: later("()"); break;
+      case SymbolicOp::FcnCall1U:
+      case SymbolicOp::FcnCall2U:
+      case SymbolicOp::FcnCall:
+        later(")");
+        laterArguments(aNode, aId, 2);
+        later("(", checkedInput(aNode, aId, 1));
+        break;
+      case SymbolicOp::MemberValue:
+        later(static_cast<const SymbolicMemberValue&>(aNode).getMember());
+        later(aStyle.view());
+        break;
+      default: later(aStyle.view(), checkedInput(aNode, aId, 1), aStyle.right);
+    }
+  }
+
+  void laterArguments(const SymbolicExpr& aNode, SymbolicExprId aId, std::size_t aFirst) {
+    for (std::size_t i = aNode.getNumInputs(); i-- > aFirst;) {
+      later(",", checkedInput(aNode, aId, i));
+    }
+  }
+
+  void writeName(const SymbolicString& aNode) {
+    const std::string& name = aNode.getText();
+    if (namesBooleans && name == "false") return out.put('0');
+    if (namesBooleans && name == "true") return out.put('1');
+    // Most printing renames nothing and is spared the copy that a predicate returns.
+    if (renames) return out.put(predicate(aNode));
+    out.put(name);
+  }
+
+  // So many nodes may be written before it is asked whether the text can end at all.
+  static constexpr std::size_t visitsBeforeCheck = std::size_t{1} << 20;
+
+  const SymbolicExprTable& table;
+  const SymbolicExpr& root;
+  const SymbolicExprPrinter::Predicate& predicate;
+  const bool renames;
+  const bool namesBooleans;
+  const StyleTable& styles;
+  Output out;
+  boost::container::small_vector<Item, 24> pending;
+  std::size_t visits = 0;
+};
+
+}  // namespace
+
+std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
+                      const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout) {
+  return Writer(aTable, aRoot, aPredicate, aLayout).run();
+}
+
+}  // namespace KS::detail
