@@ -1,7 +1,5 @@
 #include "base/SymbolicExprXFormVisitor.hpp"
 
-#include <cassert>
-
 #include "base/detail/Intern.hpp"
 
 namespace KS {
@@ -19,21 +17,22 @@ SymbolicExprXFormVisitor::~SymbolicExprXFormVisitor() = default;
 bool SymbolicExprXFormVisitor::visitInputsFirst() const { return true; }
 
 SymbolicExprId SymbolicExprXFormVisitor::get() {
-  return stack.size() == 1 ? pop() : invalidSymbolicExprId;
+  return stack.size() == 1 && !ranDry ? pop() : invalidSymbolicExprId;
 }
 
 SymbolicExprId SymbolicExprXFormVisitor::pop() {
-  assert(!stack.empty());
+  if (stack.empty()) {
+    ranDry = true;
+    return invalidSymbolicExprId;
+  }
   const SymbolicExprId id = stack.back();
   stack.pop_back();
   return id;
 }
 
 std::vector<SymbolicExprId> SymbolicExprXFormVisitor::pop(std::size_t aCount) {
-  assert(stack.size() >= aCount);
-  const auto first = stack.end() - static_cast<std::ptrdiff_t>(aCount);
-  std::vector<SymbolicExprId> ids(first, stack.end());
-  stack.erase(first, stack.end());
+  std::vector<SymbolicExprId> ids(aCount);
+  for (auto id = ids.rbegin(); id != ids.rend(); ++id) *id = pop();
   return ids;
 }
 

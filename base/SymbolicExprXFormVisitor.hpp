@@ -44,8 +44,8 @@ class KS_API SymbolicExprXFormVisitor : public SymbolicExprVisitor {
 #define KS_KIND(code, Op, Class) void visit(const Class& aExpr) override;
 #include "base/SymbolicExprKinds.def"
 
-  /// The result of a walk: pops and returns the id if the stack holds exactly one, else leaves the
-  /// stack and returns the invalid id.
+  /// The result of a walk: pops and returns the id if the stack holds exactly one. The invalid id,
+  /// with the stack left as it is, where visits pushed too many ids or popped more than there were.
   SymbolicExprId get();
 
  protected:
@@ -53,7 +53,7 @@ class KS_API SymbolicExprXFormVisitor : public SymbolicExprVisitor {
   SymbolicExprTable& result() const { return resultTable; }
   /// Pushes the id of a visited node's result.
   void push(SymbolicExprId aId) { stack.push_back(aId); }
-  /// Takes the id on top of the stack, which must not be empty.
+  /// Takes the id on top of the stack; the invalid id where an earlier visit pushed too few.
   SymbolicExprId pop();
   /// Takes the `aCount` topmost ids, in the order in which they were pushed.
   std::vector<SymbolicExprId> pop(std::size_t aCount);
@@ -64,6 +64,7 @@ class KS_API SymbolicExprXFormVisitor : public SymbolicExprVisitor {
   SymbolicExprTable& resultTable;
   std::deque<SymbolicExprId> stack;
   SymbolicExprFactory factory;
+  bool ranDry = false;  // a visit popped from the empty stack, so there is no result
 };
 
 /// Rebuilds an expression through one overridable make operation per node class. A subclass

@@ -1,0 +1,161 @@
+// The table: ids, lookup, boolean symbols, values of symbols, ownership, failure in the middle.
+#include "base/SymbolicExprTable.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <stdexcept>
+
+#include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Intern.hpp"
+
+namespace KS {
+namespace {
+
+TEST(Table, idsAreDenseAndInputsComeFirst) {
+  SymbolicExprTable t;
+  EXPECT_EQ(t.size(), 0U);
+  EXPECT_EQ(SymbolicString(t, "a").getId(t), 0U);
+  EXPECT_EQ(SymbolicIntValue(t, 2).getId(t), 1U);
+  EXPECT_EQ(SymbolicPlusExpr(t, 0, 1).getId(t), 2U);
+  EXPECT_EQ(SymbolicFcnCall1UExpr(t, "f", 2).getId(t), 4U) << "after the name";
+  EXPECT_EQ(SymbolicString(t, "a").getId(t), 0U);
+  EXPECT_EQ(t.size(), 5U);
+}
+
+TEST(Table, unknownIds) {
+  SymbolicExprTable t;
+  const SymbolicString a(t, "a");
+  EXPECT_EQ(t.get(0)->getKind(), 0);
+  EXPECT_THROW(t.get(1), std::out_of_range);
+  EXPECT_THROW(t.get(invalidSymbolicExprId), std::out_of_range);
+
+  SymbolicExprTable empty;
+  EXPECT_EQ(empty.lookup(&a), invalidSymbolicExprId);
+  EXPECT_EQ(empty.lookup(nullptr), invalidSymbolicExprId);
+  EXPECT_FALSE(empty.contains(&a));
+  EXPECT_TRUE(t.contains(&a));
+  EXPECT_THROW(empty.get(0), std::out_of_range);
+}
+
+TEST(Table, boolSymbols) {
+  SymbolicExprTable t;
+  EXPECT_EQ(t.getIdTRUE(), invalidSymbolicExprId);
+  EXPECT_EQ(t.getIdFALSE(), invalidSymbolicExprId);
+  t.addBoolSymbols();
+  t.addBoolSymbols();
+  EXPECT_EQ(t.getIdFALSE(), 0U);
+  EXPECT_EQ(t.getIdTRUE(), 1U);
+  EXPECT_EQ(t.size(), 2U);
+
+  SymbolicExprTable late;
+  const SymbolicString used(late, "true");
+  late.addBoolSymbols();
+  EXPECT_EQ(late.getIdTRUE(), used.getId(late)) << "a symbol that was used before is the same one";
+  EXPECT_EQ(late.getIdFALSE(), 1U);
+}
+
+TEST(Table, valuesOfSymbols) {
+  SymbolicExprTable t;
+  t.registerValueId("k", 7);
+  t.registerValueId("k", 9);
+  const SymbolicExprId k = SymbolicString(t, "k").getId(t);
+  EXPECT_EQ(t.getValueId(k), 7U) << "the first registration stays";
+  EXPECT_EQ(t.getValueId(k + 1), invalidSymbolicExprId);
+  EXPECT_EQ(t.getValueId(invalidSymbolicExprId), invalidSymbolicExprId);
+}
+
+TEST(Table, nodesWithOneHashStayApart) {
+  SymbolicExprTable t;
+  // All three hash to 0.
+  EXPECT_EQ(SymbolicString(t, "").getId(t), 0U);
+  EXPECT_EQ(SymbolicIntValue(t, 0).getId(t), 1U);
+  EXPECT_EQ(SymbolicDoubleValue(t, -0.0).getId(t), 2U);
+  EXPECT_EQ(SymbolicDoubleValue(t, 0.0).getId(t), 2U);
+  EXPECT_EQ(t.size(), 3U);
+}
+
+// Equal within the tolerance, but hashed apart: two nodes, whatever bucket they fall into.
+TEST(Table, closeDoublesAreTwoNodesInTablesOfEverySize) {
+  SymbolicExprTable t;
+  for (int i = 0; i < 3000; ++i) {
+    const double value = 1.0 + i;
+    const SymbolicDoubleValue exact(t, value), close(t, std::nextafter(value, 1e9));
+    ASSERT_TRUE(exact == close) << value;
+    ASSERT_EQ(exact.getId(t), t.size() - 2) << value;
+    ASSERT_EQ(close.getId(t), t.size() - 1) << value;
+  }
+}
+
+TEST(Table, growsWithoutLosingNodes) {
+  constexpr int count = 100000;
+  SymbolicExprTable t;
+  for (int i = 0; i < count; ++i) SymbolicIntValue(t, i * 31);
+  for (int i = 0; i < count; ++i) {
+    ASSERT_EQ(SymbolicIntValue(t, i * 31).getId(t), static_cast<SymbolicExprId>(i));
+  }
+  EXPECT_EQ(t.size(), static_cast<std::size_t>(count));
+}
+
+// A node of the test's own: counts destructions, and fails to be copied where it is told to.
+class Tracked final : public SymbolicUnaryExpr {
+ public:
+  Tracked(SymbolicExprId aInput, int* aDestroyed, bool aFailsToCopy = false)
+      : SymbolicUnaryExpr(aInput), destroyed(aDestroyed), failsToCopy(aFailsToCopy) {}
+  Tracked(const Tracked& aOther)
+      : SymbolicUnaryExpr(aOther), destroyed(aOther.destroyed), failsToCopy(false) {
+    if (aOther.failsToCopy) throw std::bad_alloc();
+  }
+  Tracked& operator=(const Tracked&) = delete;
+  ~Tracked() override { ++*destroyed; }
+  int getKind() const override { return 17; }
+
+ private:
+  int* destroyed;
+  bool failsToCopy;
+};
+
+TEST(Table, ownsWhatIsAdded) {
+  int destroyed = 0;
+  {
+    SymbolicExprTable t;
+    t.add(new Tracked(5, &destroyed));
+    t.add(new Tracked(5, &destroyed));
+    t.add(new Tracked(6, &destroyed));
+    const SymbolicNotExpr probe(t, 5);
+    EXPECT_EQ(t.size(), 3U) << "a second equal node is appended";
+    EXPECT_EQ(probe.getId(t), 0U) << "and the first one keeps answering";
+    EXPECT_THROW(t.add(nullptr), std::invalid_argument);
+    EXPECT_EQ(t.size(), 3U);
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, 3);
+}
+
+TEST(Table, failureWhileInterningLeavesTheTableAsItWas) {
+  int destroyed = 0;
+  SymbolicExprTable t;
+  const SymbolicString a(t, "a");
+  {
+    const Tracked probe(0, &destroyed, true);
+    EXPECT_THROW(detail::Intern::node(t, probe), std::bad_alloc);
+    EXPECT_EQ(t.size(), 1U);
+    EXPECT_EQ(t.lookup(&probe), invalidSymbolicExprId);
+  }
+  EXPECT_EQ(SymbolicNotExpr(t, 0).getId(t), 1U);
+  for (int i = 0; i < 1000; ++i) SymbolicIntValue(t, i);
+  EXPECT_EQ(a.getId(t), 0U);
+  EXPECT_EQ(SymbolicNotExpr(t, 0).getId(t), 1U);
+}
+
+TEST(Table, refsHashAndCompareTheirNodes) {
+  SymbolicExprTable t;
+  const SymbolicString a(t, "a");
+  const SymbolicString alsoA(t, "a");
+  EXPECT_EQ(hash_value(SymbolicExprRef(&a)), a.getHash());
+  EXPECT_TRUE(SymbolicExprRef(&a) == SymbolicExprRef(&alsoA));
+  EXPECT_FALSE(SymbolicExprRef(&a) == SymbolicExprRef(t.get(SymbolicIntValue(t, 1).getId(t))));
+}
+
+}  // namespace
+}  // namespace KS
