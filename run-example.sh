@@ -1,0 +1,12 @@
+#!/bin/sh
+# Installs what is missing, builds ksexpr and answers the conditions of every block of the sample
+# model. Arguments go to ksexpr instead: ./run-example.sh simplify 'x + 0'
+set -eu
+cd "$(dirname "$0")"
+scripts/install-packages.sh
+{
+  cmake --preset release
+  cmake --build --preset release --parallel "$(nproc)" --target ksexpr
+} >&2
+[ $# -gt 0 ] || set -- conditions examples/SAMPLE.json
+exec build/release/tools/ksexpr "$@"
