@@ -3,55 +3,26 @@
 #include <utility>
 
 #include "eval/detail/EvalWalk.hpp"
+#include "eval/detail/SmallEval.hpp"
 
 namespace KS {
-
-namespace Eval::detail {
-
-void failOpaque(const SymbolicExprTable& aTable, const SymbolicExpr& aExpr) {
-  if (aExpr.getKind() == static_cast<int>(SymbolicOp::MemberValue)) {
-    throw SymbolicExprEvalError("the member access '." +
-                                static_cast<const SymbolicMemberValue&>(aExpr).getMember() +
-                                "' has no value");
-  }
-  const auto* name = dynamic_cast<const SymbolicString*>(aTable.get(aExpr.getInput(0)));
-  throw SymbolicExprEvalError(
-      "the call of '" + (name == nullptr ? std::string("?") : name->getText()) + "' has no value");
-}
-
-bool unregistered(const SymbolicExpr& aExpr) {
-  const std::string& name = static_cast<const SymbolicString&>(aExpr).getText();
-  if (name == "true") return true;
-  if (name == "false") return false;
-  throw SymbolicExprEvalError("the symbol '" + name + "' has no value");
-}
-
-}  // namespace Eval::detail
 
 namespace {
 
 using Eval::Scalar;
 using Eval::Value;
 using Eval::detail::EvalWalk;
+using Eval::detail::isOpaque;
 
 SymbolicOp opOf(const SymbolicExpr& aExpr) { return static_cast<SymbolicOp>(aExpr.getKind()); }
-
-Value evaluated(const SymbolicExprTable& aTable, SymbolicExprId aId) {
-  Value result(0);
-  EvalWalk<Value>(aTable).run(aId, result);
-  return result;
-}
 
 }  // namespace
 
 std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId) const {
-  const SymbolicOp op = opOf(*table->get(aId));
-  if (Eval::detail::isOpaque(op)) return {0.0};
-  if (!Eval::detail::isList(op)) {
-    Scalar result(0);
-    if (EvalWalk<Scalar>(*table).run(aId, result)) return {result.toDouble()};
-  }
-  return Eval::eval(evaluated(*table, aId));
+  Scalar scalar(0);
+  if (Eval::detail::SmallEval(*table).run(aId, scalar)) return {scalar.toDouble()};
+  if (isOpaque(opOf(*table->get(aId)))) return {0.0};
+  return Eval::eval(EvalWalk(*table).run(aId));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -63,8 +34,7 @@ bool SymbolicExprEvalImpl::visitInputsFirst() const { return true; }
 Value SymbolicExprEvalImpl::get() {
   if (stack.size() != 1) return 0;
   const SymbolicExprId deferred = stack.back().deferred;
-  const bool isCall =
-      deferred != invalidSymbolicExprId && Eval::detail::isOpaque(opOf(*table->get(deferred)));
+  const bool isCall = deferred != invalidSymbolicExprId && isOpaque(opOf(*table->get(deferred)));
   Value result = isCall ? Value(0) : valueOf(stack.back());
   stack.pop_back();
   return result;
@@ -93,7 +63,7 @@ Value SymbolicExprEvalImpl::valueOf(const Entry& aEntry) {
   if (aEntry.deferred == invalidSymbolicExprId) return aEntry.value;
   const auto known = symbolValues.find(aEntry.deferred);
   if (known != symbolValues.end()) return known->second;
-  Value value = evaluated(*table, aEntry.deferred);
+  Value value = EvalWalk(*table).run(aEntry.deferred);
   symbolValues.emplace(aEntry.deferred, value);
   return value;
 }

@@ -5,12 +5,34 @@
 #include <string>
 #include <vector>
 
-#include "base/SymbolicOp.hpp"
+#include "base/KSSymbolicExpr.hpp"
 #include "eval/Eval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "eval/detail/ScalarRules.hpp"
 
 namespace KS::Eval::detail {
+
+/// Whether the kind is an integer or a real literal.
+inline bool isLiteral(SymbolicOp aOp) {
+  return aOp == SymbolicOp::IntValue || aOp == SymbolicOp::DoubleValue;
+}
+
+/// Whether the kind is an operator with one operand.
+inline bool isUnary(SymbolicOp aOp) {
+  return aOp == SymbolicOp::UnaryMinus || aOp == SymbolicOp::Not || aOp == SymbolicOp::BitCompl;
+}
+
+/// Whether the kind is a dimension list.
+inline bool isList(SymbolicOp aOp) { return aOp >= SymbolicOp::_2D && aOp <= SymbolicOp::ND; }
+
+/// Whether the kind is a call or a member access, which have no value.
+inline bool isOpaque(SymbolicOp aOp) { return aOp >= SymbolicOp::FcnCall0U; }
+
+/// The value of a literal of kind `aOp`.
+inline Scalar literal(SymbolicOp aOp, const SymbolicExpr& aExpr) {
+  if (aOp == SymbolicOp::IntValue) return static_cast<const SymbolicIntValue&>(aExpr).getValue();
+  return static_cast<const SymbolicDoubleValue&>(aExpr).getValue();
+}
 
 /// Calls `aUse` with the rule of a binary operator.
 template <class Use>
