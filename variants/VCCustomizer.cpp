@@ -1,0 +1,7 @@
+#include "variants/VCCustomizer.hpp"
+
+namespace KS {
+
+VCCustomizer::~VCCustomizer() = default;
+
+}  // namespace KS

@@ -1,0 +1,355 @@
+#include "variants/VCService.hpp"
+
+#include <algorithm>
+#include <boost/container/small_vector.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <stdexcept>
+
+#include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Intern.hpp"
+#include "variants/detail/InlineVarCondExprParseError.hpp"
+
+namespace KS {
+
+namespace {
+
+constexpr std::size_t maxPasses = 10;
+
+// The characters of texts whose simplified form is kept. Texts that only differ in blanks add
+// nothing to the table, so the table's size is no bound for them.
+constexpr std::size_t maxKeptLength = std::size_t{64} << 20;
+
+// Paths of parents up to this length are searched as they are, longer ones through a set.
+constexpr std::size_t shortPath = 32;
+
+}  // namespace
+
+VCService* VCService::fInstance = nullptr;
+
+struct VCService::Family {
+  int selector;
+  Field local;
+  Field net;
+};
+const VCService::Family VCService::familyVV{1, &VariantConditions::localVV,
+                                            &VariantConditions::netVV};
+const VCService::Family VCService::familyCG{0, &VariantConditions::localCG,
+                                            &VariantConditions::netCG};
+const VCService::Family VCService::familyS{2, &VariantConditions::localS, &VariantConditions::netS};
+
+// Stands while a customizer is being asked, in any service.
+class VCService::CustomizerCall {
+ public:
+  explicit CustomizerCall(const VCCustomizer* aCustomizer) {
+    if (aCustomizer == nullptr) {
+      throw std::invalid_argument(
+          "KS::VCService: a condition is needed and the customizer is null");
+    }
+    if (open == maxCustomizerDepth) {
+      throw std::runtime_error("KS::VCService: customizers query the service from within " +
+                               std::to_string(open) + " answers");
+    }
+    ++open;
+  }
+  ~CustomizerCall() { --open; }
+  CustomizerCall(const CustomizerCall&) = delete;
+  CustomizerCall& operator=(const CustomizerCall&) = delete;
+
+  static bool isOpen() { return open != 0; }
+
+ private:
+  inline static std::size_t open = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Lifetime
+
+VCService::VCService()
+    : parser(table, false),
+      simplifier(table, maxPasses),
+      toC(table),
+      printM(table, true, true, true),
+      printC(table, false, true, true) {
+  table.addBoolSymbols();
+}
+VCService::~VCService() = default;
+
+VCService* VCService::getInstance() {
+  if (fInstance == nullptr) fInstance = new VCService;
+  return fInstance;
+}
+
+void VCService::clean() {
+  if (CustomizerCall::isOpen()) {
+    throw std::logic_error("KS::VCService::clean: called from within a customizer");
+  }
+  delete fInstance;
+  fInstance = nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The cache
+
+void VCService::initializeConditions(const KSBlock* aBlock) { conditions.try_emplace(aBlock); }
+
+SymbolicExprId VCService::known(const KSBlock* aBlock, Field aField) const {
+  const auto entry = conditions.find(aBlock);
+  return entry == conditions.end() ? invalidSymbolicExprId : entry->second.*aField;
+}
+
+SymbolicExprId VCService::keep(const KSBlock* aBlock, Field aField, SymbolicExprId aId) {
+  return conditions[aBlock].*aField = aId;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Conditions by id
+
+SymbolicExprId VCService::ofNoBlock(const Family& aFamily) const {
+  return aFamily.selector == familyS.selector ? table.getIdFALSE() : table.getIdTRUE();
+}
+
+SymbolicExprId VCService::askLocal(const Family& aFamily, const KSBlock* aBlock,
+                                   const VCCustomizer* aCustomizer) {
+  std::string text;
+  {
+    const CustomizerCall call(aCustomizer);
+    text = aCustomizer->getLocalCondition(aBlock, aFamily.selector);
+  }
+  return simplify(text);
+}
+
+SymbolicExprId VCService::local(const Family& aFamily, const KSBlock* aBlock,
+                                const VCCustomizer* aCustomizer) {
+  if (aBlock == nullptr) return ofNoBlock(aFamily);
+  const SymbolicExprId id = known(aBlock, aFamily.local);
+  if (id != invalidSymbolicExprId) return id;
+  return keep(aBlock, aFamily.local, askLocal(aFamily, aBlock, aCustomizer));
+}
+
+SymbolicExprId VCService::getMExprLocalVVCEIdx(const KSBlock* aBlock,
+                                               const VCCustomizer* aCustomizer) {
+  return local(familyVV, aBlock, aCustomizer);
+}
+SymbolicExprId VCService::getLocalSVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
+  return local(familyS, aBlock, aCustomizer);
+}
+
+SymbolicExprId VCService::getMExprLocalCGVCEIdx(const KSBlock* aBlock,
+                                                const VCCustomizer* aCustomizer) {
+  const SymbolicExprId id = known(aBlock, familyCG.local);
+  if (aBlock == nullptr || id == invalidSymbolicExprId) return local(familyCG, aBlock, aCustomizer);
+  // Hosts rely on being asked every time, and on what a text that went bad or a condition that
+  // cannot be written throws; the answer itself is the one that is kept.
+  printM(id);
+  printM(askLocal(familyCG, aBlock, aCustomizer));
+  return id;
+}
+
+SymbolicExprId VCService::net(const Family& aFamily, const KSBlock* aBlock,
+                              const VCCustomizer* aCustomizer) {
+  if (aBlock == nullptr) return ofNoBlock(aFamily);
+  const SymbolicExprId id = known(aBlock, aFamily.net);
+  if (id != invalidSymbolicExprId) return id;
+  return keep(aBlock, aFamily.net, computeNet(aFamily, aBlock, aCustomizer));
+}
+
+SymbolicExprId VCService::getMExprNetVVCEIdx(const KSBlock* aBlock,
+                                             const VCCustomizer* aCustomizer) {
+  return net(familyVV, aBlock, aCustomizer);
+}
+SymbolicExprId VCService::getMExprNetCGVCEIdx(const KSBlock* aBlock,
+                                              const VCCustomizer* aCustomizer) {
+  return net(familyCG, aBlock, aCustomizer);
+}
+SymbolicExprId VCService::getNetSVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
+  return net(familyS, aBlock, aCustomizer);
+}
+
+SymbolicExprId VCService::computeMExprNetVVCE(const KSBlock* aBlock,
+                                              const VCCustomizer* aCustomizer) {
+  return computeNet(familyVV, aBlock, aCustomizer);
+}
+SymbolicExprId VCService::computeMExprNetCGVCE(const KSBlock* aBlock,
+                                               const VCCustomizer* aCustomizer) {
+  return computeNet(familyCG, aBlock, aCustomizer);
+}
+SymbolicExprId VCService::computeNetSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
+  return computeNet(familyS, aBlock, aCustomizer);
+}
+
+// The local condition as it enters the net one. The S family neither looks at the kept one nor
+// keeps it.
+SymbolicExprId VCService::localForNet(const Family& aFamily, const KSBlock* aBlock,
+                                      const VCCustomizer* aCustomizer) {
+  switch (aFamily.selector) {
+    case 0: return getMExprLocalCGVCEIdx(aBlock, aCustomizer);
+    case 2: return askLocal(aFamily, aBlock, aCustomizer);
+    default: return local(aFamily, aBlock, aCustomizer);
+  }
+}
+
+SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBlock,
+                                     const VCCustomizer* aCustomizer) {
+  if (aBlock == nullptr) return ofNoBlock(aFamily);
+  struct Step {
+    const KSBlock* block;
+    SymbolicExprId local;
+  };
+  boost::container::small_vector<Step, shortPath> path;
+  boost::unordered_flat_set<const KSBlock*> longPath;
+  const auto isOnPath = [&](const KSBlock* aParent) {
+    if (path.size() <= shortPath) {
+      return std::any_of(path.begin(), path.end(),
+                         [&](const Step& step) { return step.block == aParent; });
+    }
+    while (longPath.size() < path.size()) longPath.insert(path[longPath.size()].block);
+    return longPath.contains(aParent);
+  };
+
+  // Upwards: each block's own condition, then its parent, until there is none or its net condition
+  // is known.
+  SymbolicExprId above = invalidSymbolicExprId;
+  for (const KSBlock* block = aBlock; block != nullptr && above == invalidSymbolicExprId;) {
+    path.push_back({block, localForNet(aFamily, block, aCustomizer)});
+    {
+      const CustomizerCall call(aCustomizer);
+      block = aCustomizer->getParentBlock(block);
+    }
+    if (block == nullptr) break;
+    if (isOnPath(block)) {
+      throw std::runtime_error("KS::VCService: the parents of a block lead back to the block");
+    }
+    above = known(block, aFamily.net);
+  }
+
+  // Downwards: every net condition from the one above it. The block's own is the caller's to keep.
+  for (std::size_t i = path.size(); i-- > 0;) {
+    const Step step = path[i];
+    above = above == invalidSymbolicExprId ? step.local : simplifiedAnd(step.local, above);
+    if (i > 0) keep(step.block, aFamily.net, above);
+  }
+  return above;
+}
+
+SymbolicExprId VCService::getCExprLocalCGVCEIdx(const KSBlock* aBlock,
+                                                const VCCustomizer* aCustomizer) {
+  return toC(getMExprLocalCGVCEIdx(aBlock, aCustomizer));
+}
+SymbolicExprId VCService::getCExprNetCGVCEIdx(const KSBlock* aBlock,
+                                              const VCCustomizer* aCustomizer) {
+  return toC(getMExprNetCGVCEIdx(aBlock, aCustomizer));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Conditions as text and as booleans
+
+std::string VCService::getMExprLocalVVCEString(const KSBlock* aBlock,
+                                               const VCCustomizer* aCustomizer) {
+  return printMExpr(getMExprLocalVVCEIdx(aBlock, aCustomizer));
+}
+std::string VCService::getMExprLocalCGVCEString(const KSBlock* aBlock,
+                                                const VCCustomizer* aCustomizer) {
+  return printMExpr(getMExprLocalCGVCEIdx(aBlock, aCustomizer));
+}
+std::string VCService::getMExprNetVVCEString(const KSBlock* aBlock,
+                                             const VCCustomizer* aCustomizer) {
+  return printMExpr(getMExprNetVVCEIdx(aBlock, aCustomizer));
+}
+std::string VCService::getMExprNetCGVCEString(const KSBlock* aBlock,
+                                              const VCCustomizer* aCustomizer) {
+  return printMExpr(getMExprNetCGVCEIdx(aBlock, aCustomizer));
+}
+std::string VCService::getCExprLocalCGVCEString(const KSBlock* aBlock,
+                                                const VCCustomizer* aCustomizer) {
+  return printCExpr(getCExprLocalCGVCEIdx(aBlock, aCustomizer));
+}
+std::string VCService::getCExprNetCGVCEString(const KSBlock* aBlock,
+                                              const VCCustomizer* aCustomizer) {
+  return printCExpr(getCExprNetCGVCEIdx(aBlock, aCustomizer));
+}
+
+bool VCService::getLocalSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
+  return getBoolean(getLocalSVCEIdx(aBlock, aCustomizer));
+}
+bool VCService::getNetSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
+  return getBoolean(getNetSVCEIdx(aBlock, aCustomizer));
+}
+
+void VCService::setMExprLocalVVCEString(const KSBlock* aBlock, const std::string& aText) {
+  keep(aBlock, familyVV.local, simplify(aText));
+}
+void VCService::setMExprLocalCGVCEString(const KSBlock* aBlock, const std::string& aText) {
+  keep(aBlock, familyCG.local, simplify(aText));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Algebra and text
+
+SymbolicExprId VCService::simplified(SymbolicExprId aId) {
+  const auto kept = idResults.find(aId);
+  if (kept != idResults.end()) return kept->second;
+  std::size_t passes = 0;
+  const SymbolicExprId result = simplifier.simplify(aId, passes);
+  idResults.emplace(aId, result);
+  return result;
+}
+
+SymbolicExprId VCService::simplifiedAnd(SymbolicExprId aLeft, SymbolicExprId aRight) {
+  return simplified(detail::intern<SymbolicAndExpr>(table, aLeft, aRight));
+}
+
+// The operands are looked at first, so that an unknown id leaves no node behind that uses it.
+SymbolicExprId VCService::AND(SymbolicExprId aLeft, SymbolicExprId aRight) {
+  table.get(aLeft);
+  table.get(aRight);
+  return simplifiedAnd(aLeft, aRight);
+}
+SymbolicExprId VCService::OR(SymbolicExprId aLeft, SymbolicExprId aRight) {
+  table.get(aLeft);
+  table.get(aRight);
+  return simplified(detail::intern<SymbolicOrExpr>(table, aLeft, aRight));
+}
+SymbolicExprId VCService::NOT(SymbolicExprId aId) {
+  table.get(aId);
+  return simplified(detail::intern<SymbolicNotExpr>(table, aId));
+}
+
+bool VCService::getBoolean(SymbolicExprId aId) const { return aId == table.getIdTRUE(); }
+
+SymbolicExprId VCService::simplify(const std::string& aText) {
+  if (aText.empty() || aText == "true") return table.getIdTRUE();
+  if (aText == "false") return table.getIdFALSE();
+  const auto kept = textResults.find(aText);
+  if (kept != textResults.end()) return kept->second;
+  const SymbolicExprId id = parser(aText);
+  if (id == invalidSymbolicExprId) detail::throwParseError(aText);
+  const SymbolicExprId result = simplified(id);
+  remember(aText, result);
+  return result;
+}
+
+void VCService::remember(const std::string& aText, SymbolicExprId aId) {
+  if (aText.size() > maxKeptLength) return;
+  if (textResultsLength + aText.size() > maxKeptLength) {
+    textResults.clear();
+    textResultsLength = 0;
+  }
+  textResults.emplace(aText, aId);
+  textResultsLength += aText.size();
+}
+
+std::string VCService::simplifyMExpr(const std::string& aText) {
+  return printMExpr(simplify(aText));
+}
+std::string VCService::simplifyCExpr(const std::string& aText) {
+  return printCExpr(simplify(aText));
+}
+
+std::string VCService::printMExpr(SymbolicExprId aId) const {
+  return getBoolean(aId) ? std::string() : printM(aId);
+}
+std::string VCService::printCExpr(SymbolicExprId aId) const {
+  return getBoolean(aId) ? std::string() : printC(aId);
+}
+
+}  // namespace KS

@@ -1,0 +1,181 @@
+// The variant conditions of the host's blocks.
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <cstddef>
+#include <string>
+
+#include "base/KSApi.hpp"
+#include "base/SymbolicExprTable.hpp"
+#include "parser/SymbolicExprParser.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+#include "simplify/SymbolicExprSimplify.hpp"
+#include "variants/VCCustomizer.hpp"
+#include "xform/SymbolicExprM2C.hpp"
+
+namespace KS {
+
+/// Answers with the local and the net condition of a block in three families: VV, CG and S. A net
+/// condition is the conjunction of the local conditions of the block and of all that enclose it.
+/// All conditions live in one table that the service owns, so their ids can be combined. Conditions
+/// are simplified and kept per block; the table and the cache only grow. Used by one thread at a
+/// time.
+///
+///     VCService& service = *VCService::getInstance();
+///     std::string net = service.getCExprNetCGVCEString(block, &customizer);
+///
+/// Every query of a block's condition throws
+/// - the host's diagnostic "Kestrin:Variants" / "InlineVarCondExprParseError" with the text as its
+///   argument for a text that is not an expression,
+/// - `std::invalid_argument` where it has to ask a customizer and the customizer is null,
+/// - `std::runtime_error` for a block that stands among its own ancestors, or where a customizer
+///   queries the service from within its answers more than `maxCustomizerDepth` times over,
+/// - whatever the customizer throws.
+/// What was being computed then stays uncomputed, so a later query tries again. A customizer may
+/// itself query the service.
+class KS_API VCService {
+ public:
+  /// How many calls of customizers may be open at once, each made from within the one before.
+  static constexpr std::size_t maxCustomizerDepth = 1000;
+
+  /// A service of its own, beside the process-wide one.
+  VCService();
+  ~VCService();
+  VCService(const VCService&) = delete;
+  VCService& operator=(const VCService&) = delete;
+
+  /// The process-wide service, made on first use.
+  static VCService* getInstance();
+  /// Destroys the process-wide service, if there is one, with all ids that it gave out. Throws
+  /// `std::logic_error`, and changes nothing, while a customizer is being asked.
+  static void clean();
+
+  /// The local VV condition; "true" for no block. Asks the customizer once.
+  SymbolicExprId getMExprLocalVVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The local CG condition; "true" for no block. Asks the customizer and simplifies its text on
+  /// every query, so that a text that no longer parses is reported, but the first answer stays.
+  SymbolicExprId getMExprLocalCGVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The net VV condition; "true" for no block.
+  SymbolicExprId getMExprNetVVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The net CG condition; "true" for no block.
+  SymbolicExprId getMExprNetCGVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The local S condition; "false" for no block, unlike in the other families.
+  SymbolicExprId getLocalSVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The net S condition; "false" for no block, unlike in the other families.
+  SymbolicExprId getNetSVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+
+  /// The net VV condition, computed anew from the local one and the parent's net one. Does not keep
+  /// the result, but does keep those of the ancestors. No block has what the getter gives.
+  SymbolicExprId computeMExprNetVVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The same for the CG family.
+  SymbolicExprId computeMExprNetCGVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The same for the S family; the block's local text is asked for anew.
+  SymbolicExprId computeNetSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+
+  /// The local CG condition with functions of M syntax turned into operators of C syntax.
+  SymbolicExprId getCExprLocalCGVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The net CG condition with functions of M syntax turned into operators of C syntax.
+  SymbolicExprId getCExprNetCGVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+
+  // The conditions as text, empty for "true": in M syntax, or in C syntax after conversion.
+  /// The text of `getMExprLocalVVCEIdx`.
+  std::string getMExprLocalVVCEString(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The text of `getMExprLocalCGVCEIdx`.
+  std::string getMExprLocalCGVCEString(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The text of `getMExprNetVVCEIdx`.
+  std::string getMExprNetVVCEString(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The text of `getMExprNetCGVCEIdx`.
+  std::string getMExprNetCGVCEString(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The text of `getCExprLocalCGVCEIdx`.
+  std::string getCExprLocalCGVCEString(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// The text of `getCExprNetCGVCEIdx`.
+  std::string getCExprNetCGVCEString(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+
+  /// Whether the local S condition is "true".
+  bool getLocalSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  /// Whether the net S condition is "true".
+  bool getNetSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+
+  /// Gives the block a local VV condition in place of the customizer's. Net conditions that were
+  /// computed before stay as they are. Throws the diagnostic for a text that does not parse.
+  void setMExprLocalVVCEString(const KSBlock* aBlock, const std::string& aText);
+  /// The same for the local CG condition.
+  void setMExprLocalCGVCEString(const KSBlock* aBlock, const std::string& aText);
+
+  /// The simplified conjunction. Throws `std::out_of_range` for an id that is not the service's.
+  SymbolicExprId AND(SymbolicExprId aLeft, SymbolicExprId aRight);
+  /// The simplified disjunction; throws like `AND`.
+  SymbolicExprId OR(SymbolicExprId aLeft, SymbolicExprId aRight);
+  /// The simplified negation; throws like `AND`.
+  SymbolicExprId NOT(SymbolicExprId aId);
+  /// Whether the id is that of "true". What is true without being that symbol gives false.
+  bool getBoolean(SymbolicExprId aId) const;
+
+  /// The simplified condition that a text spells in M syntax; the empty text is "true". Throws the
+  /// diagnostic for a text that does not parse.
+  SymbolicExprId simplify(const std::string& aText);
+  /// The simplified condition as text in M syntax, empty for "true". Throws like `simplify`.
+  std::string simplifyMExpr(const std::string& aText);
+  /// The same with the operators of C syntax; functions stay functions. Throws like `simplify`.
+  std::string simplifyCExpr(const std::string& aText);
+
+  /// The text in M syntax, empty for "true". Throws `std::out_of_range` for an id that is not the
+  /// service's.
+  std::string printMExpr(SymbolicExprId aId) const;
+  /// The text in C syntax; functions stay functions. Empty for "true"; throws like `printMExpr`.
+  std::string printCExpr(SymbolicExprId aId) const;
+
+  /// Makes the block known with nothing computed, unless it is known.
+  void initializeConditions(const KSBlock* aBlock);
+
+ private:
+  // What is known of a block; the invalid id where it has not been computed.
+  struct VariantConditions {
+    SymbolicExprId localVV = invalidSymbolicExprId;
+    SymbolicExprId localCG = invalidSymbolicExprId;
+    SymbolicExprId netVV = invalidSymbolicExprId;
+    SymbolicExprId netCG = invalidSymbolicExprId;
+    SymbolicExprId localS = invalidSymbolicExprId;
+    SymbolicExprId netS = invalidSymbolicExprId;
+  };
+  using Field = SymbolicExprId VariantConditions::*;
+  struct Family;
+  class CustomizerCall;
+  static const Family familyVV;
+  static const Family familyCG;
+  static const Family familyS;
+
+  SymbolicExprId known(const KSBlock* aBlock, Field aField) const;
+  SymbolicExprId keep(const KSBlock* aBlock, Field aField, SymbolicExprId aId);
+  SymbolicExprId local(const Family& aFamily, const KSBlock* aBlock,
+                       const VCCustomizer* aCustomizer);
+  SymbolicExprId localForNet(const Family& aFamily, const KSBlock* aBlock,
+                             const VCCustomizer* aCustomizer);
+  SymbolicExprId net(const Family& aFamily, const KSBlock* aBlock, const VCCustomizer* aCustomizer);
+  SymbolicExprId computeNet(const Family& aFamily, const KSBlock* aBlock,
+                            const VCCustomizer* aCustomizer);
+  SymbolicExprId ofNoBlock(const Family& aFamily) const;
+  SymbolicExprId askLocal(const Family& aFamily, const KSBlock* aBlock,
+                          const VCCustomizer* aCustomizer);
+  SymbolicExprId simplified(SymbolicExprId aId);
+  SymbolicExprId simplifiedAnd(SymbolicExprId aLeft, SymbolicExprId aRight);
+  void remember(const std::string& aText, SymbolicExprId aId);
+
+  SymbolicExprTable table;
+  SymbolicExprParser parser;
+  SymbolicExprSimplify simplifier;
+  SymbolicExprM2C toC;
+  SymbolicExprPrinter printM;
+  SymbolicExprPrinter printC;
+  // Never referred into across a call of a customizer, which may query the service and move it.
+  boost::unordered_flat_map<const KSBlock*, VariantConditions> conditions;
+  // Simplification depends on nothing but the expression, so its answers are kept: hosts give the
+  // same texts again and again.
+  boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
+  std::size_t textResultsLength = 0;
+  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> idResults;
+
+  static VCService* fInstance;
+};
+
+}  // namespace KS

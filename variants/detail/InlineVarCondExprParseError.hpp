@@ -1,0 +1,27 @@
+// The diagnostic for a condition that does not parse.
+#pragma once
+
+#include <string>
+
+#include "host/KSHost.hpp"
+
+namespace Kestrin::Variants {
+
+/// The message "Kestrin:Variants" / "InlineVarCondExprParseError" about a text.
+class InlineVarCondExprParseError final : public msgcore::BaseMsgID {
+ public:
+  explicit InlineVarCondExprParseError(const std::string& aText)
+      : BaseMsgID("Kestrin:Variants", "InlineVarCondExprParseError", {aText}) {}
+};
+
+}  // namespace Kestrin::Variants
+
+namespace KS::detail {
+
+/// Throws the host's exception that says that the text is not a condition.
+[[noreturn]] inline void throwParseError(const std::string& aText) {
+  const Kestrin::Variants::InlineVarCondExprParseError message(aText);
+  kssvThrowIExceptionFromDiagnostic(kssvCreateDiagnosticFromMessageID(message), nullptr);
+}
+
+}  // namespace KS::detail
