@@ -24,6 +24,16 @@ bool SymbolicExprTable::SlotEqual::operator()(const Probe& aProbe, const Slot& a
   return aProbe.hash == aSlot.hash && *aProbe.expr == *table->nodes[aSlot.id];
 }
 
+bool SymbolicExprTable::SlotEqual::operator()(const InputsProbe& aProbe, const Slot& aSlot) const {
+  if (aProbe.hash != aSlot.hash) return false;
+  const SymbolicExpr& node = *table->nodes[aSlot.id];
+  if (node.getKind() != aProbe.kind || node.getNumInputs() != aProbe.count) return false;
+  for (std::size_t i = 0; i < aProbe.count; ++i) {
+    if (node.getInput(i) != aProbe.inputs[i]) return false;
+  }
+  return true;
+}
+
 SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
 
 SymbolicExprTable::~SymbolicExprTable() {

@@ -101,8 +101,16 @@ class KS_API SymbolicExprTable {
     std::size_t hash;
     const SymbolicExpr* expr;
   };
+  // An operator node that need not exist as an object.
+  struct InputsProbe {
+    std::size_t hash;
+    int kind;
+    const SymbolicExprId* inputs;
+    std::size_t count;
+  };
   struct SlotHash {
     using is_transparent = void;
+    std::size_t operator()(const InputsProbe& aProbe) const { return aProbe.hash; }
     std::size_t operator()(const Slot& aSlot) const { return aSlot.hash; }
     std::size_t operator()(const Probe& aProbe) const { return aProbe.hash; }
   };
@@ -112,6 +120,10 @@ class KS_API SymbolicExprTable {
     bool operator()(const Slot& a, const Slot& b) const;
     bool operator()(const Probe& aProbe, const Slot& aSlot) const;
     bool operator()(const Slot& aSlot, const Probe& aProbe) const { return (*this)(aProbe, aSlot); }
+    bool operator()(const InputsProbe& aProbe, const Slot& aSlot) const;
+    bool operator()(const Slot& aSlot, const InputsProbe& aProbe) const {
+      return (*this)(aProbe, aSlot);
+    }
   };
 
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;

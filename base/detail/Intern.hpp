@@ -1,10 +1,12 @@
 // Interning without a second search, and the other accesses that the library's own code needs.
 #pragma once
 
+#include <initializer_list>
 #include <utility>
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Hash.hpp"
 
 namespace KS::detail {
 
@@ -40,6 +42,16 @@ struct Intern {
       SymbolicNDExpr(aTable, aElements);
     }
     return lastId(aTable);
+  }
+
+  /// The id of the operator node of that kind over these inputs if it is interned, else the invalid
+  /// id. Interns nothing.
+  static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp,
+                             std::initializer_list<SymbolicExprId> aInputs) {
+    const int kind = static_cast<int>(aOp);
+    const auto slot = aTable.index.find(SymbolicExprTable::InputsProbe{
+        hashInputs(kind, aInputs.begin(), aInputs.size()), kind, aInputs.begin(), aInputs.size()});
+    return slot == aTable.index.end() ? invalidSymbolicExprId : slot->id;
   }
 
  private:

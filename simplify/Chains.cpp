@@ -1,0 +1,353 @@
+// Conjunctions and disjunctions of any number of operands.
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "simplify/detail/Pattern.hpp"
+#include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
+
+namespace KS {
+
+using namespace detail;
+
+SymbolicExprId SymbolicExprSimplifyVisitor::constant(bool aValue) const {
+  return aValue ? table().getIdTRUE() : table().getIdFALSE();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Flattening and rebuilding
+
+void SymbolicExprSimplifyVisitor::addChain(const Connective& aKind, SymbolicExprId aChain,
+                                           OperandSet& aSet) const {
+  Ids flat;
+  appendChain(aKind.op, aChain, flat);
+  for (SymbolicExprId& operand : flat) operand = normalizeRelOp(operand);
+  aSet.insert(flat.begin(), flat.end());
+}
+
+void SymbolicExprSimplifyVisitor::getUniqueSymbolicAndExprs(const SymbolicExpr& aAnd,
+                                                            OperandSet& aSet) const {
+  addChain(conjunction, aAnd.getId(table()), aSet);
+}
+
+void SymbolicExprSimplifyVisitor::getUniqueSymbolicOrExprs(const SymbolicExpr& aOr,
+                                                           OperandSet& aSet) const {
+  addChain(disjunction, aOr.getId(table()), aSet);
+}
+
+// Adds one operand, or the operands of a chain of the same connective.
+void SymbolicExprSimplifyVisitor::addOperand(const Connective& aKind, SymbolicExprId aOperand,
+                                             OperandSet& aSet) const {
+  if (kindOf(aOperand) == aKind.op) {
+    addChain(aKind, aOperand, aSet);
+  } else {
+    aSet.insert(normalizeRelOp(aOperand));
+  }
+}
+
+SymbolicExprId SymbolicExprSimplifyVisitor::join(const Connective& aKind,
+                                                 const Ids& aOperands) const {
+  SymbolicExprId chain = aOperands.front();
+  for (std::size_t i = 1; i < aOperands.size(); ++i) {
+    chain = aKind.op == SymbolicOp::And ? intern<SymbolicAndExpr>(table(), chain, aOperands[i])
+                                        : intern<SymbolicOrExpr>(table(), chain, aOperands[i]);
+  }
+  return chain;
+}
+
+// The left-deep chain of the operands in text order.
+SymbolicExprId SymbolicExprSimplifyVisitor::rebuild(const Connective& aKind,
+                                                    const OperandSet& aSet) const {
+  Ids sorted(aSet.begin(), aSet.end());
+  order.sort(sorted);
+  return join(aKind, sorted);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The chain as a whole
+
+SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKind,
+                                                          const SymbolicExprId* aOperands,
+                                                          std::size_t aCount) {
+  OperandSet set;
+  set.reserve(aCount);
+  for (std::size_t i = 0; i < aCount; ++i) addOperand(aKind, aOperands[i], set);
+  if (const std::optional<SymbolicExprId> decided = reduce(aKind, set)) return *decided;
+  // A disjunction of two that nothing simplifies has an order of its own.
+  const auto stays = [&](SymbolicExprId aOperand) {
+    return set.contains(normalizeRelOp(aOperand));
+  };
+  if (aKind.op == SymbolicOp::Or && aCount == 2 && set.size() == 2 && stays(aOperands[0]) &&
+      stays(aOperands[1])) {
+    return normalizeSymbolicOrExpr(aOperands[0], aOperands[1]);
+  }
+  return rebuild(aKind, set);
+}
+
+SymbolicExprId SymbolicExprSimplifyVisitor::simplifySet(const Connective& aKind, OperandSet& aSet) {
+  const std::optional<SymbolicExprId> decided = reduce(aKind, aSet);
+  return decided ? *decided : rebuild(aKind, aSet);
+}
+
+// Applies the rules to the operands. Returns the result where it is not a chain of what is left in
+// the set: a constant, a single operand, or what distribution made.
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduce(const Connective& aKind,
+                                                                  OperandSet& aSet) {
+  const SymbolicExprId absorbing = constant(aKind.absorbing);
+  if (aSet.contains(absorbing)) return absorbing;
+  aSet.erase(constant(!aKind.absorbing));
+
+  if (aSet.size() > 1 && aKind.op == SymbolicOp::And) {
+    if (const std::optional<SymbolicExprId> distributed = distribute(aSet)) return distributed;
+  }
+  if (aSet.size() > 1) applyNotTerms(aKind, aSet);
+  if (aSet.size() > 1 && aKind.op == SymbolicOp::Or) simplifyConjuncts(aSet);
+  if (aSet.size() > 1 && combineRelations(aKind, aSet)) applyNotTerms(aKind, aSet);
+
+  if (aSet.contains(absorbing)) return absorbing;
+  if (aSet.empty()) return constant(!aKind.absorbing);
+  if (aSet.size() == 1) return *aSet.begin();
+  return std::nullopt;
+}
+
+SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExprId a,
+                                                                    SymbolicExprId b) const {
+  // The rank of a kind in the canonical order; kinds outside it rank last, together.
+  const auto rank = [this](SymbolicExprId aId) {
+    const std::optional<Relation> asRelation = relation(aId);
+    switch (asRelation ? asRelation->op : kindOf(aId)) {
+      case SymbolicOp::LessThanEqual: return 0;
+      case SymbolicOp::LessThan: return 1;
+      case SymbolicOp::GreaterThanEqual: return 2;
+      case SymbolicOp::GreaterThan: return 3;
+      case SymbolicOp::Equal: return 4;
+      case SymbolicOp::NotEqual: return 5;
+      case SymbolicOp::Not: return 6;
+      default: return 7;
+    }
+  };
+  const int rankA = rank(a), rankB = rank(b);
+  const bool sameKind = rankA == rankB && (rankA < 7 || kindOf(a) == kindOf(b));
+  const bool exchange = rankB < rankA || (sameKind && compareExprs(a, b) > 0);
+  return exchange ? join(disjunction, {b, a}) : join(disjunction, {a, b});
+}
+
+// ---------------------------------------------------------------------------------------------
+// Distribution: (a || b) && c -> (a && c) || (b && c)
+
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet& aSet) {
+  OperandSet rest;
+  std::vector<Ids> disjunctions;
+  std::size_t disjuncts = 1;
+  for (const SymbolicExprId operand : aSet) {
+    if (kindOf(operand) != SymbolicOp::Or) {
+      rest.insert(rest.end(), operand);
+      continue;
+    }
+    OperandSet members;
+    addChain(disjunction, operand, members);
+    // (a || b) && a -> a
+    const auto isOperand = [&](SymbolicExprId aMember) { return aSet.contains(aMember); };
+    if (std::any_of(members.begin(), members.end(), isOperand)) continue;
+    disjunctions.emplace_back(members.begin(), members.end());
+    disjuncts = std::min(disjuncts * members.size(), maxDisjuncts + 1);
+  }
+  if (disjunctions.empty()) {
+    aSet = std::move(rest);
+    return std::nullopt;
+  }
+  if (disjuncts > maxDisjuncts) {
+    return std::nullopt;
+  }
+  const SymbolicExprId restResult = simplifySet(conjunction, rest);
+  rest.clear();
+  addOperand(conjunction, restResult, rest);
+  rest.erase(constant(true));
+  if (rest.contains(constant(false))) return constant(false);
+  return distributeOver(rest, disjunctions);
+}
+
+// One conjunction for every way to pick a member of each disjunction.
+SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(const OperandSet& aRest,
+                                                           const std::vector<Ids>& aDisjunctions) {
+  OperandSet conjuncts;
+  std::vector<std::size_t> picks(aDisjunctions.size(), 0);
+  for (;;) {
+    OperandSet factors = aRest;
+    for (std::size_t i = 0; i < picks.size(); ++i) {
+      addOperand(conjunction, aDisjunctions[i][picks[i]], factors);
+    }
+    addOperand(disjunction, simplifySet(conjunction, factors), conjuncts);
+
+    std::size_t i = 0;
+    while (i < picks.size() && ++picks[i] == aDisjunctions[i].size()) picks[i++] = 0;
+    if (i == picks.size()) return simplifySet(disjunction, conjuncts);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Negated operands
+
+void SymbolicExprSimplifyVisitor::simplifyANDExprWithNOTTerms(
+    OperandSet& aSet, const SymbolicExprId& aNotTerm) const {
+  decideByNotTerm(conjunction, aSet, aNotTerm);
+}
+
+void SymbolicExprSimplifyVisitor::simplifyORExprWithNOTTerms(OperandSet& aSet,
+                                                             const SymbolicExprId& aNotTerm) const {
+  decideByNotTerm(disjunction, aSet, aNotTerm);
+}
+
+// In a conjunction: x && !x -> FALSE; a && b && !(a && b) -> FALSE; a && !(a || b) -> FALSE.
+// In a disjunction: x || !x -> TRUE;  a || b || !(a || b) -> TRUE;  a || !(a && b) -> TRUE.
+void SymbolicExprSimplifyVisitor::decideByNotTerm(const Connective& aKind, OperandSet& aSet,
+                                                  SymbolicExprId aNotTerm) const {
+  const SymbolicExprId y = table().get(aNotTerm)->getInput(0);
+  const auto isOperand = [&](SymbolicExprId aId) { return aSet.contains(aId); };
+  bool decided = isOperand(y);
+  if (!decided && (kindOf(y) == aKind.op || kindOf(y) == aKind.dual)) {
+    OperandSet inner;
+    addChain(kindOf(y) == SymbolicOp::And ? conjunction : disjunction, y, inner);
+    decided = kindOf(y) == aKind.op ? std::all_of(inner.begin(), inner.end(), isOperand)
+                                    : std::any_of(inner.begin(), inner.end(), isOperand);
+  }
+  if (decided) aSet = {constant(aKind.absorbing)};
+}
+
+// In a conjunction: a && !(a && b) -> a && !b. In a disjunction: a || !(a || b) -> a || !b.
+// Returns what the negated term becomes.
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduceNotTerm(const Connective& aKind,
+                                                                         const OperandSet& aSet,
+                                                                         SymbolicExprId aNotTerm) {
+  const SymbolicExprId y = table().get(aNotTerm)->getInput(0);
+  if (kindOf(y) != aKind.op) return std::nullopt;
+  OperandSet inner, left;
+  addChain(aKind, y, inner);
+  std::set_difference(inner.begin(), inner.end(), aSet.begin(), aSet.end(),
+                      std::inserter(left, left.end()));
+  if (left.size() == inner.size() || left.empty()) return std::nullopt;
+  return simplifyNot(rebuild(aKind, left));
+}
+
+void SymbolicExprSimplifyVisitor::applyNotTerms(const Connective& aKind, OperandSet& aSet) {
+  Ids open;
+  const auto isNot = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::Not; };
+  std::copy_if(aSet.begin(), aSet.end(), std::back_inserter(open), isNot);
+  while (!open.empty()) {
+    const SymbolicExprId term = open.back();
+    open.pop_back();
+    if (aKind.op == SymbolicOp::And) {
+      simplifyANDExprWithNOTTerms(aSet, term);
+    } else {
+      simplifyORExprWithNOTTerms(aSet, term);
+    }
+    if (aSet.size() == 1) return;
+    if (const std::optional<SymbolicExprId> reduced = reduceNotTerm(aKind, aSet, term)) {
+      aSet.erase(term);
+      addOperand(aKind, *reduced, aSet);
+      // The new operand may decide or reduce any of the others.
+      open.clear();
+      std::copy_if(aSet.begin(), aSet.end(), std::back_inserter(open), isNot);
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Pairs of relations
+
+// What two operands give together, or nothing where both stay.
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::combine(const Connective& aKind,
+                                                                   SymbolicExprId aFirst,
+                                                                   SymbolicExprId aSecond) const {
+  const std::optional<Relation> a = relation(aFirst), b = relation(aSecond);
+  if (!a || !b || a->left != b->left) return std::nullopt;
+  int c1 = 0, c2 = 0;
+  const PairRow& row = aKind.pairs[relationOrder(a->op)][relationOrder(b->op)];
+  Outcome outcome = Outcome::Stay;
+  if (intVal(c1).match(table(), a->right) && intVal(c2).match(table(), b->right)) {
+    outcome = c1 < c2 ? row.less : c1 == c2 ? row.equal : row.greater;
+  } else if (a->right == b->right) {
+    outcome = row.same;
+  }
+  switch (outcome) {
+    case Outcome::Stay: return std::nullopt;
+    case Outcome::First: return aFirst;
+    case Outcome::Second: return aSecond;
+    case Outcome::Decide: return constant(aKind.absorbing);
+    default: return makeRelation({madeRelation(outcome), a->left, a->right});
+  }
+}
+
+// Combines relations over one left operand, given in text order: the first pair in that order that
+// gives something is replaced, and the scan starts again where a new relation came in. (Dropping
+// one of two leaves every pair before them as it was, so there the scan goes on.) Returns whether
+// anything changed; an absorbing value is then the only member left.
+bool SymbolicExprSimplifyVisitor::combineGroup(const Connective& aKind, Ids& aGroup) {
+  const auto erase = [&](std::size_t i) {
+    aGroup.erase(aGroup.begin() + static_cast<std::ptrdiff_t>(i));
+  };
+  const std::size_t before = aGroup.size();
+  std::size_t i = 0, j = 1;
+  while (i + 1 < aGroup.size()) {
+    if (j == aGroup.size()) {
+      ++i;
+      j = i + 1;
+      continue;
+    }
+    const bool inOrder = relationOrder(kindOf(aGroup[i])) <= relationOrder(kindOf(aGroup[j]));
+    const std::optional<SymbolicExprId> both =
+        combine(aKind, aGroup[inOrder ? i : j], aGroup[inOrder ? j : i]);
+    if (!both) {
+      ++j;
+    } else if (*both == constant(aKind.absorbing)) {
+      aGroup = {*both};
+    } else if (*both == aGroup[i]) {
+      erase(j);
+    } else if (*both == aGroup[j]) {
+      erase(i);
+      j = i + 1;
+    } else {
+      erase(j);
+      aGroup[i] = *both;
+      order.sort(aGroup);
+      aGroup.erase(std::unique(aGroup.begin(), aGroup.end()), aGroup.end());
+      i = 0;
+      j = 1;
+    }
+  }
+  return aGroup.size() < before;
+}
+
+bool SymbolicExprSimplifyVisitor::combineRelations(const Connective& aKind, OperandSet& aSet) {
+  // Only relations over one left operand combine.
+  std::vector<std::pair<SymbolicExprId, SymbolicExprId>> byLeft;
+  for (const SymbolicExprId operand : aSet) {
+    if (const std::optional<Relation> r = relation(operand)) byLeft.emplace_back(r->left, operand);
+  }
+  std::sort(byLeft.begin(), byLeft.end());
+
+  bool changed = false;
+  Ids group;
+  for (auto first = byLeft.begin(); first != byLeft.end();) {
+    const auto last = std::find_if(
+        first, byLeft.end(), [&](const auto& aEntry) { return aEntry.first != first->first; });
+    group.clear();
+    std::transform(first, last, std::back_inserter(group), [](const auto& e) { return e.second; });
+    if (group.size() > 1) {
+      order.sort(group);
+      if (combineGroup(aKind, group)) {
+        changed = true;
+        if (group.front() == constant(aKind.absorbing)) {
+          aSet = {group.front()};
+          return true;
+        }
+        for (auto entry = first; entry != last; ++entry) aSet.erase(entry->second);
+        aSet.insert(group.begin(), group.end());
+      }
+    }
+    first = last;
+  }
+  return changed;
+}
+
+}  // namespace KS

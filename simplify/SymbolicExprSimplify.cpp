@@ -1,0 +1,52 @@
+#include "simplify/SymbolicExprSimplify.hpp"
+
+#include <boost/unordered/unordered_flat_set.hpp>
+
+#include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
+
+namespace KS {
+
+namespace {
+
+// Runs passes and hands every result on; returns their number.
+template <class OnResult>
+std::size_t runPasses(SymbolicExprTable& aTable, std::size_t aMaxIterations, SymbolicExprId aId,
+                      OnResult aOnResult) {
+  aTable.get(aId);  // an unknown id changes nothing
+  // Without them, true, false and "no result" would be one id.
+  if (aTable.getIdTRUE() == invalidSymbolicExprId) aTable.addBoolSymbols();
+  SymbolicExprSimplifyVisitor visitor(aTable);
+  boost::unordered_flat_set<SymbolicExprId> seen;
+  SymbolicExprId current = aId;
+  std::size_t passes = 0;
+  for (;;) {
+    seen.insert(current);
+    const SymbolicExprId result = visitor.pass(current);
+    ++passes;
+    aOnResult(result);
+    const bool isFixed = result == current;
+    const bool isConstant = result == aTable.getIdFALSE() || result == aTable.getIdTRUE();
+    if (isFixed || isConstant || seen.contains(result) || passes >= aMaxIterations) return passes;
+    current = result;
+  }
+}
+
+}  // namespace
+
+SymbolicExprSimplify::SymbolicExprSimplify(SymbolicExprTable& aTable, std::size_t aMaxIterations)
+    : table(aTable), maxIterations(aMaxIterations) {}
+
+SymbolicExprId SymbolicExprSimplify::simplify(SymbolicExprId aId, std::size_t& aIterations) const {
+  SymbolicExprId last = invalidSymbolicExprId;
+  aIterations =
+      runPasses(table, maxIterations, aId, [&](SymbolicExprId aResult) { last = aResult; });
+  return last;
+}
+
+std::vector<SymbolicExprId> SymbolicExprSimplify::explain(SymbolicExprId aId) const {
+  std::vector<SymbolicExprId> results;
+  runPasses(table, maxIterations, aId, [&](SymbolicExprId aResult) { results.push_back(aResult); });
+  return results;
+}
+
+}  // namespace KS

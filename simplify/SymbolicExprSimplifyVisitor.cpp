@@ -1,0 +1,130 @@
+#include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
+
+#include <algorithm>
+#include <queue>
+
+#include "base/detail/Walk.hpp"
+
+namespace KS {
+
+namespace {
+
+bool isChain(SymbolicOp aOp) { return aOp == SymbolicOp::And || aOp == SymbolicOp::Or; }
+
+bool isLeaf(SymbolicOp aOp) { return aOp <= SymbolicOp::DoubleValue; }
+
+// Whether the visit of the kind has rules; all other kinds are rebuilt from their operands.
+bool hasRules(SymbolicOp aOp) {
+  return (aOp >= SymbolicOp::Plus && aOp <= SymbolicOp::Not && aOp != SymbolicOp::UnaryMinus &&
+          aOp != SymbolicOp::Modulo);
+}
+
+}  // namespace
+
+SymbolicExprSimplifyVisitor::SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable)
+    : SymbolicExprXFormVisitor(aTable), order(aTable) {}
+SymbolicExprSimplifyVisitor::~SymbolicExprSimplifyVisitor() = default;
+
+int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
+                                              const SymbolicExprId& aRhs) const {
+  return order.compare(aLhs, aRhs);
+}
+
+SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
+  if (isLeaf(kindOf(aId))) return aId;
+  enter(aId);
+  for (;;) {
+    Frame& top = path.back();
+    if (top.next < operands.size()) {
+      const SymbolicExprId operand = operands[top.next];
+      if (isLeaf(kindOf(operand))) {
+        ++top.next;
+        continue;
+      }
+      const auto known = results.find(operand);
+      if (known == results.end()) {
+        enter(operand);
+      } else {
+        operands[top.next++] = known->second;
+      }
+      continue;
+    }
+    const Frame done = top;
+    const SymbolicExprId simplified = apply(done.id, *table().get(done.id), done.first);
+    results.emplace(done.id, simplified);
+    operands.resize(done.first);
+    path.pop_back();
+    if (path.empty()) return simplified;
+    operands[path.back().next++] = simplified;
+  }
+}
+
+// Opens a frame whose operands are the node's inputs, or the operands of the whole chain.
+void SymbolicExprSimplifyVisitor::enter(SymbolicExprId aId) {
+  const SymbolicExpr& node = *table().get(aId);
+  const auto op = static_cast<SymbolicOp>(node.getKind());
+  const std::size_t first = operands.size();
+  if (isChain(op)) {
+    appendChain(op, aId, operands);
+  } else {
+    for (std::size_t i = 0, n = node.getNumInputs(); i < n; ++i) {
+      operands.push_back(detail::checkedInput(node, aId, i));
+    }
+  }
+  path.push_back({aId, first, first});
+}
+
+// The result for a node whose operands, simplified, lie in `operands` from `aFirst` on.
+SymbolicExprId SymbolicExprSimplifyVisitor::apply(SymbolicExprId aId, const SymbolicExpr& aExpr,
+                                                  std::size_t aFirst) {
+  const auto op = static_cast<SymbolicOp>(aExpr.getKind());
+  if (isChain(op)) {
+    return simplifyChain(op == SymbolicOp::And ? detail::conjunction : detail::disjunction,
+                         operands.data() + aFirst, operands.size() - aFirst);
+  }
+  if (!hasRules(op)) {
+    bool unchanged = true;
+    for (std::size_t i = aFirst; i < operands.size(); ++i) {
+      unchanged = unchanged && operands[i] == aExpr.getInput(i - aFirst);
+    }
+    if (unchanged) return aId;
+  }
+  for (std::size_t i = aFirst; i < operands.size(); ++i) push(operands[i]);
+  detail::visitNode(aExpr, *this);
+  return pop();
+}
+
+// Appends the operands of a chain of conjunctions or disjunctions, each once where the chain has
+// two links; a longer one may repeat them. Links are taken from the youngest down: an input is
+// older than its user, so a link that several others share is still met once.
+void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aChain,
+                                              Ids& aOperands) const {
+  std::priority_queue<SymbolicExprId> links;
+  links.push(aChain);
+  while (!links.empty()) {
+    const SymbolicExprId link = links.top();
+    do links.pop();
+    while (!links.empty() && links.top() == link);
+    const SymbolicExpr& node = *table().get(link);
+    for (std::size_t i = 0; i < 2; ++i) {
+      const SymbolicExprId input = detail::checkedInput(node, link, i);
+      if (kindOf(input) == aOp) {
+        links.push(input);
+      } else {
+        aOperands.push_back(input);
+      }
+    }
+  }
+}
+
+void SymbolicExprSimplifyVisitor::visit(const SymbolicAndExpr&) {
+  const Ids both = pop(2);
+  push(simplifyChain(detail::conjunction, both.data(), both.size()));
+}
+
+void SymbolicExprSimplifyVisitor::visit(const SymbolicOrExpr&) {
+  const Ids both = pop(2);
+  push(simplifyChain(detail::disjunction, both.data(), both.size()));
+}
+
+}  // namespace KS

@@ -1,0 +1,173 @@
+// One pass of simplification.
+#pragma once
+
+#include <array>
+#include <boost/container/flat_set.hpp>
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "base/SymbolicExprXFormVisitor.hpp"
+#include "simplify/detail/Connective.hpp"
+#include "simplify/detail/TextOrder.hpp"
+
+namespace KS {
+
+/// Rewrites an expression bottom-up, each visit by the first rule that matches the simplified
+/// operands. A visit's result depends on its operands alone, so the results of one pass serve the
+/// next, which enters only what the last one made.
+///
+/// A chain of conjunctions, and one of disjunctions, is one node with many operands here: `pass`
+/// simplifies the operands and then the chain once, however it is grouped. The visits of And and Or
+/// do the same for a chain of two, whose operands may be chains themselves.
+class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
+ public:
+  /// The operands of a flattened conjunction or disjunction, ordered by id.
+  using OperandSet = boost::container::flat_set<SymbolicExprId>;
+
+  /// A conjunction is distributed over the disjunctions among its operands up to this many
+  /// disjuncts; beyond it the disjunctions stay as they are.
+  static constexpr std::size_t maxDisjuncts = 1024;
+
+  /// Borrows the table, which has its boolean symbols.
+  explicit SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable);
+  ~SymbolicExprSimplifyVisitor() override;
+
+  /// The result of one pass over the expression; every distinct node is entered once.
+  SymbolicExprId pass(SymbolicExprId aId);
+
+  using SymbolicExprXFormVisitor::visit;
+  void visit(const SymbolicPlusExpr& aExpr) override;
+  void visit(const SymbolicMinusExpr& aExpr) override;
+  void visit(const SymbolicMultiplyExpr& aExpr) override;
+  void visit(const SymbolicDivideExpr& aExpr) override;
+  void visit(const SymbolicEqualExpr& aExpr) override;
+  void visit(const SymbolicNotEqualExpr& aExpr) override;
+  void visit(const SymbolicLessThanExpr& aExpr) override;
+  void visit(const SymbolicLessThanEqualExpr& aExpr) override;
+  void visit(const SymbolicGreaterThanExpr& aExpr) override;
+  void visit(const SymbolicGreaterThanEqualExpr& aExpr) override;
+  void visit(const SymbolicAndExpr& aExpr) override;
+  void visit(const SymbolicOrExpr& aExpr) override;
+  void visit(const SymbolicNotExpr& aExpr) override;
+
+  // -------------------------------------------------------------------------------------------
+  // Canonical order
+
+  /// Three-way comparison of the rendered texts.
+  int compareExprs(const SymbolicExprId& aLhs, const SymbolicExprId& aRhs) const;
+  /// Orders the two ids on top of the stack as operands of a sum: compound terms, leaves in text
+  /// order, numbers.
+  void normalizeAdd();
+  /// Orders the two ids on top of the stack as operands of a product: numbers, leaves in text
+  /// order, compound factors.
+  void normalizeMultiply();
+  /// A relation in its canonical orientation, a negated equality as inequality, and any other id
+  /// unchanged.
+  SymbolicExprId normalizeRelOp(SymbolicExprId aId) const;
+  /// The disjunction of two operands, neither a disjunction itself, in canonical order: relations
+  /// and negations by kind, operands of one kind by text, others as they stand.
+  SymbolicExprId normalizeSymbolicOrExpr(SymbolicExprId a, SymbolicExprId b) const;
+
+  // -------------------------------------------------------------------------------------------
+  // Conjunctions and disjunctions
+
+  /// Adds the operands of a chain of conjunctions to the set.
+  void getUniqueSymbolicAndExprs(const SymbolicExpr& aAnd, OperandSet& aSet) const;
+  /// Adds the operands of a chain of disjunctions to the set.
+  void getUniqueSymbolicOrExprs(const SymbolicExpr& aOr, OperandSet& aSet) const;
+  /// For !y among the operands of a conjunction: the set becomes {FALSE} where y, or all operands
+  /// of the conjunction y, are in it.
+  void simplifyANDExprWithNOTTerms(OperandSet& aSet, const SymbolicExprId& aNotTerm) const;
+  /// For !y among the operands of a disjunction: the set becomes {TRUE} where y, or all operands of
+  /// the disjunction y, are in it.
+  void simplifyORExprWithNOTTerms(OperandSet& aSet, const SymbolicExprId& aNotTerm) const;
+  /// Removes a conjunction from the operands of a disjunction where one of its own operands is a
+  /// disjunction of other operands in the set.
+  void simplifyORExprForAbsorptionRule(OperandSet& aSet, const SymbolicExprId& aTerm) const;
+
+ private:
+  using Connective = detail::Connective;
+  using Ids = std::vector<SymbolicExprId>;
+
+  // A relation as its canonical orientation has it.
+  struct Relation {
+    SymbolicOp op;
+    SymbolicExprId left;
+    SymbolicExprId right;
+  };
+
+  // Arithmetic: the result of a visit for its two operands, in the order of the rules.
+  SymbolicExprId simplifySum(SymbolicExprId L, SymbolicExprId R);
+  SymbolicExprId simplifyDifference(SymbolicExprId L, SymbolicExprId R);
+  SymbolicExprId simplifyProduct(SymbolicExprId L, SymbolicExprId R);
+  SymbolicExprId simplifyQuotient(SymbolicExprId L, SymbolicExprId R);
+  SymbolicExprId sumOfTerms(SymbolicExprId L, SymbolicExprId R);
+  SymbolicExprId productWithInt(SymbolicExprId L, int c, SymbolicExprId R);
+  bool realOperands(SymbolicExprId L, SymbolicExprId R, double& a, double& b) const;
+
+  // Relations and negation.
+  SymbolicExprId simplifyNot(SymbolicExprId X);
+  void visitRelation(SymbolicOp aOp);
+  std::optional<int> integerOrBool(SymbolicExprId aId) const;
+  std::optional<bool> foldRelation(const Relation& aRelation) const;
+  Relation orient(const Relation& aRelation) const;
+  std::optional<Relation> relation(SymbolicExprId aId) const;
+  SymbolicExprId makeRelation(const Relation& aRelation) const;
+
+  // Conjunctions and disjunctions. What both do alike takes the connective.
+  SymbolicExprId simplifyChain(const Connective& aKind, const SymbolicExprId* aOperands,
+                               std::size_t aCount);
+  SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
+  std::optional<SymbolicExprId> reduce(const Connective& aKind, OperandSet& aSet);
+  void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
+  void addChain(const Connective& aKind, SymbolicExprId aChain, OperandSet& aSet) const;
+  std::optional<SymbolicExprId> distribute(OperandSet& aSet);
+  SymbolicExprId distributeOver(const OperandSet& aRest, const std::vector<Ids>& aDisjunctions);
+  void applyNotTerms(const Connective& aKind, OperandSet& aSet);
+  void decideByNotTerm(const Connective& aKind, OperandSet& aSet, SymbolicExprId aNotTerm) const;
+  std::optional<SymbolicExprId> reduceNotTerm(const Connective& aKind, const OperandSet& aSet,
+                                              SymbolicExprId aNotTerm);
+  bool combineRelations(const Connective& aKind, OperandSet& aSet);
+  bool combineGroup(const Connective& aKind, Ids& aGroup);
+  std::optional<SymbolicExprId> combine(const Connective& aKind, SymbolicExprId aFirst,
+                                        SymbolicExprId aSecond) const;
+  SymbolicExprId rebuild(const Connective& aKind, const OperandSet& aSet) const;
+  SymbolicExprId join(const Connective& aKind, const Ids& aOperands) const;
+  SymbolicExprId constant(bool aValue) const;
+
+  // Conjunctions among the operands of a disjunction.
+  struct Conjunct;
+  void simplifyConjuncts(OperandSet& aSet);
+  std::vector<Conjunct> takeConjuncts(OperandSet& aSet) const;
+  bool dropImplied(const OperandSet& aSet, std::vector<Conjunct>& aConjuncts) const;
+  static void dropAbsorbed(std::vector<Conjunct>& aConjuncts);
+  bool mergeComplements(std::vector<Conjunct>& aConjuncts) const;
+  std::array<SymbolicExprId, 2> findComplements(SymbolicExprId aId) const;
+
+  // Walking.
+  void enter(SymbolicExprId aId);
+  SymbolicExprId apply(SymbolicExprId aId, const SymbolicExpr& aExpr, std::size_t aFirst);
+  void appendChain(SymbolicOp aOp, SymbolicExprId aChain, Ids& aOperands) const;
+
+  SymbolicExprTable& table() const { return result(); }
+  SymbolicOp kindOf(SymbolicExprId aId) const {
+    return static_cast<SymbolicOp>(table().get(aId)->getKind());
+  }
+
+  mutable detail::TextOrder order;
+  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
+
+  // The path of the walk, and the operands of the nodes on it: simplified ones up to a frame's
+  // `next`, the others as they were.
+  struct Frame {
+    SymbolicExprId id;
+    std::size_t first;
+    std::size_t next;
+  };
+  std::vector<Frame> path;
+  Ids operands;
+};
+
+}  // namespace KS

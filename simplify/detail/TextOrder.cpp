@@ -1,0 +1,39 @@
+#include "simplify/detail/TextOrder.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/KSSymbolicExpr.hpp"
+
+namespace KS::detail {
+
+TextOrder::TextOrder(const SymbolicExprTable& aTable)
+    : table(aTable), printer(aTable, false, false, false) {}
+
+std::string_view TextOrder::text(SymbolicExprId aId) {
+  const SymbolicExpr& node = *table.get(aId);
+  // A symbol is its own text.
+  if (node.getKind() == static_cast<int>(SymbolicOp::String)) {
+    return static_cast<const SymbolicString&>(node).getText();
+  }
+  const auto known = texts.find(aId);
+  if (known != texts.end()) return known->second;
+  const std::string_view text = rendered.emplace_back(printer(aId));
+  texts.emplace(aId, text);
+  return text;
+}
+
+int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
+  return a == b ? 0 : text(a).compare(text(b));
+}
+
+void TextOrder::sort(std::vector<SymbolicExprId>& aIds) {
+  std::vector<std::pair<std::string_view, SymbolicExprId>> keyed;
+  keyed.reserve(aIds.size());
+  for (const SymbolicExprId id : aIds) keyed.emplace_back(text(id), id);
+  std::sort(keyed.begin(), keyed.end());
+  std::transform(keyed.begin(), keyed.end(), aIds.begin(),
+                 [](const auto& key) { return key.second; });
+}
+
+}  // namespace KS::detail

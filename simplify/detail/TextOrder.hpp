@@ -1,0 +1,38 @@
+// The canonical order of operands: the byte order of their rendered text.
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/SymbolicExprTable.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+
+namespace KS::detail {
+
+/// Orders expressions by text, so that the order is the same in every table and every run. Renders
+/// every expression once; the text of an id never changes.
+class TextOrder {
+ public:
+  /// Borrows the table.
+  explicit TextOrder(const SymbolicExprTable& aTable);
+
+  /// Negative, zero or positive, as the first text stands before, with or after the second. Throws
+  /// `std::length_error` for a text beyond what the printer renders.
+  int compare(SymbolicExprId a, SymbolicExprId b);
+
+  /// Sorts the ids.
+  void sort(std::vector<SymbolicExprId>& aIds);
+
+ private:
+  std::string_view text(SymbolicExprId aId);
+
+  const SymbolicExprTable& table;
+  SymbolicExprPrinter printer;
+  boost::unordered_flat_map<SymbolicExprId, std::string_view> texts;
+  std::deque<std::string> rendered;
+};
+
+}  // namespace KS::detail
