@@ -15,7 +15,7 @@
 namespace KS {
 
 namespace detail {
-class Steps;
+class StepWriter;
 }
 
 namespace Parser {
@@ -33,15 +33,16 @@ extern KS_API const boost::phoenix::function<member_val> memberVal;
 ///
 /// The rules carry no attributes: what they match goes, in interning order, to a sequence of steps,
 /// from which the start rule builds the tree and the parser entry interns nodes without one. An
-/// alternative that is given up after it wrote steps is never part of a successful parse.
+/// alternative that is given up after it wrote steps is never part of a successful parse. The ten
+/// levels of binary operators are one rule, since a rule per level costs ten calls an operand.
 template <class Iterator>
 class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
                                                      boost::spirit::qi::ascii::space_type> {
  public:
   /// A grammar with steps of its own.
   ExprParser();
-  /// A grammar that writes to `aSteps`, which outlives it.
-  explicit ExprParser(detail::Steps& aSteps);
+  /// A grammar that tells `aWriter`, which outlives it, what it matches.
+  explicit ExprParser(detail::StepWriter& aWriter);
   ExprParser(const ExprParser&) = delete;
   ExprParser& operator=(const ExprParser&) = delete;
   ~ExprParser();
@@ -49,27 +50,19 @@ class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
   /// A rule that skips white space between tokens.
   using Rule = boost::spirit::qi::rule<Iterator, boost::spirit::qi::ascii::space_type>;
 
-  /// The binary levels, lowest precedence first; all are left-associative.
-  Rule expression, logicalOr, logicalAnd, bitOr, bitXor, bitAnd, equality, relational, shift,
-      additive, multiplicative;
+  /// Operands joined by binary operators.
+  Rule expression;
   /// Prefix operators, which do not stack, and operands.
   Rule unary, primary;
-  /// A name and what makes it a call or a member access.
-  Rule named;
-  /// Whether brackets were nested too deeply for the text to be an expression.
-  bool tooDeep() const { return nestingExceeded; }
 
  private:
-  void define(detail::Steps& aSteps);
-  bool open();
-  bool close();
+  void define(detail::StepWriter& aWriter);
 
-  std::unique_ptr<detail::Steps> ownSteps;
+  std::unique_ptr<detail::StepWriter> ownWriter;
   boost::spirit::qi::rule<Iterator, expression_ast(), boost::spirit::qi::ascii::space_type> tree;
+  Rule named;
   boost::spirit::qi::rule<Iterator, std::size_t(), boost::spirit::qi::ascii::space_type> elements;
   boost::spirit::qi::rule<Iterator> identifier;
-  std::size_t nesting = 0;
-  bool nestingExceeded = false;
 };
 
 extern template class ExprParser<std::string::const_iterator>;

@@ -4,7 +4,7 @@
 
 #include "parser/ExprParser.hpp"
 #include "parser/detail/Diagnosis.hpp"
-#include "parser/detail/Steps.hpp"
+#include "parser/detail/StepWriter.hpp"
 
 namespace KS {
 
@@ -14,13 +14,13 @@ SymbolicExprParser::SymbolicExprParser(SymbolicExprTable& aTable, bool aCSyntax)
     : table(aTable), cSyntax(aCSyntax) {}
 
 SymbolicExprId SymbolicExprParser::operator()(const std::string& aText) const {
-  detail::Steps steps;
-  const Parser::ExprParser<std::string::const_iterator> grammar(steps);
+  detail::StepWriter writer;
+  const Parser::ExprParser<std::string::const_iterator> grammar(writer);
   std::string::const_iterator stop = aText.begin();
   // Skips white space after the match, too.
   const bool matched = qi::phrase_parse(stop, aText.end(), grammar.expression, qi::ascii::space);
   if (!matched || stop != aText.end()) return invalidSymbolicExprId;
-  return steps.intern(table, cSyntax);
+  return writer.written().intern(table, cSyntax);
 }
 
 std::optional<SymbolicExprParseError> SymbolicExprParser::diagnose(const std::string& aText) const {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "parser/ExprParser.hpp"
-#include "parser/detail/Steps.hpp"
+#include "parser/detail/StepWriter.hpp"
 
 namespace KS::detail {
 
@@ -70,8 +70,8 @@ std::string asOperand(std::string_view aRest) {
 }  // namespace
 
 std::optional<SymbolicExprParseError> diagnose(const std::string& aText) {
-  Steps steps;
-  Parser::ExprParser<Iterator> grammar(steps);
+  StepWriter writer;
+  Parser::ExprParser<Iterator> grammar(writer);
   Progress progress{aText.begin(), aText.begin()};
   qi::debug(grammar.primary, std::ref(progress));
   Iterator stop = aText.begin();
@@ -88,7 +88,7 @@ std::optional<SymbolicExprParseError> diagnose(const std::string& aText) {
   };
   const std::size_t operand = skipSpace(progress.operandStart);
   const std::size_t operandEnd = offset(progress.operandEnd);
-  if (grammar.tooDeep()) {
+  if (writer.tooDeep()) {
     return SymbolicExprParseError{
         operand,
         "at most " + std::to_string(SymbolicExprParser::maxNesting) + " levels of brackets"};
