@@ -297,19 +297,18 @@ TEST_F(PrintTest, RendererWithoutOneFragmentHasNoText) {
 }
 
 TEST_F(PrintTest, AppendOperationsCanBeReplaced) {
-  class Lisp final : public StringifySymbolicExpr {
+  class RightToLeft final : public StringifySymbolicExpr {
    public:
     using StringifySymbolicExpr::StringifySymbolicExpr;
     void appendUnaryOp(const char* aOp, unsigned, unsigned aRightToLeft) override {
-      // Precedence 0 on the right-to-left side wraps nothing but what it would wrap anyway.
       StringifySymbolicExpr::appendUnaryOp(aOp, 99, aRightToLeft);
     }
     void appendBinaryOp(const char* aOp, unsigned aPrecedence, unsigned) override {
       StringifySymbolicExpr::appendBinaryOp(aOp, aPrecedence, 1);
     }
   };
-  EXPECT_EQ(render<Lisp>(parse("a-b-(c-d)"), false, false), "(a-b)-c-d");
-  EXPECT_EQ(render<Lisp>(parse("!(a&&b)"), false, false), "!a&&b");
+  EXPECT_EQ(render<RightToLeft>(parse("a-b-(c-d)"), false, false), "(a-b)-c-d");
+  EXPECT_EQ(render<RightToLeft>(parse("!(a&&b)"), false, false), "!a&&b");
 }
 
 }  // namespace

@@ -1,0 +1,296 @@
+// The variant-condition service: what it answers, what it asks the host and in which order, and
+// what stands after something was thrown.
+#include "variants/VCService.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "host/KSHost.hpp"
+#include "tests/support/SmallStack.hpp"
+
+namespace KS {
+namespace {
+
+// Blocks are addresses to the service and nothing else.
+std::array<char, 120000> blocks;
+const KSBlock* at(std::size_t aIdx) { return reinterpret_cast<const KSBlock*>(&blocks.at(aIdx)); }
+const KSBlock* const a = at('a');
+const KSBlock* const b = at('b');
+const KSBlock* const c = at('c');
+
+// A tree of blocks that writes down what it is asked: "1c" is the VV text of c, "^c" its parent.
+class Model final : public VCCustomizer {
+ public:
+  std::string getLocalCondition(const KSBlock* aBlock, int aSelector) const override {
+    asked += std::to_string(aSelector) + name(aBlock) + ' ';
+    if (before) before(aBlock);
+    const auto text = texts.find({aBlock, aSelector});
+    return text == texts.end() ? std::string() : text->second;
+  }
+  const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+    asked += '^' + name(aBlock) + ' ';
+    const auto parent = parents.find(aBlock);
+    return parent == parents.end() ? nullptr : parent->second;
+  }
+  std::string takeAsked() const { return std::exchange(asked, {}); }
+
+  std::map<std::pair<const KSBlock*, int>, std::string> texts;
+  std::map<const KSBlock*, const KSBlock*> parents;
+  std::function<void(const KSBlock*)> before;
+
+ private:
+  static std::string name(const KSBlock* aBlock) {
+    return {static_cast<char>(reinterpret_cast<const char*>(aBlock) - blocks.data())};
+  }
+  mutable std::string asked;
+};
+
+constexpr int VV = 1;
+constexpr int CG = 0;
+constexpr int S = 2;
+
+class ServiceTest : public testing::Test {
+ protected:
+  // c stands in b, b in a.
+  ServiceTest() {
+    model.parents = {{c, b}, {b, a}};
+    for (const int family : {VV, CG, S}) {
+      model.texts[{a, family}] = "A > 1";
+      model.texts[{b, family}] = "B";
+      model.texts[{c, family}] = "rem(C, 2) == 1";
+    }
+  }
+  SymbolicExprId id(const std::string& aText) { return service.simplify(aText); }
+
+  VCService service;
+  Model model;
+  const VCCustomizer* const host = &model;
+};
+
+TEST_F(ServiceTest, NetConditionsTakeTheChainOfParents) {
+  const SymbolicExprId all = service.AND(service.AND(id("A > 1"), id("B")), id("rem(C,2) == 1"));
+  EXPECT_EQ(service.getMExprNetVVCEIdx(c, host), all);
+  EXPECT_EQ(model.takeAsked(), "1c ^c 1b ^b 1a ^a ");
+  EXPECT_EQ(service.getMExprNetVVCEIdx(b, host), service.AND(id("B"), id("A > 1")));
+  EXPECT_EQ(service.getMExprNetVVCEIdx(a, host), id("A > 1"));
+  EXPECT_EQ(service.getMExprLocalVVCEIdx(c, host), id("rem(C, 2) == 1"));
+  EXPECT_EQ(model.takeAsked(), "");
+
+  EXPECT_EQ(service.getMExprNetCGVCEIdx(b, host), service.AND(id("B"), id("A > 1")));
+  EXPECT_EQ(model.takeAsked(), "0b ^b 0a ^a ");
+  EXPECT_EQ(service.getMExprNetCGVCEIdx(c, host), all);
+  EXPECT_EQ(model.takeAsked(), "0c ^c ");
+  EXPECT_EQ(service.computeMExprNetCGVCE(c, host), all);
+  EXPECT_EQ(model.takeAsked(), "0c ^c ");
+  EXPECT_EQ(service.computeMExprNetVVCE(c, host), all);
+  EXPECT_EQ(model.takeAsked(), "^c ");
+
+  // The S family asks for the local text again where it computes a net condition.
+  EXPECT_EQ(service.getLocalSVCEIdx(c, host), id("rem(C, 2) == 1"));
+  EXPECT_EQ(service.getNetSVCEIdx(c, host), all);
+  EXPECT_EQ(model.takeAsked(), "2c 2c ^c 2b ^b 2a ^a ");
+  EXPECT_EQ(service.getLocalSVCEIdx(b, host), id("B"));
+  EXPECT_EQ(model.takeAsked(), "2b ");
+}
+
+TEST_F(ServiceTest, TextsAreEmptyForTrueAndConvertedForC) {
+  model.texts[{b, CG}] = "";
+  EXPECT_EQ(service.getMExprLocalCGVCEString(b, host), "");
+  EXPECT_EQ(service.getCExprLocalCGVCEString(b, host), "");
+  EXPECT_EQ(service.getMExprLocalCGVCEString(c, host), "rem(C,2) == 1");
+  EXPECT_EQ(service.getCExprLocalCGVCEString(c, host), "C % 2 == 1");
+  EXPECT_EQ(service.getCExprNetCGVCEString(b, host), "A > 1");
+  EXPECT_EQ(service.getMExprNetCGVCEString(c, host),
+            service.printMExpr(service.AND(id("A > 1"), id("rem(C,2)==1"))));
+  EXPECT_EQ(service.getMExprNetVVCEString(a, host), "A > 1");
+  EXPECT_EQ(service.getMExprLocalVVCEString(b, host), "B");
+
+  EXPECT_EQ(service.simplifyMExpr(""), "");
+  EXPECT_EQ(service.simplifyMExpr("true"), "");
+  EXPECT_EQ(service.simplifyCExpr(" true "), "");
+  EXPECT_EQ(service.simplifyMExpr("false"), "false");
+  EXPECT_EQ(service.simplifyCExpr("false"), "0");
+  EXPECT_EQ(service.simplifyMExpr("~X"), "~X");
+  EXPECT_EQ(service.simplifyCExpr("~X"), "!X");
+  EXPECT_EQ(service.simplifyCExpr("rem(X,2) ~= 1"), "rem(X,2) != 1");
+}
+
+TEST_F(ServiceTest, ConditionsOfNoBlock) {
+  const auto check = [&] {
+    EXPECT_EQ(service.getMExprLocalVVCEIdx(nullptr, host), id("true"));
+    EXPECT_EQ(service.getMExprLocalCGVCEIdx(nullptr, host), id("true"));
+    EXPECT_EQ(service.getMExprNetVVCEIdx(nullptr, host), id("true"));
+    EXPECT_EQ(service.computeMExprNetCGVCE(nullptr, host), id("true"));
+    EXPECT_EQ(service.getLocalSVCEIdx(nullptr, host), id("false"));
+    EXPECT_EQ(service.getNetSVCEIdx(nullptr, host), id("false"));
+    EXPECT_FALSE(service.getNetSVCE(nullptr, host));
+  };
+  EXPECT_EQ(id("false"), 0U);
+  EXPECT_EQ(id("true"), 1U);
+  check();
+  service.initializeConditions(nullptr);
+  service.setMExprLocalCGVCEString(nullptr, "X");
+  check();
+  EXPECT_EQ(model.takeAsked(), "");
+}
+
+TEST_F(ServiceTest, AlgebraAndBooleans) {
+  const SymbolicExprId t = id("");
+  const SymbolicExprId x = id("X");
+  EXPECT_TRUE(service.getBoolean(service.AND(t, t)));
+  EXPECT_FALSE(service.getBoolean(x));
+  EXPECT_EQ(service.AND(x, t), x);
+  EXPECT_EQ(service.OR(x, service.NOT(t)), x);
+  EXPECT_EQ(service.NOT(service.NOT(x)), x);
+  EXPECT_EQ(service.AND(x, id("Y")), service.AND(id("Y"), x));
+  model.texts[{a, S}] = "1 < 2";
+  EXPECT_TRUE(service.getLocalSVCE(a, host));
+  EXPECT_FALSE(service.getNetSVCE(b, host));
+
+  // An unknown id throws and leaves no node behind.
+  const SymbolicExprId before = id("n1");
+  EXPECT_THROW(service.AND(x, invalidSymbolicExprId), std::out_of_range);
+  EXPECT_THROW(service.OR(999999, x), std::out_of_range);
+  EXPECT_THROW(service.NOT(invalidSymbolicExprId), std::out_of_range);
+  EXPECT_THROW(service.printMExpr(invalidSymbolicExprId), std::out_of_range);
+  EXPECT_EQ(id("n2"), before + 1);
+}
+
+TEST_F(ServiceTest, SettersReplaceLocalConditionsAndNoNetOnes) {
+  service.setMExprLocalVVCEString(b, "X");
+  EXPECT_EQ(service.getMExprLocalVVCEIdx(b, host), id("X"));
+  EXPECT_EQ(model.takeAsked(), "");
+  const SymbolicExprId net = service.getMExprNetVVCEIdx(b, host);
+  EXPECT_EQ(net, service.AND(id("X"), id("A > 1")));
+  service.setMExprLocalVVCEString(b, "Y");
+  EXPECT_THROW(service.setMExprLocalVVCEString(b, "Y Y"), msgcore::DiagnosticException);
+  EXPECT_EQ(service.getMExprNetVVCEIdx(b, host), net);
+  EXPECT_EQ(service.getMExprLocalVVCEString(b, host), "Y");
+  // The CG family is asked all the same, and what was set stays.
+  service.setMExprLocalCGVCEString(b, "X");
+  model.takeAsked();
+  EXPECT_EQ(service.getMExprLocalCGVCEString(b, host), "X");
+  EXPECT_EQ(model.takeAsked(), "0b ");
+}
+
+TEST_F(ServiceTest, TextThatDoesNotParseIsReportedAndAskedForAgain) {
+  model.texts[{a, VV}] = "A >";
+  for (int i = 0; i < 2; ++i) {
+    try {
+      service.getMExprNetVVCEIdx(c, host);
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const msgcore::DiagnosticException& error) {
+      EXPECT_EQ(error.component(), "Kestrin:Variants");
+      EXPECT_EQ(error.key(), "InlineVarCondExprParseError");
+      ASSERT_EQ(error.arguments().size(), 1U);
+      EXPECT_EQ(std::get<std::string>(error.arguments()[0]), "A >");
+    }
+  }
+  // The local conditions of b and c were complete.
+  EXPECT_EQ(model.takeAsked(), "1c ^c 1b ^b 1a ^c ^b 1a ");
+  model.texts[{a, VV}] = "A > 1";
+  EXPECT_EQ(service.getMExprNetVVCEString(a, host), "A > 1");
+
+  // A CG text that goes bad is reported although the condition is known.
+  EXPECT_EQ(service.getMExprLocalCGVCEString(b, host), "B");
+  model.texts[{b, CG}] = "(";
+  EXPECT_THROW(service.getMExprLocalCGVCEIdx(b, host), msgcore::DiagnosticException);
+  EXPECT_THROW(service.getMExprNetCGVCEIdx(b, host), msgcore::DiagnosticException);
+  model.texts[{b, CG}] = "other";
+  EXPECT_EQ(service.getMExprLocalCGVCEString(b, host), "B");
+}
+
+TEST_F(ServiceTest, ThrowingCustomizersAndMissingOnes) {
+  EXPECT_THROW(service.getMExprLocalVVCEIdx(a, nullptr), std::invalid_argument);
+  EXPECT_THROW(service.getNetSVCEIdx(a, nullptr), std::invalid_argument);
+  model.before = [](const KSBlock* aBlock) {
+    if (aBlock == a) throw std::domain_error("host");
+  };
+  EXPECT_THROW(service.getMExprNetVVCEIdx(c, host), std::domain_error);
+  EXPECT_THROW(service.getLocalSVCEIdx(a, host), std::domain_error);
+  model.before = nullptr;
+  EXPECT_EQ(service.getMExprNetVVCEIdx(a, host), id("A > 1"));
+  EXPECT_EQ(service.getMExprNetVVCEIdx(c, host),
+            service.AND(service.AND(id("A > 1"), id("B")), id("rem(C,2)==1")));
+  EXPECT_EQ(service.getMExprNetVVCEIdx(a, nullptr), id("A > 1"));
+}
+
+TEST_F(ServiceTest, BlocksAmongTheirOwnAncestors) {
+  model.parents[a] = b;
+  EXPECT_THROW(service.getMExprNetVVCEIdx(c, host), std::runtime_error);
+  EXPECT_EQ(model.takeAsked(), "1c ^c 1b ^b 1a ^a ");
+  model.parents[a] = a;
+  EXPECT_THROW(service.getNetSVCEIdx(a, host), std::runtime_error);
+  model.parents.erase(a);
+  EXPECT_EQ(service.getMExprNetVVCEIdx(b, host), service.AND(id("A > 1"), id("B")));
+}
+
+TEST(ServiceDepthTest, LongChainsOfParentsNeedNoStack) {
+  constexpr std::size_t count = 100000;
+  class Line final : public VCCustomizer {
+   public:
+    std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+      return aBlock == at(count) ? "X" : aBlock == at(count / 2) ? "Y" : "";
+    }
+    const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+      if (aBlock == at(count)) return isRing ? at(count / 3) : nullptr;
+      return reinterpret_cast<const KSBlock*>(reinterpret_cast<const char*>(aBlock) + 1);
+    }
+    bool isRing = true;
+  };
+  VCService service;
+  Line line;
+  test::runOnStack(256 << 10, [&] {
+    EXPECT_THROW(service.getMExprNetVVCEIdx(at(0), &line), std::runtime_error);
+    line.isRing = false;
+    EXPECT_EQ(service.getMExprNetVVCEString(at(0), &line), "X && Y");
+    EXPECT_EQ(service.getMExprNetVVCEString(at(count - 1), nullptr), "X");
+  });
+}
+
+TEST_F(ServiceTest, CustomizersMayQueryTheService) {
+  // Asking for one block computes many others, so that the cache moves while a query is under way.
+  model.before = [&](const KSBlock* aBlock) {
+    if (aBlock != b) return;
+    for (std::size_t i = 1000; i < 4000; ++i) {
+      service.setMExprLocalVVCEString(at(i), "v" + std::to_string(i));
+    }
+    EXPECT_EQ(service.getMExprNetVVCEIdx(a, host), id("A > 1"));
+  };
+  const SymbolicExprId both = service.AND(id("A > 1"), id("B"));
+  EXPECT_EQ(service.getMExprNetVVCEIdx(c, host), service.AND(both, id("rem(C,2)==1")));
+  EXPECT_EQ(model.takeAsked(), "1c ^c 1b 1a ^a ^b ");
+  EXPECT_EQ(service.getMExprNetVVCEIdx(b, host), both);
+  EXPECT_EQ(service.getMExprLocalVVCEString(at(3999), host), "v3999");
+}
+
+TEST_F(ServiceTest, CustomizersThatNeverStopAskingAreStopped) {
+  model.before = [&](const KSBlock* aBlock) { service.getMExprNetVVCEIdx(aBlock, host); };
+  EXPECT_THROW(service.getMExprNetVVCEIdx(a, host), std::runtime_error);
+  model.before = nullptr;
+  EXPECT_EQ(service.getMExprNetVVCEIdx(a, host), id("A > 1"));
+}
+
+TEST_F(ServiceTest, TheProcessWideServiceIsMadeAndDestroyed) {
+  VCService* const first = VCService::getInstance();
+  EXPECT_EQ(VCService::getInstance(), first);
+  first->setMExprLocalVVCEString(a, "X");
+  model.before = [](const KSBlock*) { VCService::clean(); };
+  EXPECT_THROW(first->getMExprLocalVVCEIdx(b, host), std::logic_error);
+  EXPECT_EQ(VCService::getInstance(), first);
+  EXPECT_EQ(first->getMExprLocalVVCEString(a, nullptr), "X");
+  model.before = nullptr;
+  VCService::clean();
+  VCService::clean();
+  EXPECT_THROW(VCService::getInstance()->getMExprLocalVVCEIdx(a, nullptr), std::invalid_argument);
+  VCService::clean();
+}
+
+}  // namespace
+}  // namespace KS
