@@ -8,5 +8,5 @@ scripts/install-packages.sh
   cmake --preset release
   cmake --build --preset release --parallel "$(nproc)" --target ksexpr
 } >&2
-[ $# -gt 0 ] || set -- conditions examples/SAMPLE.json
+[ $# -gt 0 ] || set -- conditions examples/pump-station.json
 exec build/release/tools/ksexpr "$@"
