@@ -2,93 +2,102 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "eval/detail/Operations.hpp"
 
 namespace KS::Eval::detail {
 
-/// Computes an expression in two sweeps over arrays of fixed size: the first spells it in postfix
-/// order, back to front, with every symbol replaced by its value; the second computes. A shared
-/// node is computed once per use, which is cheaper than remembering its result as long as the
-/// number of steps is bounded.
+/// Computes an expression in two sweeps over arrays of fixed size: the first enters every node,
+/// users before their inputs, writes the literals' values and lists the operators; the second
+/// computes the operators from the last to the first. A shared node is computed once per use, which
+/// is cheaper than remembering its result as long as the number of visits is bounded.
 class SmallEval {
  public:
   explicit SmallEval(const SymbolicExprTable& aTable) : table(aTable) {}
 
   /// Computes `aRoot` into `aResult`. False, with no harm done, for everything out of the ordinary:
-  /// more than `maxSteps` steps (a binding that leads back to itself among them), a list, a call, a
-  /// symbol without a registered value.
+  /// more than `maxVisits` visits (a binding that leads back to itself among them), a list, a call,
+  /// a symbol without a registered value.
   bool run(SymbolicExprId aRoot, Scalar& aResult) {
-    if (!spell(aRoot)) return false;
-    aResult = compute();
+    if (!enterAll(aRoot)) return false;
+    compute();
+    aResult = values[0].scalar;
     return true;
   }
 
  private:
-  static constexpr std::size_t maxSteps = 64;
+  static constexpr std::size_t maxVisits = 256;
 
-  // A literal, or an operator whose operands are the values computed last.
+  // An operator: its result's place in `values`, which the right or only operand's place follows,
+  // and the place of the left operand.
   struct Step {
     SymbolicOp op;
-    const SymbolicExpr* node;
+    std::uint16_t place;
+    std::uint16_t left;
   };
-
-  // Each round visits one node, adds a step at most and leaves one operand more pending at most, so
-  // no array can overflow.
-  bool spell(SymbolicExprId aRoot) {
-    SymbolicExprId pending[maxSteps];  // left operands, whose right ones are spelled first
-    std::size_t numPending = 0;
-    SymbolicExprId id = aRoot;
-    for (std::size_t visits = 0; visits < maxSteps; ++visits) {
-      const SymbolicExpr* node = table.get(id);
-      const auto op = static_cast<SymbolicOp>(node->getKind());
-      if (op == SymbolicOp::String) {
-        id = table.getValueId(id);
-        if (id == invalidSymbolicExprId) return false;
-        continue;
-      }
-      if (op >= SymbolicOp::_2D) return false;
-      steps[numSteps++] = {op, node};
-      if (isLiteral(op)) {
-        if (numPending == 0) return true;
-        id = pending[--numPending];
-      } else if (isUnary(op)) {
-        id = node->getInput(0);
-      } else {
-        pending[numPending++] = node->getInput(0);
-        id = node->getInput(1);
-      }
-    }
-    return false;
-  }
-
-  Scalar compute() const {
-    Room values[maxSteps];
-    Room* top = values;  // one past the value computed last
-    for (std::size_t i = numSteps; i-- > 0;) {
-      const auto [op, node] = steps[i];
-      if (isLiteral(op)) {
-        (top++)->scalar = literal(op, *node);
-      } else if (isUnary(op)) {
-        top[-1].scalar = apply(op, top[-1].scalar);
-      } else {
-        --top;
-        top[-1].scalar = apply(op, top[-1].scalar, top[0].scalar);
-      }
-    }
-    return values[0].scalar;
-  }
-
+  // A left operand that is entered when the right one is done, and the step that needs its place.
+  struct Pending {
+    SymbolicExprId id;
+    Step* user;
+  };
   // Space for a scalar that costs nothing until it is used.
   union Room {
     Room() {}  // NOLINT(modernize-use-equals-default): the scalar has no default
     Scalar scalar;
   };
 
+  // Each visit takes a place at most, and leaves one operand more pending at most, so no array can
+  // overflow.
+  bool enterAll(SymbolicExprId aRoot) {
+    Pending pending[maxVisits];
+    Pending* lastPending = pending;
+    std::uint16_t place = 0;
+    SymbolicExprId id = aRoot;
+    for (std::size_t visits = 0; visits < maxVisits; ++visits) {
+      const SymbolicExpr& node = *table.get(id);
+      const auto op = static_cast<SymbolicOp>(node.getKind());
+      if (op == SymbolicOp::String) {
+        id = table.getValueId(id);
+        if (id == invalidSymbolicExprId) return false;
+        continue;
+      }
+      if (isLiteral(op)) {
+        values[place++].scalar = literal(op, node);
+        if (lastPending == pending) return true;
+        --lastPending;
+        id = lastPending->id;
+        lastPending->user->left = place;
+        continue;
+      }
+      if (op >= SymbolicOp::_2D) return false;
+      *lastStep = {op, place++, 0};
+      if (isUnary(op)) {
+        id = node.getInput(0);
+      } else {
+        *lastPending++ = {node.getInput(0), lastStep};
+        id = node.getInput(1);
+      }
+      ++lastStep;
+    }
+    return false;
+  }
+
+  void compute() {
+    while (lastStep != steps) {
+      const Step step = *--lastStep;
+      const Scalar right = values[step.place + 1].scalar;
+      values[step.place].scalar = isUnary(step.op)
+                                      ? apply(step.op, right)
+                                      : apply(step.op, values[step.left].scalar, right);
+    }
+  }
+
   const SymbolicExprTable& table;
-  std::size_t numSteps = 0;
-  Step steps[maxSteps];
+  Step* lastStep = steps;  // one past it
+  Step steps[maxVisits];
+  Room values[maxVisits];
 };
 
 }  // namespace KS::Eval::detail
