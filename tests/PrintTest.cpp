@@ -252,7 +252,7 @@ TEST_F(PrintTest, TextsThatDoubleWithEveryLevelEnd) {
   EXPECT_THROW(SymbolicExprPrinter(table, true, true, true)(*table.get(id)), std::length_error);
 }
 
-TEST_F(PrintTest, LongNamesEndAtTheSameLength) {
+TEST_F(PrintTest, LongNamesEndThereToo) {
   class Long final : public SymbolicExprPrinter::Predicate {
    public:
     std::string operator()(const SymbolicString&) const override {
@@ -260,14 +260,12 @@ TEST_F(PrintTest, LongNamesEndAtTheSameLength) {
     }
   };
   const Long predicate;
-  const auto list = [&](std::size_t aCount) {
-    return intern<SymbolicNDExpr>(table, std::vector<SymbolicExprId>(aCount, symbol("x")));
-  };
+  const SymbolicExprId list =
+      intern<SymbolicNDExpr>(table, std::vector<SymbolicExprId>(256, symbol("x")));
   const SymbolicExprPrinter printer(table, predicate, false, false, false);
-  EXPECT_EQ(printer(list(255)).size(), (std::size_t{255} << 20) + 256);
-  EXPECT_THROW(printer(list(256)), std::length_error);
+  EXPECT_THROW(printer(list), std::length_error);
   StringifySymbolicExpr renderer(predicate, false, false);
-  EXPECT_THROW(table.get(list(256))->accept(table, renderer), std::length_error);
+  EXPECT_THROW(table.get(list)->accept(table, renderer), std::length_error);
 }
 
 TEST_F(PrintTest, UnknownIdsThrow) {
