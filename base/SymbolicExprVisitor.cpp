@@ -22,13 +22,9 @@ void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor) {
   }
 }
 
-SymbolicExprId checkedInput(const SymbolicExpr& aExpr, SymbolicExprId aId, std::size_t aIdx) {
-  const SymbolicExprId input = aExpr.getInput(aIdx);
-  if (input >= aId) {
-    throw std::out_of_range("KS: input " + std::to_string(aIdx) +
-                            " of an expression is not an older expression of its table");
-  }
-  return input;
+void failBadInput(std::size_t aIdx) {
+  throw std::out_of_range("KS: input " + std::to_string(aIdx) +
+                          " of an expression is not an older expression of its table");
 }
 
 }  // namespace detail

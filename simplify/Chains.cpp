@@ -46,21 +46,30 @@ void SymbolicExprSimplifyVisitor::addOperand(const Connective& aKind, SymbolicEx
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::join(const Connective& aKind,
-                                                 const Ids& aOperands) const {
-  SymbolicExprId chain = aOperands.front();
-  for (std::size_t i = 1; i < aOperands.size(); ++i) {
+                                                 const SymbolicExprId* aOperands,
+                                                 std::size_t aCount) {
+  SymbolicExprId chain = aOperands[0];
+  bool fixed = isFixed(chain);
+  for (std::size_t i = 1; i < aCount; ++i) {
     chain = aKind.op == SymbolicOp::And ? intern<SymbolicAndExpr>(table(), chain, aOperands[i])
                                         : intern<SymbolicOrExpr>(table(), chain, aOperands[i]);
+    fixed = fixed && isFixed(aOperands[i]);
   }
+  // No rule applies to these operands any more.
+  if (fixed) results.emplace(chain, chain);
   return chain;
 }
 
-// The left-deep chain of the operands in text order.
+// The chain of operands to which no rule applies: left-deep in text order. Two operands of a
+// disjunction have an order of their own.
 SymbolicExprId SymbolicExprSimplifyVisitor::rebuild(const Connective& aKind,
-                                                    const OperandSet& aSet) const {
+                                                    const OperandSet& aSet) {
   Ids sorted(aSet.begin(), aSet.end());
-  order.sort(sorted);
-  return join(aKind, sorted);
+  order.sort(sorted.data(), sorted.data() + sorted.size());
+  if (aKind.op == SymbolicOp::Or && sorted.size() == 2) {
+    return normalizeSymbolicOrExpr(sorted[0], sorted[1]);
+  }
+  return join(aKind, sorted.data(), sorted.size());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -73,13 +82,10 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
   set.reserve(aCount);
   for (std::size_t i = 0; i < aCount; ++i) addOperand(aKind, aOperands[i], set);
   if (const std::optional<SymbolicExprId> decided = reduce(aKind, set)) return *decided;
-  // A disjunction of two that nothing simplifies has an order of its own.
-  const auto stays = [&](SymbolicExprId aOperand) {
-    return set.contains(normalizeRelOp(aOperand));
-  };
-  if (aKind.op == SymbolicOp::Or && aCount == 2 && set.size() == 2 && stays(aOperands[0]) &&
-      stays(aOperands[1])) {
-    return normalizeSymbolicOrExpr(aOperands[0], aOperands[1]);
+  // A disjunction of two that nothing simplifies keeps their order where none is prescribed.
+  if (aKind.op == SymbolicOp::Or && aCount == 2 && set.size() == 2) {
+    const SymbolicExprId a = normalizeRelOp(aOperands[0]), b = normalizeRelOp(aOperands[1]);
+    if (set.contains(a) && set.contains(b)) return normalizeSymbolicOrExpr(a, b);
   }
   return rebuild(aKind, set);
 }
@@ -89,21 +95,20 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifySet(const Connective& aKind,
   return decided ? *decided : rebuild(aKind, aSet);
 }
 
-// Applies the rules to the operands. Returns the result where it is not a chain of what is left in
-// the set: a constant, a single operand, or what distribution made.
+// Applies the rules to the operands until none changes anything. Returns the result where it is not
+// a chain of what is left in the set: a constant, a single operand, or what distribution made.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduce(const Connective& aKind,
                                                                   OperandSet& aSet) {
   const SymbolicExprId absorbing = constant(aKind.absorbing);
-  if (aSet.contains(absorbing)) return absorbing;
   aSet.erase(constant(!aKind.absorbing));
-
-  if (aSet.size() > 1 && aKind.op == SymbolicOp::And) {
-    if (const std::optional<SymbolicExprId> distributed = distribute(aSet)) return distributed;
+  for (bool changed = true; changed && aSet.size() > 1 && !aSet.contains(absorbing);) {
+    if (aKind.op == SymbolicOp::And) {
+      if (const std::optional<SymbolicExprId> distributed = distribute(aSet)) return distributed;
+    }
+    changed = applyNotTerms(aKind, aSet);
+    if (aKind.op == SymbolicOp::Or) changed = simplifyConjuncts(aSet) || changed;
+    changed = combineRelations(aKind, aSet) || changed;
   }
-  if (aSet.size() > 1) applyNotTerms(aKind, aSet);
-  if (aSet.size() > 1 && aKind.op == SymbolicOp::Or) simplifyConjuncts(aSet);
-  if (aSet.size() > 1 && combineRelations(aKind, aSet)) applyNotTerms(aKind, aSet);
-
   if (aSet.contains(absorbing)) return absorbing;
   if (aSet.empty()) return constant(!aKind.absorbing);
   if (aSet.size() == 1) return *aSet.begin();
@@ -111,7 +116,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduce(const Connecti
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExprId a,
-                                                                    SymbolicExprId b) const {
+                                                                    SymbolicExprId b) {
   // The rank of a kind in the canonical order; kinds outside it rank last, together.
   const auto rank = [this](SymbolicExprId aId) {
     const std::optional<Relation> asRelation = relation(aId);
@@ -129,18 +134,21 @@ SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExpr
   const int rankA = rank(a), rankB = rank(b);
   const bool sameKind = rankA == rankB && (rankA < 7 || kindOf(a) == kindOf(b));
   const bool exchange = rankB < rankA || (sameKind && compareExprs(a, b) > 0);
-  return exchange ? join(disjunction, {b, a}) : join(disjunction, {a, b});
+  const SymbolicExprId ordered[] = {exchange ? b : a, exchange ? a : b};
+  return join(disjunction, ordered, 2);
 }
 
 // ---------------------------------------------------------------------------------------------
 // Distribution: (a || b) && c -> (a && c) || (b && c)
 
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet& aSet) {
+  const auto isOr = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::Or; };
+  if (std::none_of(aSet.begin(), aSet.end(), isOr)) return std::nullopt;
   OperandSet rest;
-  std::vector<Ids> disjunctions;
+  std::vector<std::vector<SymbolicExprId>> disjunctions;
   std::size_t disjuncts = 1;
   for (const SymbolicExprId operand : aSet) {
-    if (kindOf(operand) != SymbolicOp::Or) {
+    if (!isOr(operand)) {
       rest.insert(rest.end(), operand);
       continue;
     }
@@ -156,9 +164,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
     aSet = std::move(rest);
     return std::nullopt;
   }
-  if (disjuncts > maxDisjuncts) {
-    return std::nullopt;
-  }
+  if (disjuncts > maxDisjuncts) return std::nullopt;
   const SymbolicExprId restResult = simplifySet(conjunction, rest);
   rest.clear();
   addOperand(conjunction, restResult, rest);
@@ -168,8 +174,8 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
 }
 
 // One conjunction for every way to pick a member of each disjunction.
-SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(const OperandSet& aRest,
-                                                           const std::vector<Ids>& aDisjunctions) {
+SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(
+    const OperandSet& aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions) {
   OperandSet conjuncts;
   std::vector<std::size_t> picks(aDisjunctions.size(), 0);
   for (;;) {
@@ -229,7 +235,8 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduceNotTerm(const C
   return simplifyNot(rebuild(aKind, left));
 }
 
-void SymbolicExprSimplifyVisitor::applyNotTerms(const Connective& aKind, OperandSet& aSet) {
+bool SymbolicExprSimplifyVisitor::applyNotTerms(const Connective& aKind, OperandSet& aSet) {
+  bool changed = false;
   Ids open;
   const auto isNot = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::Not; };
   std::copy_if(aSet.begin(), aSet.end(), std::back_inserter(open), isNot);
@@ -241,15 +248,17 @@ void SymbolicExprSimplifyVisitor::applyNotTerms(const Connective& aKind, Operand
     } else {
       simplifyORExprWithNOTTerms(aSet, term);
     }
-    if (aSet.size() == 1) return;
+    if (aSet.size() == 1) return true;
     if (const std::optional<SymbolicExprId> reduced = reduceNotTerm(aKind, aSet, term)) {
       aSet.erase(term);
       addOperand(aKind, *reduced, aSet);
       // The new operand may decide or reduce any of the others.
+      changed = true;
       open.clear();
       std::copy_if(aSet.begin(), aSet.end(), std::back_inserter(open), isNot);
     }
   }
+  return changed;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -309,7 +318,7 @@ bool SymbolicExprSimplifyVisitor::combineGroup(const Connective& aKind, Ids& aGr
     } else {
       erase(j);
       aGroup[i] = *both;
-      order.sort(aGroup);
+      order.sort(aGroup.data(), aGroup.data() + aGroup.size());
       aGroup.erase(std::unique(aGroup.begin(), aGroup.end()), aGroup.end());
       i = 0;
       j = 1;
@@ -320,7 +329,7 @@ bool SymbolicExprSimplifyVisitor::combineGroup(const Connective& aKind, Ids& aGr
 
 bool SymbolicExprSimplifyVisitor::combineRelations(const Connective& aKind, OperandSet& aSet) {
   // Only relations over one left operand combine.
-  std::vector<std::pair<SymbolicExprId, SymbolicExprId>> byLeft;
+  boost::container::small_vector<IdPair, 12> byLeft;
   for (const SymbolicExprId operand : aSet) {
     if (const std::optional<Relation> r = relation(operand)) byLeft.emplace_back(r->left, operand);
   }
@@ -334,7 +343,7 @@ bool SymbolicExprSimplifyVisitor::combineRelations(const Connective& aKind, Oper
     group.clear();
     std::transform(first, last, std::back_inserter(group), [](const auto& e) { return e.second; });
     if (group.size() > 1) {
-      order.sort(group);
+      order.sort(group.data(), group.data() + group.size());
       if (combineGroup(aKind, group)) {
         changed = true;
         if (group.front() == constant(aKind.absorbing)) {

@@ -1,6 +1,5 @@
 // Conjunctions among the operands of a disjunction: absorption and merging.
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <iterator>
 
@@ -11,34 +10,25 @@ namespace KS {
 
 using namespace detail;
 
-namespace {
-
-// A 64-bit value per id whose sum over a set tells sets apart.
-std::uint64_t mark(SymbolicExprId aId) {
-  std::uint64_t h = aId + 0x9e3779b97f4a7c15U;
-  h = (h ^ (h >> 30)) * 0xbf58476d1ce4e5b9U;
-  h = (h ^ (h >> 27)) * 0x94d049bb133111ebU;
-  return h ^ (h >> 31);
-}
-
-}  // namespace
-
-// The factors of one conjunction, ordered by text for the rules and by id for comparison.
+// The factors of one conjunction, in the order of the chain and ordered by id.
 struct SymbolicExprSimplifyVisitor::Conjunct {
-  Ids factors;
-  Ids byId;
-  std::uint64_t sum = 0;        // of the factors' marks: equal for equal sets
+  SymbolicExprId id = invalidSymbolicExprId;
+  std::vector<SymbolicExprId> factors;
+  std::vector<SymbolicExprId> byId;
   std::uint64_t signature = 0;  // one bit per factor: a subset's bits are a subset
+  bool changed = false;
   bool dropped = false;
 
   void update() {
     byId = factors;
     std::sort(byId.begin(), byId.end());
-    sum = signature = 0;
-    for (const SymbolicExprId factor : byId) {
-      sum += mark(factor);
-      signature |= std::uint64_t{1} << (mark(factor) >> 58);
-    }
+    signature = 0;
+    for (const SymbolicExprId factor : byId) signature |= std::uint64_t{1} << (factor % 64);
+  }
+  void erase(SymbolicExprId aFactor) {
+    factors.erase(std::find(factors.begin(), factors.end(), aFactor));
+    update();
+    changed = true;
   }
   bool isSubsetOf(const Conjunct& aOther) const {
     return (signature & ~aOther.signature) == 0 && byId.size() <= aOther.byId.size() &&
@@ -46,34 +36,130 @@ struct SymbolicExprSimplifyVisitor::Conjunct {
   }
 };
 
-// What negates an operand, as far as the table holds it: nothing is interned to find out. For
-// x < 3 that is x >= 3 and !(x < 3). The invalid id stands for a form that there is not.
-std::array<SymbolicExprId, 2> SymbolicExprSimplifyVisitor::findComplements(
-    SymbolicExprId aId) const {
-  const auto complementOp = [](SymbolicOp aOp) {
-    switch (aOp) {
-      case SymbolicOp::Equal: return SymbolicOp::NotEqual;
-      case SymbolicOp::NotEqual: return SymbolicOp::Equal;
-      case SymbolicOp::LessThan: return SymbolicOp::GreaterThanEqual;
-      case SymbolicOp::GreaterThanEqual: return SymbolicOp::LessThan;
-      case SymbolicOp::GreaterThan: return SymbolicOp::LessThanEqual;
-      default: return SymbolicOp::GreaterThan;
-    }
-  };
-  SymbolicExprId opposite = invalidSymbolicExprId;
-  if (logicalNot(any(opposite)).match(table(), aId)) return {opposite, invalidSymbolicExprId};
-  if (const std::optional<Relation> r = relation(aId)) {
-    opposite = Intern::find(table(), complementOp(r->op), {r->left, r->right});
-  }
-  return {opposite, Intern::find(table(), SymbolicOp::Not, {aId})};
+namespace {
+
+using Id = SymbolicExprId;
+using IdPair = std::pair<Id, Id>;
+using PairRange =
+    std::pair<std::vector<IdPair>::const_iterator, std::vector<IdPair>::const_iterator>;
+
+// The pairs that start with the id, in an ordered list of pairs.
+PairRange pairsOf(const std::vector<IdPair>& aPairs, Id aId) {
+  const auto first = std::lower_bound(aPairs.begin(), aPairs.end(), IdPair{aId, 0});
+  return {first, std::upper_bound(first, aPairs.end(), IdPair{aId, invalidSymbolicExprId})};
 }
+
+// Against the operands that are no conjunctions: a || (!a && b) -> a || b. A factor whose
+// complement is an operand holds wherever the conjunction still matters.
+template <class Set, class Conjuncts>
+void dropImpliedFactors(const Set& aSet, const std::vector<IdPair>& aComplements,
+                        Conjuncts& aConjuncts) {
+  for (auto& conjunct : aConjuncts) {
+    const std::vector<Id> factors = conjunct.factors;
+    for (const Id factor : factors) {
+      const auto [first, last] = pairsOf(aComplements, factor);
+      if (std::any_of(first, last, [&](const IdPair& p) { return aSet.contains(p.second); })) {
+        conjunct.erase(factor);
+      }
+    }
+  }
+}
+
+// (a && b) || (a && b && c) -> a && b. Each conjunction is filed under the rarest of its factors,
+// and looks for smaller ones under all of them.
+template <class Conjuncts>
+void dropAbsorbed(Conjuncts& aConjuncts) {
+  if (aConjuncts.size() < 2) return;
+  std::vector<Id> uses;
+  for (const auto& conjunct : aConjuncts) {
+    uses.insert(uses.end(), conjunct.byId.begin(), conjunct.byId.end());
+  }
+  std::sort(uses.begin(), uses.end());
+  const auto count = [&](Id aFactor) {
+    const auto [first, last] = std::equal_range(uses.begin(), uses.end(), aFactor);
+    return last - first;
+  };
+  std::vector<IdPair> files;  // factor, index of a conjunction
+  for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
+    const auto& factors = aConjuncts[i].byId;
+    if (factors.empty()) continue;
+    const auto rarest = std::min_element(factors.begin(), factors.end(),
+                                         [&](Id a, Id b) { return count(a) < count(b); });
+    files.emplace_back(*rarest, i);
+  }
+  std::sort(files.begin(), files.end());
+  for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
+    auto& conjunct = aConjuncts[i];
+    // Of two equal ones the first stays.
+    const auto absorbs = [&](const IdPair& aFiled) {
+      const auto& other = aConjuncts[aFiled.second];
+      return aFiled.second != i && !other.dropped && other.isSubsetOf(conjunct) &&
+             (other.byId.size() < conjunct.byId.size() || aFiled.second < i);
+    };
+    conjunct.dropped = std::any_of(conjunct.byId.begin(), conjunct.byId.end(), [&](Id aFactor) {
+      const auto [first, last] = pairsOf(files, aFactor);
+      return std::any_of(first, last, absorbs);
+    });
+  }
+}
+
+// (a && b) || (a && !b) -> a. The conjunctions stand in an order of their own, so that no result
+// depends on ids.
+template <class Conjuncts>
+void mergeComplementary(const std::vector<IdPair>& aComplements, Conjuncts& aConjuncts) {
+  using Conjunct = typename Conjuncts::value_type;
+  std::vector<Conjunct*> byFactors;
+  for (Conjunct& conjunct : aConjuncts) {
+    if (!conjunct.dropped) byFactors.push_back(&conjunct);
+  }
+  const auto before = [](const auto& a, const auto& b) {
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
+  };
+  std::sort(byFactors.begin(), byFactors.end(),
+            [&](const Conjunct* a, const Conjunct* b) { return before(a->byId, b->byId); });
+  const auto find = [&](const std::vector<Id>& aFactors) -> Conjunct* {
+    const auto place = std::lower_bound(
+        byFactors.begin(), byFactors.end(), aFactors,
+        [&](const Conjunct* aConjunct, const auto& f) { return before(aConjunct->byId, f); });
+    const bool isThere =
+        place != byFactors.end() &&
+        std::equal(aFactors.begin(), aFactors.end(), (*place)->byId.begin(), (*place)->byId.end());
+    return isThere && !(*place)->dropped && !(*place)->changed ? *place : nullptr;
+  };
+  // One merge a conjunction; what it makes possible comes in the next round.
+  const auto merge = [&](Conjunct& aConjunct) {
+    for (const Id factor : aConjunct.factors) {
+      const auto [first, last] = pairsOf(aComplements, factor);
+      for (auto pair = first; pair != last; ++pair) {
+        std::vector<Id> partner = aConjunct.byId;
+        *std::find(partner.begin(), partner.end(), factor) = pair->second;
+        std::sort(partner.begin(), partner.end());
+        if (Conjunct* other = find(partner)) {
+          other->dropped = true;
+          aConjunct.changed = true;
+          return factor;
+        }
+      }
+    }
+    return invalidSymbolicExprId;
+  };
+  std::vector<std::pair<Conjunct*, Id>> merged;
+  for (Conjunct& conjunct : aConjuncts) {
+    if (conjunct.dropped || conjunct.changed) continue;
+    const Id factor = merge(conjunct);
+    if (factor != invalidSymbolicExprId) merged.emplace_back(&conjunct, factor);
+  }
+  for (const auto& [conjunct, factor] : merged) conjunct->erase(factor);
+}
+
+}  // namespace
 
 // (a || b) && c, of which all of (a || b) are operands of the disjunction too: it adds nothing.
 void SymbolicExprSimplifyVisitor::simplifyORExprForAbsorptionRule(
     OperandSet& aSet, const SymbolicExprId& aTerm) const {
   if (kindOf(aTerm) != SymbolicOp::And) return;
-  OperandSet factors;
-  addChain(conjunction, aTerm, factors);
+  Ids factors;
+  appendChain(SymbolicOp::And, aTerm, factors);
   for (const SymbolicExprId factor : factors) {
     if (kindOf(factor) != SymbolicOp::Or) continue;
     OperandSet members;
@@ -85,135 +171,103 @@ void SymbolicExprSimplifyVisitor::simplifyORExprForAbsorptionRule(
   }
 }
 
-// Takes the conjunctions out of the set, in text order, so that no result depends on ids.
-std::vector<SymbolicExprSimplifyVisitor::Conjunct> SymbolicExprSimplifyVisitor::takeConjuncts(
+// The conjunctions of the set. Those that another operand absorbs are taken out of the set:
+// a || (a && b) -> a.
+SymbolicExprSimplifyVisitor::Conjuncts SymbolicExprSimplifyVisitor::takeConjuncts(
     OperandSet& aSet) const {
   Ids terms;
-  const auto isAnd = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::And; };
-  std::copy_if(aSet.begin(), aSet.end(), std::back_inserter(terms), isAnd);
-  for (const SymbolicExprId term : terms) simplifyORExprForAbsorptionRule(aSet, term);
-  terms.clear();
-  std::copy_if(aSet.begin(), aSet.end(), std::back_inserter(terms), isAnd);
-  if (terms.empty()) return {};
-  order.sort(terms);
-
-  std::vector<Conjunct> conjuncts(terms.size());
-  for (std::size_t i = 0; i < terms.size(); ++i) {
-    aSet.erase(terms[i]);
-    OperandSet factors;
-    addChain(conjunction, terms[i], factors);
-    conjuncts[i].factors.assign(factors.begin(), factors.end());
-    order.sort(conjuncts[i].factors);
-    conjuncts[i].update();
+  for (const SymbolicExprId operand : aSet) {
+    if (kindOf(operand) == SymbolicOp::And) terms.push_back(operand);
+  }
+  Conjuncts conjuncts;
+  conjuncts.reserve(terms.size());
+  for (const SymbolicExprId term : terms) {
+    simplifyORExprForAbsorptionRule(aSet, term);
+    if (!aSet.contains(term)) continue;
+    Conjunct& conjunct = conjuncts.emplace_back();
+    conjunct.id = term;
+    appendChain(SymbolicOp::And, term, conjunct.factors);
+    const auto isOperand = [&](SymbolicExprId aFactor) { return aSet.contains(aFactor); };
+    if (std::any_of(conjunct.factors.begin(), conjunct.factors.end(), isOperand)) {
+      aSet.erase(term);
+      conjuncts.pop_back();
+      continue;
+    }
+    conjunct.update();
   }
   return conjuncts;
 }
 
-// Against the operands that are no conjunctions:
-//   a || (a && b) -> a;  a || (!a && b) -> a || b
-bool SymbolicExprSimplifyVisitor::dropImplied(const OperandSet& aSet,
-                                              std::vector<Conjunct>& aConjuncts) const {
-  const auto isOperand = [&](SymbolicExprId aId) { return aSet.contains(aId); };
-  // A factor whose complement is an operand holds wherever the conjunction still matters.
-  const auto isImplied = [&](SymbolicExprId aFactor) {
-    const auto complements = findComplements(aFactor);
-    return std::any_of(complements.begin(), complements.end(), isOperand);
-  };
-  bool changed = false;
-  for (Conjunct& conjunct : aConjuncts) {
-    Ids& factors = conjunct.factors;
-    conjunct.dropped = std::any_of(factors.begin(), factors.end(), isOperand);
-    if (conjunct.dropped) continue;
-    const auto end = std::remove_if(factors.begin(), factors.end(), isImplied);
-    if (end == factors.end()) continue;
-    factors.erase(end, factors.end());
-    conjunct.update();
-    changed = true;
-  }
-  return changed;
-}
-
-// (a && b) || (a && b && c) -> a && b. Each conjunction is filed under the rarest of its factors,
-// and a larger one looks for smaller ones under all of its own.
-void SymbolicExprSimplifyVisitor::dropAbsorbed(std::vector<Conjunct>& aConjuncts) {
-  boost::unordered_flat_map<SymbolicExprId, std::size_t> uses;
+// The pairs of operands and factors of which one negates the other, in both directions and ordered.
+std::vector<SymbolicExprSimplifyVisitor::IdPair> SymbolicExprSimplifyVisitor::findComplements(
+    const OperandSet& aSet, const Conjuncts& aConjuncts) const {
+  std::vector<SymbolicExprId> all(aSet.begin(), aSet.end());
   for (const Conjunct& conjunct : aConjuncts) {
-    for (const SymbolicExprId factor : conjunct.factors) ++uses[factor];
+    all.insert(all.end(), conjunct.byId.begin(), conjunct.byId.end());
   }
-  const auto rarer = [&](SymbolicExprId a, SymbolicExprId b) { return uses.at(a) < uses.at(b); };
-  boost::unordered_flat_map<SymbolicExprId, std::vector<std::size_t>> files;
-  for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
-    const Ids& factors = aConjuncts[i].byId;
-    if (!factors.empty()) {
-      files[*std::min_element(factors.begin(), factors.end(), rarer)].push_back(i);
-    }
-  }
-  for (Conjunct& conjunct : aConjuncts) {
-    const auto isAbsorbedBy = [&](std::size_t i) {
-      const Conjunct& other = aConjuncts[i];
-      // Of two equal ones the first stays.
-      return &other != &conjunct && !other.dropped && other.isSubsetOf(conjunct) &&
-             (other.byId.size() < conjunct.byId.size() || &other < &conjunct);
+  std::sort(all.begin(), all.end());
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+
+  std::vector<IdPair> pairs;
+  const auto addPair = [&](SymbolicExprId a, SymbolicExprId b) {
+    if (!std::binary_search(all.begin(), all.end(), b)) return;
+    pairs.emplace_back(a, b);
+    pairs.emplace_back(b, a);
+  };
+  for (const SymbolicExprId id : all) {
+    const SymbolicExpr& node = *table().get(id);
+    // Nothing is interned to find out: a complement that the table does not hold is no operand.
+    const auto addRelation = [&](SymbolicOp aOp) {
+      addPair(id, Intern::find(table(), aOp, {node.getInput(0), node.getInput(1)}));
     };
-    for (const SymbolicExprId factor : conjunct.byId) {
-      const auto file = files.find(factor);
-      if (file == files.end()) continue;
-      if (std::any_of(file->second.begin(), file->second.end(), isAbsorbedBy)) {
-        conjunct.dropped = true;
-        break;
-      }
+    switch (static_cast<SymbolicOp>(node.getKind())) {
+      case SymbolicOp::Not: addPair(id, node.getInput(0)); break;
+      case SymbolicOp::NotEqual: addRelation(SymbolicOp::Equal); break;
+      case SymbolicOp::LessThan: addRelation(SymbolicOp::GreaterThanEqual); break;
+      case SymbolicOp::GreaterThan: addRelation(SymbolicOp::LessThanEqual); break;
+      default: break;
     }
   }
+  std::sort(pairs.begin(), pairs.end());
+  return pairs;
 }
 
-// (a && b) || (a && !b) -> a. Partners are found by the sum of marks that they would have.
-bool SymbolicExprSimplifyVisitor::mergeComplements(std::vector<Conjunct>& aConjuncts) const {
-  boost::unordered_flat_map<std::uint64_t, Conjunct*> bySum;
+// Merging depends on the order of conjunctions and factors, and results must not depend on ids.
+void SymbolicExprSimplifyVisitor::sortByText(Conjuncts& aConjuncts) {
   for (Conjunct& conjunct : aConjuncts) {
-    if (!conjunct.dropped) bySum.emplace(conjunct.sum, &conjunct);
+    order.sort(conjunct.factors.data(), conjunct.factors.data() + conjunct.factors.size());
   }
-  bool changed = false;
-  for (Conjunct& conjunct : aConjuncts) {
-    if (conjunct.dropped) continue;
-    const auto partner = [&](SymbolicExprId aFactor) -> Conjunct* {
-      for (const SymbolicExprId complement : findComplements(aFactor)) {
-        const auto found = bySum.find(conjunct.sum - mark(aFactor) + mark(complement));
-        if (found == bySum.end() || found->second->dropped) continue;
-        Ids expected = conjunct.byId;
-        *std::find(expected.begin(), expected.end(), aFactor) = complement;
-        std::sort(expected.begin(), expected.end());
-        if (found->second->byId == expected) return found->second;
-      }
-      return nullptr;
-    };
-    for (std::size_t i = 0; i < conjunct.factors.size(); ++i) {
-      if (Conjunct* other = partner(conjunct.factors[i])) {
-        other->dropped = true;
-        bySum.erase(conjunct.sum);
-        conjunct.factors.erase(conjunct.factors.begin() + static_cast<std::ptrdiff_t>(i));
-        conjunct.update();
-        changed = true;
-        break;
-      }
-    }
-  }
-  return changed;
+  std::sort(aConjuncts.begin(), aConjuncts.end(),
+            [this](const Conjunct& a, const Conjunct& b) { return compareExprs(a.id, b.id) < 0; });
 }
 
-// Applies the rules until none changes anything, then puts the conjunctions back.
-void SymbolicExprSimplifyVisitor::simplifyConjuncts(OperandSet& aSet) {
-  for (bool changed = true; changed;) {
-    std::vector<Conjunct> conjuncts = takeConjuncts(aSet);
-    if (conjuncts.empty()) return;
-    changed = dropImplied(aSet, conjuncts);
+// Applies the rules until none changes anything.
+bool SymbolicExprSimplifyVisitor::simplifyConjuncts(OperandSet& aSet) {
+  const std::size_t before = aSet.size();
+  for (bool again = true, changed = false;; changed = true) {
+    Conjuncts conjuncts = takeConjuncts(aSet);
+    const std::vector<IdPair> complements =
+        conjuncts.empty() ? std::vector<IdPair>() : findComplements(aSet, conjuncts);
+    if (!complements.empty()) {
+      sortByText(conjuncts);
+      dropImpliedFactors(aSet, complements, conjuncts);
+    }
     dropAbsorbed(conjuncts);
-    changed = mergeComplements(conjuncts) || changed;
+    if (!complements.empty()) mergeComplementary(complements, conjuncts);
+
+    again = false;
     for (const Conjunct& conjunct : conjuncts) {
+      if (!conjunct.dropped && !conjunct.changed) continue;
+      aSet.erase(conjunct.id);
       if (conjunct.dropped) continue;
+      again = true;
       addOperand(disjunction,
-                 conjunct.factors.empty() ? constant(true) : join(conjunction, conjunct.factors),
+                 conjunct.factors.empty()
+                     ? constant(true)
+                     : join(conjunction, conjunct.factors.data(), conjunct.factors.size()),
                  aSet);
     }
+    if (!again) return changed || aSet.size() < before;
   }
 }
 

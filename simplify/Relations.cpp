@@ -38,7 +38,14 @@ bool holds(SymbolicOp aOp, int a, int b) {
 
 }  // namespace
 
+// Interns a relation that stands as its canonical orientation has it and does not fold.
 SymbolicExprId SymbolicExprSimplifyVisitor::makeRelation(const Relation& aRelation) const {
+  const SymbolicExprId made = internRelation(aRelation);
+  if (isFixed(aRelation.left) && isFixed(aRelation.right)) results.emplace(made, made);
+  return made;
+}
+
+SymbolicExprId SymbolicExprSimplifyVisitor::internRelation(const Relation& aRelation) const {
   SymbolicExprTable& t = table();
   const SymbolicExprId l = aRelation.left, r = aRelation.right;
   switch (aRelation.op) {
@@ -78,7 +85,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::normalizeRelOp(SymbolicExprId aId) c
   if (isRelation(op)) {
     const Relation given{op, node.getInput(0), node.getInput(1)};
     const Relation oriented = orient(given);
-    return oriented.left == given.left ? aId : makeRelation(oriented);
+    return oriented.left == given.left ? aId : internRelation(oriented);
   }
   SymbolicExprId a = invalidSymbolicExprId, b = invalidSymbolicExprId;
   // !(a == b) -> a != b
@@ -107,11 +114,14 @@ std::optional<bool> SymbolicExprSimplifyVisitor::foldRelation(const Relation& aR
 }
 
 // Folds first or orients first, which gives the same: folding knows no orientation.
+SymbolicExprId SymbolicExprSimplifyVisitor::simplifyRelation(const Relation& aRelation) const {
+  const std::optional<bool> folded = foldRelation(aRelation);
+  return folded ? constant(*folded) : makeRelation(orient(aRelation));
+}
+
 void SymbolicExprSimplifyVisitor::visitRelation(SymbolicOp aOp) {
   const SymbolicExprId R = pop();
-  const Relation relation{aOp, pop(), R};
-  const std::optional<bool> folded = foldRelation(relation);
-  push(folded ? constant(*folded) : makeRelation(orient(relation)));
+  push(simplifyRelation({aOp, pop(), R}));
 }
 
 void SymbolicExprSimplifyVisitor::visit(const SymbolicEqualExpr&) {
@@ -149,7 +159,9 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyNot(SymbolicExprId X) {
   // !!y -> y
   if (logicalNot(any(a)).match(t, X)) return a;
   // The ordering relations stay under their negation: with NaN, !(a < b) is not a >= b.
-  return Not{t, X};
+  const SymbolicExprId negation = Not{t, X};
+  if (isFixed(X)) results.emplace(negation, negation);
+  return negation;
 }
 
 void SymbolicExprSimplifyVisitor::visit(const SymbolicNotExpr&) { push(simplifyNot(pop())); }

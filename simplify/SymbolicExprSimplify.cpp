@@ -1,6 +1,8 @@
 #include "simplify/SymbolicExprSimplify.hpp"
 
-#include <boost/unordered/unordered_flat_set.hpp>
+#include <boost/container/flat_set.hpp>
+#include <boost/container/small_vector.hpp>
+#include <functional>
 
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 
@@ -16,7 +18,9 @@ std::size_t runPasses(SymbolicExprTable& aTable, std::size_t aMaxIterations, Sym
   // Without them, true, false and "no result" would be one id.
   if (aTable.getIdTRUE() == invalidSymbolicExprId) aTable.addBoolSymbols();
   SymbolicExprSimplifyVisitor visitor(aTable);
-  boost::unordered_flat_set<SymbolicExprId> seen;
+  boost::container::flat_set<SymbolicExprId, std::less<SymbolicExprId>,
+                             boost::container::small_vector<SymbolicExprId, 12>>
+      seen;
   SymbolicExprId current = aId;
   std::size_t passes = 0;
   for (;;) {

@@ -1,8 +1,5 @@
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 
-#include <algorithm>
-#include <queue>
-
 #include "base/detail/Walk.hpp"
 
 namespace KS {
@@ -13,6 +10,10 @@ bool isChain(SymbolicOp aOp) { return aOp == SymbolicOp::And || aOp == SymbolicO
 
 bool isLeaf(SymbolicOp aOp) { return aOp <= SymbolicOp::DoubleValue; }
 
+bool isRelation(SymbolicOp aOp) {
+  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
+}
+
 // Whether the visit of the kind has rules; all other kinds are rebuilt from their operands.
 bool hasRules(SymbolicOp aOp) {
   return (aOp >= SymbolicOp::Plus && aOp <= SymbolicOp::Not && aOp != SymbolicOp::UnaryMinus &&
@@ -22,7 +23,12 @@ bool hasRules(SymbolicOp aOp) {
 }  // namespace
 
 SymbolicExprSimplifyVisitor::SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable)
-    : SymbolicExprXFormVisitor(aTable), order(aTable) {}
+    : SymbolicExprXFormVisitor(aTable), order(aTable) {
+  // Room for a condition of ordinary size.
+  results.reserve(48);
+  path.reserve(16);
+  operands.reserve(32);
+}
 SymbolicExprSimplifyVisitor::~SymbolicExprSimplifyVisitor() = default;
 
 int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
@@ -30,8 +36,16 @@ int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
   return order.compare(aLhs, aRhs);
 }
 
+// Whether a pass gives the id back, as far as that is known.
+bool SymbolicExprSimplifyVisitor::isFixed(SymbolicExprId aId) const {
+  if (isLeaf(kindOf(aId))) return true;
+  const auto known = results.find(aId);
+  return known != results.end() && known->second == aId;
+}
+
 SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
   if (isLeaf(kindOf(aId))) return aId;
+  if (const auto known = results.find(aId); known != results.end()) return known->second;
   enter(aId);
   for (;;) {
     Frame& top = path.back();
@@ -82,6 +96,8 @@ SymbolicExprId SymbolicExprSimplifyVisitor::apply(SymbolicExprId aId, const Symb
     return simplifyChain(op == SymbolicOp::And ? detail::conjunction : detail::disjunction,
                          operands.data() + aFirst, operands.size() - aFirst);
   }
+  if (isRelation(op)) return simplifyRelation({op, operands[aFirst], operands[aFirst + 1]});
+  if (op == SymbolicOp::Not) return simplifyNot(operands[aFirst]);
   if (!hasRules(op)) {
     bool unchanged = true;
     for (std::size_t i = aFirst; i < operands.size(); ++i) {
@@ -94,36 +110,13 @@ SymbolicExprId SymbolicExprSimplifyVisitor::apply(SymbolicExprId aId, const Symb
   return pop();
 }
 
-// Appends the operands of a chain of conjunctions or disjunctions, each once where the chain has
-// two links; a longer one may repeat them. Links are taken from the youngest down: an input is
-// older than its user, so a link that several others share is still met once.
-void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aChain,
-                                              Ids& aOperands) const {
-  std::priority_queue<SymbolicExprId> links;
-  links.push(aChain);
-  while (!links.empty()) {
-    const SymbolicExprId link = links.top();
-    do links.pop();
-    while (!links.empty() && links.top() == link);
-    const SymbolicExpr& node = *table().get(link);
-    for (std::size_t i = 0; i < 2; ++i) {
-      const SymbolicExprId input = detail::checkedInput(node, link, i);
-      if (kindOf(input) == aOp) {
-        links.push(input);
-      } else {
-        aOperands.push_back(input);
-      }
-    }
-  }
-}
-
 void SymbolicExprSimplifyVisitor::visit(const SymbolicAndExpr&) {
-  const Ids both = pop(2);
+  const std::vector<SymbolicExprId> both = pop(2);
   push(simplifyChain(detail::conjunction, both.data(), both.size()));
 }
 
 void SymbolicExprSimplifyVisitor::visit(const SymbolicOrExpr&) {
-  const Ids both = pop(2);
+  const std::vector<SymbolicExprId> both = pop(2);
   push(simplifyChain(detail::disjunction, both.data(), both.size()));
 }
 

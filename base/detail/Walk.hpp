@@ -13,10 +13,17 @@ namespace KS::detail {
 /// Calls the visit operation of the node's class, without its inputs.
 void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor);
 
+[[noreturn]] void failBadInput(std::size_t aIdx);
+
 /// The input at `aIdx` of the node `aId`. An input is always older than its user; a node that was
 /// built over ids from elsewhere breaks that, and following it might never end, so it throws
 /// `std::out_of_range`.
-SymbolicExprId checkedInput(const SymbolicExpr& aExpr, SymbolicExprId aId, std::size_t aIdx);
+inline SymbolicExprId checkedInput(const SymbolicExpr& aExpr, SymbolicExprId aId,
+                                   std::size_t aIdx) {
+  const SymbolicExprId input = aExpr.getInput(aIdx);
+  if (input >= aId) failBadInput(aIdx);
+  return input;
+}
 
 /// Enters every distinct node below and including `aRoot` once, inputs left to right before their
 /// users: `isDone(id)` tells whether a node needs no entering (again), `enter(id, node)` handles

@@ -1,14 +1,18 @@
 // One pass of simplification.
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <boost/container/flat_set.hpp>
+#include <boost/container/small_vector.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
+#include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/SymbolicExprXFormVisitor.hpp"
+#include "base/detail/Walk.hpp"
 #include "simplify/detail/Connective.hpp"
 #include "simplify/detail/TextOrder.hpp"
 
@@ -23,8 +27,10 @@ namespace KS {
 /// do the same for a chain of two, whose operands may be chains themselves.
 class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
  public:
-  /// The operands of a flattened conjunction or disjunction, ordered by id.
-  using OperandSet = boost::container::flat_set<SymbolicExprId>;
+  /// The operands of a flattened conjunction or disjunction, ordered by id. Few are many here, so
+  /// the first ones need no allocation.
+  using OperandSet = boost::container::flat_set<SymbolicExprId, std::less<SymbolicExprId>,
+                                                boost::container::small_vector<SymbolicExprId, 12>>;
 
   /// A conjunction is distributed over the disjunctions among its operands up to this many
   /// disjuncts; beyond it the disjunctions stay as they are.
@@ -68,7 +74,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   SymbolicExprId normalizeRelOp(SymbolicExprId aId) const;
   /// The disjunction of two operands, neither a disjunction itself, in canonical order: relations
   /// and negations by kind, operands of one kind by text, others as they stand.
-  SymbolicExprId normalizeSymbolicOrExpr(SymbolicExprId a, SymbolicExprId b) const;
+  SymbolicExprId normalizeSymbolicOrExpr(SymbolicExprId a, SymbolicExprId b);
 
   // -------------------------------------------------------------------------------------------
   // Conjunctions and disjunctions
@@ -89,7 +95,8 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
 
  private:
   using Connective = detail::Connective;
-  using Ids = std::vector<SymbolicExprId>;
+  using Ids = boost::container::small_vector<SymbolicExprId, 12>;
+  using IdPair = std::pair<SymbolicExprId, SymbolicExprId>;
 
   // A relation as its canonical orientation has it.
   struct Relation {
@@ -109,12 +116,14 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
 
   // Relations and negation.
   SymbolicExprId simplifyNot(SymbolicExprId X);
+  SymbolicExprId simplifyRelation(const Relation& aRelation) const;
   void visitRelation(SymbolicOp aOp);
   std::optional<int> integerOrBool(SymbolicExprId aId) const;
   std::optional<bool> foldRelation(const Relation& aRelation) const;
   Relation orient(const Relation& aRelation) const;
   std::optional<Relation> relation(SymbolicExprId aId) const;
   SymbolicExprId makeRelation(const Relation& aRelation) const;
+  SymbolicExprId internRelation(const Relation& aRelation) const;
 
   // Conjunctions and disjunctions. What both do alike takes the connective.
   SymbolicExprId simplifyChain(const Connective& aKind, const SymbolicExprId* aOperands,
@@ -124,8 +133,9 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
   void addChain(const Connective& aKind, SymbolicExprId aChain, OperandSet& aSet) const;
   std::optional<SymbolicExprId> distribute(OperandSet& aSet);
-  SymbolicExprId distributeOver(const OperandSet& aRest, const std::vector<Ids>& aDisjunctions);
-  void applyNotTerms(const Connective& aKind, OperandSet& aSet);
+  SymbolicExprId distributeOver(const OperandSet& aRest,
+                                const std::vector<std::vector<SymbolicExprId>>& aDisjunctions);
+  bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
   void decideByNotTerm(const Connective& aKind, OperandSet& aSet, SymbolicExprId aNotTerm) const;
   std::optional<SymbolicExprId> reduceNotTerm(const Connective& aKind, const OperandSet& aSet,
                                               SymbolicExprId aNotTerm);
@@ -133,23 +143,24 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   bool combineGroup(const Connective& aKind, Ids& aGroup);
   std::optional<SymbolicExprId> combine(const Connective& aKind, SymbolicExprId aFirst,
                                         SymbolicExprId aSecond) const;
-  SymbolicExprId rebuild(const Connective& aKind, const OperandSet& aSet) const;
-  SymbolicExprId join(const Connective& aKind, const Ids& aOperands) const;
+  SymbolicExprId rebuild(const Connective& aKind, const OperandSet& aSet);
+  SymbolicExprId join(const Connective& aKind, const SymbolicExprId* aOperands, std::size_t aCount);
   SymbolicExprId constant(bool aValue) const;
 
   // Conjunctions among the operands of a disjunction.
   struct Conjunct;
-  void simplifyConjuncts(OperandSet& aSet);
-  std::vector<Conjunct> takeConjuncts(OperandSet& aSet) const;
-  bool dropImplied(const OperandSet& aSet, std::vector<Conjunct>& aConjuncts) const;
-  static void dropAbsorbed(std::vector<Conjunct>& aConjuncts);
-  bool mergeComplements(std::vector<Conjunct>& aConjuncts) const;
-  std::array<SymbolicExprId, 2> findComplements(SymbolicExprId aId) const;
+  using Conjuncts = std::vector<Conjunct>;
+  bool simplifyConjuncts(OperandSet& aSet);
+  Conjuncts takeConjuncts(OperandSet& aSet) const;
+  std::vector<IdPair> findComplements(const OperandSet& aSet, const Conjuncts& aConjuncts) const;
+  void sortByText(Conjuncts& aConjuncts);
 
   // Walking.
   void enter(SymbolicExprId aId);
   SymbolicExprId apply(SymbolicExprId aId, const SymbolicExpr& aExpr, std::size_t aFirst);
-  void appendChain(SymbolicOp aOp, SymbolicExprId aChain, Ids& aOperands) const;
+  template <class Operands>
+  void appendChain(SymbolicOp aOp, SymbolicExprId aChain, Operands& aOperands) const;
+  bool isFixed(SymbolicExprId aId) const;
 
   SymbolicExprTable& table() const { return result(); }
   SymbolicOp kindOf(SymbolicExprId aId) const {
@@ -157,7 +168,9 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   }
 
   mutable detail::TextOrder order;
-  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
+  // What a pass makes of an id. Entries of results that no rule would change are made ahead, so
+  // that the pass that finds nothing more to do need not look.
+  mutable boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
 
   // The path of the walk, and the operands of the nodes on it: simplified ones up to a frame's
   // `next`, the others as they were.
@@ -167,7 +180,33 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
     std::size_t next;
   };
   std::vector<Frame> path;
-  Ids operands;
+  std::vector<SymbolicExprId> operands;
 };
+
+// Appends the operands of a chain of conjunctions or disjunctions; a shared link's operands are met
+// once, other operands as often as they stand. Links are taken from the youngest down: an input is
+// older than its user, so all mentions of a link come together before it is opened.
+template <class Operands>
+void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aChain,
+                                              Operands& aOperands) const {
+  Ids links{aChain};  // a heap
+  while (!links.empty()) {
+    const SymbolicExprId link = links.front();
+    while (!links.empty() && links.front() == link) {
+      std::pop_heap(links.begin(), links.end());
+      links.pop_back();
+    }
+    const SymbolicExpr& node = *table().get(link);
+    for (std::size_t i = 0; i < 2; ++i) {
+      const SymbolicExprId input = detail::checkedInput(node, link, i);
+      if (kindOf(input) == aOp) {
+        links.push_back(input);
+        std::push_heap(links.begin(), links.end());
+      } else {
+        aOperands.push_back(input);
+      }
+    }
+  }
+}
 
 }  // namespace KS

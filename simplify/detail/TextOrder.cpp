@@ -1,6 +1,7 @@
 #include "simplify/detail/TextOrder.hpp"
 
 #include <algorithm>
+#include <boost/container/small_vector.hpp>
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -27,13 +28,11 @@ int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
   return a == b ? 0 : text(a).compare(text(b));
 }
 
-void TextOrder::sort(std::vector<SymbolicExprId>& aIds) {
-  std::vector<std::pair<std::string_view, SymbolicExprId>> keyed;
-  keyed.reserve(aIds.size());
-  for (const SymbolicExprId id : aIds) keyed.emplace_back(text(id), id);
+void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
+  boost::container::small_vector<std::pair<std::string_view, SymbolicExprId>, 12> keyed;
+  for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keyed.emplace_back(text(*id), *id);
   std::sort(keyed.begin(), keyed.end());
-  std::transform(keyed.begin(), keyed.end(), aIds.begin(),
-                 [](const auto& key) { return key.second; });
+  std::transform(keyed.begin(), keyed.end(), aFirst, [](const auto& key) { return key.second; });
 }
 
 }  // namespace KS::detail

@@ -5,7 +5,6 @@
 #include <deque>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "base/SymbolicExprTable.hpp"
 #include "print/SymbolicExprPrinter.hpp"
@@ -24,7 +23,7 @@ class TextOrder {
   int compare(SymbolicExprId a, SymbolicExprId b);
 
   /// Sorts the ids.
-  void sort(std::vector<SymbolicExprId>& aIds);
+  void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
  private:
   std::string_view text(SymbolicExprId aId);
