@@ -1,0 +1,232 @@
+// The commands that answer one expression at a time, as a user sees them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <streambuf>
+
+#include "tests/tool/RunTool.hpp"
+
+namespace {
+
+using std::string_literals::operator""s;
+using testing::HasSubstr;
+
+struct Row {
+  std::vector<std::string> arguments;
+  std::string input;
+  std::string out;
+  std::string err;
+  int status;
+};
+
+void check(const std::vector<Row>& aRows) {
+  for (const Row& row : aRows) {
+    std::string command;
+    for (const std::string& argument : row.arguments) command += " '" + argument + '\'';
+    SCOPED_TRACE(command + " < " + row.input);
+    const Outcome found = run(row.arguments, row.input);
+    EXPECT_EQ(found.out, row.out);
+    EXPECT_EQ(found.err, row.err);
+    EXPECT_EQ(found.status, row.status);
+  }
+}
+
+TEST(KsExpr, Answers) {
+  check({
+      {{"print", "a+ b", "[1, 2]", "[x]", "print", "(a)"},
+       "",
+       "a+b\n[1,2]\n[x]\nprint\na\n",
+       "",
+       0},
+      {{"print", "--", "-a"}, "", "-a\n", "", 0},
+      {{"print", "--to", "c", "--spaces", "~a&&b~=1"}, "", "!a && b!=1\n", "", 0},
+      {{"print", "--from", "c", "~a", "!a"}, "", "~a\n!a\n", "", 0},
+      {{"print", "--to", "pp", "s.m&&true||b"}, "", "(s_m && 1) || b\n", "", 0},
+      {{"simplify", "a && (a || b)", "true || x"}, "", "a\ntrue\n", "", 0},
+      {{"simplify", "--from", "c", "!(a == 1)"}, "", "a!=1\n", "", 0},
+      {{"convert", "bitshift(bitand(x, 3), -2)"}, "", "(x&3)>>2\n", "", 0},
+      {{"convert", "--from", "c", "x / 2 % ~y"}, "", "rem(idivide(x,2),bitcmp(y))\n", "", 0},
+      {{"convert", "--to", "m", "bitand(x, 3)"}, "", "bitand(x,3)\n", "", 0},
+      {{"convert", "--to", "pp", "idivide(s.m, 2) == 1"}, "", "s_m / 2 == 1\n", "", 0},
+      {{"cast-int", "x + 2.5", "[0.49999999999999994, -2.5]"}, "", "x+3\n[0,-3]\n", "", 0},
+      {{"factor", "a / b * c"}, "", "a*c/b\n", "", 0},
+      {{"symbols", "f(b, a) + b * s.m", "1 + 2"}, "", "f b a s\n\n", "", 0},
+      {{"eval", "0.1 + 0.2", "[1, 1/2.0, -0.0]", "1e22", "7 % 0", "-1/0.0", "f(x)"},
+       "",
+       "0.30000000000000004\n1 0.5 -0\n1e+22\nnan\n-inf\n0\n",
+       "",
+       0},
+      {{"eval", "-D", "N=4", "-D", "M=[1, N]", "N * M", "M == N"}, "", "4 16\n0 1\n", "", 0},
+      {{"eval", "--from", "c", "-D", "N=~0", "N"}, "", "-1\n", "", 0},
+  });
+}
+
+TEST(KsExpr, ReadsLinesWhateverTheyContain) {
+  check({
+      {{"print"}, "", "", "", 0},
+      {{"print"}, "a+1\r\nb", "a+1\nb\n", "", 0},
+      {{"print"},
+       "a\n\nb +\n",
+       "a\n\n\n",
+       "<stdin>:2:1: expected an operand\n\n^\n"
+       "<stdin>:3:4: expected an operand\nb +\n   ^\n",
+       1},
+      {{"print"},
+       "\ta +\t* b\n",
+       "\n",
+       "<stdin>:1:6: expected an operand\n        a +     * b\n                ^\n",
+       1},
+      {{"print"},
+       "a\0b\n\xC3\xA4 + \xFF\n\x1B[2J\n"s,
+       "\n\n\n",
+       "<stdin>:1:2: expected an operator or the end of the expression\na?b\n ^\n"
+       "<stdin>:2:1: expected an operand\n\xC3\xA4 + ?\n^\n"
+       "<stdin>:3:1: expected an operand\n?[2J\n^\n",
+       1},
+      {{"print", "a", "b\n + 1 1"},
+       "",
+       "a\n\n",
+       "<argument 2>:2:6: expected an operator or the end of the expression\n + 1 1\n     ^\n",
+       1},
+      {{"eval", "N + 1", "2"},
+       "",
+       "\n2\n",
+       "<argument 1>:1:1: the symbol 'N' has no value\nN + 1\n^\n",
+       1},
+  });
+}
+
+TEST(KsExpr, ShowsTheSurroundingsInALongLine) {
+  std::string text = "x0";
+  for (int i = 1; i < 20000; ++i) text += " + x" + std::to_string(i);
+  EXPECT_EQ(run({"print", "--from", "c"}, text + '\n').out.size(), text.size() - 19999 * 2 + 1);
+  const Outcome found = run({"print"}, text + " + ) + " + text);
+  EXPECT_EQ(found.err, "<stdin>:1:" + std::to_string(text.size() + 4) +
+                           ": expected an operand\n...9992 + x19993 + x19994 + x19995 + x19996 + "
+                           "x19997 + x19998 + x19999 + ) + x0 + x1 + x2 + x3 + x4 + x...\n" +
+                           std::string(73, ' ') + "^\n");
+}
+
+TEST(KsExpr, ExplainsThePassesThatItCounts) {
+  const std::string text = "~(a || b) && 2*x + 2 > 0 && (c == 1 || c == 1)";
+  const Outcome explained = run({"simplify", "--explain", "--passes", text});
+  const Outcome answer = run({"simplify", "--passes", text});
+  const auto lines = std::count(explained.out.begin(), explained.out.end(), '\n');
+  EXPECT_GE(lines, 2);
+  EXPECT_THAT(answer.out, testing::StartsWith(std::to_string(lines) + '\t'));
+  EXPECT_THAT(explained.out, testing::StartsWith("1\t"));
+  EXPECT_THAT(explained.out, testing::EndsWith('\n' + answer.out));
+  EXPECT_THAT(run({"simplify", "--passes", "--max-passes", "1", text}).out,
+              testing::StartsWith("1\t"));
+}
+
+TEST(KsExpr, ShowsTheNodes) {
+  check({{{"dump", "f(x, 1.5) + s.m", "2"},
+          "",
+          "0     0  SymbolicString               -           f\n"
+          "1     0  SymbolicString               -           x\n"
+          "2     2  SymbolicDoubleValue          -           1.5\n"
+          "3     29 SymbolicFcnCall2UExpr        0,1,2\n"
+          "4     0  SymbolicString               -           s\n"
+          "5     0  SymbolicString               -           m\n"
+          "6     31 SymbolicMemberValue          4           m\n"
+          "7     3  SymbolicPlusExpr             3,6\n"
+          "\n"
+          "0     1  SymbolicIntValue             -           2\n",
+          "",
+          0}});
+  const std::string graph = run({"dot", "--to", "c", "f(x) > 1 && ~(f(x) > 1) || g.h"}).out;
+  for (const char* once :
+       {"\"f()\"", "\">\"", "\"x\", shape=ellipse", "\"1\"", "\"!\"", "\".h\""}) {
+    const std::size_t first = graph.find(once);
+    ASSERT_NE(first, graph.npos) << once << " in\n" << graph;
+    EXPECT_EQ(graph.find(once, first + 1), graph.npos) << once << " in\n" << graph;
+  }
+  EXPECT_THAT(graph, testing::Not(HasSubstr("\"f\"")));
+}
+
+TEST(KsExpr, RefusesCommandLinesThatMakeNoSense) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
+      {{}, "subcommand is required"},
+      {{"bogus"}, "no command \"bogus\""},
+      {{"print", "--from", "x", "a"}, "\"x\" is not one of m|c"},
+      {{"dot", "--to", "pp", "a"}, "\"pp\" is not one of m|c"},
+      {{"print", "--passes", "a"}, "--passes"},
+      {{"simplify", "--max-passes", "-1", "a"}, "not in range"},
+      {{"conditions"}, "MODEL is required"},
+      {{"conditions", "--family", "vv,x", "m"}, "\"x\" is not one of vv, cg, s"},
+      {{"eval", "-D", "N", "1"}, "-D N: expected NAME=EXPR"},
+      {{"eval", "-D", "1=N", "1"}, "-D 1=N: expected NAME=EXPR"},
+      {{"eval", "-D", "N=1", "-D", " N =2", "N"}, "bound twice"},
+      {{"eval", "-D", "N=1 +", "N"}, "<-D N>:1:4: expected an operand\n1 +\n   ^\n"},
+  };
+  for (const auto& [arguments, message] : rows) {
+    SCOPED_TRACE(message);
+    const Outcome found = run(arguments, "a\n");
+    EXPECT_EQ(found.status, 2);
+    EXPECT_EQ(found.out, "");
+    EXPECT_THAT(found.err, HasSubstr(message));
+  }
+  EXPECT_EQ(run({"--help"}).status, 0);
+  EXPECT_EQ(run({"simplify", "--help"}).err, "");
+}
+
+// Remembers what has been flushed.
+class Flushed : public std::stringbuf {
+ public:
+  std::string text;
+
+ protected:
+  int sync() override {
+    text = str();
+    return 0;
+  }
+};
+
+// Gives one line at a time and notes what has been answered when the next one is asked for.
+class Dialogue : public std::streambuf {
+ public:
+  explicit Dialogue(const Flushed& aOut) : out(aOut) {}
+  std::vector<std::string> answered;
+
+ protected:
+  int_type underflow() override {
+    answered.push_back(out.text);
+    if (answered.size() > 3) return traits_type::eof();
+    setg(line, line, line + 2);
+    return traits_type::to_int_type(line[0]);
+  }
+
+ private:
+  char line[3] = "x\n";
+  const Flushed& out;
+};
+
+TEST(KsExpr, AnswersALineBeforeItWaitsForTheNext) {
+  Flushed flushed;
+  Dialogue dialogue(flushed);
+  std::istream in(&dialogue);
+  std::ostream out(&flushed);
+  std::ostringstream err;
+  EXPECT_EQ(ksexpr::runTool({"print"}, {in, out, err}), 0);
+  EXPECT_THAT(dialogue.answered, testing::ElementsAre("", "x\n", "x\nx\n", "x\nx\nx\n"));
+}
+
+TEST(KsExpr, ReportsWhatItCannotWrite) {
+  const auto shell = [](const std::string& command) {
+    return WEXITSTATUS(std::system(("exec 2>/dev/null; " + command).c_str()));
+  };
+  const std::string program = KSEXPR_PATH;
+  EXPECT_EQ(shell(program + " print a > /dev/full"), 1);
+  EXPECT_EQ(shell(program + " conditions " KSEXPR_SAMPLE " > /dev/full"), 1);
+  EXPECT_EQ(shell(program + " print a >&-"), 1);
+  EXPECT_EQ(shell(program + " print < /"), 1);
+  // A reader that goes away ends the work, not the process.
+  EXPECT_EQ(shell("status=$({ yes a | { " + program +
+                  " print; echo $? >&3; } | true; } 3>&1); "
+                  "exit $status"),
+            1);
+}
+
+}  // namespace

@@ -1,0 +1,229 @@
+#include "tools/Cli.hpp"
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <ostream>
+#include <sstream>
+
+#include "base/KSVersion.hpp"
+#include "tools/Conditions.hpp"
+#include "tools/Diagnostic.hpp"
+#include "tools/Report.hpp"
+
+namespace ksexpr {
+
+namespace {
+
+// Everything that a command line can say; `run` does it.
+struct Options {
+  Request request;
+  ConditionsRequest conditions;
+  Format format = Format::Table;
+  bool cForm = false;
+  std::function<int(Streams&)> run;
+};
+
+int runConditions(const Options& aOptions, Streams& aStreams) {
+  const auto start = std::chrono::steady_clock::now();
+  const auto model = readModel(aOptions.conditions.path, aStreams.err);
+  if (!model) return 1;
+  ConditionsRequest request = aOptions.conditions;
+  request.needsC = aOptions.cForm || aOptions.format == Format::Json;
+  request.needsCOfVV = aOptions.cForm;
+  std::ostringstream problems;  // told when the progress bar is gone
+  const ConditionsResult result = [&] {
+    ProgressBar bar(aStreams.err, aStreams.errIsTerminal);
+    return answerConditions(*model, request, problems,
+                            [&](std::size_t done, std::size_t total) { bar.show(done, total); });
+  }();
+  aStreams.err << problems.str();
+  writeReport(result, request, aOptions.format, aOptions.cForm, aStreams.out);
+  if (!aStreams.out.flush()) throw WriteError();
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  writeSummary(result, time.count(), aStreams.err);
+  return result.hasFailed ? 1 : 0;
+}
+
+// Words that an option takes, and what they mean.
+template <class Value>
+using Choices = std::vector<std::pair<std::string, Value>>;
+
+template <class Value>
+std::optional<Value> choose(const Choices<Value>& aChoices, const std::string& aWord) {
+  for (const auto& [word, value] : aChoices) {
+    if (word == aWord) return value;
+  }
+  return std::nullopt;
+}
+
+// An option that takes one of a few words.
+template <class Value, class Store>
+void addChoice(CLI::App& aCommand, const char* aName, const char* aHelp,
+               const Choices<Value>& aChoices, Store aStore) {
+  std::string words;
+  for (const auto& [word, value] : aChoices) words += (words.empty() ? "" : "|") + word;
+  const auto store = [=](const std::string& word) { aStore(*choose(aChoices, word)); };
+  const auto check = [=](const std::string& word) {
+    return choose(aChoices, word) ? "" : '"' + word + "\" is not one of " + words;
+  };
+  aCommand.add_option_function<std::string>(aName, store, aHelp)->type_name(words)->check(check);
+}
+
+const Choices<Form> dialects{{"m", Form::M}, {"c", Form::C}};
+const Choices<Form> spellings{{"m", Form::M}, {"c", Form::C}, {"pp", Form::Preprocessor}};
+
+// Whether a command's answer is printed: as an expression, with operators in it, or not at all.
+enum class Printed { Expression, Operators, Nothing };
+
+CLI::App* addCommand(CLI::App& aApp, Options& aOptions, const char* aName, const char* aHelp,
+                     Command aCommand, Printed aPrinted) {
+  CLI::App* command = aApp.add_subcommand(aName, aHelp);
+  Request& request = aOptions.request;
+  command->add_option("EXPR", request.expressions,
+                      "Expressions; without one, every line of standard input is one");
+  addChoice(*command, "--from", "The dialect that is read (default: m)", dialects,
+            [&request](Form form) { request.from = form; });
+  if (aPrinted != Printed::Nothing) {
+    addChoice(*command, "--to", "The dialect that is written (default: as read)",
+              aPrinted == Printed::Expression ? spellings : dialects,
+              [&request](Form form) { request.to = form; });
+  }
+  if (aPrinted == Printed::Expression) {
+    command->add_flag("--spaces", request.spaces, "Set off logical operators by blanks");
+  }
+  command->callback([&aOptions, aCommand] {
+    aOptions.run = [&aOptions, aCommand](Streams& streams) {
+      Command asked = aCommand;
+      asked.manyLines = asked.manyLines || aOptions.request.explain;
+      return answerAll(asked, aOptions.request, streams);
+    };
+  });
+  return command;
+}
+
+void defineExpressionCommands(CLI::App& aApp, Options& aOptions) {
+  Request& request = aOptions.request;
+  addCommand(aApp, aOptions, "print", "Parse and print", {answerPrint}, Printed::Expression);
+
+  CLI::App* simplify = addCommand(aApp, aOptions, "simplify", "Simplify to the canonical form",
+                                  {answerSimplify}, Printed::Expression);
+  simplify->add_option("--max-passes", request.maxPasses, "The most passes to run (default: 10)")
+      ->type_name("N")
+      ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
+  simplify->add_flag("--passes", request.passes, "Put the number of passes and a tab before");
+  simplify->add_flag("--explain", request.explain, "Print the result of every pass");
+
+  CLI::App* eval =
+      addCommand(aApp, aOptions, "eval", "Evaluate to numbers", {answerEval}, Printed::Nothing);
+  eval->add_option("-D", request.bindings, "Bind a symbol to an expression; may be repeated")
+      ->type_name("NAME=EXPR")
+      ->allow_extra_args(false);
+
+  CLI::App* convert =
+      addCommand(aApp, aOptions, "convert",
+                 "Convert to the other dialect: function calls to operators or back",
+                 {answerConvert}, Printed::Expression);
+  convert->get_option("--to")->description("The dialect that is written (default: the other one)");
+  convert->parse_complete_callback([&request] {
+    if (!request.to) request.to = request.from == Form::M ? Form::C : Form::M;
+  });
+
+  addCommand(aApp, aOptions, "cast-int", "Turn real numbers into integers", {answerCastInt},
+             Printed::Expression);
+  addCommand(aApp, aOptions, "factor", "Factor divisions out", {answerFactor}, Printed::Expression);
+  addCommand(aApp, aOptions, "symbols", "List the symbols", {answerSymbols}, Printed::Nothing);
+  addCommand(aApp, aOptions, "dump", "List the nodes: id, kind, class, inputs, payload",
+             {answerDump, true}, Printed::Nothing);
+  addCommand(aApp, aOptions, "dot", "Draw the expression for Graphviz", {answerDot},
+             Printed::Operators);
+}
+
+void defineConditions(CLI::App& aApp, Options& aOptions) {
+  CLI::App* command = aApp.add_subcommand(
+      "conditions", "Answer the local and net conditions of every block of a model file");
+  ConditionsRequest& request = aOptions.conditions;
+  command->add_option("MODEL", request.path, "The model file (JSON)")->required();
+  const Choices<Family> families{{"vv", VV}, {"cg", CG}, {"s", S}};
+  command
+      ->add_option_function<std::vector<std::string>>(
+          "--family",
+          [&request, families](const std::vector<std::string>& names) {
+            request.families = {};
+            for (const std::string& name : names) {
+              const auto family = choose(families, name);
+              if (!family) {
+                throw CLI::ValidationError("--family", '"' + name + "\" is not one of vv, cg, s");
+              }
+              request.families[*family] = true;
+            }
+          },
+          "The families to answer (default: all)")
+      ->type_name("vv,cg,s")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  command->add_option("--block", request.blockIds, "A block to answer; may be repeated")
+      ->type_name("ID")
+      ->allow_extra_args(false);
+  addChoice(*command, "--form", "The form of tables and CSV (default: m)", dialects,
+            [&aOptions](Form form) { aOptions.cForm = form == Form::C; });
+  addChoice<Format>(*command, "--format", "The layout (default: table)",
+                    {{"table", Format::Table}, {"json", Format::Json}, {"csv", Format::Csv}},
+                    [&aOptions](Format format) { aOptions.format = format; });
+  command->add_flag("--dead", request.onlyDead,
+                    "List only blocks with a net condition that never holds");
+  command->callback([&aOptions] {
+    aOptions.run = [&aOptions](Streams& streams) { return runConditions(aOptions, streams); };
+  });
+}
+
+// The arguments as CLI11 takes them: the last one first. It would take the expression "[1,2]" for a
+// list of two arguments; a blank at the end keeps it whole.
+std::vector<std::string> forCLI11(const std::vector<std::string>& aArguments) {
+  std::vector<std::string> out(aArguments.rbegin(), aArguments.rend());
+  if (!out.empty() && out.back() == "conditions") return out;
+  for (std::string& argument : out) {
+    if (!argument.empty() && argument.front() == '[' && argument.back() == ']') argument += ' ';
+  }
+  return out;
+}
+
+int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams) {
+  Options options;
+  CLI::App app("Symbolic expressions and variant conditions", "ksexpr");
+  app.set_version_flag("--version", std::string("ksexpr ") + libtqKSSymbolicExpr_version);
+  app.require_subcommand(1);
+  defineExpressionCommands(app, options);
+  defineConditions(app, options);
+  try {
+    app.parse(forCLI11(aArguments));
+  } catch (const CLI::ParseError& error) {
+    if (app.get_subcommands().empty() && error.get_exit_code() != 0 && !aArguments.empty() &&
+        aArguments[0].compare(0, 1, "-") != 0) {
+      // CLI11 would not say which word it does not know.
+      throw UsageError("no command \"" + printable(aArguments[0]) + "\"; see ksexpr --help");
+    }
+    return app.exit(error, aStreams.out, aStreams.err) == 0 ? 0 : 2;
+  }
+  return options.run(aStreams);
+}
+
+}  // namespace
+
+int runTool(const std::vector<std::string>& aArguments, Streams aStreams) {
+  try {
+    return parseAndRun(aArguments, aStreams);
+  } catch (const UsageError& error) {
+    aStreams.err << error.what() << '\n';
+    return 2;
+  } catch (const std::exception& error) {
+    aStreams.err << "ksexpr: " << error.what() << '\n';
+  } catch (...) {
+    aStreams.err << "ksexpr: the host reports an error\n";
+  }
+  return 1;
+}
+
+}  // namespace ksexpr

@@ -1,0 +1,82 @@
+// The commands that answer one expression at a time.
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "base/SymbolicExprTable.hpp"
+
+namespace ksexpr {
+
+/// The program's streams; `errIsTerminal` allows a progress bar.
+struct Streams {
+  std::istream& in;
+  std::ostream& out;
+  std::ostream& err;
+  bool errIsTerminal = false;
+};
+
+/// A command line that does not make sense; the exit status is 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Standard output can't be written.
+class WriteError : public std::runtime_error {
+ public:
+  WriteError();
+};
+
+/// How an expression is spelled.
+enum class Form { M, C, Preprocessor };
+
+/// What the command line asks of the expressions.
+struct Request {
+  Form from = Form::M;
+  std::optional<Form> to;
+  bool spaces = false;
+  bool passes = false;
+  bool explain = false;
+  std::size_t maxPasses = 10;
+  std::vector<std::string> bindings;
+  std::vector<std::string> expressions;
+};
+
+/// An expression in a table of its own, so that an answer never depends on earlier ones.
+struct Expression {
+  KS::SymbolicExprTable& table;
+  KS::SymbolicExprId id;
+  const Request& request;
+
+  /// The text of another expression of the same table, in the form that is asked for.
+  std::string print(KS::SymbolicExprId aId) const;
+};
+
+/// A command: what it answers, and whether answers are several lines, so that an empty line stands
+/// between two of them.
+struct Command {
+  std::string (*answer)(const Expression&);
+  bool manyLines = false;
+};
+
+std::string answerPrint(const Expression& aExpression);
+std::string answerSimplify(const Expression& aExpression);
+std::string answerEval(const Expression& aExpression);
+std::string answerConvert(const Expression& aExpression);
+std::string answerCastInt(const Expression& aExpression);
+std::string answerFactor(const Expression& aExpression);
+std::string answerSymbols(const Expression& aExpression);
+std::string answerDump(const Expression& aExpression);
+std::string answerDot(const Expression& aExpression);
+
+/// Answers the request's expressions, or the lines of standard input where it has none, in order.
+/// Returns the exit status: 1 if one of them failed. Throws `UsageError` for a binding that makes
+/// no sense and `WriteError`.
+int answerAll(const Command& aCommand, const Request& aRequest, Streams& aStreams);
+
+}  // namespace ksexpr
