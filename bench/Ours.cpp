@@ -1,0 +1,250 @@
+// The library itself.
+#include <cmath>
+#include <optional>
+
+#include "all.hpp"
+#include "bench/Engine.hpp"
+#include "bench/Measure.hpp"
+
+/// What the library only points to: a block of the measured tree.
+class KSBlock {
+ public:
+  std::size_t index;
+};
+
+namespace KSBench {
+
+namespace {
+
+using Ids = std::vector<KS::SymbolicExprId>;
+
+class TreeCustomizer : public KS::VCCustomizer {
+ public:
+  explicit TreeCustomizer(const BlockTree& aTree) : tree(aTree) {
+    for (std::size_t i = 0; i < aTree.locals.size(); ++i) blocks.push_back({i});
+  }
+  std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+    return tree.locals[aBlock->index];
+  }
+  const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+    return aBlock->index == 0 ? nullptr : &blocks[tree.parents[aBlock->index]];
+  }
+
+  std::vector<KSBlock> blocks;
+
+ private:
+  const BlockTree& tree;
+};
+
+Ids parseAll(KS::SymbolicExprTable& aTable, const std::vector<std::string>& aTexts) {
+  const KS::SymbolicExprParser parse(aTable, true);
+  Ids ids;
+  ids.reserve(aTexts.size());
+  for (const std::string& text : aTexts) ids.push_back(parse(text));
+  return ids;
+}
+
+void bindAll(KS::SymbolicExprTable& aTable, const std::vector<std::string>& aNames, int aBinding,
+             int aLeast) {
+  for (const std::string& name : aNames) {
+    aTable.registerValueId(
+        name, KS::SymbolicIntValue(aTable, aLeast + boundValue(name, aBinding)).getId(aTable));
+  }
+}
+
+void simplifyAll(KS::SymbolicExprTable& aTable, Ids& aIds) {
+  const KS::SymbolicExprSimplify simplify(aTable, 10);
+  for (KS::SymbolicExprId& id : aIds) {
+    std::size_t passes = 0;
+    id = simplify.simplify(id, passes);
+  }
+}
+
+class Ours : public Engine {
+ public:
+  using Engine::Engine;
+  std::string name() const override { return "ours"; }
+  std::string version() const override { return libtqKSSymbolicExpr_version; }
+
+  Trial trial(Work aWork) override {
+    switch (aWork) {
+      case Work::ParseDimensions: return parsing(inputs.corpus.dimensions);
+      case Work::ParseConditions: return parsing(inputs.corpus.conditions);
+      case Work::PrintDimensions: return printing(inputs.corpus.dimensions);
+      case Work::PrintConditions: return printing(inputs.corpus.conditions);
+      case Work::EvaluateDimensionsOnce:
+        return evaluatingOnce(inputs.corpus.dimensions, inputs.dimensionSymbols);
+      case Work::EvaluateConditionsOnce:
+        return evaluatingOnce(inputs.corpus.conditions, inputs.conditionSymbols);
+      case Work::EvaluateAgainCycling: return evaluatingAgain(1);
+      case Work::EvaluateAgainHot: return evaluatingAgain(hotRounds);
+      case Work::SimplifyConditions: return simplifying(inputs.corpus.conditions);
+      case Work::SimplifyRedundant:
+      case Work::SimplifyRedundantDeeply: return simplifying(inputs.corpus.redundant);
+      case Work::NetConditions:
+      case Work::NetConditionsBadOrder: return [this] { return netConditions(); };
+      case Work::Conjunction:
+      case Work::ConjunctionBadOrder: return [this] { return conjunction(); };
+      case Work::Chain: return [this] { return chain(); };
+      case Work::MemoryDimensions: return memory(inputs.corpus.dimensions);
+      case Work::MemoryConditions: return memory(inputs.corpus.conditions);
+    }
+    return {};
+  }
+
+  std::vector<double> answers(Question aQuestion) override {
+    if (aQuestion == Question::Net) return netAnswers();
+    const bool isNumber = aQuestion == Question::Dimensions;
+    const auto& texts = isNumber                            ? inputs.corpus.dimensions
+                        : aQuestion == Question::Conditions ? inputs.corpus.conditions
+                                                            : inputs.corpus.redundant;
+    std::vector<double> results;
+    for (int binding = 0; binding < numBindings; ++binding) {
+      KS::SymbolicExprTable table;
+      Ids ids = parseAll(table, texts);
+      if (aQuestion == Question::Simplified) simplifyAll(table, ids);
+      answer(table, ids, binding, isNumber, results);
+    }
+    return results;
+  }
+
+ private:
+  void answer(KS::SymbolicExprTable& aTable, const Ids& aIds, int aBinding, bool aIsNumber,
+              std::vector<double>& aResults) {
+    bindAll(aTable, aIsNumber ? inputs.dimensionSymbols : inputs.conditionSymbols, aBinding,
+            aIsNumber ? 1 : 0);
+    const KS::SymbolicExprEval evaluate(aTable);
+    for (const KS::SymbolicExprId id : aIds) {
+      const double number = evaluate.eval(id).at(0);
+      aResults.push_back(aIsNumber ? number : static_cast<double>(number != 0.0));
+    }
+  }
+
+  static Trial parsing(const std::vector<std::string>& aTexts) {
+    return [&aTexts] {
+      KS::SymbolicExprTable table;
+      return timed([&] { parseAll(table, aTexts); });
+    };
+  }
+
+  static Trial printing(const std::vector<std::string>& aTexts) {
+    return [&aTexts] {
+      KS::SymbolicExprTable table;
+      const Ids ids = parseAll(table, aTexts);
+      const KS::SymbolicExprPrinter print(table, false, false, false);
+      std::size_t length = 0;
+      const double time = timed([&] {
+        for (const KS::SymbolicExprId id : ids) length += print(id).size();
+      });
+      return length == 0 ? NAN : time;
+    };
+  }
+
+  static Trial evaluatingOnce(const std::vector<std::string>& aTexts,
+                              const std::vector<std::string>& aSymbols) {
+    return [&aTexts, &aSymbols] {
+      KS::SymbolicExprTable table;
+      double sum = 0;
+      const double time = timed([&] {
+        bindAll(table, aSymbols, 0, 1);
+        const KS::SymbolicExprParser parse(table, true);
+        const KS::SymbolicExprEval evaluate(table);
+        for (const std::string& text : aTexts) sum += evaluate.eval(parse(text))[0];
+      });
+      return std::isnan(sum) ? NAN : time;
+    };
+  }
+
+  // The same expression `aRounds` times before the next one; the items are as many in any case.
+  Trial evaluatingAgain(std::size_t aRounds) {
+    return [this, aRounds] {
+      KS::SymbolicExprTable table;
+      Ids ids = parseAll(table, inputs.corpus.conditions);
+      bindAll(table, inputs.conditionSymbols, 0, 0);
+      const KS::SymbolicExprEval evaluate(table);
+      double sum = 0;
+      const auto sweep = [&] {
+        for (std::size_t i = 0; i < ids.size(); i += aRounds) {
+          for (std::size_t j = 0; j < aRounds; ++j) sum += evaluate.eval(ids[i])[0];
+        }
+      };
+      sweep();
+      const double time = timed(sweep);
+      return std::isnan(sum) ? NAN : time;
+    };
+  }
+
+  static Trial simplifying(const std::vector<std::string>& aTexts) {
+    return [&aTexts] {
+      KS::SymbolicExprTable table;
+      Ids ids = parseAll(table, aTexts);
+      return timed([&] { simplifyAll(table, ids); });
+    };
+  }
+
+  // The local conditions are known to the service, as they are to the peers.
+  double netConditions() {
+    const TreeCustomizer customizer(inputs.tree);
+    KS::VCService service;
+    for (const KSBlock& block : customizer.blocks) {
+      service.getMExprLocalVVCEIdx(&block, &customizer);
+    }
+    return timed([&] {
+      for (const KSBlock& block : customizer.blocks) {
+        service.getMExprNetVVCEIdx(&block, &customizer);
+      }
+    });
+  }
+
+  std::vector<double> netAnswers() {
+    const TreeCustomizer customizer(inputs.tree);
+    KS::VCService service;
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; i < customizer.blocks.size(); i += netSampleStep) {
+      texts.push_back(
+          service.printCExpr(service.getMExprNetVVCEIdx(&customizer.blocks[i], &customizer)));
+      if (texts.back().empty()) texts.back() = "true";
+    }
+    std::vector<double> results;
+    for (int binding = 0; binding < numBindings; ++binding) {
+      KS::SymbolicExprTable table;
+      const Ids ids = parseAll(table, texts);
+      answer(table, ids, binding, false, results);
+    }
+    return results;
+  }
+
+  double conjunction() {
+    KS::VCService service;
+    Ids relations;
+    for (const std::string& text : inputs.relations) relations.push_back(service.simplify(text));
+    return timed([&] {
+      KS::SymbolicExprId all = relations[0];
+      for (const KS::SymbolicExprId relation : relations) all = service.AND(all, relation);
+    });
+  }
+
+  double chain() {
+    KS::SymbolicExprTable table;
+    const KS::SymbolicExprPrinter print(table, false, false, false);
+    std::string text;
+    const double time =
+        timed([&] { text = print(KS::SymbolicExprParser(table, true)(inputs.chain)); });
+    return text == inputs.chain ? time : NAN;
+  }
+
+  static Trial memory(const std::vector<std::string>& aTexts) {
+    return [&aTexts] {
+      const std::size_t before = heapBytes();
+      KS::SymbolicExprTable table;
+      parseAll(table, aTexts).clear();
+      return static_cast<double>(heapBytes() - before) / static_cast<double>(table.size());
+    };
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Engine> makeOurs(const Inputs& aInputs) { return std::make_unique<Ours>(aInputs); }
+
+}  // namespace KSBench
