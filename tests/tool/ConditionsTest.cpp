@@ -2,8 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "tests/tool/RunTool.hpp"
 
@@ -14,17 +17,28 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-// Runs "conditions" on a model of that text; the file is called model.json.
-Outcome conditions(const std::string& aModel, std::vector<std::string> aOptions = {}) {
-  const std::string path = testing::TempDir() + "model.json";
-  std::ofstream(path, std::ios::binary) << aModel;
-  aOptions.insert(aOptions.begin(), {"conditions", path});
-  Outcome found = run(aOptions);
-  for (std::size_t at; (at = found.err.find(path)) != std::string::npos;) {
-    found.err.replace(at, path.size(), "model.json");
+// Works in a folder of its own, since tests run side by side.
+class KsExprConditions : public testing::Test {
+ protected:
+  KsExprConditions() : folder(testing::TempDir() + "ksexprXXXXXX") {
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder " + folder);
+    std::filesystem::current_path(folder);
   }
-  return found;
-}
+  ~KsExprConditions() override {
+    std::filesystem::current_path("/");
+    std::filesystem::remove_all(folder);
+  }
+
+  // Runs "conditions" on model.json with that text.
+  static Outcome conditions(const std::string& aModel, std::vector<std::string> aOptions = {}) {
+    std::ofstream("model.json", std::ios::binary) << aModel;
+    aOptions.insert(aOptions.begin(), {"conditions", "model.json"});
+    return run(aOptions);
+  }
+
+ private:
+  std::string folder;
+};
 
 const char* const smallModel = R"({"note": [{"id": 1}], "blocks": [
 {"id": "B \"1\"", "parent": "A", "VV": "x > 1", "CG": "bitand(f, 2) ~= 0 && ~s.m", "S": ""},
@@ -32,7 +46,7 @@ const char* const smallModel = R"({"note": [{"id": 1}], "blocks": [
 {"id": "C,2", "parent": "B \"1\"", "VV": "x < 1"}
 ]})";
 
-TEST(KsExprConditions, AnswersEveryBlockInEveryFormat) {
+TEST_F(KsExprConditions, AnswersEveryBlockInEveryFormat) {
   const Outcome json = conditions(smallModel, {"--format", "json"});
   EXPECT_EQ(json.status, 0);
   EXPECT_EQ(nlohmann::json::parse(json.out), nlohmann::json::parse(R"([
@@ -60,7 +74,7 @@ TEST(KsExprConditions, AnswersEveryBlockInEveryFormat) {
             "    C,2  true   false  VV      x < 1  false\n");
 }
 
-TEST(KsExprConditions, SelectsBlocks) {
+TEST_F(KsExprConditions, SelectsBlocks) {
   const std::vector<std::string> csv = {"--format", "csv", "--family", "vv"};
   const auto with = [&csv](std::vector<std::string> more) {
     more.insert(more.begin(), csv.begin(), csv.end());
@@ -76,7 +90,7 @@ TEST(KsExprConditions, SelectsBlocks) {
   EXPECT_THAT(unknown.err, HasSubstr("no block \"Z\""));
 }
 
-TEST(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
+TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
   const Outcome found = conditions(R"json({"blocks": [
 {"id": "leaf", "parent": "middle", "VV": "c"},
 {"id": "middle", "parent": "top", "VV": "b", "S": "1 2"},
@@ -114,7 +128,7 @@ TEST(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
 }
 
 // Asking every block for a net condition that fails at the far end would take the square of this.
-TEST(KsExprConditions, TakesLongChainsOfParents) {
+TEST_F(KsExprConditions, TakesLongChainsOfParents) {
   constexpr int depth = 20000;
   std::string model = R"({"blocks": [{"id": "0", "parent": null, "CG": "a b"})";
   for (int i = 1; i < depth; ++i) {
@@ -126,7 +140,7 @@ TEST(KsExprConditions, TakesLongChainsOfParents) {
   EXPECT_THAT(found.out, HasSubstr("\n19999,19998,y,x && y,,?,true,true\n"));
 }
 
-TEST(KsExprConditions, TellsWhatIsWrongWithAModel) {
+TEST_F(KsExprConditions, TellsWhatIsWrongWithAModel) {
   const std::pair<const char*, const char*> rows[] = {
       {"", "model.json:1:1: syntax error"},
       {"{\"blocks\": [\n{\"id\": ]}", "model.json:2:8: syntax error while parsing value"},
@@ -169,7 +183,7 @@ TEST(KsExprConditions, TellsWhatIsWrongWithAModel) {
   EXPECT_EQ(conditions(std::string(1000000, '[')).status, 1);
 }
 
-TEST(KsExprConditions, SampleModel) {
+TEST_F(KsExprConditions, SampleModel) {
   const Outcome found = run({"conditions", KSEXPR_SAMPLE});
   EXPECT_EQ(found.status, 0);
   EXPECT_THAT(found.out, HasSubstr("AntiWindup  true   true   VV CG   Mode ~= 1 "));
