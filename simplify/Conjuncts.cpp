@@ -10,29 +10,31 @@ namespace KS {
 
 using namespace detail;
 
-// The factors of one conjunction, in the order of the chain and ordered by id.
+// One conjunction and its factors, ordered by id. The factors of all lie in one pool.
 struct SymbolicExprSimplifyVisitor::Conjunct {
   SymbolicExprId id = invalidSymbolicExprId;
-  std::vector<SymbolicExprId> factors;
-  std::vector<SymbolicExprId> byId;
+  SymbolicExprId* first = nullptr;
+  SymbolicExprId* last = nullptr;
   std::uint64_t signature = 0;  // one bit per factor: a subset's bits are a subset
   bool changed = false;
   bool dropped = false;
 
-  void update() {
-    byId = factors;
-    std::sort(byId.begin(), byId.end());
+  const SymbolicExprId* begin() const { return first; }
+  const SymbolicExprId* end() const { return last; }
+  std::size_t size() const { return static_cast<std::size_t>(last - first); }
+
+  void sign() {
     signature = 0;
-    for (const SymbolicExprId factor : byId) signature |= std::uint64_t{1} << (factor % 64);
+    for (const SymbolicExprId factor : *this) signature |= std::uint64_t{1} << (factor % 64);
   }
   void erase(SymbolicExprId aFactor) {
-    factors.erase(std::find(factors.begin(), factors.end(), aFactor));
-    update();
+    last = std::remove(first, last, aFactor);
+    sign();
     changed = true;
   }
   bool isSubsetOf(const Conjunct& aOther) const {
-    return (signature & ~aOther.signature) == 0 && byId.size() <= aOther.byId.size() &&
-           std::includes(aOther.byId.begin(), aOther.byId.end(), byId.begin(), byId.end());
+    return (signature & ~aOther.signature) == 0 && size() <= aOther.size() &&
+           std::includes(aOther.begin(), aOther.end(), begin(), end());
   }
 };
 
@@ -40,22 +42,23 @@ namespace {
 
 using Id = SymbolicExprId;
 using IdPair = std::pair<Id, Id>;
-using PairRange =
-    std::pair<std::vector<IdPair>::const_iterator, std::vector<IdPair>::const_iterator>;
+using IdPairs = boost::container::small_vector<IdPair, 16>;
 
 // The pairs that start with the id, in an ordered list of pairs.
-PairRange pairsOf(const std::vector<IdPair>& aPairs, Id aId) {
-  const auto first = std::lower_bound(aPairs.begin(), aPairs.end(), IdPair{aId, 0});
-  return {first, std::upper_bound(first, aPairs.end(), IdPair{aId, invalidSymbolicExprId})};
+std::pair<const IdPair*, const IdPair*> pairsOf(const IdPairs& aPairs, Id aId) {
+  const IdPair* const end = aPairs.data() + aPairs.size();
+  const IdPair* const first = std::lower_bound(aPairs.data(), end, IdPair{aId, 0});
+  const IdPair* last = first;
+  while (last != end && last->first == aId) ++last;
+  return {first, last};
 }
 
 // Against the operands that are no conjunctions: a || (!a && b) -> a || b. A factor whose
 // complement is an operand holds wherever the conjunction still matters.
 template <class Set, class Conjuncts>
-void dropImpliedFactors(const Set& aSet, const std::vector<IdPair>& aComplements,
-                        Conjuncts& aConjuncts) {
+void dropImpliedFactors(const Set& aSet, const IdPairs& aComplements, Conjuncts& aConjuncts) {
   for (auto& conjunct : aConjuncts) {
-    const std::vector<Id> factors = conjunct.factors;
+    const std::vector<Id> factors(conjunct.begin(), conjunct.end());
     for (const Id factor : factors) {
       const auto [first, last] = pairsOf(aComplements, factor);
       if (std::any_of(first, last, [&](const IdPair& p) { return aSet.contains(p.second); })) {
@@ -70,21 +73,18 @@ void dropImpliedFactors(const Set& aSet, const std::vector<IdPair>& aComplements
 template <class Conjuncts>
 void dropAbsorbed(Conjuncts& aConjuncts) {
   if (aConjuncts.size() < 2) return;
-  std::vector<Id> uses;
-  for (const auto& conjunct : aConjuncts) {
-    uses.insert(uses.end(), conjunct.byId.begin(), conjunct.byId.end());
-  }
+  boost::container::small_vector<Id, 32> uses;
+  for (const auto& conjunct : aConjuncts) uses.insert(uses.end(), conjunct.begin(), conjunct.end());
   std::sort(uses.begin(), uses.end());
   const auto count = [&](Id aFactor) {
     const auto [first, last] = std::equal_range(uses.begin(), uses.end(), aFactor);
     return last - first;
   };
-  std::vector<IdPair> files;  // factor, index of a conjunction
+  IdPairs files;  // factor, index of a conjunction
   for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
-    const auto& factors = aConjuncts[i].byId;
-    if (factors.empty()) continue;
-    const auto rarest = std::min_element(factors.begin(), factors.end(),
-                                         [&](Id a, Id b) { return count(a) < count(b); });
+    if (aConjuncts[i].size() == 0) continue;
+    const Id* const rarest = std::min_element(aConjuncts[i].begin(), aConjuncts[i].end(),
+                                              [&](Id a, Id b) { return count(a) < count(b); });
     files.emplace_back(*rarest, i);
   }
   std::sort(files.begin(), files.end());
@@ -94,60 +94,57 @@ void dropAbsorbed(Conjuncts& aConjuncts) {
     const auto absorbs = [&](const IdPair& aFiled) {
       const auto& other = aConjuncts[aFiled.second];
       return aFiled.second != i && !other.dropped && other.isSubsetOf(conjunct) &&
-             (other.byId.size() < conjunct.byId.size() || aFiled.second < i);
+             (other.size() < conjunct.size() || aFiled.second < i);
     };
-    conjunct.dropped = std::any_of(conjunct.byId.begin(), conjunct.byId.end(), [&](Id aFactor) {
+    conjunct.dropped = std::any_of(conjunct.begin(), conjunct.end(), [&](Id aFactor) {
       const auto [first, last] = pairsOf(files, aFactor);
       return std::any_of(first, last, absorbs);
     });
   }
 }
 
-// (a && b) || (a && !b) -> a. The conjunctions stand in an order of their own, so that no result
-// depends on ids.
-template <class Conjuncts>
-void mergeComplementary(const std::vector<IdPair>& aComplements, Conjuncts& aConjuncts) {
+// (a && b) || (a && !b) -> a. One merge a conjunction; what it makes possible comes in the next
+// round. `aInOrder` gives a conjunction's factors in text order: which pair merges first must not
+// depend on ids.
+template <class Conjuncts, class InOrder>
+void mergeComplementary(const IdPairs& aComplements, Conjuncts& aConjuncts, InOrder aInOrder) {
   using Conjunct = typename Conjuncts::value_type;
-  std::vector<Conjunct*> byFactors;
-  for (Conjunct& conjunct : aConjuncts) {
-    if (!conjunct.dropped) byFactors.push_back(&conjunct);
-  }
   const auto before = [](const auto& a, const auto& b) {
     return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
   };
+  std::vector<Conjunct*> byFactors;
+  for (Conjunct& conjunct : aConjuncts) byFactors.push_back(&conjunct);
   std::sort(byFactors.begin(), byFactors.end(),
-            [&](const Conjunct* a, const Conjunct* b) { return before(a->byId, b->byId); });
+            [&](const Conjunct* a, const Conjunct* b) { return before(*a, *b); });
   const auto find = [&](const std::vector<Id>& aFactors) -> Conjunct* {
     const auto place = std::lower_bound(
         byFactors.begin(), byFactors.end(), aFactors,
-        [&](const Conjunct* aConjunct, const auto& f) { return before(aConjunct->byId, f); });
-    const bool isThere =
-        place != byFactors.end() &&
-        std::equal(aFactors.begin(), aFactors.end(), (*place)->byId.begin(), (*place)->byId.end());
+        [&](const Conjunct* aConjunct, const auto& f) { return before(*aConjunct, f); });
+    const bool isThere = place != byFactors.end() && std::equal(aFactors.begin(), aFactors.end(),
+                                                                (*place)->begin(), (*place)->end());
     return isThere && !(*place)->dropped && !(*place)->changed ? *place : nullptr;
   };
-  // One merge a conjunction; what it makes possible comes in the next round.
-  const auto merge = [&](Conjunct& aConjunct) {
-    for (const Id factor : aConjunct.factors) {
-      const auto [first, last] = pairsOf(aComplements, factor);
-      for (auto pair = first; pair != last; ++pair) {
-        std::vector<Id> partner = aConjunct.byId;
-        *std::find(partner.begin(), partner.end(), factor) = pair->second;
-        std::sort(partner.begin(), partner.end());
-        if (Conjunct* other = find(partner)) {
-          other->dropped = true;
-          aConjunct.changed = true;
-          return factor;
-        }
-      }
+  const auto partner = [&](const Conjunct& aConjunct, Id aFactor) -> Conjunct* {
+    const auto [first, last] = pairsOf(aComplements, aFactor);
+    for (const IdPair* pair = first; pair != last; ++pair) {
+      std::vector<Id> factors(aConjunct.begin(), aConjunct.end());
+      *std::find(factors.begin(), factors.end(), aFactor) = pair->second;
+      std::sort(factors.begin(), factors.end());
+      if (Conjunct* other = find(factors)) return other;
     }
-    return invalidSymbolicExprId;
+    return nullptr;
   };
   std::vector<std::pair<Conjunct*, Id>> merged;
   for (Conjunct& conjunct : aConjuncts) {
     if (conjunct.dropped || conjunct.changed) continue;
-    const Id factor = merge(conjunct);
-    if (factor != invalidSymbolicExprId) merged.emplace_back(&conjunct, factor);
+    for (const Id factor : aInOrder(conjunct)) {
+      if (Conjunct* other = partner(conjunct, factor)) {
+        other->dropped = true;
+        conjunct.changed = true;
+        merged.emplace_back(&conjunct, factor);
+        break;
+      }
+    }
   }
   for (const auto& [conjunct, factor] : merged) conjunct->erase(factor);
 }
@@ -174,41 +171,50 @@ void SymbolicExprSimplifyVisitor::simplifyORExprForAbsorptionRule(
 // The conjunctions of the set. Those that another operand absorbs are taken out of the set:
 // a || (a && b) -> a.
 SymbolicExprSimplifyVisitor::Conjuncts SymbolicExprSimplifyVisitor::takeConjuncts(
-    OperandSet& aSet) const {
+    OperandSet& aSet, std::vector<SymbolicExprId>& aPool) const {
   Ids terms;
   for (const SymbolicExprId operand : aSet) {
     if (kindOf(operand) == SymbolicOp::And) terms.push_back(operand);
   }
   Conjuncts conjuncts;
-  conjuncts.reserve(terms.size());
+  boost::container::small_vector<std::size_t, 16> starts;
   for (const SymbolicExprId term : terms) {
-    simplifyORExprForAbsorptionRule(aSet, term);
-    if (!aSet.contains(term)) continue;
-    Conjunct& conjunct = conjuncts.emplace_back();
-    conjunct.id = term;
-    appendChain(SymbolicOp::And, term, conjunct.factors);
+    const std::size_t start = aPool.size();
+    appendChain(SymbolicOp::And, term, aPool);
     const auto isOperand = [&](SymbolicExprId aFactor) { return aSet.contains(aFactor); };
-    if (std::any_of(conjunct.factors.begin(), conjunct.factors.end(), isOperand)) {
+    const auto isOr = [this](SymbolicExprId aFactor) { return kindOf(aFactor) == SymbolicOp::Or; };
+    const auto first = aPool.begin() + static_cast<std::ptrdiff_t>(start);
+    if (std::any_of(first, aPool.end(), isOperand)) {
       aSet.erase(term);
-      conjuncts.pop_back();
+    } else if (std::any_of(first, aPool.end(), isOr)) {
+      simplifyORExprForAbsorptionRule(aSet, term);
+    }
+    if (!aSet.contains(term)) {
+      aPool.resize(start);
       continue;
     }
-    conjunct.update();
+    std::sort(first, aPool.end());
+    conjuncts.emplace_back().id = term;
+    starts.push_back(start);
+  }
+  starts.push_back(aPool.size());
+  for (std::size_t i = 0; i < conjuncts.size(); ++i) {
+    conjuncts[i].first = aPool.data() + starts[i];
+    conjuncts[i].last = aPool.data() + starts[i + 1];
+    conjuncts[i].sign();
   }
   return conjuncts;
 }
 
 // The pairs of operands and factors of which one negates the other, in both directions and ordered.
-std::vector<SymbolicExprSimplifyVisitor::IdPair> SymbolicExprSimplifyVisitor::findComplements(
-    const OperandSet& aSet, const Conjuncts& aConjuncts) const {
-  std::vector<SymbolicExprId> all(aSet.begin(), aSet.end());
-  for (const Conjunct& conjunct : aConjuncts) {
-    all.insert(all.end(), conjunct.byId.begin(), conjunct.byId.end());
-  }
+SymbolicExprSimplifyVisitor::IdPairs SymbolicExprSimplifyVisitor::findComplements(
+    const OperandSet& aSet, const std::vector<SymbolicExprId>& aFactors) const {
+  boost::container::small_vector<SymbolicExprId, 32> all(aSet.begin(), aSet.end());
+  all.insert(all.end(), aFactors.begin(), aFactors.end());
   std::sort(all.begin(), all.end());
   all.erase(std::unique(all.begin(), all.end()), all.end());
 
-  std::vector<IdPair> pairs;
+  IdPairs pairs;
   const auto addPair = [&](SymbolicExprId a, SymbolicExprId b) {
     if (!std::binary_search(all.begin(), all.end(), b)) return;
     pairs.emplace_back(a, b);
@@ -232,39 +238,37 @@ std::vector<SymbolicExprSimplifyVisitor::IdPair> SymbolicExprSimplifyVisitor::fi
   return pairs;
 }
 
-// Merging depends on the order of conjunctions and factors, and results must not depend on ids.
-void SymbolicExprSimplifyVisitor::sortByText(Conjuncts& aConjuncts) {
-  for (Conjunct& conjunct : aConjuncts) {
-    order.sort(conjunct.factors.data(), conjunct.factors.data() + conjunct.factors.size());
-  }
-  std::sort(aConjuncts.begin(), aConjuncts.end(),
-            [this](const Conjunct& a, const Conjunct& b) { return compareExprs(a.id, b.id) < 0; });
-}
-
 // Applies the rules until none changes anything.
 bool SymbolicExprSimplifyVisitor::simplifyConjuncts(OperandSet& aSet) {
+  const auto isAnd = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::And; };
+  if (std::none_of(aSet.begin(), aSet.end(), isAnd)) return false;
   const std::size_t before = aSet.size();
-  for (bool again = true, changed = false;; changed = true) {
-    Conjuncts conjuncts = takeConjuncts(aSet);
-    const std::vector<IdPair> complements =
-        conjuncts.empty() ? std::vector<IdPair>() : findComplements(aSet, conjuncts);
-    if (!complements.empty()) {
-      sortByText(conjuncts);
-      dropImpliedFactors(aSet, complements, conjuncts);
-    }
+  for (bool changed = false;; changed = true) {
+    std::vector<SymbolicExprId> pool;
+    pool.reserve(32);
+    Conjuncts conjuncts = takeConjuncts(aSet, pool);
+    const IdPairs complements = findComplements(aSet, pool);
+    if (!complements.empty()) dropImpliedFactors(aSet, complements, conjuncts);
     dropAbsorbed(conjuncts);
-    if (!complements.empty()) mergeComplementary(complements, conjuncts);
-
-    again = false;
+    if (!complements.empty()) {
+      std::sort(conjuncts.begin(), conjuncts.end(), [this](const Conjunct& a, const Conjunct& b) {
+        return compareExprs(a.id, b.id) < 0;
+      });
+      mergeComplementary(complements, conjuncts, [this](const Conjunct& aConjunct) {
+        std::vector<SymbolicExprId> sorted(aConjunct.begin(), aConjunct.end());
+        order.sort(sorted.data(), sorted.data() + sorted.size());
+        return sorted;
+      });
+    }
+    bool again = false;
     for (const Conjunct& conjunct : conjuncts) {
       if (!conjunct.dropped && !conjunct.changed) continue;
       aSet.erase(conjunct.id);
       if (conjunct.dropped) continue;
       again = true;
-      addOperand(disjunction,
-                 conjunct.factors.empty()
-                     ? constant(true)
-                     : join(conjunction, conjunct.factors.data(), conjunct.factors.size()),
+      // Without factors it is true, and decides.
+      const OperandSet factors(conjunct.begin(), conjunct.end());
+      addOperand(disjunction, factors.empty() ? constant(true) : rebuild(conjunction, factors),
                  aSet);
     }
     if (!again) return changed || aSet.size() < before;

@@ -150,10 +150,11 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   // Conjunctions among the operands of a disjunction.
   struct Conjunct;
   using Conjuncts = std::vector<Conjunct>;
+  using IdPairs = boost::container::small_vector<IdPair, 16>;
   bool simplifyConjuncts(OperandSet& aSet);
-  Conjuncts takeConjuncts(OperandSet& aSet) const;
-  std::vector<IdPair> findComplements(const OperandSet& aSet, const Conjuncts& aConjuncts) const;
-  void sortByText(Conjuncts& aConjuncts);
+  Conjuncts takeConjuncts(OperandSet& aSet, std::vector<SymbolicExprId>& aPool) const;
+  IdPairs findComplements(const OperandSet& aSet,
+                          const std::vector<SymbolicExprId>& aFactors) const;
 
   // Walking.
   void enter(SymbolicExprId aId);
