@@ -29,7 +29,9 @@ class MuParser : public Engine {
   }
 
   std::string name() const override { return "muParser"; }
-  std::string version() const override { return mu::ParserVersion; }
+  std::string version() const override {
+    return mu::ParserVersion.substr(0, mu::ParserVersion.find(' '));
+  }
 
   Trial trial(Work aWork) override {
     switch (aWork) {
