@@ -22,10 +22,8 @@ elseif(KS_HOST STREQUAL "external")
     message(FATAL_ERROR "KS_HOST=external needs KS_HOST_INCLUDE_DIR, a folder with the host's "
                         "host/KSHost.hpp; \"${KS_HOST_INCLUDE_DIR}\" has none.")
   endif()
-  # Its include folder comes before this repository's, so its header hides the stand-in's. The
-  # installed package names neither folder nor library: whoever links the package is the host.
+  # The installed package names neither folder nor library: whoever links the package is the host.
   add_library(kshost INTERFACE)
-  target_include_directories(kshost INTERFACE $<BUILD_INTERFACE:${KS_HOST_INCLUDE_DIR}>)
   target_link_libraries(kshost INTERFACE $<BUILD_INTERFACE:${KS_HOST_LIBRARY}>)
   set_target_properties(kshost PROPERTIES EXPORT_NAME host)
 else()

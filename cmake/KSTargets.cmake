@@ -17,6 +17,9 @@ function(ks_include_directories target)
     $<BUILD_INTERFACE:${KS_LINKED_INCLUDES}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr>)
+  if(KS_HOST STREQUAL "external") # its host/KSHost.hpp hides the stand-in's
+    target_include_directories(${target} BEFORE PUBLIC $<BUILD_INTERFACE:${KS_HOST_INCLUDE_DIR}>)
+  endif()
 endfunction()
 
 # Limits what a shared library exports to the names in a linker version script.
