@@ -56,9 +56,13 @@ std::string afterOperand(std::string_view aBefore) {
 // Whether only the first digits of a real literal were taken, as an integer: the literal itself is
 // out of range.
 bool isCutReal(std::string_view aOperand, std::string_view aRest) {
-  return aOperand.find_first_not_of("+-0123456789") == std::string_view::npos && aRest.size() > 1 &&
-         std::string_view(".eE").find(aRest[0]) != std::string_view::npos &&
-         std::string_view("+-0123456789").find(aRest[1]) != std::string_view::npos;
+  if (aOperand.find_first_not_of("+-0123456789") != std::string_view::npos || aRest.empty() ||
+      std::string_view(".eE").find(aRest[0]) == std::string_view::npos) {
+    return false;
+  }
+  aRest.remove_prefix(1);
+  if (!aRest.empty() && (aRest[0] == '+' || aRest[0] == '-')) aRest.remove_prefix(1);
+  return !aRest.empty() && isDigit(aRest[0]);
 }
 
 // What an operand should have been, by the text that stands in its place.
