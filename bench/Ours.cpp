@@ -1,40 +1,16 @@
 // The library itself.
 #include <cmath>
-#include <optional>
 
 #include "all.hpp"
 #include "bench/Engine.hpp"
 #include "bench/Measure.hpp"
-
-/// What the library only points to: a block of the measured tree.
-class KSBlock {
- public:
-  std::size_t index;
-};
+#include "bench/TreeCustomizer.hpp"
 
 namespace KSBench {
 
 namespace {
 
 using Ids = std::vector<KS::SymbolicExprId>;
-
-class TreeCustomizer : public KS::VCCustomizer {
- public:
-  explicit TreeCustomizer(const BlockTree& aTree) : tree(aTree) {
-    for (std::size_t i = 0; i < aTree.locals.size(); ++i) blocks.push_back({i});
-  }
-  std::string getLocalCondition(const KSBlock* aBlock, int) const override {
-    return tree.locals[aBlock->index];
-  }
-  const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
-    return aBlock->index == 0 ? nullptr : &blocks[tree.parents[aBlock->index]];
-  }
-
-  std::vector<KSBlock> blocks;
-
- private:
-  const BlockTree& tree;
-};
 
 Ids parseAll(KS::SymbolicExprTable& aTable, const std::vector<std::string>& aTexts) {
   const KS::SymbolicExprParser parse(aTable, true);
@@ -186,11 +162,11 @@ class Ours : public Engine {
   double netConditions() {
     const TreeCustomizer customizer(inputs.tree);
     KS::VCService service;
-    for (const KSBlock& block : customizer.blocks) {
+    for (const KSBlock& block : customizer.all()) {
       service.getMExprLocalVVCEIdx(&block, &customizer);
     }
     return timed([&] {
-      for (const KSBlock& block : customizer.blocks) {
+      for (const KSBlock& block : customizer.all()) {
         service.getMExprNetVVCEIdx(&block, &customizer);
       }
     });
@@ -200,9 +176,9 @@ class Ours : public Engine {
     const TreeCustomizer customizer(inputs.tree);
     KS::VCService service;
     std::vector<std::string> texts;
-    for (std::size_t i = 0; i < customizer.blocks.size(); i += netSampleStep) {
+    for (std::size_t i = 0; i < customizer.all().size(); i += netSampleStep) {
       texts.push_back(
-          service.printCExpr(service.getMExprNetVVCEIdx(&customizer.blocks[i], &customizer)));
+          service.printCExpr(service.getMExprNetVVCEIdx(&customizer.all()[i], &customizer)));
       if (texts.back().empty()) texts.back() = "true";
     }
     std::vector<double> results;

@@ -1,0 +1,58 @@
+#!/bin/sh
+# Measures the library beside other engines, and how its costs grow, and writes both tables into
+# bench/README.md.
+#
+#   bench/run.sh [--corpus DIR]    texts from DIR instead of generated ones
+set -eu
+cd "$(dirname "$0")/.."
+case "${1:-}" in
+  '') corpus='texts of the generator in `bench/Corpus.cpp`' ;;
+  --corpus) [ $# -eq 2 ] && [ -d "$2" ] || { echo "$2 is no directory" >&2; exit 2; }
+            corpus='texts given with `--corpus`' ;;
+  *) echo "usage: bench/run.sh [--corpus DIR]" >&2; exit 2 ;;
+esac
+
+missing=
+for package in cmake ninja-build g++ libbenchmark-dev libginac-dev libmuparser-dev libz3-dev \
+               libbdd-dev; do
+  dpkg-query -W -f '${Status}\n' "$package" 2> /dev/null | grep -q '^install ok installed' ||
+    missing="$missing $package"
+done
+if [ -n "$missing" ]; then
+  echo "Without these Debian packages some or all of it is left out:" >&2
+  echo "    apt-get install --no-install-recommends$missing" >&2
+fi
+
+build=build/bench
+cmake -S . -B $build -G Ninja -DCMAKE_BUILD_TYPE=Release -DKS_BUILD_BENCH=ON -DKS_BUILD_TESTS=OFF \
+      -DKS_BUILD_TOOLS=OFF -DKS_BUILD_EXAMPLES=OFF > /dev/null
+cmake --build $build --parallel "$(nproc)" > /dev/null
+
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+status=0
+echo "Peers ..." >&2
+$build/bench/ks_peers "$@" > "$out/peers" || status=1
+echo "Growth ..." >&2
+$build/bench/ks_growth > "$out/growth" || status=1
+
+{
+  processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
+  echo "Measured on $(date -u +%Y-%m-%d) at commit $(git rev-parse --short HEAD 2> /dev/null || echo unknown):"
+  echo "$processor, $(nproc) processors, $(. /etc/os-release && echo "$PRETTY_NAME"),"
+  echo "$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' $build/CMakeCache.txt | xargs basename)" \
+       "$(sh -c "$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' $build/CMakeCache.txt) -dumpfullversion"), release build; $corpus."
+  printf '\n## Beside other engines\n\n'
+  cat "$out/peers"
+  printf '\n## Growth\n\n'
+  cat "$out/growth"
+} > "$out/tables"
+
+awk -v tables="$out/tables" '
+  /^<!-- tables: end/ { inside = 0 }
+  !inside { print }
+  /^<!-- tables: begin/ { inside = 1; print ""; while ((getline line < tables) > 0) print line; print "" }
+' bench/README.md > "$out/README.md"
+cp "$out/README.md" bench/README.md
+cat "$out/tables"
+exit $status
