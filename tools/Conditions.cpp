@@ -145,8 +145,8 @@ class Asking {
   void reportFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage) {
     result.hasFailed = true;
     const std::string& text = aBlock.texts[aFamily];
-    const std::size_t line = placeOf(model.text, aBlock.textOffsets[aFamily]).line;
-    errors << model.path << ':' << line << ": " << about(aBlock, aFamily);
+    errors << model.path << ':' << model.lineOf(aBlock.textOffsets[aFamily]) << ": "
+           << about(aBlock, aFamily);
     KS::SymbolicExprTable table;
     const auto error = KS::SymbolicExprParser(table, false).diagnose(text);
     if (error && !text.empty()) {

@@ -38,10 +38,10 @@ void linkParents(Model& aModel, std::vector<ModelError>& aErrors) {
   for (const KSBlock& block : aModel.blocks) {
     const auto [first, isNew] = byId.emplace(block.id, &block);
     if (isNew) continue;
-    const Place place = placeOf(aModel.text, first->second->idOffset);
+    const std::size_t line = aModel.lineOf(first->second->idOffset);
     aErrors.push_back({block.idOffset, "block \"" + printable(block.id) +
                                            "\" is defined twice, first in line " +
-                                           std::to_string(place.line)});
+                                           std::to_string(line)});
   }
   for (KSBlock& block : aModel.blocks) {
     if (!block.parentId) continue;
@@ -100,10 +100,19 @@ void report(const Model& aModel, std::vector<ModelError>& aFound, std::ostream& 
 
 }  // namespace
 
+std::size_t Model::lineOf(std::size_t aOffset) const {
+  const auto next = std::upper_bound(lineStarts.begin(), lineStarts.end(), aOffset);
+  return static_cast<std::size_t>(next - lineStarts.begin());
+}
+
 std::optional<Model> readModel(const std::string& aPath, std::ostream& aErrors) {
   Model model;
   model.path = aPath;
   if (!readFile(aPath, model.text, aErrors)) return std::nullopt;
+  model.lineStarts.push_back(0);
+  for (std::size_t i = 0; (i = model.text.find('\n', i)) != std::string::npos;) {
+    model.lineStarts.push_back(++i);
+  }
   std::vector<ModelError> errors = parseModel(model.text, model.blocks);
   if (errors.empty()) linkParents(model, errors);
   if (errors.empty()) orderParentsFirst(model, errors);

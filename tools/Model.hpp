@@ -34,12 +34,17 @@ inline constexpr std::array<const char*, 3> familyNames{"VV", "CG", "S"};
 /// A model in memory.
 struct Model {
   std::string path;
-  /// The file's content, to which offsets refer.
+  /// The file's content, to which offsets refer, and where its lines begin.
   std::string text;
+  std::vector<std::size_t> lineStarts;
   /// The blocks in file order; addresses stay.
   std::vector<KSBlock> blocks;
   /// All blocks, every one after its parent.
   std::vector<const KSBlock*> parentsFirst;
+
+  /// The line of the file that an offset lies in, counted from 1. Found by halving, since a model
+  /// may be wrong in many places.
+  std::size_t lineOf(std::size_t aOffset) const;
 };
 
 /// Reads a model file. Writes what is wrong with it to `aErrors`, with line and column, and returns
