@@ -74,9 +74,21 @@ void ExprParser<Iterator>::define(StepWriter& aWriter) {
   elements   = expression[qi::_val = std::size_t{1}] >> *( ',' >> expression[++qi::_val] );
   identifier = qi::raw[(ascii::alpha | '_') >> *(ascii::alnum | '_')]
                       [call(&StepWriter::name<Text>, qi::_1)];
-  tree       = qi::eps[call(&StepWriter::clear)] >> expression
-               >> qi::eps[qi::_val = call(&StepWriter::buildTree)];
+  tree       = qi::raw[qi::eps[call(&StepWriter::clear)] >> expression]
+                      [phx::bind(&ExprParser::buildTree, this, phx::ref(aWriter), qi::_1, qi::_val)];
   // clang-format on
+}
+
+// Where the match is followed by more text, what was tried on it may have written steps: they are
+// written anew from the matched text alone.
+template <class Iterator>
+void ExprParser<Iterator>::buildTree(StepWriter& aWriter,
+                                     const boost::iterator_range<Iterator>& aText,
+                                     expression_ast& aTree) const {
+  aWriter.clear();
+  Iterator first = aText.begin();
+  qi::phrase_parse(first, aText.end(), expression, ascii::space);
+  aTree = aWriter.buildTree();
 }
 
 template class ExprParser<std::string::const_iterator>;

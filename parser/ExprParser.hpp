@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/phoenix/function.hpp>
+#include <boost/range/iterator_range_core.hpp>
 #include <boost/spirit/include/qi_char_class.hpp>
 #include <boost/spirit/include/qi_grammar.hpp>
 #include <boost/spirit/include/qi_rule.hpp>
@@ -33,8 +34,8 @@ extern KS_API const boost::phoenix::function<member_val> memberVal;
 ///
 /// The rules carry no attributes: what they match goes, in interning order, to a sequence of steps,
 /// from which the start rule builds the tree and the parser entry interns nodes without one. An
-/// alternative that is given up after it wrote steps is never part of a successful parse. The ten
-/// levels of binary operators are one rule, since a rule per level costs ten calls an operand.
+/// alternative that is given up after it wrote steps is never part of a match of a whole text. The
+/// ten levels of binary operators are one rule, since a rule per level costs ten calls an operand.
 template <class Iterator>
 class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
                                                      boost::spirit::qi::ascii::space_type> {
@@ -57,6 +58,8 @@ class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
 
  private:
   void define(detail::StepWriter& aWriter);
+  void buildTree(detail::StepWriter& aWriter, const boost::iterator_range<Iterator>& aText,
+                 expression_ast& aTree) const;
 
   std::unique_ptr<detail::StepWriter> ownWriter;
   boost::spirit::qi::rule<Iterator, expression_ast(), boost::spirit::qi::ascii::space_type> tree;

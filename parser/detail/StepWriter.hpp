@@ -25,6 +25,7 @@ class StepWriter {
     steps.clear();
     pending.clear();
     nesting = 0;
+    nestingExceeded = false;
   }
   Parser::expression_ast buildTree() const { return steps.buildTree(); }
 

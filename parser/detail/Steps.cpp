@@ -23,6 +23,15 @@ bool isBinaryOperator(SymbolicOp aOp) {
   }
 }
 
+bool isUnaryOperation(SymbolicOp aOp) {
+  switch (aOp) {
+#define KS_UNARY(code, Op, Class) case SymbolicOp::Op:
+#include "base/SymbolicExprKinds.def"
+    case SymbolicOp::FcnCall0U: return true;
+    default: return false;
+  }
+}
+
 // What is still to be flattened, last one first: a tree, or the step that follows its operands.
 struct Pending {
   const expression_ast* tree;
@@ -46,7 +55,7 @@ struct FlattenLevel : boost::static_visitor<> {
     laterReversed(aElements);
   }
   void operator()(const unary_op& aOperation) const {
-    later(aOperation.op, 0);
+    later(isUnaryOperation(aOperation.op) ? aOperation.op : Steps::unknownUnary, 0);
     later(aOperation.subject);
   }
   void operator()(const binary_op& aOperation) const {
@@ -196,7 +205,7 @@ SymbolicExprId Steps::intern(SymbolicExprTable& aTable, bool aCSyntax) const {
 #include "base/SymbolicExprKinds.def"
       default:
         // Nothing, or a unary code that no operation has, whose subject stays interned.
-        if (step.op != noOp) values.pop();
+        if (step.op == unknownUnary) values.pop();
         values.push(invalidSymbolicExprId);
     }
   }

@@ -29,6 +29,9 @@ struct Step {
 /// operation has leave the invalid id.
 class Steps {
  public:
+  /// Takes one value and leaves the invalid id.
+  static constexpr SymbolicOp unknownUnary = static_cast<SymbolicOp>(-2);
+
   void integer(int aValue) { push(SymbolicOp::IntValue, 0).integer = aValue; }
   void real(double aValue) { push(SymbolicOp::DoubleValue, 0).real = aValue; }
   void name(std::string_view aName) { push(SymbolicOp::String, aName.size()).name = aName.data(); }
