@@ -44,10 +44,13 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
   if (aExpr == nullptr) {
     throw std::invalid_argument("KS::SymbolicExprTable::add: the node is null");
   }
+  if (nodes.size() >= detail::NodeDigest::none) failFull();
   nodes.push_back(aExpr);
   try {
+    digests.push_back(detail::Digests::make(*aExpr));
     index.insert(Slot{aExpr->getHash(), nodes.size() - 1});
   } catch (...) {
+    if (digests.size() == nodes.size()) digests.pop_back();
     nodes.pop_back();
     throw;
   }
@@ -69,7 +72,11 @@ void SymbolicExprTable::addBoolSymbols() {
 }
 
 void SymbolicExprTable::registerValueId(const std::string& aName, SymbolicExprId aValueId) {
-  valueIds.emplace(detail::intern<SymbolicString>(*this, aName), aValueId);
+  const SymbolicExprId symbol = detail::intern<SymbolicString>(*this, aName);
+  const bool isFirst = valueIds.emplace(symbol, aValueId).second;
+  if (isFirst && aValueId < detail::NodeDigest::none) {
+    digests[symbol].first = static_cast<std::uint32_t>(aValueId);
+  }
 }
 
 SymbolicExprId SymbolicExprTable::getValueId(SymbolicExprId aSymbolId) const {
@@ -81,6 +88,10 @@ void SymbolicExprTable::failUnknownId(SymbolicExprId aId) const {
   throw std::out_of_range(
       "KS::SymbolicExprTable::get: no expression has the id " +
       (aId == invalidSymbolicExprId ? "of a failed parse or lookup" : std::to_string(aId)));
+}
+
+void SymbolicExprTable::failFull() {
+  throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
 }
 
 }  // namespace KS

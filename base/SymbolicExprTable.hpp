@@ -4,6 +4,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,20 @@ class SymbolicExpr;
 
 namespace detail {
 struct Intern;
-}
+struct Digests;
+
+/// What most walks need of a node, so that they neither follow its pointer nor call its virtual
+/// functions: the kind code and the inputs of operators, the value of an integer literal, the value
+/// id of a symbol.
+struct NodeDigest {
+  /// An id that is not in the table.
+  static constexpr std::uint32_t none = 0xFFFFFFFF;
+  std::uint8_t kind;
+  bool isSimplified;     // whether simplification is known to give the node back
+  std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
+  std::uint32_t second;  // the second input
+};
+}  // namespace detail
 
 /// A hashable key that names a node. Two keys are equal when the nodes are structurally equal.
 class SymbolicExprRef {
@@ -54,7 +68,8 @@ class KS_API SymbolicExprTable {
   SymbolicExprTable& operator=(const SymbolicExprTable&) = delete;
 
   /// Takes ownership of a heap node and gives it the next id. An equal node that is already stored
-  /// keeps answering `lookup`. Throws `std::invalid_argument` for null.
+  /// keeps answering `lookup`. Throws `std::invalid_argument` for null, and `std::length_error`
+  /// beyond 4,294,967,295 nodes, as the node constructors do.
   void add(const SymbolicExpr* aExpr);
 
   /// The id of the stored node that equals the probe, or the invalid id (also for null).
@@ -89,6 +104,7 @@ class KS_API SymbolicExprTable {
 
  private:
   friend struct detail::Intern;
+  friend struct detail::Digests;
 
   // An index entry is the id and the full hash of its node, 16 bytes: the node is reached through
   // the id, and hashes are compared before nodes, because the equality of doubles is tolerant and
@@ -127,9 +143,11 @@ class KS_API SymbolicExprTable {
   };
 
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
+  [[noreturn]] static void failFull();
 
   boost::unordered_flat_set<Slot, SlotHash, SlotEqual> index;
   std::vector<const SymbolicExpr*> nodes;
+  std::vector<detail::NodeDigest> digests;  // one per node
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> valueIds;
   SymbolicExprId idTRUE = invalidSymbolicExprId;
   SymbolicExprId idFALSE = invalidSymbolicExprId;

@@ -2,7 +2,6 @@
 
 #include <boost/container/small_vector.hpp>
 #include <stdexcept>
-#include <string>
 
 #include "base/detail/Walk.hpp"
 
@@ -22,9 +21,8 @@ void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor) {
   }
 }
 
-void failBadInput(std::size_t aIdx) {
-  throw std::out_of_range("KS: input " + std::to_string(aIdx) +
-                          " of an expression is not an older expression of its table");
+void failBadInput() {
+  throw std::out_of_range("KS: an input of an expression is not an older expression of its table");
 }
 
 }  // namespace detail

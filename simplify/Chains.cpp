@@ -56,7 +56,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::join(const Connective& aKind,
     fixed = fixed && isFixed(aOperands[i]);
   }
   // No rule applies to these operands any more.
-  if (fixed) results.emplace(chain, chain);
+  if (fixed) Digests::setSimplified(table(), chain);
   return chain;
 }
 
@@ -208,7 +208,7 @@ void SymbolicExprSimplifyVisitor::simplifyORExprWithNOTTerms(OperandSet& aSet,
 // In a disjunction: x || !x -> TRUE;  a || b || !(a || b) -> TRUE;  a || !(a && b) -> TRUE.
 void SymbolicExprSimplifyVisitor::decideByNotTerm(const Connective& aKind, OperandSet& aSet,
                                                   SymbolicExprId aNotTerm) const {
-  const SymbolicExprId y = table().get(aNotTerm)->getInput(0);
+  const SymbolicExprId y = digest(aNotTerm).first;
   const auto isOperand = [&](SymbolicExprId aId) { return aSet.contains(aId); };
   bool decided = isOperand(y);
   if (!decided && (kindOf(y) == aKind.op || kindOf(y) == aKind.dual)) {
@@ -225,7 +225,7 @@ void SymbolicExprSimplifyVisitor::decideByNotTerm(const Connective& aKind, Opera
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduceNotTerm(const Connective& aKind,
                                                                          const OperandSet& aSet,
                                                                          SymbolicExprId aNotTerm) {
-  const SymbolicExprId y = table().get(aNotTerm)->getInput(0);
+  const SymbolicExprId y = digest(aNotTerm).first;
   if (kindOf(y) != aKind.op) return std::nullopt;
   OperandSet inner, left;
   addChain(aKind, y, inner);

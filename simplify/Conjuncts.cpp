@@ -221,13 +221,13 @@ SymbolicExprSimplifyVisitor::IdPairs SymbolicExprSimplifyVisitor::findComplement
     pairs.emplace_back(b, a);
   };
   for (const SymbolicExprId id : all) {
-    const SymbolicExpr& node = *table().get(id);
+    const NodeDigest& node = digest(id);
     // Nothing is interned to find out: a complement that the table does not hold is no operand.
     const auto addRelation = [&](SymbolicOp aOp) {
-      addPair(id, Intern::find(table(), aOp, {node.getInput(0), node.getInput(1)}));
+      addPair(id, Intern::find(table(), aOp, {node.first, node.second}));
     };
-    switch (static_cast<SymbolicOp>(node.getKind())) {
-      case SymbolicOp::Not: addPair(id, node.getInput(0)); break;
+    switch (static_cast<SymbolicOp>(node.kind)) {
+      case SymbolicOp::Not: addPair(id, node.first); break;
       case SymbolicOp::NotEqual: addRelation(SymbolicOp::Equal); break;
       case SymbolicOp::LessThan: addRelation(SymbolicOp::GreaterThanEqual); break;
       case SymbolicOp::GreaterThan: addRelation(SymbolicOp::LessThanEqual); break;

@@ -41,7 +41,7 @@ bool holds(SymbolicOp aOp, int a, int b) {
 // Interns a relation that stands as its canonical orientation has it and does not fold.
 SymbolicExprId SymbolicExprSimplifyVisitor::makeRelation(const Relation& aRelation) const {
   const SymbolicExprId made = internRelation(aRelation);
-  if (isFixed(aRelation.left) && isFixed(aRelation.right)) results.emplace(made, made);
+  if (isFixed(aRelation.left) && isFixed(aRelation.right)) Digests::setSimplified(table(), made);
   return made;
 }
 
@@ -72,18 +72,21 @@ SymbolicExprSimplifyVisitor::Relation SymbolicExprSimplifyVisitor::orient(
 
 std::optional<SymbolicExprSimplifyVisitor::Relation> SymbolicExprSimplifyVisitor::relation(
     SymbolicExprId aId) const {
-  const SymbolicExpr& node = *table().get(aId);
-  const auto op = static_cast<SymbolicOp>(node.getKind());
+  const NodeDigest node = digest(aId);
+  const auto op = static_cast<SymbolicOp>(node.kind);
   if (!isRelation(op)) return std::nullopt;
-  return orient({op, node.getInput(0), node.getInput(1)});
+  const Relation given{op, node.first, node.second};
+  // What is known to be simplified stands in its orientation already.
+  return node.isSimplified ? given : orient(given);
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::normalizeRelOp(SymbolicExprId aId) const {
   SymbolicExprTable& t = table();
-  const SymbolicExpr& node = *t.get(aId);
-  const auto op = static_cast<SymbolicOp>(node.getKind());
+  const NodeDigest node = digest(aId);
+  const auto op = static_cast<SymbolicOp>(node.kind);
+  if (node.isSimplified) return aId;
   if (isRelation(op)) {
-    const Relation given{op, node.getInput(0), node.getInput(1)};
+    const Relation given{op, node.first, node.second};
     const Relation oriented = orient(given);
     return oriented.left == given.left ? aId : internRelation(oriented);
   }
@@ -160,7 +163,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyNot(SymbolicExprId X) {
   if (logicalNot(any(a)).match(t, X)) return a;
   // The ordering relations stay under their negation: with NaN, !(a < b) is not a >= b.
   const SymbolicExprId negation = Not{t, X};
-  if (isFixed(X)) results.emplace(negation, negation);
+  if (isFixed(X)) Digests::setSimplified(t, negation);
   return negation;
 }
 

@@ -25,7 +25,7 @@ bool hasRules(SymbolicOp aOp) {
 SymbolicExprSimplifyVisitor::SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable)
     : SymbolicExprXFormVisitor(aTable), order(aTable) {
   // Room for a condition of ordinary size.
-  results.reserve(48);
+  results.reserve(24);
   path.reserve(16);
   operands.reserve(32);
 }
@@ -38,34 +38,33 @@ int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
 
 // Whether a pass gives the id back, as far as that is known.
 bool SymbolicExprSimplifyVisitor::isFixed(SymbolicExprId aId) const {
-  if (isLeaf(kindOf(aId))) return true;
-  const auto known = results.find(aId);
-  return known != results.end() && known->second == aId;
+  return isLeaf(kindOf(aId)) || digest(aId).isSimplified;
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
-  if (isLeaf(kindOf(aId))) return aId;
+  if (isFixed(aId)) return aId;
   if (const auto known = results.find(aId); known != results.end()) return known->second;
   enter(aId);
   for (;;) {
     Frame& top = path.back();
     if (top.next < operands.size()) {
       const SymbolicExprId operand = operands[top.next];
-      if (isLeaf(kindOf(operand))) {
+      if (isFixed(operand)) {
         ++top.next;
-        continue;
-      }
-      const auto known = results.find(operand);
-      if (known == results.end()) {
-        enter(operand);
-      } else {
+      } else if (const auto known = results.find(operand); known != results.end()) {
         operands[top.next++] = known->second;
+      } else {
+        enter(operand);
       }
       continue;
     }
     const Frame done = top;
-    const SymbolicExprId simplified = apply(done.id, *table().get(done.id), done.first);
-    results.emplace(done.id, simplified);
+    const SymbolicExprId simplified = apply(done.id, done.first);
+    if (simplified == done.id) {
+      detail::Digests::setSimplified(table(), simplified);
+    } else {
+      results.emplace(done.id, simplified);
+    }
     operands.resize(done.first);
     path.pop_back();
     if (path.empty()) return simplified;
@@ -75,12 +74,12 @@ SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
 
 // Opens a frame whose operands are the node's inputs, or the operands of the whole chain.
 void SymbolicExprSimplifyVisitor::enter(SymbolicExprId aId) {
-  const SymbolicExpr& node = *table().get(aId);
-  const auto op = static_cast<SymbolicOp>(node.getKind());
+  const SymbolicOp op = kindOf(aId);
   const std::size_t first = operands.size();
   if (isChain(op)) {
     appendChain(op, aId, operands);
   } else {
+    const SymbolicExpr& node = *table().get(aId);
     for (std::size_t i = 0, n = node.getNumInputs(); i < n; ++i) {
       operands.push_back(detail::checkedInput(node, aId, i));
     }
@@ -89,24 +88,24 @@ void SymbolicExprSimplifyVisitor::enter(SymbolicExprId aId) {
 }
 
 // The result for a node whose operands, simplified, lie in `operands` from `aFirst` on.
-SymbolicExprId SymbolicExprSimplifyVisitor::apply(SymbolicExprId aId, const SymbolicExpr& aExpr,
-                                                  std::size_t aFirst) {
-  const auto op = static_cast<SymbolicOp>(aExpr.getKind());
+SymbolicExprId SymbolicExprSimplifyVisitor::apply(SymbolicExprId aId, std::size_t aFirst) {
+  const SymbolicOp op = kindOf(aId);
   if (isChain(op)) {
     return simplifyChain(op == SymbolicOp::And ? detail::conjunction : detail::disjunction,
                          operands.data() + aFirst, operands.size() - aFirst);
   }
   if (isRelation(op)) return simplifyRelation({op, operands[aFirst], operands[aFirst + 1]});
   if (op == SymbolicOp::Not) return simplifyNot(operands[aFirst]);
+  const SymbolicExpr& node = *table().get(aId);
   if (!hasRules(op)) {
     bool unchanged = true;
     for (std::size_t i = aFirst; i < operands.size(); ++i) {
-      unchanged = unchanged && operands[i] == aExpr.getInput(i - aFirst);
+      unchanged = unchanged && operands[i] == node.getInput(i - aFirst);
     }
     if (unchanged) return aId;
   }
   for (std::size_t i = aFirst; i < operands.size(); ++i) push(operands[i]);
-  detail::visitNode(aExpr, *this);
+  detail::visitNode(node, *this);
   return pop();
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Digest.hpp"
 #include "base/detail/Hash.hpp"
 
 namespace KS::detail {
@@ -15,6 +16,7 @@ struct Intern {
   template <class Node>
   static void node(SymbolicExprTable& aTable, const Node& aProbe) {
     const SymbolicExprId newId = aTable.nodes.size();
+    if (newId >= NodeDigest::none) aTable.failFull();
     // The new slot names the probe until its copy takes the place.
     aTable.nodes.push_back(&aProbe);
     UndoProbe undo{aTable};
@@ -22,6 +24,7 @@ struct Intern {
     aTable.lastInterned = slot->id;
     if (!isNew) return;
     undo.slot = &*slot;
+    aTable.digests.push_back(Digests::make(aProbe));
     aTable.nodes[newId] = new Node(aProbe);
     undo.keep = true;
   }
@@ -62,6 +65,7 @@ struct Intern {
     ~UndoProbe() {
       if (keep) return;
       if (slot != nullptr) table.index.erase(*slot);
+      if (table.digests.size() == table.nodes.size()) table.digests.pop_back();
       table.nodes.pop_back();
     }
   };

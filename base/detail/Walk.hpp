@@ -13,7 +13,8 @@ namespace KS::detail {
 /// Calls the visit operation of the node's class, without its inputs.
 void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor);
 
-[[noreturn]] void failBadInput(std::size_t aIdx);
+/// Throws `std::out_of_range` for a node one of whose inputs is not an older one.
+[[noreturn]] void failBadInput();
 
 /// The input at `aIdx` of the node `aId`. An input is always older than its user; a node that was
 /// built over ids from elsewhere breaks that, and following it might never end, so it throws
@@ -21,7 +22,7 @@ void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor);
 inline SymbolicExprId checkedInput(const SymbolicExpr& aExpr, SymbolicExprId aId,
                                    std::size_t aIdx) {
   const SymbolicExprId input = aExpr.getInput(aIdx);
-  if (input >= aId) failBadInput(aIdx);
+  if (input >= aId) failBadInput();
   return input;
 }
 

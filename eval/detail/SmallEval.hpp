@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Digest.hpp"
 #include "eval/detail/Operations.hpp"
 
 namespace KS::Eval::detail {
@@ -51,20 +52,24 @@ class SmallEval {
   // Each visit takes a place at most, and leaves one operand more pending at most, so no array can
   // overflow.
   bool enterAll(SymbolicExprId aRoot) {
+    using KS::detail::NodeDigest;
+    const NodeDigest* const digests = KS::detail::Digests::of(table);
+    const std::size_t size = table.size();
     Pending pending[maxVisits];
     Pending* lastPending = pending;
     std::uint16_t place = 0;
-    SymbolicExprId id = aRoot;
+    std::size_t id = aRoot;
     for (std::size_t visits = 0; visits < maxVisits; ++visits) {
-      const SymbolicExpr& node = *table.get(id);
-      const auto op = static_cast<SymbolicOp>(node.getKind());
+      if (id >= size) return false;  // unbound, or not a node of the table
+      const NodeDigest& digest = digests[id];
+      const auto op = static_cast<SymbolicOp>(digest.kind);
       if (op == SymbolicOp::String) {
-        id = table.getValueId(id);
-        if (id == invalidSymbolicExprId) return false;
+        id = digest.first;
         continue;
       }
       if (isLiteral(op)) {
-        values[place++].scalar = literal(op, node);
+        values[place++].scalar = op == SymbolicOp::IntValue ? Scalar(static_cast<int>(digest.first))
+                                                            : literal(op, *table.get(id));
         if (lastPending == pending) return true;
         --lastPending;
         id = lastPending->id;
@@ -74,10 +79,10 @@ class SmallEval {
       if (op >= SymbolicOp::_2D) return false;
       *lastStep = {op, place++, 0};
       if (isUnary(op)) {
-        id = node.getInput(0);
+        id = digest.first;
       } else {
-        *lastPending++ = {node.getInput(0), lastStep};
-        id = node.getInput(1);
+        *lastPending++ = {digest.first, lastStep};
+        id = digest.second;
       }
       ++lastStep;
     }

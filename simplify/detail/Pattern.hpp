@@ -6,6 +6,7 @@
 #pragma once
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Digest.hpp"
 #include "base/detail/Intern.hpp"
 
 namespace KS::detail {
@@ -29,16 +30,15 @@ struct SameWord {
 struct IntWord {
   int& value;
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    const SymbolicExpr& node = *aTable.get(aId);
-    if (node.getKind() != static_cast<int>(SymbolicOp::IntValue)) return false;
-    value = static_cast<const SymbolicIntValue&>(node).getValue();
+    if (Digests::kindOf(aTable, aId) != SymbolicOp::IntValue) return false;
+    value = static_cast<int>(Digests::of(aTable)[aId].first);
     return true;
   }
 };
 
 struct LeafWord {
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    return aTable.get(aId)->isLeaf();
+    return Digests::kindOf(aTable, aId) <= SymbolicOp::DoubleValue;
   }
 };
 
@@ -46,8 +46,8 @@ template <SymbolicOp op, class Input>
 struct UnaryWord {
   Input input;
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    const SymbolicExpr& node = *aTable.get(aId);
-    return node.getKind() == static_cast<int>(op) && input.match(aTable, node.getInput(0));
+    const NodeDigest& node = Digests::of(aTable)[aId];
+    return node.kind == static_cast<int>(op) && input.match(aTable, node.first);
   }
 };
 
@@ -56,9 +56,9 @@ struct BinaryWord {
   Left left;
   Right right;
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    const SymbolicExpr& node = *aTable.get(aId);
-    return node.getKind() == static_cast<int>(op) && left.match(aTable, node.getInput(0)) &&
-           right.match(aTable, node.getInput(1));
+    const NodeDigest& node = Digests::of(aTable)[aId];
+    return node.kind == static_cast<int>(op) && left.match(aTable, node.first) &&
+           right.match(aTable, node.second);
   }
 };
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "base/SymbolicExprXFormVisitor.hpp"
+#include "base/detail/Digest.hpp"
 #include "base/detail/Walk.hpp"
 #include "simplify/detail/Connective.hpp"
 #include "simplify/detail/TextOrder.hpp"
@@ -158,20 +159,20 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
 
   // Walking.
   void enter(SymbolicExprId aId);
-  SymbolicExprId apply(SymbolicExprId aId, const SymbolicExpr& aExpr, std::size_t aFirst);
+  SymbolicExprId apply(SymbolicExprId aId, std::size_t aFirst);
   template <class Operands>
   void appendChain(SymbolicOp aOp, SymbolicExprId aChain, Operands& aOperands) const;
   bool isFixed(SymbolicExprId aId) const;
 
   SymbolicExprTable& table() const { return result(); }
-  SymbolicOp kindOf(SymbolicExprId aId) const {
-    return static_cast<SymbolicOp>(table().get(aId)->getKind());
+  SymbolicOp kindOf(SymbolicExprId aId) const { return detail::Digests::kindOf(table(), aId); }
+  const detail::NodeDigest& digest(SymbolicExprId aId) const {
+    return detail::Digests::of(table())[aId];
   }
 
   mutable detail::TextOrder order;
-  // What a pass makes of an id. Entries of results that no rule would change are made ahead, so
-  // that the pass that finds nothing more to do need not look.
-  mutable boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
+  // What a pass makes of the ids that it changes. That it gives others back, the table remembers.
+  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
 
   // The path of the walk, and the operands of the nodes on it: simplified ones up to a frame's
   // `next`, the others as they were.
@@ -197,9 +198,8 @@ void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aCh
       std::pop_heap(links.begin(), links.end());
       links.pop_back();
     }
-    const SymbolicExpr& node = *table().get(link);
-    for (std::size_t i = 0; i < 2; ++i) {
-      const SymbolicExprId input = detail::checkedInput(node, link, i);
+    for (const SymbolicExprId input : {digest(link).first, digest(link).second}) {
+      if (input >= link) detail::failBadInput();
       if (kindOf(input) == aOp) {
         links.push_back(input);
         std::push_heap(links.begin(), links.end());

@@ -1,0 +1,48 @@
+// Making and reading the digests of nodes.
+#pragma once
+
+#include <cstdint>
+
+#include "base/KSSymbolicExpr.hpp"
+
+namespace KS::detail {
+
+struct Digests {
+  /// The digests of a table's nodes, by id.
+  static const NodeDigest* of(const SymbolicExprTable& aTable) { return aTable.digests.data(); }
+
+  /// The kind of a node of the table.
+  static SymbolicOp kindOf(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+    return static_cast<SymbolicOp>(of(aTable)[aId].kind);
+  }
+
+  /// Whether simplification is known to give the node back. Once known, it stays so.
+  static bool isSimplified(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+    return of(aTable)[aId].isSimplified;
+  }
+  static void setSimplified(SymbolicExprTable& aTable, SymbolicExprId aId) {
+    aTable.digests[aId].isSimplified = true;
+  }
+
+  /// The digest of a node. Called with the concrete class it costs no virtual call. The table has
+  /// fewer nodes than `none`, so an input that does not fit is not in it.
+  template <class Node>
+  static NodeDigest make(const Node& aNode) {
+    const int kind = aNode.getKind();
+    NodeDigest digest{static_cast<std::uint8_t>(kind), false, NodeDigest::none, NodeDigest::none};
+    const auto op = static_cast<SymbolicOp>(kind);
+    const auto fit = [](SymbolicExprId aId) {
+      return aId < NodeDigest::none ? static_cast<std::uint32_t>(aId) : NodeDigest::none;
+    };
+    if (op == SymbolicOp::IntValue) {
+      digest.first = static_cast<std::uint32_t>(
+          static_cast<const SymbolicIntValue&>(static_cast<const SymbolicExpr&>(aNode)).getValue());
+    } else if (op >= SymbolicOp::Plus && op < SymbolicOp::_2D) {
+      digest.first = fit(aNode.getInput(0));
+      if (aNode.getNumInputs() > 1) digest.second = fit(aNode.getInput(1));
+    }
+    return digest;
+  }
+};
+
+}  // namespace KS::detail
