@@ -1,0 +1,227 @@
+// Conjunctions, disjunctions and negations: text in, text out.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/RandomText.hpp"
+#include "tests/support/SimplifyRows.hpp"
+
+namespace KS::test {
+namespace {
+
+TEST(SimplifyBoolean, ConstantsAndRepetition) {
+  checkSimplified({
+      {"a && a", "a"},
+      {"a || b || a", "a || b"},
+      {"x && true", "x", 2},
+      {"true && x && y", "x && y"},
+      {"x && false", "false", 1},
+      {"x && y && false && z", "false", 1},
+      {"x || true", "true", 1},
+      {"false || x || y", "x || y"},
+      {"true && true", "true", 1},
+      {"false || false", "false", 1},
+      // Only the two symbols are constants of logic.
+      {"1 && x", "1 && x"},
+      {"0 || x", "0 || x"},
+      {"a && 1", "1 && a"},
+  });
+}
+
+TEST(SimplifyBoolean, Absorption) {
+  checkSimplified({
+      {"(a || b) && a", "a"},
+      {"a && (b || a)", "a"},
+      {"(a || b) && (b || a)", "a || b"},
+      {"(a && b) || a", "a"},
+      {"a || (b && a)", "a"},
+      {"(a && b) || (a && b && c)", "a && b"},
+      {"(a && b) || (a && c)", "a && b || a && c"},
+      {"a || (!a && b)", "a || b"},
+      {"a && (!a || b)", "a && b"},
+      {"(a && x < 3) || x >= 3", "x>=3 || a"},
+      {"((a || b) && c) || a || b", "a || b"},
+      {"(a && (b || c)) || b || c", "b || c"},
+      {"(c && (a || b)) || a || d", "a || b && c || d"},
+  });
+}
+
+TEST(SimplifyBoolean, Complements) {
+  checkSimplified({
+      {"a && !a", "false", 1},
+      {"!b && a && b", "false", 1},
+      {"a || !a", "true", 1},
+      {"a || b || !(a || b)", "true", 1},
+      {"a || !(a && b)", "true", 1},
+      {"a && !(a || b)", "false", 1},
+      {"a && b && !(a && b)", "false", 1},
+      {"(a || b) && !(a || b)", "false", 1},
+      {"a || !(a || b)", "!b || a"},
+      {"a && !(a && b)", "!b && a"},
+      {"a && b && !(a && b && c)", "!c && a && b"},
+      {"a && b && !(a && c && d)", "!(c && d) && a && b"},
+      {"a && !(a && !b)", "a && b"},
+      {"!(x < 3) || x < 3", "true", 1},
+      {"!(x < 3) && x < 3", "false", 1},
+      {"!(a == b) && b == a", "false", 1},
+      {"!(a == b) || b == a", "true", 1},
+      {"!(x == 1) && x == 1", "false", 1},
+      // Two conjunctions that differ in one complement.
+      {"(a && b) || (a && !b)", "a"},
+      {"(a && x < 3) || (a && x >= 3)", "a"},
+      {"(a && x < 3) || (a && !(x < 3))", "a"},
+      {"(a && x == 3) || (a && x != 3)", "a"},
+      {"(a && b && c) || (!b && a && c) || d", "a && c || d"},
+      {"(a || b) && (a || !b)", "a"},
+      // Near misses.
+      {"a && !(b || c)", "!(b || c) && a"},
+      {"a || !(b && c)", "!(b && c) || a"},
+      {"!(a || b) && !a", "!(a || b) && !a"},
+      {"!(x < 3) && x >= 3", "!(x<3) && x>=3"},
+      {"(a && b) || (a && !b && c)", "!b && a && c || a && b"},
+      {"(a && x < 3) || (a && x > 3)", "a && x<3 || a && x>3"},
+      {"(a && b) || (c && !b)", "!b && c || a && b"},
+      {"!(a && b) && !(c && d)", "!(a && b) && !(c && d)"},
+  });
+}
+
+TEST(SimplifyBoolean, Negation) {
+  checkSimplified({
+      {"!true", "false", 1},
+      {"!false", "true", 1},
+      {"!0", "true", 1},
+      {"!7", "false", 1},
+      {"!(-1)", "false", 1},
+      {"!(a == b)", "a!=b"},
+      {"!(b != a)", "a==b"},
+      {"!(!a)", "a"},
+      {"!(!(!a))", "!a"},
+      {"!(!(a || b))", "a || b"},
+      {"!(1 < 2)", "false", 1},
+      // The ordering relations and the connectives stay under their negation.
+      {"!(a < b)", "!(a<b)"},
+      {"!(3 >= b)", "!(b<=3)"},
+      {"!(a && b)", "!(a && b)"},
+      {"!1.5", "!1.5"},
+      {"!0.0", "!0.0"},
+  });
+}
+
+TEST(SimplifyBoolean, Distribution) {
+  checkSimplified({
+      {"(a || b) && c", "a && c || b && c"},
+      {"c && (a || b)", "a && c || b && c"},
+      {"(a || b) && (c || d)", "a && c || a && d || b && c || b && d"},
+      {"(a || b) && (a || c)", "a || b && c"},
+      {"(a || b) && (c || d) && a", "a && c || a && d"},
+      {"((a && b) || c) && ((a && b) || d)", "a && b || c && d"},
+      {"a && (b || (c && d))", "a && b || a && c && d"},
+      {"a && (!a || b) && (!b || c)", "a && b && c"},
+      {"a && (x < 3 || x >= 3)", "a"},
+      {"a || (x < 3 && x >= 3)", "a"},
+      {"x > 3 && (x < 2 || x > 5)", "x>5"},
+      // Nothing is distributed over a conjunction.
+      {"a || (b && c)", "a || b && c"},
+      {"a && b || a && c || a && d", "a && b || a && c || a && d"},
+  });
+}
+
+TEST(SimplifyBoolean, PairsOfRelations) {
+  checkSimplified({
+      {"x <= 2 && x <= 5", "x<=2"},
+      {"x <= 3 && x >= 3", "x==3"},
+      {"x <= 3 && x != 3", "x<3"},
+      {"3 > x && x == 3", "false", 1},
+      {"x == 1 && x == 2", "false", 1},
+      {"x < 3 && 3 > x", "x<3"},
+      {"x < 3 || 3 < x", "x!=3"},
+      {"x < 3 || x == 3", "x<=3"},
+      {"x >= y && y >= x", "x==y"},
+      {"x < y || y < x", "x!=y"},
+      {"x+1 < 3 && x+1 < 5", "x+1<3"},
+      {"f(x) < 3 || f(x) >= 3", "true", 1},
+      {"s.m < t.n || s.m >= t.n", "true", 1},
+      {"x < 2.5 && x > 2.5", "false", 1},
+      // Three and more.
+      {"x <= 1 && x <= 2 && x <= 3", "x<=1"},
+      {"x >= 3 && x <= 3 && x != 4", "x==3"},
+      {"x >= 3 && x <= 3 && x != 3", "false"},
+      {"x < 1 || x > 2 || x == 1", "x<=1 || x>2"},
+      {"x < 1 || x > 1 || x == 1", "true"},
+      {"x <= 1 || x > 2 || x == 2", "x<=1 || x>=2"},
+      {"x > 2 && x >= 2 && x != 1", "x>2"},
+      {"x != 1 && x > 2 && x >= 2", "x>2"},
+      // One-directional on purpose, or different operands, or nothing single.
+      {"x < 3 && x != 5", "x!=5 && x<3"},
+      {"x > 2 && x > 2.0", "2.0<x && x>2"},
+      {"x <= 5 && x != 3", "x!=3 && x<=5"},
+      {"x <= 2 || x >= 3", "x<=2 || x>=3"},
+      {"x == 3 || x == 4", "x==3 || x==4"},
+      {"x < 3 && y < 3", "x<3 && y<3"},
+      {"x < 3 || y >= 3", "x<3 || y>=3"},
+  });
+}
+
+TEST(SimplifyBoolean, OrderOfTwo) {
+  checkSimplified({
+      {"b && a", "a && b"},
+      {"ab && a && B", "B && a && ab"},
+      {"b || a", "a || b"},
+      {"c || b || a", "a || b || c"},
+      // A disjunction of two stands by kind.
+      {"b || x == 1", "x==1 || b"},
+      {"x != 1 || y < 1", "y<1 || x!=1"},
+      {"a || !b", "!b || a"},
+      {"!a || x > 1", "x>1 || !a"},
+      {"(b && a) || c", "a && b || c"},
+      {"c || (b && a)", "c || a && b"},
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+
+// Joins the operands in their order with random brackets.
+std::string grouped(RandomText& aRandom, const std::vector<std::string>& aOperands,
+                    const char* aConnective) {
+  if (aOperands.size() == 1) return "(" + aOperands.front() + ")";
+  const auto split = static_cast<std::ptrdiff_t>(1 + aRandom.pick(aOperands.size() - 1));
+  return "(" + grouped(aRandom, {aOperands.begin(), aOperands.begin() + split}, aConnective) +
+         aConnective + grouped(aRandom, {aOperands.begin() + split, aOperands.end()}, aConnective) +
+         ")";
+}
+
+TEST(SimplifyBoolean, OrderAndGroupingOfConjunctionsDoNotMatter) {
+  RandomText random(31);
+  std::mt19937 shuffler(31);
+  for (std::size_t i = 0; i < 1000; ++i) {
+    // Atoms and whole conditions.
+    std::vector<std::string> operands(2 + i % 6);
+    for (std::string& operand : operands) operand = random.condition(1 + random.pick(3));
+    SymbolicExprTable table;
+    SymbolicExprId expected = invalidSymbolicExprId;
+    std::string firstText;
+    for (int round = 0; round < 6; ++round) {
+      const std::string text = grouped(random, operands, " && ");
+      const SymbolicExprId id = SymbolicExprParser(table, true)(text);
+      ASSERT_NE(id, invalidSymbolicExprId) << text;
+      std::size_t passes = 0;
+      const SymbolicExprId result = SymbolicExprSimplify(table, 30).simplify(id, passes);
+      if (round == 0) {
+        expected = result;
+        firstText = text;
+      }
+      const SymbolicExprPrinter print(table, false, true, false);
+      ASSERT_EQ(result, expected) << firstText << " gives " << print(expected) << "\n"
+                                  << text << " gives " << print(result);
+      // A table with another history of interning gives the same text.
+      ASSERT_EQ(simplified(text).text, print(expected)) << text;
+      std::shuffle(operands.begin(), operands.end(), shuffler);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace KS::test
