@@ -35,8 +35,9 @@ bool isControl(std::string_view aCharacter) {
 }
 
 std::size_t lineStart(std::string_view aText, std::size_t aOffset) {
-  const std::size_t newline = aOffset == 0 ? aText.npos : aText.rfind('\n', aOffset - 1);
-  return newline == aText.npos ? 0 : newline + 1;
+  const std::size_t newline =
+      aOffset == 0 ? std::string_view::npos : aText.rfind('\n', aOffset - 1);
+  return newline == std::string_view::npos ? 0 : newline + 1;
 }
 
 // Appends the characters of `aText`, which begins in a screen column, and returns where it ends.

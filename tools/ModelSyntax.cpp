@@ -150,7 +150,7 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     std::string message = aError.what();
     for (const char* prefix : {"] ", "column "}) {
       const std::size_t found = message.find(prefix);
-      if (found != message.npos) message.erase(0, found + std::strlen(prefix));
+      if (found != std::string::npos) message.erase(0, found + std::strlen(prefix));
     }
     const std::size_t colon = message.find_first_not_of("0123456789");
     if (message.compare(colon, 2, ": ") == 0) message.erase(0, colon + 2);

@@ -98,7 +98,7 @@ void writeTable(const std::vector<const BlockAnswer*>& aAnswers, const Condition
 // CSV
 
 std::string csvField(const std::string& aText) {
-  if (aText.find_first_of(",\"\r\n") == aText.npos) return aText;
+  if (aText.find_first_of(",\"\r\n") == std::string::npos) return aText;
   std::string quoted = "\"";
   for (const char c : aText) quoted.append(c == '"' ? 2 : 1, c);
   return quoted + '"';
