@@ -1,5 +1,6 @@
 // Sums, differences, products and quotients. L and R are the operands, already simplified; the
-// rules of a function are tried from top to bottom and the first that matches wins.
+// rules of a function are tried from top to bottom and the first that matches wins. Those that
+// change a value on purpose are marked; ValueChangingRules.hpp says when.
 #include "simplify/detail/Pattern.hpp"
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 #include "simplify/detail/WrapArithmetic.hpp"
@@ -89,11 +90,11 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifySum(SymbolicExprId L, Symbol
   if (is(t, R, intVal(c))) {
     // x + 0 -> x
     if (c == 0) return L;
-    // (x + d) + c -> x + (d + c)
+    // (x + d) + c -> x + (d + c)  (changes values)
     if (is(t, L, plus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapAdd(d, c)}};
-    // (x - d) + c -> x + (c - d)
+    // (x - d) + c -> x + (c - d)  (changes values)
     if (is(t, L, minus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapSub(c, d)}};
-    // x + c, c negative -> x - (-c)
+    // x + c, c negative -> x - (-c)  (changes values)
     if (c < 0) return Minus{t, L, Int{t, wrapNeg(c)}};
   }
   // x + (-y) -> x - y
@@ -169,7 +170,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyDifference(SymbolicExprId L,
   if (is(t, R, intVal(c))) {
     // x - c, c negative -> x + (-c)
     if (c < 0) return Plus{t, L, Int{t, wrapNeg(c)}};
-    // (x + d) - c -> x + (d - c)
+    // (x + d) - c -> x + (d - c)  (changes values)
     if (is(t, L, plus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapSub(d, c)}};
   }
   // x - (-y) -> x + y
@@ -207,9 +208,9 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyProduct(SymbolicExprId L, Sy
   if (is(t, L, intVal(c)) && is(t, R, intVal(d))) return Int{t, wrapMul(c, d)};
   // a * b, at least one of them real -> the product as double
   if (realOperands(L, R, a, b)) return Double{t, a * b};
-  // L * (p / L) -> p
+  // L * (p / L) -> p  (changes values)
   if (kindOf(L) != SymbolicOp::Divide && is(t, R, divided(any(p), same(L)))) return p;
-  // (p / R) * R -> p
+  // (p / R) * R -> p  (changes values)
   if (is(t, L, divided(any(p), same(R)))) return p;
   if (is(t, L, intVal(c))) return productWithInt(L, c, R);
   return Multiply{t, L, R};
@@ -224,21 +225,21 @@ SymbolicExprId SymbolicExprSimplifyVisitor::productWithInt(SymbolicExprId L, int
 
   // 1 * x -> x
   if (c == 1) return R;
-  // c * (x + d) -> c*x + d*c
+  // c * (x + d) -> c*x + d*c  (changes values)
   if (is(t, R, plus(any(x), intVal(d)))) {
     return Plus{t, Multiply{t, L, x}, Int{t, wrapMul(d, c)}};
   }
-  // c * (x - d) -> c*x - d*c
+  // c * (x - d) -> c*x - d*c  (changes values)
   if (is(t, R, minus(any(x), intVal(d)))) {
     return Minus{t, Multiply{t, L, x}, Int{t, wrapMul(d, c)}};
   }
-  // c * (d - y) -> d*c - c*y
+  // c * (d - y) -> d*c - c*y  (changes values)
   if (is(t, R, minus(intVal(d), any(y)))) {
     return Minus{t, Int{t, wrapMul(d, c)}, Multiply{t, L, y}};
   }
-  // c * (d * y) -> (d*c) * y
+  // c * (d * y) -> (d*c) * y  (changes values)
   if (is(t, R, times(intVal(d), any(y)))) return Multiply{t, Int{t, wrapMul(d, c)}, y};
-  // c * (x / d), c / d folds -> (c/d) * x
+  // c * (x / d), c / d folds -> (c/d) * x  (changes values)
   if (is(t, R, divided(any(x), intVal(d)))) {
     if (const std::optional<int> q = foldedQuotient(c, d)) return Multiply{t, Int{t, *q}, x};
   }
@@ -254,22 +255,22 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyQuotient(SymbolicExprId L, S
   int a = 0, c = 0;
   double u = 0.0, v = 0.0;
 
-  // x / x -> 1
+  // x / x -> 1  (changes values)
   if (L == R) return Int{t, 1};
   // u / v, at least one of them real -> the quotient as double
   if (realOperands(L, R, u, v)) return Double{t, u / v};
-  // (R * q) / R -> q
+  // (R * q) / R -> q  (changes values)
   if (is(t, L, times(same(R), any(q)))) return q;
-  // (p * R) / R -> p
+  // (p * R) / R -> p  (changes values)
   if (is(t, L, times(any(p), same(R)))) return p;
   if (is(t, R, intVal(c))) {
     // x / 1 -> x
     if (c == 1) return L;
-    // a / c folds -> a/c
+    // a / c folds -> a/c  (changes values)
     if (is(t, L, intVal(a))) {
       if (const std::optional<int> folded = foldedQuotient(a, c)) return Int{t, *folded};
     }
-    // (a * y) / c, a / c folds -> (a/c) * y
+    // (a * y) / c, a / c folds -> (a/c) * y  (changes values)
     if (is(t, L, times(intVal(a), any(y)))) {
       if (const std::optional<int> folded = foldedQuotient(a, c)) {
         return Multiply{t, Int{t, *folded}, y};

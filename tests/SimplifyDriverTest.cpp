@@ -1,0 +1,214 @@
+// The passes of simplification: their number, limit and endings, and what they cost.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "base/detail/Intern.hpp"
+#include "tests/support/RandomText.hpp"
+#include "tests/support/SimplifyRows.hpp"
+#include "tests/support/SmallStack.hpp"
+
+namespace KS::test {
+namespace {
+
+TEST(SimplifyDriver, EndsByLimitConstantFixedPointOrRepetition) {
+  const struct {
+    const char* input;
+    std::size_t limit;
+    const char* output;
+    std::size_t passes;
+  } rows[] = {
+      // A limit of 0 still runs one pass.
+      {"(x - y*z) + y", 0, "x-(y*z-y)", 1},
+      {"(x - y*z) + y", 1, "x-(y*z-y)", 1},
+      {"(x - y*z) + y", 2, "x-y*(z-1)", 2},
+      {"(x - y*z) + y", 3, "x-y*(z-1)", 3},
+      {"(x - y*z) + y", 100, "x-y*(z-1)", 3},
+      // Simplest already.
+      {"x", 10, "x", 1},
+      {"x + 1", 10, "x+1", 1},
+      {"[a, b]", 10, "[a,b]", 1},
+      {"true", 10, "true", 1},
+      {"false", 10, "false", 1},
+      // A constant ends at once, without a pass that finds nothing to do.
+      {"1 < 2", 10, "true", 1},
+      {"!(x == x)", 10, "false", 1},
+      {"x + 1 - 1 == x", 10, "true", 2},
+      // These pairs turn into each other; the repeated one is the result.
+      {"2*x + 2", 10, "2*x+2", 2},
+      {"2*(x + 1)", 10, "2*(x+1)", 2},
+      {"3*x - 3", 10, "3*x-3", 2},
+      {"3*(x - 1)", 10, "3*(x-1)", 2},
+      {"x + -2147483648", 10, "x+-2147483648", 2},
+      {"x - -2147483648", 10, "x--2147483648", 2},
+      {"(x + 1)*2", 10, "2*x+2", 3},
+      {"2*x + 2", 1, "2*(x+1)", 1},
+  };
+  for (const auto& row : rows) {
+    const Simplified result = simplified(row.input, row.limit);
+    EXPECT_EQ(result.text, row.output) << row.input << ", " << row.limit;
+    EXPECT_EQ(result.passes, row.passes) << row.input << ", " << row.limit;
+  }
+}
+
+TEST(SimplifyDriver, ExplainsThePassesOfSimplify) {
+  RandomText random(3);
+  for (std::size_t i = 0; i < 300; ++i) {
+    SymbolicExprTable table;
+    const SymbolicExprId id = SymbolicExprParser(table, true)(random.condition(1 + i % 9));
+    const SymbolicExprSimplify simplify(table, 1 + i % 4);
+    const std::vector<SymbolicExprId> results = simplify.explain(id);
+    std::size_t passes = 0;
+    ASSERT_EQ(simplify.simplify(id, passes), results.back());
+    ASSERT_EQ(passes, results.size());
+  }
+}
+
+TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
+  SymbolicExprTable table;
+  const SymbolicExprId x = SymbolicExprParser(table, true)("x");
+  std::size_t passes = 77;
+  EXPECT_THROW(SymbolicExprSimplify(table, 5).simplify(1, passes), std::out_of_range);
+  EXPECT_THROW(SymbolicExprSimplify(table, 5).simplify(invalidSymbolicExprId, passes),
+               std::out_of_range);
+  EXPECT_THROW(SymbolicExprSimplify(table, 5).explain(1), std::out_of_range);
+  EXPECT_EQ(table.size(), 1U);
+  EXPECT_EQ(SymbolicExprSimplify(table, 5).simplify(x, passes), x);
+  EXPECT_EQ(passes, 1U);
+  EXPECT_NE(table.getIdTRUE(), invalidSymbolicExprId);
+}
+
+// What was simplified before, and in which order nodes were interned, does not show.
+TEST(SimplifyDriver, ResultsAreIndependentOfTheTable) {
+  RandomText random(8);
+  std::vector<std::string> texts(300);
+  for (std::size_t i = 0; i < texts.size(); ++i) texts[i] = random.condition(1 + i % 12);
+  SymbolicExprTable shared;
+  const SymbolicExprPrinter print(shared, false, true, false);
+  for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
+    SymbolicExprParser(shared, true)(*text);
+  }
+  for (const std::string& text : texts) {
+    std::size_t passes = 0;
+    const SymbolicExprId id = SymbolicExprParser(shared, true)(text);
+    const SymbolicExprId result = SymbolicExprSimplify(shared, 30).simplify(id, passes);
+    const Simplified alone = simplified(text);
+    ASSERT_EQ(print(result), alone.text) << text;
+    ASSERT_EQ(passes, alone.passes) << text;
+    // Once more adds nothing.
+    const std::size_t size = shared.size();
+    ASSERT_EQ(SymbolicExprSimplify(shared, 30).simplify(id, passes), result) << text;
+    ASSERT_EQ(shared.size(), size) << text;
+  }
+}
+
+// Sums of ever new terms may need many passes; conditions end soon, and the result is final.
+TEST(SimplifyDriver, ConditionsReachAFixedPoint) {
+  RandomText random(12);
+  for (std::size_t i = 0; i < 3000; ++i) {
+    const std::string text = random.condition(1 + i % 14);
+    const Simplified result = simplified(text);
+    ASSERT_LT(result.passes, 12U) << text;
+    const Simplified again = simplified(result.text);
+    ASSERT_EQ(again.text, result.text) << text;
+    ASSERT_EQ(again.passes, 1U) << text << " gives " << result.text;
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+
+std::string join(const std::string& aConnective, std::size_t aCount,
+                 std::string (*aOperand)(std::size_t)) {
+  std::string text;
+  for (std::size_t i = 0; i < aCount; ++i) text += (i == 0 ? "" : aConnective) + aOperand(i);
+  return text;
+}
+std::string numbered(const char* aName, std::size_t aIdx) { return aName + std::to_string(aIdx); }
+
+TEST(SimplifyCost, DistributionIsBounded) {
+  const auto both = [](std::size_t i) {
+    return "(" + numbered("a", i) + " || " + numbered("b", i) + ")";
+  };
+  // 1,024 disjuncts are written out; a conjunction that would give more keeps its disjunctions.
+  for (const std::size_t count : {5U, 10U}) {
+    const std::string text = simplified(join(" && ", count, both)).text;
+    std::size_t disjuncts = 1;
+    for (std::size_t at = 0; (at = text.find("||", at)) != std::string::npos; ++at) ++disjuncts;
+    EXPECT_EQ(disjuncts, std::size_t{1} << count);
+  }
+  for (const std::size_t count : {11U, 30U, 300U}) {
+    const std::string text = simplified(join(" && ", count, both)).text;
+    for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_NE(text.find("(" + numbered("a", i) + " || " + numbered("b", i) + ")"),
+                std::string::npos)
+          << count;
+    }
+    // Order, repetition and absorption as among all operands.
+    EXPECT_EQ(simplified("(b0 || a0) && " + join(" && ", count, both) + " && (a1 || b1)").text,
+              text);
+    EXPECT_EQ(simplified(join(" && ", count, both) + " && !a0 && !b0 && a0").text, "false");
+  }
+}
+
+TEST(SimplifyCost, SharedSubtreesAreSimplifiedOnce) {
+  const struct {
+    SymbolicOp op;
+    std::size_t growth;
+  } rows[] = {{SymbolicOp::Plus, 400}, {SymbolicOp::And, 10}, {SymbolicOp::Multiply, 400}};
+  for (const auto& row : rows) {
+    SymbolicExprTable table;
+    SymbolicExprId id = SymbolicExprParser(table, true)("x + y");
+    if (row.op == SymbolicOp::And) id = SymbolicExprParser(table, true)("x && y");
+    for (int i = 0; i < 60; ++i) {
+      id = row.op == SymbolicOp::Plus  ? detail::intern<SymbolicPlusExpr>(table, id, id)
+           : row.op == SymbolicOp::And ? detail::intern<SymbolicAndExpr>(table, id, id)
+                                       : detail::intern<SymbolicMultiplyExpr>(table, id, id);
+    }
+    const std::size_t size = table.size();
+    std::size_t passes = 0;
+    const SymbolicExprId result = SymbolicExprSimplify(table, 10).simplify(id, passes);
+    EXPECT_NE(result, invalidSymbolicExprId);
+    EXPECT_LT(table.size(), size + row.growth);
+  }
+}
+
+TEST(SimplifyCost, LongChainsNeedNoStackAndFewNodes) {
+  using Operand = std::string (*)(std::size_t);
+  const struct {
+    const char* connective;
+    std::size_t count;
+    Operand operand;
+  } rows[] = {
+      {" && ", 100000, [](std::size_t i) { return numbered("v", i); }},
+      {" || ", 100000, [](std::size_t i) { return numbered("!v", i); }},
+      {" && ", 100000, [](std::size_t i) { return numbered("x", i) + " > 3"; }},
+      {" || ", 100000, [](std::size_t i) { return numbered("x > ", 99999 - i); }},
+      {" && ", 100000, [](std::size_t i) { return numbered("x < ", i); }},
+      {" || ", 30000, [](std::size_t i) { return "(" + numbered("v", i) + " && w)"; }},
+      {" + ", 100000, [](std::size_t i) { return numbered("v", i); }},
+      {" - ", 100000, [](std::size_t i) { return numbered("v", i); }},
+      {" * ", 100000, [](std::size_t i) { return numbered("v", i); }},
+      {" + ", 100000, [](std::size_t i) { return std::to_string(i); }},
+      {" && ", 2000, [](std::size_t i) { return numbered("x != ", i); }},
+      {" || ", 2000, [](std::size_t i) { return numbered("x == ", i); }},
+  };
+  for (const auto& row : rows) {
+    const std::string text = join(row.connective, row.count, row.operand);
+    std::size_t before = 0, after = 0;
+    runOnStack(std::size_t{512} << 10, [&] {
+      SymbolicExprTable table;
+      const SymbolicExprId id = SymbolicExprParser(table, true)(text);
+      before = table.size();
+      std::size_t passes = 0;
+      SymbolicExprSimplify(table, 4).simplify(id, passes);
+      after = table.size();
+    });
+    EXPECT_GT(before, row.count) << text.substr(0, 40);
+    EXPECT_LE(after, 4 * before) << text.substr(0, 40);
+  }
+}
+
+}  // namespace
+}  // namespace KS::test
