@@ -46,6 +46,7 @@ int numberOf(const Term& aTerm, int aBinding) {
 class Variables {
  public:
   void add(const Term& aTerm) {
+    if (aTerm.op == "true") return;
     if (isConnective(aTerm)) {
       for (const Term& input : aTerm.inputs) add(input);
       return;
@@ -70,6 +71,7 @@ class Variables {
   }
 
   bdd toBdd(const Term& aTerm) const {
+    if (aTerm.op == "true") return bddtrue;
     if (aTerm.op == "!") return !toBdd(aTerm.inputs[0]);
     if (aTerm.op == "&&") return toBdd(aTerm.inputs[0]) & toBdd(aTerm.inputs[1]);
     if (aTerm.op == "||") return toBdd(aTerm.inputs[0]) | toBdd(aTerm.inputs[1]);
@@ -108,13 +110,69 @@ class Session {
   Session& operator=(const Session&) = delete;
 };
 
+// Blocks in the order in which they are numbered, which is by and large from the top down.
+Variables orderOfBlocks(const ReadTree& aTree) {
+  Variables variables;
+  for (const Term& local : aTree.locals) variables.add(local);
+  return variables;
+}
+
+// The innermost blocks first: the conjunction with an outer condition then adds below.
+Variables orderOfDepth(const ReadTree& aTree) {
+  std::vector<std::vector<std::size_t>> children(aTree.locals.size());
+  for (std::size_t i = 1; i < children.size(); ++i) {
+    children[aTree.blocks.parents[i]].push_back(i);
+  }
+  std::vector<std::size_t> pending = {0};
+  std::vector<std::size_t> order;
+  while (!pending.empty()) {
+    order.push_back(pending.back());
+    pending.pop_back();
+    const auto& next = children[order.back()];
+    pending.insert(pending.end(), next.begin(), next.end());
+  }
+  Variables variables;
+  for (auto block = order.rbegin(); block != order.rend(); ++block) {
+    variables.add(aTree.locals[*block]);
+  }
+  return variables;
+}
+
+Variables orderOfChance(const ReadTree& aTree) {
+  Variables variables = orderOfBlocks(aTree);
+  variables.shuffle();
+  return variables;
+}
+
+std::vector<bdd> localsOf(const ReadTree& aTree, const Variables& aVariables) {
+  std::vector<bdd> locals;
+  for (const Term& local : aTree.locals) locals.push_back(aVariables.toBdd(local));
+  return locals;
+}
+
+std::vector<bdd> netsOf(const ReadTree& aTree, const std::vector<bdd>& aLocals) {
+  std::vector<bdd> nets;
+  nets.reserve(aLocals.size());
+  for (std::size_t i = 0; i < aLocals.size(); ++i) {
+    nets.push_back(i == 0 ? aLocals[i] : nets[aTree.blocks.parents[i]] & aLocals[i]);
+  }
+  return nets;
+}
+
+double netConditions(const ReadTree& aTree, const Variables& aVariables) {
+  const Session session(aVariables.size());
+  const std::vector<bdd> locals = localsOf(aTree, aVariables);
+  return timed([&] { netsOf(aTree, locals); });
+}
+
+double netConditionsAtBest(const ReadTree& aTree) {
+  return std::min(netConditions(aTree, orderOfBlocks(aTree)),
+                  netConditions(aTree, orderOfDepth(aTree)));
+}
+
 class Buddy : public Engine {
  public:
   explicit Buddy(const Inputs& aInputs) : Engine(aInputs) {
-    for (const Term& local : aInputs.treeLocals) byBlocks.add(local);
-    addDepthFirst();
-    shuffled = byBlocks;
-    shuffled.shuffle();
     for (const std::string& text : aInputs.relations) relations.push_back(readTerm(text));
   }
 
@@ -126,9 +184,11 @@ class Buddy : public Engine {
 
   Trial trial(Work aWork) override {
     switch (aWork) {
-      case Work::NetConditions:
-        return [this] { return std::min(netConditions(byBlocks), netConditions(byDepth)); };
-      case Work::NetConditionsBadOrder: return [this] { return netConditions(shuffled); };
+      case Work::NetConditions: return [this] { return netConditionsAtBest(inputs.tree); };
+      case Work::NetConditionsBadOrder:
+        return [this] { return netConditions(inputs.tree, orderOfChance(inputs.tree)); };
+      case Work::NetConditionsDense:
+        return [this] { return netConditionsAtBest(inputs.denseTree); };
       case Work::Conjunction: return [this] { return conjunction(true); };
       case Work::ConjunctionBadOrder: return [this] { return conjunction(false); };
       default: return {};
@@ -136,57 +196,21 @@ class Buddy : public Engine {
   }
 
   std::vector<double> answers(Question aQuestion) override {
-    if (aQuestion != Question::Net) return {};
-    const Session session(byDepth.size());
-    const std::vector<bdd> nets = netsOf(localsOf(byDepth));
+    if (aQuestion != Question::Net && aQuestion != Question::NetDense) return {};
+    const ReadTree& tree = aQuestion == Question::Net ? inputs.tree : inputs.denseTree;
+    const Variables variables = orderOfDepth(tree);
+    const Session session(variables.size());
+    const std::vector<bdd> nets = netsOf(tree, localsOf(tree, variables));
     std::vector<double> results;
     for (int binding = 0; binding < numBindings; ++binding) {
       for (std::size_t i = 0; i < nets.size(); i += netSampleStep) {
-        results.push_back(static_cast<double>(byDepth.isTrue(nets[i], binding)));
+        results.push_back(static_cast<double>(variables.isTrue(nets[i], binding)));
       }
     }
     return results;
   }
 
  private:
-  // The innermost block's atoms first: the conjunction with an outer condition then adds on top.
-  void addDepthFirst() {
-    std::vector<std::vector<std::size_t>> children(inputs.treeLocals.size());
-    for (std::size_t i = 1; i < children.size(); ++i) children[inputs.tree.parents[i]].push_back(i);
-    std::vector<std::size_t> pending = {0};
-    std::vector<std::size_t> order;
-    while (!pending.empty()) {
-      order.push_back(pending.back());
-      pending.pop_back();
-      const auto& next = children[order.back()];
-      pending.insert(pending.end(), next.begin(), next.end());
-    }
-    for (auto block = order.rbegin(); block != order.rend(); ++block) {
-      byDepth.add(inputs.treeLocals[*block]);
-    }
-  }
-
-  std::vector<bdd> localsOf(const Variables& aVariables) const {
-    std::vector<bdd> locals;
-    for (const Term& local : inputs.treeLocals) locals.push_back(aVariables.toBdd(local));
-    return locals;
-  }
-
-  std::vector<bdd> netsOf(const std::vector<bdd>& aLocals) const {
-    std::vector<bdd> nets;
-    nets.reserve(aLocals.size());
-    for (std::size_t i = 0; i < aLocals.size(); ++i) {
-      nets.push_back(i == 0 ? aLocals[i] : nets[inputs.tree.parents[i]] & aLocals[i]);
-    }
-    return nets;
-  }
-
-  double netConditions(const Variables& aVariables) const {
-    const Session session(aVariables.size());
-    const std::vector<bdd> locals = localsOf(aVariables);
-    return timed([&] { netsOf(locals); });
-  }
-
   // With the newest relation on top a conjunction adds a node; below, it rebuilds all others.
   double conjunction(bool aNewestOnTop) const {
     Variables variables;
@@ -202,9 +226,6 @@ class Buddy : public Engine {
     });
   }
 
-  Variables byBlocks;
-  Variables byDepth;
-  Variables shuffled;
   std::vector<Term> relations;
 };
 

@@ -39,6 +39,13 @@ class Writer {
     return logical(3 + below(6));
   }
 
+  std::string blockCondition() {
+    if (below(2) == 0) return {};
+    std::string text = relation(symbol(conditionNames, 300), 10);
+    if (below(2) == 0) return text;
+    return text + (below(5) < 2 ? " || " : " && ") + relation(symbol(conditionNames, 300), 10);
+  }
+
  private:
   std::size_t below(std::size_t aLimit) { return random() % aLimit; }
 
@@ -107,6 +114,13 @@ Corpus makeCorpus() {
     corpus.redundant.push_back(writer.redundantCondition());
   }
   return corpus;
+}
+
+BlockTree makeTree(std::size_t aCount) {
+  Writer writer(99);
+  std::vector<std::string> conditions;
+  for (std::size_t i = 0; i < aCount; ++i) conditions.push_back(writer.blockCondition());
+  return makeTree(aCount, conditions);
 }
 
 BlockTree makeTree(std::size_t aCount, const std::vector<std::string>& aConditions) {

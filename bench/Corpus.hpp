@@ -24,10 +24,14 @@ Corpus makeCorpus();
 /// A tree of blocks; the block 0 is the root.
 struct BlockTree {
   std::vector<std::size_t> parents;  ///< Always smaller than the block; 0 for the root itself.
-  std::vector<std::string> locals;   ///< The condition of each block.
+  std::vector<std::string> locals;   ///< The condition of each block, empty for none.
 };
 
-/// A tree of about eight children a block, whose blocks take the conditions in turn.
+/// A tree of about eight children a block. As in models, half of the blocks have a condition,
+/// mostly a relation or two that must both hold, in a fifth of the cases two alternatives.
+BlockTree makeTree(std::size_t aCount);
+
+/// The same tree with a condition at every block, taken in turn.
 BlockTree makeTree(std::size_t aCount, const std::vector<std::string>& aConditions);
 
 /// Relations over symbols of their own, such as "R7 > 3".

@@ -26,6 +26,7 @@ enum class Work {
   SimplifyRedundantDeeply,
   NetConditions,
   NetConditionsBadOrder,
+  NetConditionsDense,
   Conjunction,
   ConjunctionBadOrder,
   Chain,
@@ -34,7 +35,13 @@ enum class Work {
 };
 
 /// What engines that can do the same work must agree on.
-enum class Question { Dimensions, Conditions, Simplified, Net };
+enum class Question { Dimensions, Conditions, Simplified, Net, NetDense };
+
+/// A tree of blocks and its local conditions as trees; "true" where a block has none.
+struct ReadTree {
+  BlockTree blocks;
+  std::vector<Term> locals;
+};
 
 /// What all engines are given.
 struct Inputs {
@@ -44,8 +51,8 @@ struct Inputs {
   std::vector<Term> redundant;
   std::vector<std::string> dimensionSymbols;
   std::vector<std::string> conditionSymbols;  ///< Of both kinds of conditions.
-  BlockTree tree;
-  std::vector<Term> treeLocals;
+  ReadTree tree;
+  ReadTree denseTree;  ///< With a condition of the corpus at every block.
   std::vector<std::string> relations;
   std::size_t chainLength;
   std::string chain;

@@ -156,7 +156,7 @@ void queryNets(KS::VCService& aService, const TreeCustomizer& aCustomizer) {
 
 // From the texts to the net conditions of all blocks.
 void netConditionsCold(benchmark::State& aState) {
-  const BlockTree tree = makeTree(static_cast<std::size_t>(aState.range(0)), corpus.conditions);
+  const BlockTree tree = makeTree(static_cast<std::size_t>(aState.range(0)));
   const TreeCustomizer customizer(tree);
   for (auto unused : aState) {
     KS::VCService service;
@@ -166,7 +166,7 @@ void netConditionsCold(benchmark::State& aState) {
 }
 
 void netConditionsCached(benchmark::State& aState) {
-  const BlockTree tree = makeTree(static_cast<std::size_t>(aState.range(0)), corpus.conditions);
+  const BlockTree tree = makeTree(static_cast<std::size_t>(aState.range(0)));
   const TreeCustomizer customizer(tree);
   KS::VCService service;
   queryNets(service, customizer);

@@ -58,7 +58,8 @@ class Ours : public Engine {
       case Work::SimplifyRedundant:
       case Work::SimplifyRedundantDeeply: return simplifying(inputs.corpus.redundant);
       case Work::NetConditions:
-      case Work::NetConditionsBadOrder: return [this] { return netConditions(); };
+      case Work::NetConditionsBadOrder: return [this] { return netConditions(inputs.tree); };
+      case Work::NetConditionsDense: return [this] { return netConditions(inputs.denseTree); };
       case Work::Conjunction:
       case Work::ConjunctionBadOrder: return [this] { return conjunction(); };
       case Work::Chain: return [this] { return chain(); };
@@ -69,7 +70,8 @@ class Ours : public Engine {
   }
 
   std::vector<double> answers(Question aQuestion) override {
-    if (aQuestion == Question::Net) return netAnswers();
+    if (aQuestion == Question::Net) return netAnswers(inputs.tree);
+    if (aQuestion == Question::NetDense) return netAnswers(inputs.denseTree);
     const bool isNumber = aQuestion == Question::Dimensions;
     const auto& texts = isNumber                            ? inputs.corpus.dimensions
                         : aQuestion == Question::Conditions ? inputs.corpus.conditions
@@ -159,8 +161,8 @@ class Ours : public Engine {
   }
 
   // The local conditions are known to the service, as they are to the peers.
-  double netConditions() {
-    const TreeCustomizer customizer(inputs.tree);
+  static double netConditions(const ReadTree& aTree) {
+    const TreeCustomizer customizer(aTree.blocks);
     KS::VCService service;
     for (const KSBlock& block : customizer.all()) {
       service.getMExprLocalVVCEIdx(&block, &customizer);
@@ -172,8 +174,8 @@ class Ours : public Engine {
     });
   }
 
-  std::vector<double> netAnswers() {
-    const TreeCustomizer customizer(inputs.tree);
+  std::vector<double> netAnswers(const ReadTree& aTree) {
+    const TreeCustomizer customizer(aTree.blocks);
     KS::VCService service;
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < customizer.all().size(); i += netSampleStep) {

@@ -47,6 +47,8 @@ constexpr Row rows[] = {
     {Work::SimplifyRedundantDeeply, "the same, Z3's ctx-simplify", Unit::Nanoseconds, 1, 0},
     {Work::NetConditions, "net condition of a block, tree of 10,000", Unit::Nanoseconds, 1, 0},
     {Work::NetConditionsBadOrder, "the same, a bad variable order", Unit::Nanoseconds, 1, 0},
+    {Work::NetConditionsDense, "net condition, tree of 1,000, large locals", Unit::Nanoseconds, 1,
+     0},
     {Work::Conjunction, "conjunction of 1,024 relations, one by one", Unit::Milliseconds, 0, 10},
     {Work::ConjunctionBadOrder, "the same, a bad variable order", Unit::Milliseconds, 0, 10},
     {Work::Chain, "chain of 100,000 terms, parsed and printed", Unit::Milliseconds, 1, 0},
@@ -64,7 +66,8 @@ double divisor(const Row& aRow, const Inputs& aInputs) {
     case Work::SimplifyRedundant:
     case Work::SimplifyRedundantDeeply: return static_cast<double>(aInputs.redundant.size());
     case Work::NetConditions:
-    case Work::NetConditionsBadOrder: return static_cast<double>(aInputs.treeLocals.size());
+    case Work::NetConditionsBadOrder: return static_cast<double>(aInputs.tree.locals.size());
+    case Work::NetConditionsDense: return static_cast<double>(aInputs.denseTree.locals.size());
     case Work::MemoryDimensions:
     case Work::MemoryConditions: return 1;
     default: return static_cast<double>(aInputs.conditions.size());
@@ -86,6 +89,15 @@ std::vector<std::string> symbolsOf(std::initializer_list<const std::vector<Term>
   return {names.begin(), names.end()};
 }
 
+ReadTree readTree(BlockTree aBlocks) {
+  ReadTree tree;
+  for (const std::string& local : aBlocks.locals) {
+    tree.locals.push_back(readTerm(local.empty() ? "true" : local));
+  }
+  tree.blocks = std::move(aBlocks);
+  return tree;
+}
+
 Inputs makeInputs(Corpus aCorpus) {
   Inputs inputs;
   inputs.corpus = std::move(aCorpus);
@@ -93,9 +105,9 @@ Inputs makeInputs(Corpus aCorpus) {
   inputs.conditions = readTerms(inputs.corpus.conditions);
   inputs.redundant = readTerms(inputs.corpus.redundant);
   inputs.dimensionSymbols = symbolsOf({&inputs.dimensions});
-  inputs.conditionSymbols = symbolsOf({&inputs.conditions, &inputs.redundant});
-  inputs.tree = makeTree(10000, inputs.corpus.conditions);
-  inputs.treeLocals = readTerms(inputs.tree.locals);
+  inputs.tree = readTree(makeTree(10000));
+  inputs.denseTree = readTree(makeTree(1000, inputs.corpus.conditions));
+  inputs.conditionSymbols = symbolsOf({&inputs.conditions, &inputs.redundant, &inputs.tree.locals});
   inputs.relations = makeRelations(1024);
   inputs.chainLength = 100000;
   inputs.chain = makeChain(inputs.chainLength);
@@ -186,7 +198,8 @@ std::size_t compareAnswers(const Engines& aEngines) {
   for (const Named& asked : {Named{Question::Dimensions, "values of dimensions"},
                              Named{Question::Conditions, "truth of conditions"},
                              Named{Question::Simplified, "truth of simplified conditions"},
-                             Named{Question::Net, "truth of net conditions"}}) {
+                             Named{Question::Net, "truth of net conditions"},
+                             Named{Question::NetDense, "truth of large net conditions"}}) {
     const std::vector<double> ours = aEngines[0]->answers(asked.question);
     for (std::size_t i = 1; i < aEngines.size(); ++i) {
       const std::vector<double> theirs = aEngines[i]->answers(asked.question);

@@ -85,7 +85,8 @@ class Reader {
 };
 
 bool isSymbol(const Term& aTerm) {
-  return aTerm.inputs.empty() && std::isdigit(static_cast<unsigned char>(aTerm.op[0])) == 0;
+  return aTerm.inputs.empty() && aTerm.op != "true" &&
+         std::isdigit(static_cast<unsigned char>(aTerm.op[0])) == 0;
 }
 
 std::string call(const std::string& aFunction, std::initializer_list<std::string> aArguments) {
@@ -128,6 +129,7 @@ std::string smtNumber(const Term& aTerm) {
 }
 
 std::string smtTruth(const Term& aTerm) {
+  if (aTerm.op == "true") return aTerm.op;
   if (aTerm.inputs.empty() || !isLogical(aTerm.op)) {
     return call("not", {call("=", {smtNumber(aTerm), "0"})});
   }

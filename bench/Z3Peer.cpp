@@ -72,7 +72,8 @@ class Z3 : public Engine {
         dimensions(numberScript(aInputs.dimensionSymbols, aInputs.dimensions)),
         conditions(truthScript(aInputs.conditionSymbols, aInputs.conditions)),
         redundant(truthScript(aInputs.conditionSymbols, aInputs.redundant)),
-        locals(truthScript(aInputs.conditionSymbols, aInputs.treeLocals)) {}
+        locals(truthScript(aInputs.conditionSymbols, aInputs.tree.locals)),
+        denseLocals(truthScript(aInputs.conditionSymbols, aInputs.denseTree.locals)) {}
 
   std::string name() const override { return "Z3"; }
   std::string version() const override {
@@ -96,7 +97,9 @@ class Z3 : public Engine {
       case Work::SimplifyConditions: return simplifying(conditions);
       case Work::SimplifyRedundant: return simplifying(redundant);
       case Work::SimplifyRedundantDeeply: return [this] { return simplifyDeeply(); };
-      case Work::NetConditions: return [this] { return netConditions(); };
+      case Work::NetConditions: return [this] { return netConditions(locals, inputs.tree); };
+      case Work::NetConditionsDense:
+        return [this] { return netConditions(denseLocals, inputs.denseTree); };
       case Work::Conjunction: return [this] { return conjunction(); };
       case Work::Chain: return [this] { return chain(); };
       case Work::MemoryDimensions: return memory(dimensions, true);
@@ -113,7 +116,8 @@ class Z3 : public Engine {
     if (aQuestion == Question::Simplified) {
       for (z3::expr& expr : exprs) expr = expr.simplify();
     }
-    if (aQuestion == Question::Net) exprs = netSample(exprs);
+    if (aQuestion == Question::Net) exprs = netSample(exprs, inputs.tree);
+    if (aQuestion == Question::NetDense) exprs = netSample(exprs, inputs.denseTree);
     std::vector<double> results;
     for (int binding = 0; binding < numBindings; ++binding) {
       const auto& symbols = isNumber ? inputs.dimensionSymbols : inputs.conditionSymbols;
@@ -136,7 +140,8 @@ class Z3 : public Engine {
       case Question::Dimensions: return dimensions;
       case Question::Conditions: return conditions;
       case Question::Simplified: return redundant;
-      default: return locals;
+      case Question::Net: return locals;
+      default: return denseLocals;
     }
   }
 
@@ -213,25 +218,29 @@ class Z3 : public Engine {
   }
 
   // The conjunction with the parent's net condition, flat and with constants folded.
-  void addNets(const Exprs& aLocals, Exprs& aNets) const {
+  static void addNets(const Exprs& aLocals, const ReadTree& aTree, Exprs& aNets) {
     for (std::size_t i = 0; i < aLocals.size(); ++i) {
-      aNets.push_back(i == 0 ? aLocals[i]
-                             : (aNets[inputs.tree.parents[i]] && aLocals[i]).simplify());
+      if (i == 0) {
+        aNets.push_back(aLocals[i]);
+        continue;
+      }
+      const z3::expr& above = aNets[aTree.blocks.parents[i]];
+      aNets.push_back(aLocals[i].is_true() ? above : (above && aLocals[i]).simplify());
     }
   }
 
-  double netConditions() {
+  static double netConditions(const std::string& aScript, const ReadTree& aTree) {
     z3::context context;
-    Exprs exprs = toExprs(context.parse_string(locals.c_str()), false);
+    Exprs exprs = toExprs(context.parse_string(aScript.c_str()), false);
     for (z3::expr& expr : exprs) expr = expr.simplify();
     Exprs nets;
     nets.reserve(exprs.size());
-    return timed([&] { addNets(exprs, nets); });
+    return timed([&] { addNets(exprs, aTree, nets); });
   }
 
-  Exprs netSample(const Exprs& aLocals) const {
+  static Exprs netSample(const Exprs& aLocals, const ReadTree& aTree) {
     Exprs nets;
-    addNets(aLocals, nets);
+    addNets(aLocals, aTree, nets);
     Exprs sample;
     for (std::size_t i = 0; i < nets.size(); i += netSampleStep) sample.push_back(nets[i]);
     return sample;
@@ -286,6 +295,7 @@ class Z3 : public Engine {
   const std::string conditions;
   const std::string redundant;
   const std::string locals;
+  const std::string denseLocals;
 };
 
 }  // namespace

@@ -5,12 +5,14 @@
 #   bench/run.sh [--corpus DIR]    texts from DIR instead of generated ones
 set -eu
 cd "$(dirname "$0")/.."
-case "${1:-}" in
-  '') corpus='texts of the generator in `bench/Corpus.cpp`' ;;
-  --corpus) [ $# -eq 2 ] && [ -d "$2" ] || { echo "$2 is no directory" >&2; exit 2; }
-            corpus='texts given with `--corpus`' ;;
-  *) echo "usage: bench/run.sh [--corpus DIR]" >&2; exit 2 ;;
-esac
+if [ $# -eq 0 ]; then
+  corpus="texts of the generator in bench/Corpus.cpp"
+elif [ $# -eq 2 ] && [ "$1" = --corpus ] && [ -d "$2" ]; then
+  corpus="texts of a corpus given to it"
+else
+  echo "usage: bench/run.sh [--corpus DIR]" >&2
+  exit 2
+fi
 
 missing=
 for package in cmake ninja-build g++ libbenchmark-dev libginac-dev libmuparser-dev libz3-dev \
@@ -37,11 +39,11 @@ echo "Growth ..." >&2
 $build/bench/ks_growth > "$out/growth" || status=1
 
 {
-  processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
-  echo "Measured on $(date -u +%Y-%m-%d) at commit $(git rev-parse --short HEAD 2> /dev/null || echo unknown):"
-  echo "$processor, $(nproc) processors, $(. /etc/os-release && echo "$PRETTY_NAME"),"
-  echo "$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' $build/CMakeCache.txt | xargs basename)" \
-       "$(sh -c "$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' $build/CMakeCache.txt) -dumpfullversion"), release build; $corpus."
+  compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' $build/CMakeCache.txt)
+  echo "Measured on $(date -u +%Y-%m-%d) at commit $(git rev-parse --short HEAD || echo unknown):"
+  echo "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(nproc) processors,"
+  echo "$(sed -n 's/^PRETTY_NAME="\(.*\)"/\1/p' /etc/os-release)," \
+       "$(basename "$compiler") $("$compiler" -dumpfullversion), release build; $corpus."
   printf '\n## Beside other engines\n\n'
   cat "$out/peers"
   printf '\n## Growth\n\n'
