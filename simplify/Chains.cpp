@@ -78,8 +78,12 @@ SymbolicExprId SymbolicExprSimplifyVisitor::rebuild(const Connective& aKind,
 SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKind,
                                                           const SymbolicExprId* aOperands,
                                                           std::size_t aCount) {
+  if (aKind.op == SymbolicOp::And && aCount == 2) {
+    if (const std::optional<SymbolicExprId> longer = extend(aOperands[0], aOperands[1])) {
+      return *longer;
+    }
+  }
   OperandSet set;
-  set.reserve(aCount);
   for (std::size_t i = 0; i < aCount; ++i) addOperand(aKind, aOperands[i], set);
   if (const std::optional<SymbolicExprId> decided = reduce(aKind, set)) return *decided;
   // A disjunction of two that nothing simplifies keeps their order where none is prescribed.
@@ -88,6 +92,52 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
     if (set.contains(a) && set.contains(b)) return normalizeSymbolicOrExpr(a, b);
   }
   return rebuild(aKind, set);
+}
+
+// Adds one operand to a conjunction that is simplified, without taking the conjunction apart:
+// hosts build conjunctions operand by operand. Nothing where a rule might apply to the two.
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId aChain,
+                                                                  SymbolicExprId aOperand) {
+  if (kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOperand);
+  if (kindOf(aChain) != SymbolicOp::And || !isFixed(aChain) || !isFixed(aOperand) ||
+      aOperand == constant(true) || aOperand == constant(false)) {
+    return std::nullopt;
+  }
+  // Symbols and relations are all that may take part; of relations over one left operand there may
+  // be one. For a symbol its own id stands in for the left operand.
+  const auto subject = [this](SymbolicExprId aId) {
+    const SymbolicOp op = kindOf(aId);
+    if (op == SymbolicOp::String) return aId;
+    const bool isRelation = op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
+    return isRelation ? SymbolicExprId{digest(aId).first} : invalidSymbolicExprId;
+  };
+  const SymbolicExprId added = subject(aOperand);
+  if (added == invalidSymbolicExprId) return std::nullopt;
+  for (SymbolicExprId link = aChain;;) {
+    const bool isLast = kindOf(link) != SymbolicOp::And;
+    const SymbolicExprId operand = isLast ? link : digest(link).second;
+    const SymbolicExprId there = subject(operand);
+    if (operand == aOperand) return aChain;
+    if (there == invalidSymbolicExprId || there == added) return std::nullopt;
+    if (isLast) break;
+    link = digest(link).first;
+  }
+
+  // The place in text order, and the operands behind it, the last one first.
+  Ids behind;
+  SymbolicExprId before = aChain;
+  while (kindOf(before) == SymbolicOp::And && compareExprs(aOperand, digest(before).second) < 0) {
+    behind.push_back(digest(before).second);
+    before = digest(before).first;
+  }
+  Ids pieces{before, aOperand};
+  if (kindOf(before) != SymbolicOp::And && compareExprs(aOperand, before) < 0) {
+    std::swap(pieces[0], pieces[1]);
+  }
+  pieces.insert(pieces.end(), behind.rbegin(), behind.rend());
+  const SymbolicExprId longer = join(conjunction, pieces.data(), pieces.size());
+  Digests::setSimplified(table(), longer);
+  return longer;
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::simplifySet(const Connective& aKind, OperandSet& aSet) {
@@ -100,19 +150,31 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifySet(const Connective& aKind,
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduce(const Connective& aKind,
                                                                   OperandSet& aSet) {
   const SymbolicExprId absorbing = constant(aKind.absorbing);
-  aSet.erase(constant(!aKind.absorbing));
-  for (bool changed = true; changed && aSet.size() > 1 && !aSet.contains(absorbing);) {
-    if (aKind.op == SymbolicOp::And) {
+  for (bool changed = true; changed && aSet.size() > 1;) {
+    // One look at the operands tells which rules can apply.
+    std::size_t constants = 0, chains = 0, nots = 0, relations = 0;
+    for (const SymbolicExprId operand : aSet) {
+      const SymbolicOp op = kindOf(operand);
+      constants += operand == constant(true) || operand == constant(false);
+      chains += op == aKind.dual;
+      nots += op == SymbolicOp::Not;
+      relations += op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
+    }
+    changed = false;
+    if (constants > 0) {
+      if (aSet.contains(absorbing)) return absorbing;
+      aSet.erase(constant(!aKind.absorbing));
+    }
+    if (chains > 0 && aKind.op == SymbolicOp::And && aSet.size() > 1) {
       if (const std::optional<SymbolicExprId> distributed = distribute(aSet)) return distributed;
     }
-    changed = applyNotTerms(aKind, aSet);
-    if (aKind.op == SymbolicOp::Or) changed = simplifyConjuncts(aSet) || changed;
-    changed = combineRelations(aKind, aSet) || changed;
+    if (nots > 0) changed = applyNotTerms(aKind, aSet);
+    if (chains > 0 && aKind.op == SymbolicOp::Or) changed = simplifyConjuncts(aSet) || changed;
+    if (relations > 1) changed = combineRelations(aKind, aSet) || changed;
   }
-  if (aSet.contains(absorbing)) return absorbing;
   if (aSet.empty()) return constant(!aKind.absorbing);
-  if (aSet.size() == 1) return *aSet.begin();
-  return std::nullopt;
+  if (aSet.size() > 1) return std::nullopt;
+  return *aSet.begin();
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExprId a,
@@ -142,13 +204,11 @@ SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExpr
 // Distribution: (a || b) && c -> (a && c) || (b && c)
 
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet& aSet) {
-  const auto isOr = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::Or; };
-  if (std::none_of(aSet.begin(), aSet.end(), isOr)) return std::nullopt;
   OperandSet rest;
   std::vector<std::vector<SymbolicExprId>> disjunctions;
   std::size_t disjuncts = 1;
   for (const SymbolicExprId operand : aSet) {
-    if (!isOr(operand)) {
+    if (kindOf(operand) != SymbolicOp::Or) {
       rest.insert(rest.end(), operand);
       continue;
     }

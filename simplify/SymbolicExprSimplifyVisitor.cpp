@@ -23,12 +23,7 @@ bool hasRules(SymbolicOp aOp) {
 }  // namespace
 
 SymbolicExprSimplifyVisitor::SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable)
-    : SymbolicExprXFormVisitor(aTable), order(aTable) {
-  // Room for a condition of ordinary size.
-  results.reserve(24);
-  path.reserve(16);
-  operands.reserve(32);
-}
+    : SymbolicExprXFormVisitor(aTable), order(aTable) {}
 SymbolicExprSimplifyVisitor::~SymbolicExprSimplifyVisitor() = default;
 
 int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
@@ -77,7 +72,7 @@ void SymbolicExprSimplifyVisitor::enter(SymbolicExprId aId) {
   const SymbolicOp op = kindOf(aId);
   const std::size_t first = operands.size();
   if (isChain(op)) {
-    appendChain(op, aId, operands);
+    appendChain(op, aId, operands, true);
   } else {
     const SymbolicExpr& node = *table().get(aId);
     for (std::size_t i = 0, n = node.getNumInputs(); i < n; ++i) {

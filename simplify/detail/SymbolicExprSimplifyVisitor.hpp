@@ -129,6 +129,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   // Conjunctions and disjunctions. What both do alike takes the connective.
   SymbolicExprId simplifyChain(const Connective& aKind, const SymbolicExprId* aOperands,
                                std::size_t aCount);
+  std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOperand);
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
   std::optional<SymbolicExprId> reduce(const Connective& aKind, OperandSet& aSet);
   void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
@@ -161,7 +162,8 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   void enter(SymbolicExprId aId);
   SymbolicExprId apply(SymbolicExprId aId, std::size_t aFirst);
   template <class Operands>
-  void appendChain(SymbolicOp aOp, SymbolicExprId aChain, Operands& aOperands) const;
+  void appendChain(SymbolicOp aOp, SymbolicExprId aChain, Operands& aOperands,
+                   bool aKeepSimplified = false) const;
   bool isFixed(SymbolicExprId aId) const;
 
   SymbolicExprTable& table() const { return result(); }
@@ -181,16 +183,17 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
     std::size_t first;
     std::size_t next;
   };
-  std::vector<Frame> path;
-  std::vector<SymbolicExprId> operands;
+  boost::container::small_vector<Frame, 16> path;
+  boost::container::small_vector<SymbolicExprId, 32> operands;
 };
 
 // Appends the operands of a chain of conjunctions or disjunctions; a shared link's operands are met
-// once, other operands as often as they stand. Links are taken from the youngest down: an input is
-// older than its user, so all mentions of a link come together before it is opened.
+// once, other operands as often as they stand. A link below the chain that is known to be
+// simplified is an operand where `aKeepSimplified`. Links are taken from the youngest down: an
+// input is older than its user, so all mentions of a link come together before it is opened.
 template <class Operands>
 void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aChain,
-                                              Operands& aOperands) const {
+                                              Operands& aOperands, bool aKeepSimplified) const {
   Ids links{aChain};  // a heap
   while (!links.empty()) {
     const SymbolicExprId link = links.front();
@@ -200,7 +203,7 @@ void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aCh
     }
     for (const SymbolicExprId input : {digest(link).first, digest(link).second}) {
       if (input >= link) detail::failBadInput();
-      if (kindOf(input) == aOp) {
+      if (kindOf(input) == aOp && !(aKeepSimplified && digest(input).isSimplified)) {
         links.push_back(input);
         std::push_heap(links.begin(), links.end());
       } else {

@@ -17,11 +17,9 @@ std::string_view TextOrder::text(SymbolicExprId aId) {
   if (node.getKind() == static_cast<int>(SymbolicOp::String)) {
     return static_cast<const SymbolicString&>(node).getText();
   }
-  const auto known = texts.find(aId);
-  if (known != texts.end()) return known->second;
-  const std::string_view text = rendered.emplace_back(printer(aId));
-  texts.emplace(aId, text);
-  return text;
+  std::unique_ptr<const std::string>& text = texts[aId];
+  if (text == nullptr) text = std::make_unique<const std::string>(printer(aId));
+  return *text;
 }
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {

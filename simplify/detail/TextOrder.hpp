@@ -2,7 +2,7 @@
 #pragma once
 
 #include <boost/unordered/unordered_flat_map.hpp>
-#include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -30,8 +30,7 @@ class TextOrder {
 
   const SymbolicExprTable& table;
   SymbolicExprPrinter printer;
-  boost::unordered_flat_map<SymbolicExprId, std::string_view> texts;
-  std::deque<std::string> rendered;
+  boost::unordered_flat_map<SymbolicExprId, std::unique_ptr<const std::string>> texts;
 };
 
 }  // namespace KS::detail
