@@ -1,6 +1,7 @@
 // Expression text from a seed, the same on every machine.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <random>
