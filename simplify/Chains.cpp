@@ -49,13 +49,17 @@ SymbolicExprId SymbolicExprSimplifyVisitor::join(const Connective& aKind,
                                                  const SymbolicExprId* aOperands,
                                                  std::size_t aCount) {
   SymbolicExprId chain = aOperands[0];
-  bool fixed = isFixed(chain);
-  for (std::size_t i = 1; i < aCount; ++i) {
-    chain = aKind.op == SymbolicOp::And ? intern<SymbolicAndExpr>(table(), chain, aOperands[i])
-                                        : intern<SymbolicOrExpr>(table(), chain, aOperands[i]);
-    fixed = fixed && isFixed(aOperands[i]);
+  bool fixed = true;
+  for (std::size_t i = 0; i < aCount; ++i) {
+    if (i > 0) {
+      chain = aKind.op == SymbolicOp::And ? intern<SymbolicAndExpr>(table(), chain, aOperands[i])
+                                          : intern<SymbolicOrExpr>(table(), chain, aOperands[i]);
+    }
+    // No rule applies to operands that are left over, but for distribution: with fewer of them, it
+    // may be within its limit.
+    fixed = fixed && isFixed(aOperands[i]) &&
+            (aKind.op == SymbolicOp::Or || kindOf(aOperands[i]) != SymbolicOp::Or);
   }
-  // No rule applies to these operands any more.
   if (fixed) Digests::setSimplified(table(), chain);
   return chain;
 }

@@ -17,6 +17,10 @@ std::size_t runPasses(SymbolicExprTable& aTable, std::size_t aMaxIterations, Sym
   aTable.get(aId);  // an unknown id changes nothing
   // Without them, true, false and "no result" would be one id.
   if (aTable.getIdTRUE() == invalidSymbolicExprId) aTable.addBoolSymbols();
+  if (detail::Digests::isSimplified(aTable, aId)) {
+    aOnResult(aId);
+    return 1;
+  }
   SymbolicExprSimplifyVisitor visitor(aTable);
   boost::container::flat_set<SymbolicExprId, std::less<SymbolicExprId>,
                              boost::container::small_vector<SymbolicExprId, 12>>

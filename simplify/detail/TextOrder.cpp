@@ -2,24 +2,71 @@
 
 #include <algorithm>
 #include <boost/container/small_vector.hpp>
+#include <cassert>
+#include <cstdint>
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Digest.hpp"
 
 namespace KS::detail {
+
+namespace {
+
+// A text with its first bytes as a number, which mostly decides without a look at the text.
+struct SortKey {
+  std::uint64_t start = 0;
+  std::string_view text;
+  SymbolicExprId id;
+
+  SortKey(std::string_view aText, SymbolicExprId aId) : text(aText), id(aId) {
+    for (std::size_t i = 0; i < sizeof start; ++i) {
+      start = start << 8 | (i < aText.size() ? static_cast<unsigned char>(aText[i]) : 0U);
+    }
+  }
+  bool operator<(const SortKey& aOther) const {
+    if (start != aOther.start) return start < aOther.start;
+    const int order = text.compare(aOther.text);
+    return order != 0 ? order < 0 : id < aOther.id;
+  }
+};
+
+}  // namespace
 
 TextOrder::TextOrder(const SymbolicExprTable& aTable)
     : table(aTable), printer(aTable, false, false, false) {}
 
 std::string_view TextOrder::text(SymbolicExprId aId) {
-  const SymbolicExpr& node = *table.get(aId);
   // A symbol is its own text.
-  if (node.getKind() == static_cast<int>(SymbolicOp::String)) {
-    return static_cast<const SymbolicString&>(node).getText();
+  if (Digests::kindOf(table, aId) == SymbolicOp::String) {
+    return static_cast<const SymbolicString&>(*table.get(aId)).getText();
   }
-  std::unique_ptr<const std::string>& text = texts[aId];
-  if (text == nullptr) text = std::make_unique<const std::string>(printer(aId));
-  return *text;
+  if (const auto known = texts.find(aId); known != texts.end()) return *known->second;
+  auto rendered = std::make_unique<const std::string>(
+      Digests::kindOf(table, aId) == SymbolicOp::And ? conjunctionText(aId) : printer(aId));
+  return *texts.emplace(aId, std::move(rendered)).first->second;
+}
+
+// What the printer gives for a conjunction, from the texts of its operands, which are mostly known:
+// conjunctions are what is sorted most.
+std::string TextOrder::conjunctionText(SymbolicExprId aId) {
+  boost::container::small_vector<SymbolicExprId, 12> operands;
+  SymbolicExprId link = aId;
+  for (; Digests::kindOf(table, link) == SymbolicOp::And; link = Digests::of(table)[link].first) {
+    operands.push_back(Digests::of(table)[link].second);
+    if (Digests::kindOf(table, operands.back()) == SymbolicOp::And) return printer(aId);
+  }
+  operands.push_back(link);
+  std::string joined;
+  for (auto operand = operands.rbegin(); operand != operands.rend(); ++operand) {
+    const bool isOr = Digests::kindOf(table, *operand) == SymbolicOp::Or;
+    if (!joined.empty()) joined += "&&";
+    if (isOr) joined += '(';
+    joined += text(*operand);
+    if (isOr) joined += ')';
+  }
+  assert(joined == printer(aId));
+  return joined;
 }
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
@@ -27,10 +74,12 @@ int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
 }
 
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
-  boost::container::small_vector<std::pair<std::string_view, SymbolicExprId>, 12> keyed;
-  for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keyed.emplace_back(text(*id), *id);
-  std::sort(keyed.begin(), keyed.end());
-  std::transform(keyed.begin(), keyed.end(), aFirst, [](const auto& key) { return key.second; });
+  if (aLast - aFirst < 2) return;
+  boost::container::small_vector<SortKey, 12> keys;
+  for (const SymbolicExprId* id = aFirst; id != aLast; ++id)
+    keys.push_back(SortKey(text(*id), *id));
+  std::sort(keys.begin(), keys.end());
+  std::transform(keys.begin(), keys.end(), aFirst, [](const SortKey& key) { return key.id; });
 }
 
 }  // namespace KS::detail

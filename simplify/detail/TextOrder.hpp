@@ -27,6 +27,7 @@ class TextOrder {
 
  private:
   std::string_view text(SymbolicExprId aId);
+  std::string conjunctionText(SymbolicExprId aId);
 
   const SymbolicExprTable& table;
   SymbolicExprPrinter printer;
