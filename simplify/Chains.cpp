@@ -268,18 +268,24 @@ void SymbolicExprSimplifyVisitor::simplifyORExprWithNOTTerms(OperandSet& aSet,
   decideByNotTerm(disjunction, aSet, aNotTerm);
 }
 
-// In a conjunction: x && !x -> FALSE; a && b && !(a && b) -> FALSE; a && !(a || b) -> FALSE.
+// In a conjunction: x && !x -> FALSE; a && b && !(a && b) -> FALSE; a && !(a || b) -> FALSE, and
+// the same for a conjunction a whose operands stand there one by one.
 // In a disjunction: x || !x -> TRUE;  a || b || !(a || b) -> TRUE;  a || !(a && b) -> TRUE.
 void SymbolicExprSimplifyVisitor::decideByNotTerm(const Connective& aKind, OperandSet& aSet,
                                                   SymbolicExprId aNotTerm) const {
-  const SymbolicExprId y = digest(aNotTerm).first;
   const auto isOperand = [&](SymbolicExprId aId) { return aSet.contains(aId); };
-  bool decided = isOperand(y);
-  if (!decided && (kindOf(y) == aKind.op || kindOf(y) == aKind.dual)) {
+  const auto standsThere = [&](SymbolicExprId aId) {
+    if (kindOf(aId) != aKind.op) return isOperand(aId);
     OperandSet inner;
-    addChain(kindOf(y) == SymbolicOp::And ? conjunction : disjunction, y, inner);
-    decided = kindOf(y) == aKind.op ? std::all_of(inner.begin(), inner.end(), isOperand)
-                                    : std::any_of(inner.begin(), inner.end(), isOperand);
+    addChain(aKind, aId, inner);
+    return std::all_of(inner.begin(), inner.end(), isOperand);
+  };
+  const SymbolicExprId y = digest(aNotTerm).first;
+  bool decided = standsThere(y);
+  if (!decided && kindOf(y) == aKind.dual) {
+    Ids inner;
+    appendChain(aKind.dual, y, inner);
+    decided = std::any_of(inner.begin(), inner.end(), standsThere);
   }
   if (decided) aSet = {constant(aKind.absorbing)};
 }
