@@ -141,6 +141,9 @@ TEST(Eval, ErrorsSayWhatHasNoValue) {
       {"self", "error: the value of a symbol leads back to itself: 'self' -> 'self'"},
       {"N + loop",
        "error: the value of a symbol leads back to itself: 'loop' -> 'other' -> 'loop'"},
+      // The way round leads back to an operator, the value of 'loop'.
+      {"1 + other",
+       "error: the value of a symbol leads back to itself: 'other' -> 'loop' -> 'other'"},
   };
   for (const Row& row : rows) {
     Evaluation eval;

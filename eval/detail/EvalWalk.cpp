@@ -1,5 +1,9 @@
 #include "eval/detail/EvalWalk.hpp"
 
+#include <utility>
+
+#include "base/detail/Walk.hpp"
+
 namespace KS::Eval::detail {
 
 namespace {
@@ -13,68 +17,198 @@ bool unregistered(const std::string& aName) {
   throw SymbolicExprEvalError("the symbol '" + aName + "' has no value");
 }
 
+SymbolicOp kindOf(const KS::detail::NodeDigest& aDigest) {
+  return static_cast<SymbolicOp>(aDigest.kind);
+}
+
 const std::string& nameOf(const SymbolicExpr& aSymbol) {
   return static_cast<const SymbolicString&>(aSymbol).getText();
+}
+
+// What a step of the walk gives when it computed something; else it gives the next id to enter.
+constexpr SymbolicExprId computed = invalidSymbolicExprId;
+
+// An input is always older than its user; following one that is not might never end.
+SymbolicExprId checked(std::uint32_t aInput, std::uint32_t aId) {
+  if (aInput >= aId) KS::detail::failBadInput();
+  return aInput;
 }
 
 }  // namespace
 
 Value EvalWalk::run(SymbolicExprId aRoot) {
-  enter(aRoot);
+  SymbolicExprId next = aRoot;
+  do {
+    while (next != computed) next = enter(next);
+    next = leave();
+  } while (next != computed);
+  return valueOf(current);
+}
+
+// The value of a literal or of a symbol that is bound to one.
+bool EvalWalk::isLeaf(std::size_t aId, Scalar& aScalar) const {
+  if (kindOf(digests[aId]) == SymbolicOp::String) {
+    aId = digests[aId].first;
+    if (aId >= table.size()) return false;
+  }
+  const SymbolicOp op = kindOf(digests[aId]);
+  if (!isLiteral(op)) return false;
+  aScalar = op == SymbolicOp::IntValue ? Scalar(static_cast<int>(digests[aId].first))
+                                       : literal(op, *table.get(aId));
+  return true;
+}
+
+// The value of a leaf or of an operator on leaves.
+bool EvalWalk::isSimple(std::uint32_t aId, Scalar& aScalar) const {
+  const KS::detail::NodeDigest& digest = digests[aId];
+  const SymbolicOp op = kindOf(digest);
+  if (op < SymbolicOp::Plus) return isLeaf(aId, aScalar);
+  if (op >= SymbolicOp::_2D) return false;
+  Scalar left(0);
+  if (digest.first >= aId || !isLeaf(digest.first, left)) return false;
+  if (isUnary(op)) {
+    aScalar = apply(op, left);
+    return true;
+  }
+  Scalar right(0);
+  if (digest.second >= aId || !isLeaf(digest.second, right)) return false;
+  aScalar = apply(op, left, right);
+  return true;
+}
+
+SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
+  const SymbolicExpr& node = *table.get(aId);
+  const auto id = static_cast<std::uint32_t>(aId);
+  if (isSimple(id, current.scalar)) {
+    current.shape = isScalar;
+    return computed;
+  }
+  const auto newPlace = static_cast<std::uint32_t>(results.size());
+  const std::uint32_t place = places.findOrAdd(id, newPlace);
+  if (place != newPlace) {
+    if (results[place].shape == isOnPath) failCycle(aId);
+    current = results[place];
+    return computed;
+  }
+  const Frame frame{id, place, 0, kindOf(digests[id])};
+  if (isOpaque(frame.op)) failOpaque(node);
+  results.push_back({0, isOnPath});
+  if (frame.op == SymbolicOp::String) return enterSymbol(frame);
+  if (isList(frame.op)) return enterList(frame);
+  path.push_back(frame);
+  return checked(digests[id].first, id);
+}
+
+SymbolicExprId EvalWalk::enterSymbol(const Frame& aFrame) {
+  const SymbolicExprId value = table.getValueId(aFrame.id);
+  if (value == invalidSymbolicExprId) {
+    current = {unregistered(nameOf(*table.get(aFrame.id))), isScalar};
+    results[aFrame.place] = current;
+    return computed;
+  }
+  path.push_back(aFrame);
+  return value;
+}
+
+SymbolicExprId EvalWalk::enterList(const Frame& aFrame) {
+  const SymbolicExpr& node = *table.get(aFrame.id);
+  if (node.getNumInputs() == 0) {
+    keep(Value(std::vector<Scalar>()));
+    results[aFrame.place] = current;
+    return computed;
+  }
+  path.push_back(aFrame);
+  return KS::detail::checkedInput(node, aFrame.id, 0);
+}
+
+// Gives what was computed to its user, and the user's result to the user's user, as far as no other
+// input is lacking.
+SymbolicExprId EvalWalk::leave() {
   while (!path.empty()) {
     Frame& top = path.back();
-    if (top.next < top.count) {
-      enter(input(top, top.next++));
-    } else {
-      values.at(top.id) = compute(top);
-      path.pop_back();
+    const SymbolicOp op = top.op;
+    if (isList(op)) {
+      const SymbolicExprId next = nextElement(top);
+      if (next != computed) return next;
+    } else if (isUnary(op)) {
+      combine(op, current);
+    } else if (op != SymbolicOp::String && top.input == 0) {
+      const SymbolicExprId right = checked(digests[top.id].second, top.id);
+      Result result{0, isScalar};
+      if (!isLeaf(right, result.scalar)) {
+        operands.push_back(current);
+        top.input = 1;
+        return right;
+      }
+      combine(op, current, result);
+    } else if (op != SymbolicOp::String) {
+      combine(op, operands.back(), current);
+      operands.pop_back();
     }
+    results[top.place] = current;
+    path.pop_back();
   }
-  return *values.at(aRoot);
+  return computed;
 }
 
-void EvalWalk::enter(SymbolicExprId aId) {
-  const SymbolicExpr* node = table.get(aId);
-  const auto [entry, isNew] = values.try_emplace(aId);
-  if (!isNew) {
-    // Inputs are older than their users, so only symbols can lead back to what is on the path.
-    if (!entry->second) failCycle(aId);
-    return;
-  }
-  const SymbolicOp op = opOf(*node);
-  if (isOpaque(op)) failOpaque(*node);
-  const bool isBound = op == SymbolicOp::String && table.getValueId(aId) != invalidSymbolicExprId;
-  path.push_back({aId, node, 0, isBound ? 1 : node->getNumInputs()});
-}
-
-SymbolicExprId EvalWalk::input(const Frame& aFrame, std::size_t aIdx) const {
-  if (opOf(*aFrame.node) == SymbolicOp::String) return table.getValueId(aFrame.id);
-  return KS::detail::checkedInput(*aFrame.node, aFrame.id, aIdx);
-}
-
-Value EvalWalk::compute(const Frame& aFrame) const {
-  const SymbolicOp op = opOf(*aFrame.node);
-  if (op == SymbolicOp::String) {
-    return aFrame.count == 0 ? Value(unregistered(nameOf(*aFrame.node))) : known(aFrame, 0);
-  }
-  if (isLiteral(op)) return literal(op, *aFrame.node);
-  if (isUnary(op)) return apply(op, known(aFrame, 0));
-  if (!isList(op)) return apply(op, known(aFrame, 0), known(aFrame, 1));
+SymbolicExprId EvalWalk::nextElement(Frame& aFrame) {
+  const SymbolicExpr& node = *table.get(aFrame.id);
+  const std::size_t count = node.getNumInputs();
+  operands.push_back(current);
+  if (++aFrame.input < count) return KS::detail::checkedInput(node, aFrame.id, aFrame.input);
   Value list{std::vector<Scalar>()};
-  list.vector().reserve(aFrame.count);
-  for (std::size_t i = 0; i < aFrame.count; ++i) appendElement(list, known(aFrame, i));
-  return list;
+  list.vector().reserve(count);
+  for (std::size_t i = operands.size() - count; i < operands.size(); ++i) {
+    appendElement(list, valueOf(operands[i]));
+  }
+  operands.resize(operands.size() - count, current);
+  keep(std::move(list));
+  return computed;
 }
 
-// The way round is what was entered since the symbol.
-void EvalWalk::failCycle(SymbolicExprId aSymbol) const {
-  std::string names;
-  for (const Frame& frame : path) {
-    if (frame.id != aSymbol && names.empty()) continue;
-    if (opOf(*frame.node) == SymbolicOp::String) names += "'" + nameOf(*frame.node) + "' -> ";
+void EvalWalk::combine(SymbolicOp aOp, const Result& aOperand) {
+  if (aOperand.shape == isScalar) {
+    current = {apply(aOp, aOperand.scalar), isScalar};
+  } else {
+    keep(apply(aOp, vectors[aOperand.shape]));
   }
-  throw SymbolicExprEvalError("the value of a symbol leads back to itself: " + names + "'" +
-                              nameOf(*table.get(aSymbol)) + "'");
+}
+
+void EvalWalk::combine(SymbolicOp aOp, const Result& aLeft, const Result& aRight) {
+  if (aLeft.shape == isScalar && aRight.shape == isScalar) {
+    current = {apply(aOp, aLeft.scalar, aRight.scalar), isScalar};
+  } else if (aRight.shape == isScalar) {
+    keep(apply(aOp, vectors[aLeft.shape], Value(aRight.scalar)));
+  } else if (aLeft.shape == isScalar) {
+    keep(apply(aOp, Value(aLeft.scalar), vectors[aRight.shape]));
+  } else {
+    keep(apply(aOp, vectors[aLeft.shape], vectors[aRight.shape]));
+  }
+}
+
+void EvalWalk::keep(Value aVector) {
+  current = {0, static_cast<std::uint32_t>(vectors.size())};
+  vectors.push_back(std::move(aVector));
+}
+
+Value EvalWalk::valueOf(const Result& aResult) const {
+  return aResult.shape == isScalar ? Value(aResult.scalar) : vectors[aResult.shape];
+}
+
+// The way round is what was entered since the node. There is a symbol on it, the one that leads to
+// something newer than itself; it ends where the first symbol comes again.
+void EvalWalk::failCycle(SymbolicExprId aId) const {
+  std::string first;
+  std::string names;
+  bool isOnWay = false;
+  for (const Frame& frame : path) {
+    isOnWay = isOnWay || frame.id == aId;
+    if (!isOnWay || frame.op != SymbolicOp::String) continue;
+    const std::string name = "'" + nameOf(*table.get(frame.id)) + "'";
+    if (first.empty()) first = name;
+    names += name + " -> ";
+  }
+  throw SymbolicExprEvalError("the value of a symbol leads back to itself: " + names + first);
 }
 
 void EvalWalk::failOpaque(const SymbolicExpr& aExpr) const {

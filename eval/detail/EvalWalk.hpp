@@ -1,48 +1,69 @@
 // Evaluation of any expression.
 #pragma once
 
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
-#include <optional>
-#include <string>
+#include <cstdint>
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
-#include "base/detail/Walk.hpp"
+#include "base/detail/Digest.hpp"
 #include "eval/detail/Operations.hpp"
+#include "eval/detail/PlaceMap.hpp"
 
 namespace KS::Eval::detail {
 
 /// Enters every distinct node and the expression of every symbol once, inputs left to right before
-/// their users, with a stack of its own, and keeps every value until the end.
+/// their users, with a stack of its own, and keeps every result until the end. Only literals,
+/// symbols that are bound to one, and operators on nothing else are computed once per use: that is
+/// cheaper than finding their results again.
 class EvalWalk {
  public:
-  explicit EvalWalk(const SymbolicExprTable& aTable) : table(aTable) {}
+  explicit EvalWalk(const SymbolicExprTable& aTable)
+      : table(aTable), digests(KS::detail::Digests::of(aTable)) {}
 
   /// The value of `aRoot`. Throws `SymbolicExprEvalError` if there is none.
   Value run(SymbolicExprId aRoot);
 
  private:
-  // A node whose inputs are being computed; of a symbol, the expression that is registered for it.
-  struct Frame {
-    SymbolicExprId id;
-    const SymbolicExpr* node;
-    std::size_t next;
-    std::size_t count;
+  // A scalar's shape is `isScalar`, a vector's its index in `vectors`. Nodes on the path have none.
+  static constexpr std::uint32_t isScalar = 0xFFFFFFFF;
+  static constexpr std::uint32_t isOnPath = 0xFFFFFFFE;
+  struct Result {
+    Scalar scalar;
+    std::uint32_t shape;
   };
 
-  void enter(SymbolicExprId aId);
-  SymbolicExprId input(const Frame& aFrame, std::size_t aIdx) const;
-  Value compute(const Frame& aFrame) const;
-  const Value& known(const Frame& aFrame, std::size_t aIdx) const {
-    return *values.at(input(aFrame, aIdx));
-  }
-  [[noreturn]] void failCycle(SymbolicExprId aSymbol) const;
+  // A node one of whose inputs is being computed; of a symbol, the expression that is registered
+  // for it.
+  struct Frame {
+    std::uint32_t id;
+    std::uint32_t place;  // in `results`
+    std::uint32_t input;  // the index of the input
+    SymbolicOp op;
+  };
+
+  SymbolicExprId enter(SymbolicExprId aId);
+  SymbolicExprId enterSymbol(const Frame& aFrame);
+  SymbolicExprId enterList(const Frame& aFrame);
+  SymbolicExprId leave();
+  SymbolicExprId nextElement(Frame& aFrame);
+  bool isLeaf(std::size_t aId, Scalar& aScalar) const;
+  bool isSimple(std::uint32_t aId, Scalar& aScalar) const;
+  void combine(SymbolicOp aOp, const Result& aOperand);
+  void combine(SymbolicOp aOp, const Result& aLeft, const Result& aRight);
+  void keep(Value aVector);
+  Value valueOf(const Result& aResult) const;
+  [[noreturn]] void failCycle(SymbolicExprId aId) const;
   [[noreturn]] void failOpaque(const SymbolicExpr& aExpr) const;
 
   const SymbolicExprTable& table;
+  const KS::detail::NodeDigest* digests;
+  Result current{0, isScalar};  // of what was computed last
   std::vector<Frame> path;
-  boost::unordered_flat_map<SymbolicExprId, std::optional<Value>> values;  // none while on the path
+  std::vector<Result> operands;  // the inputs that nodes on the path have got and not used
+  PlaceMap places;
+  std::vector<Result> results{current};  // no node has the place 0
+  std::vector<Value> vectors;
 };
 
 }  // namespace KS::Eval::detail
