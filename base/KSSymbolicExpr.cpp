@@ -171,11 +171,7 @@ bool SymbolicString::isLeaf() const { return true; }
 bool SymbolicString::operator==(const SymbolicExpr& aOther) const {
   return aOther.getKind() == 0 && static_cast<const SymbolicString&>(aOther).text == text;
 }
-std::size_t SymbolicString::getHash() const {
-  if (text == "true") return 0xFFFFFFFFFFFFFFFEU;
-  if (text == "false") return 0xFFFFFFFFFFFFFFFDU;
-  return detail::hashText(text);
-}
+std::size_t SymbolicString::getHash() const { return detail::hashSymbol(text); }
 
 SymbolicIntValue::SymbolicIntValue(SymbolicExprTable& aTable, int aValue) : value(aValue) {
   detail::Intern::node(aTable, *this);

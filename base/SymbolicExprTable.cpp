@@ -34,6 +34,12 @@ bool SymbolicExprTable::SlotEqual::operator()(const InputsProbe& aProbe, const S
   return true;
 }
 
+bool SymbolicExprTable::SlotEqual::operator()(const SymbolProbe& aProbe, const Slot& aSlot) const {
+  return aProbe.hash == aSlot.hash &&
+         table->digests[aSlot.id].kind == static_cast<int>(SymbolicOp::String) &&
+         static_cast<const SymbolicString*>(table->nodes[aSlot.id])->getText() == aProbe.text;
+}
+
 SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
 
 SymbolicExprTable::~SymbolicExprTable() {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/KSApi.hpp"
@@ -124,8 +125,14 @@ class KS_API SymbolicExprTable {
     const SymbolicExprId* inputs;
     std::size_t count;
   };
+  // A symbol that need not exist as an object.
+  struct SymbolProbe {
+    std::size_t hash;
+    std::string_view text;
+  };
   struct SlotHash {
     using is_transparent = void;
+    std::size_t operator()(const SymbolProbe& aProbe) const { return aProbe.hash; }
     std::size_t operator()(const InputsProbe& aProbe) const { return aProbe.hash; }
     std::size_t operator()(const Slot& aSlot) const { return aSlot.hash; }
     std::size_t operator()(const Probe& aProbe) const { return aProbe.hash; }
@@ -138,6 +145,10 @@ class KS_API SymbolicExprTable {
     bool operator()(const Slot& aSlot, const Probe& aProbe) const { return (*this)(aProbe, aSlot); }
     bool operator()(const InputsProbe& aProbe, const Slot& aSlot) const;
     bool operator()(const Slot& aSlot, const InputsProbe& aProbe) const {
+      return (*this)(aProbe, aSlot);
+    }
+    bool operator()(const SymbolProbe& aProbe, const Slot& aSlot) const;
+    bool operator()(const Slot& aSlot, const SymbolProbe& aProbe) const {
       return (*this)(aProbe, aSlot);
     }
   };

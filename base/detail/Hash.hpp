@@ -33,4 +33,11 @@ inline std::size_t hashText(std::string_view aText) {
   return seed;
 }
 
+/// A symbol: the two boolean symbols hash to values of their own.
+inline std::size_t hashSymbol(std::string_view aText) {
+  if (aText == "true") return 0xFFFFFFFFFFFFFFFEU;
+  if (aText == "false") return 0xFFFFFFFFFFFFFFFDU;
+  return hashText(aText);
+}
+
 }  // namespace KS::detail

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <initializer_list>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -27,6 +29,14 @@ struct Intern {
     aTable.digests.push_back(Digests::make(aProbe));
     aTable.nodes[newId] = new Node(aProbe);
     undo.keep = true;
+  }
+
+  /// Interns a symbol; one that is known costs no string of its own.
+  static SymbolicExprId symbol(SymbolicExprTable& aTable, std::string_view aText) {
+    const auto slot = aTable.index.find(SymbolicExprTable::SymbolProbe{hashSymbol(aText), aText});
+    if (slot != aTable.index.end()) return slot->id;
+    SymbolicString(aTable, std::string(aText));
+    return lastId(aTable);
   }
 
   /// Says that a constructor interned nothing.

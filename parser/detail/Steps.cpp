@@ -174,7 +174,7 @@ SymbolicExprId Steps::intern(SymbolicExprTable& aTable, bool aCSyntax) const {
         values.push(intern<SymbolicDoubleValue>(aTable, step.real));
         break;
       case SymbolicOp::String:
-        values.push(intern<SymbolicString>(aTable, std::string(step.name, step.count)));
+        values.push(Intern::symbol(aTable, {step.name, step.count}));
         break;
       case SymbolicOp::ND: values.push(Intern::list(aTable, values.pop(step.count))); break;
       case SymbolicOp::FcnCall: {
