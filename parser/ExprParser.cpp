@@ -27,6 +27,8 @@ template <class Iterator>
 ExprParser<Iterator>::ExprParser()
     : ExprParser::base_type(tree), ownWriter(std::make_unique<StepWriter>()) {
   define(*ownWriter);
+  tree = qi::raw[qi::eps[phx::bind(&StepWriter::clear, ownWriter.get())] >> expression]
+                [phx::bind(&ExprParser::buildTree, this, qi::_1, qi::_val)];
 }
 
 template <class Iterator>
@@ -50,45 +52,42 @@ void ExprParser<Iterator>::define(StepWriter& aWriter) {
   const auto closed = qi::eps(call(&StepWriter::close));
   const qi::real_parser<double, strict_real_policies<double>> real;
 
+  const auto identifier = qi::copy(qi::lexeme[qi::raw[(ascii::alpha | '_') >> *(ascii::alnum | '_')]
+                                                     [call(&StepWriter::name<Text>, qi::_1)]]);
+
   // clang-format off
   expression = qi::eps[call(&StepWriter::begin)]
-               >> unary >> *( detail::binaryOperators()[call(&StepWriter::infix, qi::_1)] >> unary )
+               >> (   primary
+                  |   ('-' >> primary)[apply(Op::UnaryMinus)]
+                  |   ('+' >> primary)
+                  |   ('!' >> primary)[apply(Op::Not)]
+                  |   ('~' >> primary)[apply(Op::BitCompl)]
+                  ) % detail::binaryOperators()[call(&StepWriter::infix, qi::_1)]
                >> qi::eps[call(&StepWriter::end)];
-  unary      = primary
-             | ('-' >> primary)[apply(Op::UnaryMinus)]
-             | ('+' >> primary)
-             | ('!' >> primary)[apply(Op::Not)]
-             | ('~' >> primary)[apply(Op::BitCompl)];
   primary    = qi::raw[real][qi::_pass = call(&StepWriter::real<Text>, qi::_1)]
              | qi::int_     [call(&StepWriter::integer, qi::_1)]
-             | named
-             | ('[' >> opened >> elements >> closed >> ']')[applyTo(Op::ND, qi::_1)]
-             | '(' >> opened >> expression >> closed >> ')';
-  // What follows the name tells a call, a member access and a plain name apart.
-  named      = qi::lexeme[identifier]
+             // What follows a name tells a call, a member access and a plain name apart.
+             | identifier
                >> (   '(' >> (   qi::lit(')')                        [apply(Op::FcnCall0U)]
                              |   (opened >> elements >> closed >> ')')
                                                                      [applyTo(Op::FcnCall, qi::_1)] )
-                  |   ('.' >> qi::lexeme[identifier])                [apply(Op::MemberValue)]
-                  |   qi::eps );
+                  |   ('.' >> identifier)                            [apply(Op::MemberValue)]
+                  |   qi::eps )
+             | ('[' >> opened >> elements >> closed >> ']')[applyTo(Op::ND, qi::_1)]
+             | '(' >> opened >> expression >> closed >> ')';
   elements   = expression[qi::_val = std::size_t{1}] >> *( ',' >> expression[++qi::_val] );
-  identifier = qi::raw[(ascii::alpha | '_') >> *(ascii::alnum | '_')]
-                      [call(&StepWriter::name<Text>, qi::_1)];
-  tree       = qi::raw[qi::eps[call(&StepWriter::clear)] >> expression]
-                      [phx::bind(&ExprParser::buildTree, this, phx::ref(aWriter), qi::_1, qi::_val)];
   // clang-format on
 }
 
 // Where the match is followed by more text, what was tried on it may have written steps: they are
 // written anew from the matched text alone.
 template <class Iterator>
-void ExprParser<Iterator>::buildTree(StepWriter& aWriter,
-                                     const boost::iterator_range<Iterator>& aText,
+void ExprParser<Iterator>::buildTree(const boost::iterator_range<Iterator>& aText,
                                      expression_ast& aTree) const {
-  aWriter.clear();
+  ownWriter->clear();
   Iterator first = aText.begin();
   qi::phrase_parse(first, aText.end(), expression, ascii::space);
-  aTree = aWriter.buildTree();
+  aTree = ownWriter->buildTree();
 }
 
 template class ExprParser<std::string::const_iterator>;

@@ -42,7 +42,8 @@ class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
  public:
   /// A grammar with steps of its own.
   ExprParser();
-  /// A grammar that tells `aWriter`, which outlives it, what it matches.
+  /// A grammar that tells `aWriter`, which outlives it, what it matches. It builds no tree: it has
+  /// the rule `expression` and no start rule.
   explicit ExprParser(detail::StepWriter& aWriter);
   ExprParser(const ExprParser&) = delete;
   ExprParser& operator=(const ExprParser&) = delete;
@@ -51,21 +52,18 @@ class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
   /// A rule that skips white space between tokens.
   using Rule = boost::spirit::qi::rule<Iterator, boost::spirit::qi::ascii::space_type>;
 
-  /// Operands joined by binary operators.
+  /// Operands, with prefix operators that do not stack, joined by binary operators.
   Rule expression;
-  /// Prefix operators, which do not stack, and operands.
-  Rule unary, primary;
+  /// What a prefix operator applies to.
+  Rule primary;
 
  private:
   void define(detail::StepWriter& aWriter);
-  void buildTree(detail::StepWriter& aWriter, const boost::iterator_range<Iterator>& aText,
-                 expression_ast& aTree) const;
+  void buildTree(const boost::iterator_range<Iterator>& aText, expression_ast& aTree) const;
 
   std::unique_ptr<detail::StepWriter> ownWriter;
   boost::spirit::qi::rule<Iterator, expression_ast(), boost::spirit::qi::ascii::space_type> tree;
-  Rule named;
   boost::spirit::qi::rule<Iterator, std::size_t(), boost::spirit::qi::ascii::space_type> elements;
-  boost::spirit::qi::rule<Iterator> identifier;
 };
 
 extern template class ExprParser<std::string::const_iterator>;
