@@ -17,12 +17,17 @@ struct Intern {
   /// Finds the node that equals the probe, or stores a copy of the probe: one hash, one search.
   template <class Node>
   static void node(SymbolicExprTable& aTable, const Node& aProbe) {
+    node(aTable, aProbe, aProbe.Node::getHash());
+  }
+  /// The same for a caller that has the probe's hash.
+  template <class Node>
+  static void node(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
     const SymbolicExprId newId = aTable.nodes.size();
     if (newId >= NodeDigest::none) aTable.failFull();
     // The new slot names the probe until its copy takes the place.
     aTable.nodes.push_back(&aProbe);
     UndoProbe undo{aTable};
-    const auto [slot, isNew] = aTable.index.insert({aProbe.Node::getHash(), newId});
+    const auto [slot, isNew] = aTable.index.insert({aHash, newId});
     aTable.lastInterned = slot->id;
     if (!isNew) return;
     undo.slot = &*slot;
