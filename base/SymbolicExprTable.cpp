@@ -20,26 +20,6 @@ bool SymbolicExprTable::SlotEqual::operator()(const Slot& a, const Slot& b) cons
                      : *table->nodes[a.id] == *table->nodes[b.id];
 }
 
-bool SymbolicExprTable::SlotEqual::operator()(const Probe& aProbe, const Slot& aSlot) const {
-  return aProbe.hash == aSlot.hash && *aProbe.expr == *table->nodes[aSlot.id];
-}
-
-bool SymbolicExprTable::SlotEqual::operator()(const InputsProbe& aProbe, const Slot& aSlot) const {
-  if (aProbe.hash != aSlot.hash) return false;
-  const SymbolicExpr& node = *table->nodes[aSlot.id];
-  if (node.getKind() != aProbe.kind || node.getNumInputs() != aProbe.count) return false;
-  for (std::size_t i = 0; i < aProbe.count; ++i) {
-    if (node.getInput(i) != aProbe.inputs[i]) return false;
-  }
-  return true;
-}
-
-bool SymbolicExprTable::SlotEqual::operator()(const SymbolProbe& aProbe, const Slot& aSlot) const {
-  return aProbe.hash == aSlot.hash &&
-         table->digests[aSlot.id].kind == static_cast<int>(SymbolicOp::String) &&
-         static_cast<const SymbolicString*>(table->nodes[aSlot.id])->getText() == aProbe.text;
-}
-
 SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
 
 SymbolicExprTable::~SymbolicExprTable() {
@@ -64,8 +44,7 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
 
 SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {
   if (aProbe == nullptr) return invalidSymbolicExprId;
-  const auto slot = index.find(Probe{hash_value(SymbolicExprRef(aProbe)), aProbe});
-  return slot == index.end() ? invalidSymbolicExprId : slot->id;
+  return search(aProbe->getHash(), [&](SymbolicExprId aId) { return *aProbe == *nodes[aId]; });
 }
 
 bool SymbolicExprTable::contains(const SymbolicExpr* aProbe) const {

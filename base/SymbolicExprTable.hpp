@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "base/KSApi.hpp"
@@ -114,44 +113,41 @@ class KS_API SymbolicExprTable {
     std::size_t hash;
     SymbolicExprId id;
   };
+  // What is searched for: a hash, and a function that tells whether the node with an id is it. The
+  // node need not exist as an object.
+  template <class IsIt>
   struct Probe {
     std::size_t hash;
-    const SymbolicExpr* expr;
-  };
-  // An operator node that need not exist as an object.
-  struct InputsProbe {
-    std::size_t hash;
-    int kind;
-    const SymbolicExprId* inputs;
-    std::size_t count;
-  };
-  // A symbol that need not exist as an object.
-  struct SymbolProbe {
-    std::size_t hash;
-    std::string_view text;
+    IsIt isIt;
   };
   struct SlotHash {
     using is_transparent = void;
-    std::size_t operator()(const SymbolProbe& aProbe) const { return aProbe.hash; }
-    std::size_t operator()(const InputsProbe& aProbe) const { return aProbe.hash; }
     std::size_t operator()(const Slot& aSlot) const { return aSlot.hash; }
-    std::size_t operator()(const Probe& aProbe) const { return aProbe.hash; }
+    template <class IsIt>
+    std::size_t operator()(const Probe<IsIt>& aProbe) const {
+      return aProbe.hash;
+    }
   };
   struct SlotEqual {
     using is_transparent = void;
     const SymbolicExprTable* table;
     bool operator()(const Slot& a, const Slot& b) const;
-    bool operator()(const Probe& aProbe, const Slot& aSlot) const;
-    bool operator()(const Slot& aSlot, const Probe& aProbe) const { return (*this)(aProbe, aSlot); }
-    bool operator()(const InputsProbe& aProbe, const Slot& aSlot) const;
-    bool operator()(const Slot& aSlot, const InputsProbe& aProbe) const {
-      return (*this)(aProbe, aSlot);
+    template <class IsIt>
+    bool operator()(const Probe<IsIt>& aProbe, const Slot& aSlot) const {
+      return aProbe.hash == aSlot.hash && aProbe.isIt(aSlot.id);
     }
-    bool operator()(const SymbolProbe& aProbe, const Slot& aSlot) const;
-    bool operator()(const Slot& aSlot, const SymbolProbe& aProbe) const {
+    template <class IsIt>
+    bool operator()(const Slot& aSlot, const Probe<IsIt>& aProbe) const {
       return (*this)(aProbe, aSlot);
     }
   };
+
+  // The id of the stored node that is searched for, or the invalid id.
+  template <class IsIt>
+  SymbolicExprId search(std::size_t aHash, const IsIt& aIsIt) const {
+    const auto slot = index.find(Probe<IsIt>{aHash, aIsIt});
+    return slot == index.end() ? invalidSymbolicExprId : slot->id;
+  }
 
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
   [[noreturn]] static void failFull();

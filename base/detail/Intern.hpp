@@ -38,9 +38,23 @@ struct Intern {
 
   /// Interns a symbol; one that is known costs no string of its own.
   static SymbolicExprId symbol(SymbolicExprTable& aTable, std::string_view aText) {
-    const auto slot = aTable.index.find(SymbolicExprTable::SymbolProbe{hashSymbol(aText), aText});
-    if (slot != aTable.index.end()) return slot->id;
+    const SymbolicExprId known = aTable.search(hashSymbol(aText), [&](SymbolicExprId aId) {
+      return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
+             static_cast<const SymbolicString*>(aTable.nodes[aId])->getText() == aText;
+    });
+    if (known != invalidSymbolicExprId) return known;
     SymbolicString(aTable, std::string(aText));
+    return lastId(aTable);
+  }
+
+  /// Interns an integer literal; most are known.
+  static SymbolicExprId integer(SymbolicExprTable& aTable, int aValue) {
+    const SymbolicExprId known = aTable.search(signExtended(aValue), [&](SymbolicExprId aId) {
+      return Digests::kindOf(aTable, aId) == SymbolicOp::IntValue &&
+             Digests::of(aTable)[aId].first == static_cast<std::uint32_t>(aValue);
+    });
+    if (known != invalidSymbolicExprId) return known;
+    SymbolicIntValue(aTable, aValue);
     return lastId(aTable);
   }
 
@@ -67,9 +81,15 @@ struct Intern {
   static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp,
                              std::initializer_list<SymbolicExprId> aInputs) {
     const int kind = static_cast<int>(aOp);
-    const auto slot = aTable.index.find(SymbolicExprTable::InputsProbe{
-        hashInputs(kind, aInputs.begin(), aInputs.size()), kind, aInputs.begin(), aInputs.size()});
-    return slot == aTable.index.end() ? invalidSymbolicExprId : slot->id;
+    const SymbolicExprId* const inputs = aInputs.begin();
+    return aTable.search(hashInputs(kind, inputs, aInputs.size()), [&](SymbolicExprId aId) {
+      const SymbolicExpr& node = *aTable.nodes[aId];
+      if (node.getKind() != kind || node.getNumInputs() != aInputs.size()) return false;
+      for (std::size_t i = 0; i < aInputs.size(); ++i) {
+        if (node.getInput(i) != inputs[i]) return false;
+      }
+      return true;
+    });
   }
 
  private:

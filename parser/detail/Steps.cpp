@@ -169,13 +169,11 @@ SymbolicExprId Steps::intern(SymbolicExprTable& aTable, bool aCSyntax) const {
   Values<SymbolicExprId> values;
   for (const Step& step : steps) {
     switch (step.op) {
-      case SymbolicOp::IntValue: values.push(intern<SymbolicIntValue>(aTable, step.integer)); break;
+      case SymbolicOp::IntValue: values.push(Intern::integer(aTable, step.integer)); break;
       case SymbolicOp::DoubleValue:
         values.push(intern<SymbolicDoubleValue>(aTable, step.real));
         break;
-      case SymbolicOp::String:
-        values.push(Intern::symbol(aTable, {step.name, step.count}));
-        break;
+      case SymbolicOp::String: values.push(Intern::symbol(aTable, {step.name, step.count})); break;
       case SymbolicOp::ND: values.push(Intern::list(aTable, values.pop(step.count))); break;
       case SymbolicOp::FcnCall: {
         const std::vector<SymbolicExprId> arguments = values.pop(step.count);
