@@ -229,6 +229,11 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
     return std::nullopt;
   }
   if (disjuncts > maxDisjuncts) return std::nullopt;
+  if (disjuncts > disjunctsLeft) {
+    limitReached = true;
+    return std::nullopt;
+  }
+  disjunctsLeft -= disjuncts;
   const SymbolicExprId restResult = simplifySet(conjunction, rest);
   rest.clear();
   addOperand(conjunction, restResult, rest);

@@ -55,7 +55,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
     }
     const Frame done = top;
     const SymbolicExprId simplified = apply(done.id, done.first);
-    if (simplified == done.id) {
+    if (simplified == done.id && !limitReached) {
       detail::Digests::setSimplified(table(), simplified);
     } else {
       results.emplace(done.id, simplified);

@@ -36,6 +36,9 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   /// A conjunction is distributed over the disjunctions among its operands up to this many
   /// disjuncts; beyond it the disjunctions stay as they are.
   static constexpr std::size_t maxDisjuncts = 1024;
+  /// What all distributions of one visitor may make together: they nest where a disjunction holds a
+  /// conjunction that was beyond its own limit.
+  static constexpr std::size_t maxDisjunctsInAll = 8 * maxDisjuncts;
 
   /// Borrows the table, which has its boolean symbols.
   explicit SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable);
@@ -175,6 +178,10 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   mutable detail::TextOrder order;
   // What a pass makes of the ids that it changes. That it gives others back, the table remembers.
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
+
+  std::size_t disjunctsLeft = maxDisjunctsInAll;
+  // From then on what a pass gives back is not known to stay.
+  bool limitReached = false;
 
   // The path of the walk, and the operands of the nodes on it: simplified ones up to a frame's
   // `next`, the others as they were.

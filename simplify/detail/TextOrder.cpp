@@ -8,6 +8,7 @@
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/Digest.hpp"
+#include "print/detail/Operators.hpp"
 
 namespace KS::detail {
 
@@ -69,8 +70,52 @@ std::string TextOrder::conjunctionText(SymbolicExprId aId) {
   return joined;
 }
 
+// The first characters of the text. Of an operation whose left operand stands bare they are that
+// operand's, so a chain that grows operand by operand is not rendered again with each of them.
+const TextOrder::Start& TextOrder::start(SymbolicExprId aId) {
+  boost::container::small_vector<SymbolicExprId, 12> path;
+  SymbolicExprId id = aId;
+  for (; !starts.contains(id); id = Digests::of(table)[id].first) {
+    const SymbolicOp op = Digests::kindOf(table, id);
+    if (op < SymbolicOp::Plus || op > SymbolicOp::ShiftRight || table.get(id)->isUnary()) break;
+    const SymbolicOp left = Digests::kindOf(table, Digests::of(table)[id].first);
+    const bool isBare = operatorText(left).spelling(false) == nullptr ||
+                        operatorText(left).precedence <= operatorText(op).precedence;
+    if (!isBare) break;
+    path.push_back(id);
+  }
+  Start begin;
+  if (const auto known = starts.find(id); known != starts.end()) {
+    begin = known->second;
+  } else {
+    const std::string_view whole = text(id);
+    begin = {std::string(whole.substr(0, startLength)), whole.size() <= startLength};
+    starts.emplace(id, begin);
+  }
+  for (auto link = path.rbegin(); link != path.rend(); ++link) {
+    if (begin.isWhole) begin.text += operatorText(Digests::kindOf(table, *link)).spelling(false);
+    begin.isWhole = false;
+    starts.emplace(*link, begin);
+  }
+  return starts.find(aId)->second;
+}
+
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
-  return a == b ? 0 : text(a).compare(text(b));
+  if (a == b) return 0;
+  const auto isSymbol = [this](SymbolicExprId aId) {
+    return Digests::kindOf(table, aId) == SymbolicOp::String;
+  };
+  if (!isSymbol(a) || !isSymbol(b)) {
+    const Start first = start(a);
+    const Start& second = start(b);
+    const std::size_t common = std::min(first.text.size(), second.text.size());
+    const int order = first.text.compare(0, common, second.text, 0, common);
+    if (order != 0) return order;
+    if (first.isWhole && first.text.size() == common)
+      return second.isWhole && second.text.size() == common ? 0 : -1;
+    if (second.isWhole && second.text.size() == common) return 1;
+  }
+  return text(a).compare(text(b));
 }
 
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {

@@ -26,11 +26,20 @@ class TextOrder {
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
  private:
+  // The first characters of a text, or all of it.
+  struct Start {
+    std::string text;
+    bool isWhole = false;
+  };
+  static constexpr std::size_t startLength = 12;  // with an operator, a string without allocation
+
+  const Start& start(SymbolicExprId aId);
   std::string_view text(SymbolicExprId aId);
   std::string conjunctionText(SymbolicExprId aId);
 
   const SymbolicExprTable& table;
   SymbolicExprPrinter printer;
+  boost::unordered_flat_map<SymbolicExprId, Start> starts;
   boost::unordered_flat_map<SymbolicExprId, std::unique_ptr<const std::string>> texts;
 };
 
