@@ -24,6 +24,7 @@ struct Intern {
   static void node(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
     const SymbolicExprId newId = aTable.nodes.size();
     if (newId >= NodeDigest::none) aTable.failFull();
+    makeRoom(aTable.nodes);
     // The new slot names the probe until its copy takes the place.
     aTable.nodes.push_back(&aProbe);
     UndoProbe undo{aTable};
@@ -31,6 +32,7 @@ struct Intern {
     aTable.lastInterned = slot->id;
     if (!isNew) return;
     undo.slot = &*slot;
+    makeRoom(aTable.digests);
     aTable.digests.push_back(Digests::make(aProbe));
     aTable.nodes[newId] = new Node(aProbe);
     undo.keep = true;
@@ -56,6 +58,14 @@ struct Intern {
     if (known != invalidSymbolicExprId) return known;
     SymbolicIntValue(aTable, aValue);
     return lastId(aTable);
+  }
+
+  /// Makes room for one more element. Growing by a quarter leaves little memory unused.
+  template <class Vector>
+  static void makeRoom(Vector& aVector) {
+    if (aVector.size() == aVector.capacity()) {
+      aVector.reserve(aVector.size() + aVector.size() / 4 + 16);
+    }
   }
 
   /// Says that a constructor interned nothing.
