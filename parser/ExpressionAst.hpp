@@ -17,7 +17,8 @@ struct unary_op;
 
 /// Owns one subtree. Boost's own wrapper moves by allocating and moving the whole subtree again;
 /// this one hands its pointer over, so a tree of any size moves at once. A box that was moved from
-/// is only good for destruction and assignment.
+/// is only good for destruction and assignment; the variant still looks into it before it assigns
+/// to it, and sees an empty tree.
 template <class T>
 class SubtreeBox {
  public:
@@ -37,12 +38,17 @@ class SubtreeBox {
   /// Exchanges the two subtrees.
   void swap(SubtreeBox& aOther) noexcept { std::swap(tree, aOther.tree); }
   /// The subtree.
-  T& get() { return *tree; }
-  const T& get() const { return *tree; }
-  T* get_pointer() { return tree; }
-  const T* get_pointer() const { return tree; }
+  T& get() { return tree == nullptr ? nothing() : *tree; }
+  const T& get() const { return tree == nullptr ? nothing() : *tree; }
+  T* get_pointer() { return &get(); }
+  const T* get_pointer() const { return &get(); }
 
  private:
+  static T& nothing() {
+    static T empty;
+    return empty;
+  }
+
   T* tree;
 };
 
