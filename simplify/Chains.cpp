@@ -1,6 +1,7 @@
 // Conjunctions and disjunctions of any number of operands.
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 #include <utility>
 
 #include "simplify/detail/Pattern.hpp"
@@ -362,13 +363,19 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::combine(const Connect
   }
 }
 
-// Combines relations over one left operand, given in text order: the first pair in that order that
+// Combines relations that may combine, given in text order: the first pair in that order that
 // gives something is replaced, and the scan starts again where a new relation came in. (Dropping
 // one of two leaves every pair before them as it was, so there the scan goes on.) Returns whether
 // anything changed; an absorbing value is then the only member left.
 bool SymbolicExprSimplifyVisitor::combineGroup(const Connective& aKind, Ids& aGroup) {
+  // Relations of this kind to other integers never combine; they stand together in text order and
+  // may be many, so all pairs of them are passed over at once.
+  const SymbolicOp inert = aKind.op == SymbolicOp::And ? SymbolicOp::NotEqual : SymbolicOp::Equal;
+  const auto isInert = [&](SymbolicExprId aId) { return kindOf(aId) == inert; };
+  std::size_t inertEnd = 0;
   const auto erase = [&](std::size_t i) {
     aGroup.erase(aGroup.begin() + static_cast<std::ptrdiff_t>(i));
+    inertEnd = 0;
   };
   const std::size_t before = aGroup.size();
   std::size_t i = 0, j = 1;
@@ -376,6 +383,15 @@ bool SymbolicExprSimplifyVisitor::combineGroup(const Connective& aKind, Ids& aGr
     if (j == aGroup.size()) {
       ++i;
       j = i + 1;
+      continue;
+    }
+    if (isInert(aGroup[i]) && isInert(aGroup[j])) {
+      if (inertEnd <= j) {
+        const auto from = aGroup.begin() + static_cast<std::ptrdiff_t>(j);
+        inertEnd = static_cast<std::size_t>(std::find_if_not(from, aGroup.end(), isInert) -
+                                            aGroup.begin());
+      }
+      j = inertEnd;
       continue;
     }
     const bool inOrder = relationOrder(kindOf(aGroup[i])) <= relationOrder(kindOf(aGroup[j]));
@@ -403,20 +419,32 @@ bool SymbolicExprSimplifyVisitor::combineGroup(const Connective& aKind, Ids& aGr
 }
 
 bool SymbolicExprSimplifyVisitor::combineRelations(const Connective& aKind, OperandSet& aSet) {
-  // Only relations over one left operand combine.
-  boost::container::small_vector<IdPair, 12> byLeft;
+  // Only relations over one left operand combine, and of these only those to integers with each
+  // other and those to one other right operand.
+  struct Entry {
+    SymbolicExprId left, right, operand;
+    bool operator<(const Entry& aOther) const {
+      return std::tie(left, right, operand) < std::tie(aOther.left, aOther.right, aOther.operand);
+    }
+  };
+  boost::container::small_vector<Entry, 12> byOperands;
   for (const SymbolicExprId operand : aSet) {
-    if (const std::optional<Relation> r = relation(operand)) byLeft.emplace_back(r->left, operand);
+    if (const std::optional<Relation> r = relation(operand)) {
+      const bool toInteger = kindOf(r->right) == SymbolicOp::IntValue;
+      byOperands.push_back({r->left, toInteger ? invalidSymbolicExprId : r->right, operand});
+    }
   }
-  std::sort(byLeft.begin(), byLeft.end());
+  std::sort(byOperands.begin(), byOperands.end());
 
   bool changed = false;
   Ids group;
-  for (auto first = byLeft.begin(); first != byLeft.end();) {
-    const auto last = std::find_if(
-        first, byLeft.end(), [&](const auto& aEntry) { return aEntry.first != first->first; });
+  for (auto first = byOperands.begin(); first != byOperands.end();) {
+    const auto last = std::find_if(first, byOperands.end(), [&](const Entry& aEntry) {
+      return aEntry.left != first->left || aEntry.right != first->right;
+    });
     group.clear();
-    std::transform(first, last, std::back_inserter(group), [](const auto& e) { return e.second; });
+    std::transform(first, last, std::back_inserter(group),
+                   [](const Entry& e) { return e.operand; });
     if (group.size() > 1) {
       order.sort(group.data(), group.data() + group.size());
       if (combineGroup(aKind, group)) {
@@ -425,7 +453,7 @@ bool SymbolicExprSimplifyVisitor::combineRelations(const Connective& aKind, Oper
           aSet = {group.front()};
           return true;
         }
-        for (auto entry = first; entry != last; ++entry) aSet.erase(entry->second);
+        for (auto entry = first; entry != last; ++entry) aSet.erase(entry->operand);
         aSet.insert(group.begin(), group.end());
       }
     }
