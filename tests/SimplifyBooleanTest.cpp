@@ -152,6 +152,11 @@ TEST(SimplifyBoolean, PairsOfRelations) {
       {"x < 1 || x > 2 || x == 1", "x<=1 || x>2"},
       {"x < 1 || x > 1 || x == 1", "true"},
       {"x <= 1 || x > 2 || x == 2", "x<=1 || x>=2"},
+      {"x != 1 && x != 5 && x <= 1", "x!=5 && x<1"},
+      {"x != 1 && x != 2 && x == 2", "false"},
+      {"x == 1 || x == 5 || x < 1", "x<=1 || x==5"},
+      {"x == 1 || x == 2 || x != 2", "true"},
+      {"x != 1 && x != y && x < y && x != z", "x!=1 && x!=z && x<y"},
       {"x > 2 && x >= 2 && x != 1", "x>2"},
       {"x != 1 && x > 2 && x >= 2", "x>2"},
       // One-directional on purpose, or different operands, or nothing single.
