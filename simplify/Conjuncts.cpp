@@ -260,11 +260,13 @@ bool SymbolicExprSimplifyVisitor::simplifyConjuncts(OperandSet& aSet) {
         return sorted;
       });
     }
+    // What one becomes may be what another was, so all go before any comes.
+    for (const Conjunct& conjunct : conjuncts) {
+      if (conjunct.dropped || conjunct.changed) aSet.erase(conjunct.id);
+    }
     bool again = false;
     for (const Conjunct& conjunct : conjuncts) {
-      if (!conjunct.dropped && !conjunct.changed) continue;
-      aSet.erase(conjunct.id);
-      if (conjunct.dropped) continue;
+      if (conjunct.dropped || !conjunct.changed) continue;
       again = true;
       // Without factors it is true, and decides.
       const OperandSet factors(conjunct.begin(), conjunct.end());
