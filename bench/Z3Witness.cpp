@@ -180,7 +180,8 @@ int main(int argc, char** argv) {
     }
     test::RandomText random(seed);
     for (std::size_t i = 0; i < conditions; ++i) {
-      witness(context, random.condition(1 + i % atoms), true, tally);
+      witness(context, i % 2 == 0 ? random.condition(1 + i % atoms) : random.dense(2 + i % 8), true,
+              tally);
     }
     std::printf("equivalent %zu, undecided %zu, different %zu, refused %zu\n", tally.equivalent,
                 tally.undecided, tally.different, tally.refused);

@@ -128,13 +128,13 @@ TEST(Equivalence, OfRandomConditions) {
   Options options;
   options.maxAssignments = 100;
   std::size_t compared = 0;
-  for (std::size_t i = 0; i < 3000 && !HasFatalFailure(); ++i) {
+  for (std::size_t i = 0; i < 6000 && !HasFatalFailure(); ++i) {
     SymbolicExprTable table;
-    const std::string text = random.condition(1 + i % 12);
+    const std::string text = i % 2 == 0 ? random.condition(1 + i % 12) : random.dense(2 + i % 6);
     options.seed = i;
     checkAll(table, parse(table, text), text, options, compared);
   }
-  EXPECT_GT(compared, 400000U);
+  EXPECT_GT(compared, 600000U);
 }
 
 // A host with the blocks of a model file.

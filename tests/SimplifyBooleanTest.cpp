@@ -45,6 +45,8 @@ TEST(SimplifyBoolean, Absorption) {
       {"(a && x < 3) || x >= 3", "x>=3 || a"},
       {"((a || b) && c) || a || b", "a || b"},
       {"(a && (b || c)) || b || c", "b || c"},
+      {"b && a || c || b && a && !c", "a && b || c"},
+      {"!a || c && !d || !d && a && c", "!a || !d && c"},
       {"(c && (a || b)) || a || d", "a || b && c || d"},
   });
 }

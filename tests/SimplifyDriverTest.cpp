@@ -83,8 +83,10 @@ TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
 // What was simplified before, and in which order nodes were interned, does not show.
 TEST(SimplifyDriver, ResultsAreIndependentOfTheTable) {
   RandomText random(8);
-  std::vector<std::string> texts(300);
-  for (std::size_t i = 0; i < texts.size(); ++i) texts[i] = random.condition(1 + i % 12);
+  std::vector<std::string> texts(2000);
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    texts[i] = i % 2 == 0 ? random.condition(1 + i % 12) : random.dense(2 + i % 6);
+  }
   SymbolicExprTable shared;
   const SymbolicExprPrinter print(shared, false, true, false);
   for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
@@ -108,7 +110,7 @@ TEST(SimplifyDriver, ResultsAreIndependentOfTheTable) {
 TEST(SimplifyDriver, ConditionsReachAFixedPoint) {
   RandomText random(12);
   for (std::size_t i = 0; i < 3000; ++i) {
-    const std::string text = random.condition(1 + i % 14);
+    const std::string text = i % 2 == 0 ? random.condition(1 + i % 14) : random.dense(2 + i % 6);
     const Simplified result = simplified(text);
     ASSERT_LT(result.passes, 12U) << text;
     const Simplified again = simplified(result.text);

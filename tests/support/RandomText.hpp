@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <random>
 #include <string>
 
@@ -34,6 +35,26 @@ class RandomText {
       text += (i == 0 ? "" : connective) + ("(" + condition(atoms) + ")");
     }
     return pick(6) == 0 ? "!(" + text + ")" : text;
+  }
+
+  /// A disjunction of conjunctions, or the other way round, over so few literals that its parts
+  /// absorb, complement and repeat each other.
+  std::string dense(std::size_t aParts) {
+    static constexpr const char* const literals[] = {"a",    "b",    "c",      "d",       "x<3",
+                                                     "x>=3", "x==1", "x != 1", "(x > 3)", "x<=3"};
+    const bool disjunction = pick(4) != 0;
+    const std::size_t choice = 2 + pick(std::size(literals) - 1);
+    std::string text;
+    for (std::size_t i = 0; i < aParts; ++i) {
+      text += i == 0 ? "(" : disjunction ? " || (" : " && (";
+      for (std::size_t k = 0, n = 1 + pick(3); k < n; ++k) {
+        const std::string literal = literals[pick(choice)];
+        text += k == 0 ? "" : disjunction ? " && " : " || ";
+        text += pick(2) == 0 ? "!(" + literal + ")" : literal;
+      }
+      text += ")";
+    }
+    return text;
   }
 
   /// An arithmetic expression with that many operands; `aOperators` are picked from.
