@@ -25,26 +25,11 @@ const phx::function<member_val> memberVal{member_val()};
 
 template <class Iterator>
 ExprParser<Iterator>::ExprParser()
-    : ExprParser::base_type(tree), ownWriter(std::make_unique<StepWriter>()) {
-  define(*ownWriter);
-  tree = qi::raw[qi::eps[phx::bind(&StepWriter::clear, ownWriter.get())] >> expression]
-                [phx::bind(&ExprParser::buildTree, this, qi::_1, qi::_val)];
-}
-
-template <class Iterator>
-ExprParser<Iterator>::ExprParser(StepWriter& aWriter) : ExprParser::base_type(tree) {
-  define(aWriter);
-}
-
-template <class Iterator>
-ExprParser<Iterator>::~ExprParser() = default;
-
-template <class Iterator>
-void ExprParser<Iterator>::define(StepWriter& aWriter) {
+    : ExprParser::base_type(tree), writer(std::make_unique<StepWriter>()) {
   using Op = SymbolicOp;
   using Text = boost::iterator_range<Iterator>;
-  const auto call = [&aWriter](auto aMember, auto... aArguments) {
-    return phx::bind(aMember, &aWriter, aArguments...);
+  const auto call = [](auto aMember, auto... aArguments) {
+    return phx::bind(aMember, qi::_r1, aArguments...);
   };
   const auto apply = [&](Op aOp) { return call(&StepWriter::apply, aOp, std::size_t{0}); };
   const auto applyTo = [&](Op aOp, auto aCount) { return call(&StepWriter::apply, aOp, aCount); };
@@ -57,37 +42,47 @@ void ExprParser<Iterator>::define(StepWriter& aWriter) {
 
   // clang-format off
   expression = qi::eps[call(&StepWriter::begin)]
-               >> (   primary
-                  |   ('-' >> primary)[apply(Op::UnaryMinus)]
-                  |   ('+' >> primary)
-                  |   ('!' >> primary)[apply(Op::Not)]
-                  |   ('~' >> primary)[apply(Op::BitCompl)]
+               >> (   primary(qi::_r1)
+                  |   ('-' >> primary(qi::_r1))[apply(Op::UnaryMinus)]
+                  |   ('+' >> primary(qi::_r1))
+                  |   ('!' >> primary(qi::_r1))[apply(Op::Not)]
+                  |   ('~' >> primary(qi::_r1))[apply(Op::BitCompl)]
                   ) % detail::binaryOperators()[call(&StepWriter::infix, qi::_1)]
                >> qi::eps[call(&StepWriter::end)];
-  primary    = qi::raw[real][qi::_pass = call(&StepWriter::real<Text>, qi::_1)]
-             | qi::int_     [call(&StepWriter::integer, qi::_1)]
+  // A look at the first character spares names, which are most operands, the trial as a number.
+  primary    = ( &ascii::char_("-+.0-9iInN")
+                 >> (   qi::raw[real][qi::_pass = call(&StepWriter::real<Text>, qi::_1)]
+                    |   qi::int_     [call(&StepWriter::integer, qi::_1)] ) )
              // What follows a name tells a call, a member access and a plain name apart.
              | identifier
                >> (   '(' >> (   qi::lit(')')                        [apply(Op::FcnCall0U)]
-                             |   (opened >> elements >> closed >> ')')
+                             |   (opened >> elements(qi::_r1) >> closed >> ')')
                                                                      [applyTo(Op::FcnCall, qi::_1)] )
                   |   ('.' >> identifier)                            [apply(Op::MemberValue)]
                   |   qi::eps )
-             | ('[' >> opened >> elements >> closed >> ']')[applyTo(Op::ND, qi::_1)]
-             | '(' >> opened >> expression >> closed >> ')';
-  elements   = expression[qi::_val = std::size_t{1}] >> *( ',' >> expression[++qi::_val] );
+             | ('[' >> opened >> elements(qi::_r1) >> closed >> ']')[applyTo(Op::ND, qi::_1)]
+             | '(' >> opened >> expression(qi::_r1) >> closed >> ')';
+  elements   = expression(qi::_r1)[qi::_val = std::size_t{1}]
+               >> *( ',' >> expression(qi::_r1)[++qi::_val] );
   // clang-format on
+
+  tree =
+      qi::raw[qi::eps[phx::bind(&StepWriter::clear, writer.get())] >> expression(phx::ref(*writer))]
+             [phx::bind(&ExprParser::buildTree, this, qi::_1, qi::_val)];
 }
+
+template <class Iterator>
+ExprParser<Iterator>::~ExprParser() = default;
 
 // Where the match is followed by more text, what was tried on it may have written steps: they are
 // written anew from the matched text alone.
 template <class Iterator>
 void ExprParser<Iterator>::buildTree(const boost::iterator_range<Iterator>& aText,
                                      expression_ast& aTree) const {
-  ownWriter->clear();
+  writer->clear();
   Iterator first = aText.begin();
-  qi::phrase_parse(first, aText.end(), expression, ascii::space);
-  aTree = ownWriter->buildTree();
+  qi::phrase_parse(first, aText.end(), expression(phx::ref(*writer)), ascii::space);
+  aTree = writer->buildTree();
 }
 
 template class ExprParser<std::string::const_iterator>;

@@ -30,27 +30,25 @@ extern KS_API const boost::phoenix::function<modulo_expr> moduloExp;
 extern KS_API const boost::phoenix::function<member_val> memberVal;
 
 /// The grammar; its start rule synthesises an `expression_ast`. Instantiated for
-/// `std::string::const_iterator`. A grammar object serves one parse at a time.
+/// `std::string::const_iterator`.
 ///
-/// The rules carry no attributes: what they match goes, in interning order, to a sequence of steps,
-/// from which the start rule builds the tree and the parser entry interns nodes without one. An
-/// alternative that is given up after it wrote steps is never part of a match of a whole text. The
-/// ten levels of binary operators are one rule, since a rule per level costs ten calls an operand.
+/// The rules synthesise nothing: what they match goes, in interning order, to the writer of steps
+/// that they are given. From the steps the start rule builds the tree, and the parser entry interns
+/// nodes without one. An alternative that is given up after it wrote steps is never part of a match
+/// of a whole text. The ten levels of binary operators are one rule, since a rule per level costs
+/// ten calls an operand. All rules but the start rule serve any number of parses at a time.
 template <class Iterator>
 class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
                                                      boost::spirit::qi::ascii::space_type> {
  public:
-  /// A grammar with steps of its own.
   ExprParser();
-  /// A grammar that tells `aWriter`, which outlives it, what it matches. It builds no tree: it has
-  /// the rule `expression` and no start rule.
-  explicit ExprParser(detail::StepWriter& aWriter);
   ExprParser(const ExprParser&) = delete;
   ExprParser& operator=(const ExprParser&) = delete;
   ~ExprParser();
 
-  /// A rule that skips white space between tokens.
-  using Rule = boost::spirit::qi::rule<Iterator, boost::spirit::qi::ascii::space_type>;
+  /// A rule that skips white space between tokens and writes the steps of what it matches.
+  using Rule = boost::spirit::qi::rule<Iterator, void(detail::StepWriter&),
+                                       boost::spirit::qi::ascii::space_type>;
 
   /// Operands, with prefix operators that do not stack, joined by binary operators.
   Rule expression;
@@ -58,12 +56,13 @@ class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
   Rule primary;
 
  private:
-  void define(detail::StepWriter& aWriter);
   void buildTree(const boost::iterator_range<Iterator>& aText, expression_ast& aTree) const;
 
-  std::unique_ptr<detail::StepWriter> ownWriter;
+  std::unique_ptr<detail::StepWriter> writer;  // of the start rule
   boost::spirit::qi::rule<Iterator, expression_ast(), boost::spirit::qi::ascii::space_type> tree;
-  boost::spirit::qi::rule<Iterator, std::size_t(), boost::spirit::qi::ascii::space_type> elements;
+  boost::spirit::qi::rule<Iterator, std::size_t(detail::StepWriter&),
+                          boost::spirit::qi::ascii::space_type>
+      elements;
 };
 
 extern template class ExprParser<std::string::const_iterator>;

@@ -1,5 +1,7 @@
 #include "parser/SymbolicExprParser.hpp"
 
+#include <boost/phoenix/core.hpp>
+#include <boost/spirit/include/qi_nonterminal.hpp>
 #include <boost/spirit/include/qi_parse.hpp>
 
 #include "parser/ExprParser.hpp"
@@ -8,17 +10,20 @@
 
 namespace KS {
 
+namespace phx = boost::phoenix;
 namespace qi = boost::spirit::qi;
 
 SymbolicExprParser::SymbolicExprParser(SymbolicExprTable& aTable, bool aCSyntax)
     : table(aTable), cSyntax(aCSyntax) {}
 
 SymbolicExprId SymbolicExprParser::operator()(const std::string& aText) const {
+  // Making a grammar costs as much as parsing a short text.
+  static const Parser::ExprParser<std::string::const_iterator> grammar;
   detail::StepWriter writer;
-  const Parser::ExprParser<std::string::const_iterator> grammar(writer);
   std::string::const_iterator stop = aText.begin();
   // Skips white space after the match, too.
-  const bool matched = qi::phrase_parse(stop, aText.end(), grammar.expression, qi::ascii::space);
+  const bool matched =
+      qi::phrase_parse(stop, aText.end(), grammar.expression(phx::ref(writer)), qi::ascii::space);
   if (!matched || stop != aText.end()) return invalidSymbolicExprId;
   return writer.written().intern(table, cSyntax);
 }

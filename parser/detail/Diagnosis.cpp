@@ -1,6 +1,7 @@
 #include "parser/detail/Diagnosis.hpp"
 
 #include <algorithm>
+#include <boost/phoenix/core.hpp>
 #include <boost/spirit/include/qi_nonterminal.hpp>
 #include <boost/spirit/include/qi_parse.hpp>
 #include <functional>
@@ -14,6 +15,7 @@ namespace KS::detail {
 
 namespace {
 
+namespace phx = boost::phoenix;
 namespace qi = boost::spirit::qi;
 using Iterator = std::string::const_iterator;
 
@@ -75,11 +77,11 @@ std::string asOperand(std::string_view aRest) {
 
 std::optional<SymbolicExprParseError> diagnose(const std::string& aText) {
   StepWriter writer;
-  Parser::ExprParser<Iterator> grammar(writer);
+  Parser::ExprParser<Iterator> grammar;
   Progress progress{aText.begin(), aText.begin()};
   qi::debug(grammar.primary, std::ref(progress));
   Iterator stop = aText.begin();
-  if (qi::phrase_parse(stop, aText.end(), grammar.expression, qi::ascii::space) &&
+  if (qi::phrase_parse(stop, aText.end(), grammar.expression(phx::ref(writer)), qi::ascii::space) &&
       stop == aText.end()) {
     return std::nullopt;
   }
