@@ -7,6 +7,18 @@
 
 namespace KS {
 
+namespace {
+
+// Makes room for one more element. Growing by half leaves less memory unused than doubling.
+template <class Vector>
+void makeRoom(Vector& aVector) {
+  if (aVector.size() == aVector.capacity()) {
+    aVector.reserve(aVector.size() + aVector.size() / 2 + 16);
+  }
+}
+
+}  // namespace
+
 std::size_t hash_value(const SymbolicExprRef& aRef) { return aRef.get()->getHash(); }
 
 bool operator==(const SymbolicExprRef& aProbe, const SymbolicExprRef& aStored) {
@@ -23,20 +35,35 @@ bool SymbolicExprTable::SlotEqual::operator()(const Slot& a, const Slot& b) cons
 SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
 
 SymbolicExprTable::~SymbolicExprTable() {
-  for (const SymbolicExpr* node : nodes) delete node;
+  for (std::size_t id = 0; id < nodes.size(); ++id) {
+    if (digests[id].isAdded) {
+      delete nodes[id];
+    } else {
+      nodes[id]->~SymbolicExpr();
+    }
+  }
 }
 
 void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
   if (aExpr == nullptr) {
     throw std::invalid_argument("KS::SymbolicExprTable::add: the node is null");
   }
+  detail::NodeDigest digest = detail::Digests::make(*aExpr);
+  digest.isAdded = true;
+  append(aExpr, aExpr->getHash(), digest);
+}
+
+void SymbolicExprTable::append(const SymbolicExpr* aNode, std::size_t aHash,
+                               const detail::NodeDigest& aDigest) {
   if (nodes.size() >= detail::NodeDigest::none) failFull();
-  nodes.push_back(aExpr);
+  makeRoom(nodes);
+  makeRoom(digests);
+  nodes.push_back(aNode);
+  digests.push_back(aDigest);
   try {
-    digests.push_back(detail::Digests::make(*aExpr));
-    index.insert(Slot{aExpr->getHash(), nodes.size() - 1});
+    index.insert(Slot{aHash, nodes.size() - 1});
   } catch (...) {
-    if (digests.size() == nodes.size()) digests.pop_back();
+    digests.pop_back();
     nodes.pop_back();
     throw;
   }

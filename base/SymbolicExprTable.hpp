@@ -5,6 +5,7 @@
 #include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ struct NodeDigest {
   static constexpr std::uint32_t none = 0xFFFFFFFF;
   std::uint8_t kind;
   bool isSimplified;     // whether simplification is known to give the node back
+  bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
   std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
   std::uint32_t second;  // the second input
 };
@@ -149,9 +151,13 @@ class KS_API SymbolicExprTable {
     return slot == index.end() ? invalidSymbolicExprId : slot->id;
   }
 
+  // Gives a node that is not in the table the next id.
+  void append(const SymbolicExpr* aNode, std::size_t aHash, const detail::NodeDigest& aDigest);
+
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
   [[noreturn]] static void failFull();
 
+  std::pmr::monotonic_buffer_resource arena{std::pmr::new_delete_resource()};  // interned nodes
   boost::unordered_flat_set<Slot, SlotHash, SlotEqual> index;
   std::vector<const SymbolicExpr*> nodes;
   std::vector<detail::NodeDigest> digests;  // one per node

@@ -24,12 +24,21 @@ struct Digests {
     aTable.digests[aId].isSimplified = true;
   }
 
+  /// Whether an operator's digest holds all there is to know of its inputs.
+  static bool isWhole(const NodeDigest& aDigest) {
+    const auto op = static_cast<SymbolicOp>(aDigest.kind);
+    const bool isUnary =
+        op == SymbolicOp::UnaryMinus || op == SymbolicOp::Not || op == SymbolicOp::BitCompl;
+    return aDigest.first != NodeDigest::none && (isUnary || aDigest.second != NodeDigest::none);
+  }
+
   /// The digest of a node. Called with the concrete class it costs no virtual call. The table has
   /// fewer nodes than `none`, so an input that does not fit is not in it.
   template <class Node>
   static NodeDigest make(const Node& aNode) {
     const int kind = aNode.getKind();
-    NodeDigest digest{static_cast<std::uint8_t>(kind), false, NodeDigest::none, NodeDigest::none};
+    NodeDigest digest{static_cast<std::uint8_t>(kind), false, false, NodeDigest::none,
+                      NodeDigest::none};
     const auto op = static_cast<SymbolicOp>(kind);
     const auto fit = [](SymbolicExprId aId) {
       return aId < NodeDigest::none ? static_cast<std::uint32_t>(aId) : NodeDigest::none;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <initializer_list>
+#include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,28 +16,24 @@
 namespace KS::detail {
 
 struct Intern {
-  /// Finds the node that equals the probe, or stores a copy of the probe: one hash, one search.
+  /// Finds the node that equals the probe, or stores a copy of the probe.
   template <class Node>
   static void node(SymbolicExprTable& aTable, const Node& aProbe) {
-    node(aTable, aProbe, aProbe.Node::getHash());
+    store(aTable, aProbe, aProbe.Node::getHash(),
+          [&](SymbolicExprId aId) { return aProbe.Node::operator==(*aTable.nodes[aId]); });
   }
-  /// The same for a caller that has the probe's hash.
+
+  /// The same for an operator, whose hash the caller has. Digests tell operators apart, so the
+  /// stored nodes are not looked at.
   template <class Node>
-  static void node(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
-    const SymbolicExprId newId = aTable.nodes.size();
-    if (newId >= NodeDigest::none) aTable.failFull();
-    makeRoom(aTable.nodes);
-    // The new slot names the probe until its copy takes the place.
-    aTable.nodes.push_back(&aProbe);
-    UndoProbe undo{aTable};
-    const auto [slot, isNew] = aTable.index.insert({aHash, newId});
-    aTable.lastInterned = slot->id;
-    if (!isNew) return;
-    undo.slot = &*slot;
-    makeRoom(aTable.digests);
-    aTable.digests.push_back(Digests::make(aProbe));
-    aTable.nodes[newId] = new Node(aProbe);
-    undo.keep = true;
+  static void operation(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
+    const NodeDigest probe = Digests::make(aProbe);
+    store(aTable, aProbe, aHash, [&](SymbolicExprId aId) {
+      const NodeDigest& stored = aTable.digests[aId];
+      return stored.kind == probe.kind && stored.first == probe.first &&
+             stored.second == probe.second &&
+             (Digests::isWhole(probe) || aProbe.Node::operator==(*aTable.nodes[aId]));
+    });
   }
 
   /// Interns a symbol; one that is known costs no string of its own.
@@ -58,14 +56,6 @@ struct Intern {
     if (known != invalidSymbolicExprId) return known;
     SymbolicIntValue(aTable, aValue);
     return lastId(aTable);
-  }
-
-  /// Makes room for one more element. Growing by a quarter leaves little memory unused.
-  template <class Vector>
-  static void makeRoom(Vector& aVector) {
-    if (aVector.size() == aVector.capacity()) {
-      aVector.reserve(aVector.size() + aVector.size() / 4 + 16);
-    }
   }
 
   /// Says that a constructor interned nothing.
@@ -103,17 +93,18 @@ struct Intern {
   }
 
  private:
-  struct UndoProbe {
-    SymbolicExprTable& table;
-    const SymbolicExprTable::Slot* slot = nullptr;
-    bool keep = false;
-    ~UndoProbe() {
-      if (keep) return;
-      if (slot != nullptr) table.index.erase(*slot);
-      if (table.digests.size() == table.nodes.size()) table.digests.pop_back();
-      table.nodes.pop_back();
-    }
-  };
+  template <class Node, class IsIt>
+  static void store(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash,
+                    const IsIt& aIsIt) {
+    aTable.lastInterned = aTable.search(aHash, aIsIt);
+    if (aTable.lastInterned != invalidSymbolicExprId) return;
+    void* const place = aTable.arena.allocate(sizeof(Node), alignof(Node));
+    const auto destroy = [](const Node* aNode) { aNode->~Node(); };
+    std::unique_ptr<Node, decltype(destroy)> copy(new (place) Node(aProbe), destroy);
+    aTable.append(copy.get(), aHash, Digests::make(aProbe));
+    copy.release();
+    aTable.lastInterned = aTable.nodes.size() - 1;
+  }
 };
 
 /// Interns a node of class `Node` with these operands and returns its id.
