@@ -99,8 +99,48 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
   return rebuild(aKind, set);
 }
 
-// Adds one operand to a conjunction that is simplified, without taking the conjunction apart:
-// hosts build conjunctions operand by operand. Nothing where a rule might apply to the two.
+// What an operand of a conjunction that `extend` can handle is about: a relation about its left
+// operand, a symbol about itself. The invalid id for all others.
+SymbolicExprId SymbolicExprSimplifyVisitor::subject(SymbolicExprId aOperand) const {
+  const SymbolicOp op = kindOf(aOperand);
+  if (op == SymbolicOp::String) return aOperand;
+  const bool isRelation = op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
+  return isRelation ? SymbolicExprId{digest(aOperand).first} : invalidSymbolicExprId;
+}
+
+// Takes a simplified conjunction apart, unless it is what was extended last. False where it has
+// operands that are about nothing.
+bool SymbolicExprSimplifyVisitor::GrowingChain::load(const SymbolicExprSimplifyVisitor& aVisitor,
+                                                     SymbolicExprId aChain) {
+  if (chain == aChain) return true;
+  chain = invalidSymbolicExprId;
+  operands.clear();
+  subjects.clear();
+  if (!subjectSet.empty()) subjectSet = {};
+  for (SymbolicExprId link = aChain;; link = aVisitor.digest(link).first) {
+    const bool isLast = aVisitor.kindOf(link) != SymbolicOp::And;
+    operands.push_back(isLast ? link : aVisitor.digest(link).second);
+    subjects.push_back(aVisitor.subject(operands.back()));
+    if (subjects.back() == invalidSymbolicExprId) return false;
+    if (isLast) break;
+  }
+  std::reverse(operands.begin(), operands.end());
+  chain = aChain;
+  return true;
+}
+
+bool SymbolicExprSimplifyVisitor::GrowingChain::isAbout(SymbolicExprId aSubject) {
+  constexpr std::size_t few = 32;
+  if (subjects.size() <= few) {
+    return std::find(subjects.begin(), subjects.end(), aSubject) != subjects.end();
+  }
+  while (subjectSet.size() < subjects.size()) subjectSet.insert(subjects[subjectSet.size()]);
+  return subjectSet.contains(aSubject);
+}
+
+// Adds one operand to a conjunction that is simplified: hosts build conjunctions operand by
+// operand. Symbols and relations are all that may take part, and there may be one about each
+// subject. Nothing where a rule might apply to the two.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId aChain,
                                                                   SymbolicExprId aOperand) {
   if (kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOperand);
@@ -108,41 +148,30 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId
       aOperand == constant(true) || aOperand == constant(false)) {
     return std::nullopt;
   }
-  // Symbols and relations are all that may take part; of relations over one left operand there may
-  // be one. For a symbol its own id stands in for the left operand.
-  const auto subject = [this](SymbolicExprId aId) {
-    const SymbolicOp op = kindOf(aId);
-    if (op == SymbolicOp::String) return aId;
-    const bool isRelation = op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
-    return isRelation ? SymbolicExprId{digest(aId).first} : invalidSymbolicExprId;
-  };
   const SymbolicExprId added = subject(aOperand);
-  if (added == invalidSymbolicExprId) return std::nullopt;
-  for (SymbolicExprId link = aChain;;) {
-    const bool isLast = kindOf(link) != SymbolicOp::And;
-    const SymbolicExprId operand = isLast ? link : digest(link).second;
-    const SymbolicExprId there = subject(operand);
-    if (operand == aOperand) return aChain;
-    if (there == invalidSymbolicExprId || there == added) return std::nullopt;
-    if (isLast) break;
-    link = digest(link).first;
+  if (added == invalidSymbolicExprId || !growing.load(*this, aChain)) return std::nullopt;
+  Ids& all = growing.operands;
+  if (growing.isAbout(added)) {
+    const bool isThere = std::find(all.begin(), all.end(), aOperand) != all.end();
+    return isThere ? std::optional(aChain) : std::nullopt;
   }
 
-  // The place in text order, and the operands behind it, the last one first.
-  Ids behind;
+  // The operands before the new one stay the chain that they are.
+  const auto place = std::lower_bound(
+      all.begin(), all.end(), aOperand,
+      [this](SymbolicExprId a, SymbolicExprId b) { return compareExprs(a, b) < 0; });
   SymbolicExprId before = aChain;
-  while (kindOf(before) == SymbolicOp::And && compareExprs(aOperand, digest(before).second) < 0) {
-    behind.push_back(digest(before).second);
+  for (auto behind = all.end(); behind != place && behind - 1 != all.begin(); --behind) {
     before = digest(before).first;
   }
-  Ids pieces{before, aOperand};
-  if (kindOf(before) != SymbolicOp::And && compareExprs(aOperand, before) < 0) {
-    std::swap(pieces[0], pieces[1]);
-  }
-  pieces.insert(pieces.end(), behind.rbegin(), behind.rend());
-  const SymbolicExprId longer = join(conjunction, pieces.data(), pieces.size());
-  Digests::setSimplified(table(), longer);
-  return longer;
+  growing.chain = invalidSymbolicExprId;
+  auto next = all.insert(place, aOperand);
+  if (next == all.begin()) before = *next++;
+  for (; next != all.end(); ++next) before = intern<SymbolicAndExpr>(table(), before, *next);
+  growing.subjects.push_back(added);
+  growing.chain = before;
+  Digests::setSimplified(table(), before);
+  return before;
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::simplifySet(const Connective& aKind, OperandSet& aSet) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "base/KSApi.hpp"
@@ -9,13 +10,18 @@
 
 namespace KS {
 
+class SymbolicExprSimplifyVisitor;
+
 /// Rewrites expressions into simpler, canonical ones of the same table: passes run until the result
 /// stops changing, becomes one of the table's boolean symbols, repeats an earlier result, or the
-/// limit is reached. Borrows the table; adds its boolean symbols if it has none yet.
+/// limit is reached. Borrows the table; adds its boolean symbols if it has none yet. Several
+/// expressions are simplified faster by one object: it keeps texts that operands are ordered by.
 class KS_API SymbolicExprSimplify {
  public:
   /// `aMaxIterations` is the most passes that one call may run; 0 still runs one.
   SymbolicExprSimplify(SymbolicExprTable& aTable, std::size_t aMaxIterations);
+  SymbolicExprSimplify(const SymbolicExprSimplify& aOther);
+  ~SymbolicExprSimplify();
 
   /// The id of the simplified expression. Writes the number of passes that were run, at least 1.
   /// Throws `std::out_of_range` for an id that is not in the table.
@@ -26,8 +32,12 @@ class KS_API SymbolicExprSimplify {
   std::vector<SymbolicExprId> explain(SymbolicExprId aId) const;
 
  private:
+  template <class OnResult>
+  std::size_t runPasses(SymbolicExprId aId, OnResult aOnResult) const;
+
   SymbolicExprTable& table;
   std::size_t maxIterations;
+  mutable std::unique_ptr<SymbolicExprSimplifyVisitor> visitor;  // between calls, if there was one
 };
 
 }  // namespace KS

@@ -36,6 +36,18 @@ bool SymbolicExprSimplifyVisitor::isFixed(SymbolicExprId aId) const {
   return isLeaf(kindOf(aId)) || digest(aId).isSimplified;
 }
 
+void SymbolicExprSimplifyVisitor::restart() {
+  // Emptying a map takes time in the most that it ever held.
+  constexpr std::size_t few = 256;
+  if (results.bucket_count() > few) {
+    results = {};
+  } else {
+    results.clear();
+  }
+  disjunctsLeft = maxDisjunctsInAll;
+  limitReached = false;
+}
+
 SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
   if (isFixed(aId)) return aId;
   if (const auto known = results.find(aId); known != results.end()) return known->second;

@@ -5,6 +5,7 @@
 #include <boost/container/flat_set.hpp>
 #include <boost/container/small_vector.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -43,6 +44,10 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   /// Borrows the table, which has its boolean symbols.
   explicit SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable);
   ~SymbolicExprSimplifyVisitor() override;
+
+  /// Forgets the results of passes, and what limits they came near to: the next pass begins a
+  /// simplification of its own. What only saves time stays.
+  void restart();
 
   /// The result of one pass over the expression; every distinct node is entered once.
   SymbolicExprId pass(SymbolicExprId aId);
@@ -133,6 +138,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   SymbolicExprId simplifyChain(const Connective& aKind, const SymbolicExprId* aOperands,
                                std::size_t aCount);
   std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOperand);
+  SymbolicExprId subject(SymbolicExprId aOperand) const;
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
   std::optional<SymbolicExprId> reduce(const Connective& aKind, OperandSet& aSet);
   void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
@@ -178,6 +184,19 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   mutable detail::TextOrder order;
   // What a pass makes of the ids that it changes. That it gives others back, the table remembers.
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
+
+  // The conjunction that was extended last, taken apart: one that grows operand by operand costs a
+  // look at the new operand each time.
+  struct GrowingChain {
+    SymbolicExprId chain = invalidSymbolicExprId;
+    Ids operands;                                          // in order
+    Ids subjects;                                          // of the operands, in any order
+    boost::unordered_flat_set<SymbolicExprId> subjectSet;  // of the first of these, if many
+
+    bool load(const SymbolicExprSimplifyVisitor& aVisitor, SymbolicExprId aChain);
+    bool isAbout(SymbolicExprId aSubject);
+  };
+  GrowingChain growing;
 
   std::size_t disjunctsLeft = maxDisjunctsInAll;
   // From then on what a pass gives back is not known to stay.
