@@ -18,32 +18,41 @@ SymbolicExprId SymbolicExprSimplifyVisitor::constant(bool aValue) const {
 // ---------------------------------------------------------------------------------------------
 // Flattening and rebuilding
 
-void SymbolicExprSimplifyVisitor::addChain(const Connective& aKind, SymbolicExprId aChain,
-                                           OperandSet& aSet) const {
+// Adds operands to a set; of an operand that is a chain of the same connective, its operands.
+void SymbolicExprSimplifyVisitor::addOperands(const Connective& aKind,
+                                              const SymbolicExprId* aOperands, std::size_t aCount,
+                                              OperandSet& aSet) const {
   Ids flat;
-  appendChain(aKind.op, aChain, flat);
+  for (std::size_t i = 0; i < aCount; ++i) {
+    if (kindOf(aOperands[i]) == aKind.op) {
+      appendChain(aKind.op, aOperands[i], flat);
+    } else {
+      flat.push_back(aOperands[i]);
+    }
+  }
   for (SymbolicExprId& operand : flat) operand = normalizeRelOp(operand);
-  aSet.insert(flat.begin(), flat.end());
+  std::sort(flat.begin(), flat.end());
+  flat.erase(std::unique(flat.begin(), flat.end()), flat.end());
+  aSet.insert(boost::container::ordered_unique_range, flat.begin(), flat.end());
+}
+
+void SymbolicExprSimplifyVisitor::addOperand(const Connective& aKind, SymbolicExprId aOperand,
+                                             OperandSet& aSet) const {
+  if (kindOf(aOperand) == aKind.op) {
+    addOperands(aKind, &aOperand, 1, aSet);
+  } else {
+    aSet.insert(normalizeRelOp(aOperand));
+  }
 }
 
 void SymbolicExprSimplifyVisitor::getUniqueSymbolicAndExprs(const SymbolicExpr& aAnd,
                                                             OperandSet& aSet) const {
-  addChain(conjunction, aAnd.getId(table()), aSet);
+  addOperand(conjunction, aAnd.getId(table()), aSet);
 }
 
 void SymbolicExprSimplifyVisitor::getUniqueSymbolicOrExprs(const SymbolicExpr& aOr,
                                                            OperandSet& aSet) const {
-  addChain(disjunction, aOr.getId(table()), aSet);
-}
-
-// Adds one operand, or the operands of a chain of the same connective.
-void SymbolicExprSimplifyVisitor::addOperand(const Connective& aKind, SymbolicExprId aOperand,
-                                             OperandSet& aSet) const {
-  if (kindOf(aOperand) == aKind.op) {
-    addChain(aKind, aOperand, aSet);
-  } else {
-    aSet.insert(normalizeRelOp(aOperand));
-  }
+  addOperand(disjunction, aOr.getId(table()), aSet);
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::join(const Connective& aKind,
@@ -89,7 +98,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
     }
   }
   OperandSet set;
-  for (std::size_t i = 0; i < aCount; ++i) addOperand(aKind, aOperands[i], set);
+  addOperands(aKind, aOperands, aCount, set);
   if (const std::optional<SymbolicExprId> decided = reduce(aKind, set)) return *decided;
   // A disjunction of two that nothing simplifies keeps their order where none is prescribed.
   if (aKind.op == SymbolicOp::Or && aCount == 2 && set.size() == 2) {
@@ -108,24 +117,32 @@ SymbolicExprId SymbolicExprSimplifyVisitor::subject(SymbolicExprId aOperand) con
   return isRelation ? SymbolicExprId{digest(aOperand).first} : invalidSymbolicExprId;
 }
 
-// Takes a simplified conjunction apart, unless it is what was extended last. False where it has
-// operands that are about nothing.
-bool SymbolicExprSimplifyVisitor::GrowingChain::load(const SymbolicExprSimplifyVisitor& aVisitor,
-                                                     SymbolicExprId aChain) {
-  if (chain == aChain) return true;
-  chain = invalidSymbolicExprId;
-  operands.clear();
-  subjects.clear();
-  if (!subjectSet.empty()) subjectSet = {};
-  for (SymbolicExprId link = aChain;; link = aVisitor.digest(link).first) {
-    const bool isLast = aVisitor.kindOf(link) != SymbolicOp::And;
-    operands.push_back(isLast ? link : aVisitor.digest(link).second);
-    subjects.push_back(aVisitor.subject(operands.back()));
-    if (subjects.back() == invalidSymbolicExprId) return false;
-    if (isLast) break;
+// The operands of a simplified conjunction, or one operand that stands for itself.
+SymbolicExprSimplifyVisitor::Ids SymbolicExprSimplifyVisitor::conjunctionOperands(
+    SymbolicExprId aId) const {
+  Ids flat;
+  for (; kindOf(aId) == SymbolicOp::And; aId = digest(aId).first) {
+    flat.push_back(digest(aId).second);
   }
-  std::reverse(operands.begin(), operands.end());
-  chain = aChain;
+  flat.push_back(aId);
+  std::reverse(flat.begin(), flat.end());
+  return flat;
+}
+
+// Takes a simplified conjunction apart, unless it is what was extended last. False where it is a
+// constant or has operands that are about nothing.
+bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {
+  if (growing.chain == aChain) return true;
+  if (!isFixed(aChain) || aChain == constant(true) || aChain == constant(false)) return false;
+  growing.chain = invalidSymbolicExprId;
+  growing.operands = conjunctionOperands(aChain);
+  growing.subjects.clear();
+  if (!growing.subjectSet.empty()) growing.subjectSet = {};
+  for (const SymbolicExprId operand : growing.operands) {
+    growing.subjects.push_back(subject(operand));
+    if (growing.subjects.back() == invalidSymbolicExprId) return false;
+  }
+  growing.chain = aChain;
   return true;
 }
 
@@ -138,40 +155,55 @@ bool SymbolicExprSimplifyVisitor::GrowingChain::isAbout(SymbolicExprId aSubject)
   return subjectSet.contains(aSubject);
 }
 
-// Adds one operand to a conjunction that is simplified: hosts build conjunctions operand by
-// operand. Symbols and relations are all that may take part, and there may be one about each
-// subject. Nothing where a rule might apply to the two.
+// Puts further operands in their places among those of a chain, and returns the chain of all. The
+// operands before the first new one stay the chain that they are.
+SymbolicExprId SymbolicExprSimplifyVisitor::insertOperands(SymbolicExprId aChain, Ids& aOperands,
+                                                           const Ids& aAdded) {
+  std::size_t links = aOperands.size();
+  std::size_t first = links;
+  for (const SymbolicExprId added : aAdded) {
+    const auto isBefore = [this](SymbolicExprId a, SymbolicExprId b) {
+      return compareExprs(a, b) < 0;
+    };
+    const auto place = std::lower_bound(aOperands.begin(), aOperands.end(), added, isBefore);
+    first = std::min(first, static_cast<std::size_t>(place - aOperands.begin()));
+    aOperands.insert(place, added);
+  }
+  SymbolicExprId chain = aChain;
+  for (; links > std::max<std::size_t>(first, 1); --links) chain = digest(chain).first;
+  if (first == 0) chain = aOperands[0];
+  for (std::size_t i = std::max<std::size_t>(first, 1); i < aOperands.size(); ++i) {
+    chain = intern<SymbolicAndExpr>(table(), chain, aOperands[i]);
+  }
+  Digests::setSimplified(table(), chain);
+  return chain;
+}
+
+// The conjunction of two that are simplified, one of which is mostly the longer: hosts build
+// conjunctions operand by operand. Symbols and relations are all that may take part, and no subject
+// may be new in both. Nothing where a rule might apply to the two.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId aChain,
-                                                                  SymbolicExprId aOperand) {
-  if (kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOperand);
-  if (kindOf(aChain) != SymbolicOp::And || !isFixed(aChain) || !isFixed(aOperand) ||
-      aOperand == constant(true) || aOperand == constant(false)) {
+                                                                  SymbolicExprId aOther) {
+  if (growing.chain == aOther || kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOther);
+  if (!isFixed(aOther) || aOther == constant(true) || aOther == constant(false) ||
+      !loadGrowing(aChain)) {
     return std::nullopt;
   }
-  const SymbolicExprId added = subject(aOperand);
-  if (added == invalidSymbolicExprId || !growing.load(*this, aChain)) return std::nullopt;
-  Ids& all = growing.operands;
-  if (growing.isAbout(added)) {
-    const bool isThere = std::find(all.begin(), all.end(), aOperand) != all.end();
-    return isThere ? std::optional(aChain) : std::nullopt;
+  Ids added;
+  for (const SymbolicExprId operand : conjunctionOperands(aOther)) {
+    const SymbolicExprId about = subject(operand);
+    if (about == invalidSymbolicExprId) return std::nullopt;
+    if (!growing.isAbout(about)) {
+      added.push_back(operand);
+    } else if (std::find(growing.operands.begin(), growing.operands.end(), operand) ==
+               growing.operands.end()) {
+      return std::nullopt;
+    }
   }
-
-  // The operands before the new one stay the chain that they are.
-  const auto place = std::lower_bound(
-      all.begin(), all.end(), aOperand,
-      [this](SymbolicExprId a, SymbolicExprId b) { return compareExprs(a, b) < 0; });
-  SymbolicExprId before = aChain;
-  for (auto behind = all.end(); behind != place && behind - 1 != all.begin(); --behind) {
-    before = digest(before).first;
-  }
-  growing.chain = invalidSymbolicExprId;
-  auto next = all.insert(place, aOperand);
-  if (next == all.begin()) before = *next++;
-  for (; next != all.end(); ++next) before = intern<SymbolicAndExpr>(table(), before, *next);
-  growing.subjects.push_back(added);
-  growing.chain = before;
-  Digests::setSimplified(table(), before);
-  return before;
+  if (added.empty()) return aChain;
+  growing.chain = insertOperands(aChain, growing.operands, added);
+  for (const SymbolicExprId operand : added) growing.subjects.push_back(subject(operand));
+  return growing.chain;
 }
 
 SymbolicExprId SymbolicExprSimplifyVisitor::simplifySet(const Connective& aKind, OperandSet& aSet) {
@@ -240,6 +272,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExpr
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet& aSet) {
   OperandSet rest;
   std::vector<std::vector<SymbolicExprId>> disjunctions;
+  SymbolicExprId lastDisjunction = invalidSymbolicExprId;
   std::size_t disjuncts = 1;
   for (const SymbolicExprId operand : aSet) {
     if (kindOf(operand) != SymbolicOp::Or) {
@@ -247,10 +280,11 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
       continue;
     }
     OperandSet members;
-    addChain(disjunction, operand, members);
+    addOperand(disjunction, operand, members);
     // (a || b) && a -> a
     const auto isOperand = [&](SymbolicExprId aMember) { return aSet.contains(aMember); };
     if (std::any_of(members.begin(), members.end(), isOperand)) continue;
+    lastDisjunction = operand;
     disjunctions.emplace_back(members.begin(), members.end());
     disjuncts = std::min(disjuncts * members.size(), maxDisjuncts + 1);
   }
@@ -265,11 +299,37 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
   }
   disjunctsLeft -= disjuncts;
   const SymbolicExprId restResult = simplifySet(conjunction, rest);
+  if (disjunctions.size() == 1 && isFixed(lastDisjunction)) {
+    if (const std::optional<SymbolicExprId> distributed =
+            distributeUnrelated(restResult, disjunctions[0])) {
+      return distributed;
+    }
+  }
   rest.clear();
   addOperand(conjunction, restResult, rest);
   rest.erase(constant(true));
   if (rest.contains(constant(false))) return constant(false);
   return distributeOver(rest, disjunctions);
+}
+
+// The same for a conjunction and the members of one simplified disjunction that have no subject in
+// common: no rule applies to the conjunctions either that did not apply to the members. Nothing
+// where that is not so.
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
+    SymbolicExprId aRest, const std::vector<SymbolicExprId>& aMembers) {
+  if (!loadGrowing(aRest)) return std::nullopt;
+  for (const SymbolicExprId member : aMembers) {
+    for (const SymbolicExprId operand : conjunctionOperands(member)) {
+      const SymbolicExprId about = subject(operand);
+      if (about == invalidSymbolicExprId || growing.isAbout(about)) return std::nullopt;
+    }
+  }
+  OperandSet conjuncts;
+  for (const SymbolicExprId member : aMembers) {
+    Ids all = growing.operands;
+    conjuncts.insert(insertOperands(aRest, all, conjunctionOperands(member)));
+  }
+  return rebuild(disjunction, conjuncts);
 }
 
 // One conjunction for every way to pick a member of each disjunction.
@@ -312,7 +372,7 @@ void SymbolicExprSimplifyVisitor::decideByNotTerm(const Connective& aKind, Opera
   const auto standsThere = [&](SymbolicExprId aId) {
     if (kindOf(aId) != aKind.op) return isOperand(aId);
     OperandSet inner;
-    addChain(aKind, aId, inner);
+    addOperand(aKind, aId, inner);
     return std::all_of(inner.begin(), inner.end(), isOperand);
   };
   const SymbolicExprId y = digest(aNotTerm).first;
@@ -333,7 +393,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduceNotTerm(const C
   const SymbolicExprId y = digest(aNotTerm).first;
   if (kindOf(y) != aKind.op) return std::nullopt;
   OperandSet inner, left;
-  addChain(aKind, y, inner);
+  addOperand(aKind, y, inner);
   std::set_difference(inner.begin(), inner.end(), aSet.begin(), aSet.end(),
                       std::inserter(left, left.end()));
   if (left.size() == inner.size() || left.empty()) return std::nullopt;

@@ -160,7 +160,7 @@ void SymbolicExprSimplifyVisitor::simplifyORExprForAbsorptionRule(
   for (const SymbolicExprId factor : factors) {
     if (kindOf(factor) != SymbolicOp::Or) continue;
     OperandSet members;
-    addChain(disjunction, factor, members);
+    addOperand(disjunction, factor, members);
     if (std::includes(aSet.begin(), aSet.end(), members.begin(), members.end())) {
       aSet.erase(aTerm);
       return;

@@ -137,13 +137,19 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   // Conjunctions and disjunctions. What both do alike takes the connective.
   SymbolicExprId simplifyChain(const Connective& aKind, const SymbolicExprId* aOperands,
                                std::size_t aCount);
-  std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOperand);
+  std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOther);
+  bool loadGrowing(SymbolicExprId aChain);
+  SymbolicExprId insertOperands(SymbolicExprId aChain, Ids& aOperands, const Ids& aAdded);
   SymbolicExprId subject(SymbolicExprId aOperand) const;
+  Ids conjunctionOperands(SymbolicExprId aId) const;
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
   std::optional<SymbolicExprId> reduce(const Connective& aKind, OperandSet& aSet);
+  void addOperands(const Connective& aKind, const SymbolicExprId* aOperands, std::size_t aCount,
+                   OperandSet& aSet) const;
   void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
-  void addChain(const Connective& aKind, SymbolicExprId aChain, OperandSet& aSet) const;
   std::optional<SymbolicExprId> distribute(OperandSet& aSet);
+  std::optional<SymbolicExprId> distributeUnrelated(SymbolicExprId aRest,
+                                                    const std::vector<SymbolicExprId>& aMembers);
   SymbolicExprId distributeOver(const OperandSet& aRest,
                                 const std::vector<std::vector<SymbolicExprId>>& aDisjunctions);
   bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
@@ -193,7 +199,6 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
     Ids subjects;                                          // of the operands, in any order
     boost::unordered_flat_set<SymbolicExprId> subjectSet;  // of the first of these, if many
 
-    bool load(const SymbolicExprSimplifyVisitor& aVisitor, SymbolicExprId aChain);
     bool isAbout(SymbolicExprId aSubject);
   };
   GrowingChain growing;
