@@ -137,7 +137,8 @@ bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {
   growing.chain = invalidSymbolicExprId;
   growing.operands = conjunctionOperands(aChain);
   growing.subjects.clear();
-  if (!growing.subjectSet.empty()) growing.subjectSet = {};
+  if (growing.inSet > 0) growing.subjectSet = {};
+  growing.inSet = 0;
   for (const SymbolicExprId operand : growing.operands) {
     growing.subjects.push_back(subject(operand));
     if (growing.subjects.back() == invalidSymbolicExprId) return false;
@@ -151,7 +152,7 @@ bool SymbolicExprSimplifyVisitor::GrowingChain::isAbout(SymbolicExprId aSubject)
   if (subjects.size() <= few) {
     return std::find(subjects.begin(), subjects.end(), aSubject) != subjects.end();
   }
-  while (subjectSet.size() < subjects.size()) subjectSet.insert(subjects[subjectSet.size()]);
+  for (; inSet < subjects.size(); ++inSet) subjectSet.insert(subjects[inSet]);
   return subjectSet.contains(aSubject);
 }
 

@@ -230,5 +230,37 @@ TEST(SimplifyBoolean, OrderAndGroupingOfConjunctionsDoNotMatter) {
   }
 }
 
+// Hosts build conjunctions operand by operand. Many operands, some about what others are about.
+TEST(SimplifyBoolean, ConjunctionsGrowOperandByOperand) {
+  RandomText random(37);
+  for (std::size_t i = 0; i < 60; ++i) {
+    SymbolicExprTable table;
+    const SymbolicExprParser parse(table, true);
+    const SymbolicExprSimplify simplify(table, 10);
+    const SymbolicExprPrinter print(table, false, true, false);
+    const auto number = [&](std::size_t aCount) { return std::to_string(random.pick(aCount)); };
+    const std::size_t names = i % 2 == 0 ? 400 : 20;
+    std::size_t passes = 0;
+    std::string text;
+    SymbolicExprId all = invalidSymbolicExprId;
+    for (std::size_t j = 0; j < 50; ++j) {
+      std::string operand = "v" + number(names);
+      if (random.pick(2) == 0)
+        operand += random.pick(3) == 0 ? " > " + number(3) : " != " + number(9);
+      if (j == i) operand = "(" + operand + " || w1 && v" + number(names) + " || w2 != 3)";
+      text += (j == 0 ? "" : " && ") + operand;
+      const SymbolicExprId added = simplify.simplify(parse(operand), passes);
+      if (j == 0) {
+        all = added;
+      } else if (j % 3 == 0) {
+        all = simplify.simplify(SymbolicAndExpr(table, added, all).getId(table), passes);
+      } else {
+        all = simplify.simplify(SymbolicAndExpr(table, all, added).getId(table), passes);
+      }
+    }
+    EXPECT_EQ(print(all), simplified(text).text) << text;
+  }
+}
+
 }  // namespace
 }  // namespace KS::test

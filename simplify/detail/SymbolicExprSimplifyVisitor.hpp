@@ -197,7 +197,8 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
     SymbolicExprId chain = invalidSymbolicExprId;
     Ids operands;                                          // in order
     Ids subjects;                                          // of the operands, in any order
-    boost::unordered_flat_set<SymbolicExprId> subjectSet;  // of the first of these, if many
+    boost::unordered_flat_set<SymbolicExprId> subjectSet;  // of the first `inSet` of these, if many
+    std::size_t inSet = 0;
 
     bool isAbout(SymbolicExprId aSubject);
   };
