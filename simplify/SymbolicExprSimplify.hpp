@@ -15,7 +15,7 @@ class SymbolicExprSimplifyVisitor;
 /// Rewrites expressions into simpler, canonical ones of the same table: passes run until the result
 /// stops changing, becomes one of the table's boolean symbols, repeats an earlier result, or the
 /// limit is reached. Borrows the table; adds its boolean symbols if it has none yet. Several
-/// expressions are simplified faster by one object: it keeps texts that operands are ordered by.
+/// expressions are simplified faster by one object: it keeps what operands are ordered by.
 class KS_API SymbolicExprSimplify {
  public:
   /// `aMaxIterations` is the most passes that one call may run; 0 still runs one.

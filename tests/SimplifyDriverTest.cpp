@@ -176,6 +176,31 @@ TEST(SimplifyCost, SharedSubtreesAreSimplifiedOnce) {
   }
 }
 
+// Exclusive or, written in two ways: the text has more than twice the length with every level.
+TEST(SimplifyCost, TowersCostTheirDistinctNodes) {
+  for (const bool inClauses : {false, true}) {
+    SymbolicExprTable table;
+    SymbolicExprId id = SymbolicExprParser(table, true)("a");
+    for (std::size_t i = 0; i < 30; ++i) {
+      const SymbolicExprId b = SymbolicExprParser(table, true)(numbered("b", i));
+      const auto both = [&](SymbolicExprId x, SymbolicExprId y) {
+        return detail::intern<SymbolicAndExpr>(table, x, y);
+      };
+      const auto either = [&](SymbolicExprId x, SymbolicExprId y) {
+        return detail::intern<SymbolicOrExpr>(table, x, y);
+      };
+      const auto no = [&](SymbolicExprId x) { return detail::intern<SymbolicNotExpr>(table, x); };
+      id = both(either(id, b), inClauses ? either(no(id), no(b)) : no(both(id, b)));
+    }
+    std::size_t passes = 0;
+    const SymbolicExprSimplify simplify(table, 10);
+    const SymbolicExprId result = simplify.simplify(id, passes);
+    EXPECT_EQ(simplify.simplify(result, passes), result);
+    EXPECT_LT(table.size(), 5000U);
+    EXPECT_THROW(SymbolicExprPrinter(table, false, false, false)(result), std::length_error);
+  }
+}
+
 #if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__)
 constexpr bool isOptimised = true;
 #else

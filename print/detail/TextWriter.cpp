@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "base/detail/Digest.hpp"
 #include "base/detail/Walk.hpp"
 #include "host/KSHost.hpp"
 #include "print/detail/Operators.hpp"
@@ -172,29 +173,19 @@ class Output {
   if (sizeOf(aRoot) > SymbolicExprPrinter::maxTextLength) failLength();
 }
 
-class Writer {
- public:
-  Writer(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
-         const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout)
+// A walk over a text from left to right. What comes next is pending, so whatever stands before a
+// node is known before the node is entered, and depth needs no stack. `Sink` takes the text.
+template <class Sink>
+class TextWalk {
+ protected:
+  TextWalk(const SymbolicExprTable& aTable, const SymbolicExprPrinter::Predicate& aPredicate,
+           TextLayout aLayout)
       : table(aTable),
-        root(aRoot),
         predicate(aPredicate),
         renames(&aPredicate != &SymbolicExprPrinter::Predicate::instance()),
         namesBooleans(aLayout.preprocessor && !aLayout.mSyntax),
         styles(styleTables[layoutIndex(aLayout)]) {}
 
-  std::string run() {
-    write(root, table.size(), everything);
-    while (!pending.empty()) {
-      const Item item = pending.back();
-      pending.pop_back();
-      out.put({item.text, item.length});
-      if (item.id != invalidSymbolicExprId) write(*table.get(item.id), item.id, item.bare);
-    }
-    return out.take();
-  }
-
- private:
   // What is still to be written, the next on top: a text and the operand after it, if any. `bare`
   // holds the precedences that need no parentheses in the operand's place.
   struct Item {
@@ -209,6 +200,7 @@ class Writer {
           length(static_cast<std::uint32_t>(aText.size())),
           bare(aBare),
           id(aOperand) {}
+    std::string_view view() const { return {text, length}; }
   };
 
   // Out of line, so that the vector's growth does not burden the walk's loop.
@@ -216,25 +208,6 @@ class Writer {
                                SymbolicExprId aOperand = invalidSymbolicExprId,
                                Bare aBare = everything) {
     pending.emplace_back(aText, aOperand, aBare);
-  }
-
-  // Writes the expression down its left edge and leaves the rest pending.
-  void write(const SymbolicExpr& aNode, SymbolicExprId aId, Bare aBare) {
-    const SymbolicExpr* node = &aNode;
-    for (;;) {
-      if (++visits == visitsBeforeCheck) checkUnfoldedSize(table, root, renames ? 0 : 1);
-      const auto kind = static_cast<SymbolicOp>(node->getKind());
-      const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
-      if ((aBare >> style.precedence & 1) == 0) {
-        out.put('(');
-        later(")");
-      }
-      if (writeLeaf(*node, kind)) return;
-      writeAround(*node, aId, kind, style);
-      aBare = style.left;
-      aId = checkedInput(*node, aId, 0);
-      node = table.get(aId);
-    }
   }
 
   bool writeLeaf(const SymbolicExpr& aNode, SymbolicOp aKind) {
@@ -260,7 +233,7 @@ class Writer {
       case SymbolicOp::_2D:
       case SymbolicOp::_3D:
       case SymbolicOp::ND:
-        out.put('[');
+        out.put(std::string_view("["));
         later("]");
         laterArguments(aNode, aId, 1);
         break;
@@ -280,6 +253,15 @@ class Writer {
     }
   }
 
+  const SymbolicExprTable& table;
+  const SymbolicExprPrinter::Predicate& predicate;
+  const bool renames;
+  const bool namesBooleans;
+  const StyleTable& styles;
+  Sink out;
+  boost::container::small_vector<Item, 24> pending;
+
+ private:
   void laterArguments(const SymbolicExpr& aNode, SymbolicExprId aId, std::size_t aFirst) {
     for (std::size_t i = aNode.getNumInputs(); i-- > aFirst;) {
       later(",", checkedInput(aNode, aId, i));
@@ -288,25 +270,137 @@ class Writer {
 
   void writeName(const SymbolicString& aNode) {
     const std::string& name = aNode.getText();
-    if (namesBooleans && name == "false") return out.put('0');
-    if (namesBooleans && name == "true") return out.put('1');
+    if (namesBooleans && name == "false") return out.put(std::string_view("0"));
+    if (namesBooleans && name == "true") return out.put(std::string_view("1"));
     // Most printing renames nothing and is spared the copy that a predicate returns.
     if (renames) return out.put(predicate(aNode));
-    out.put(name);
+    out.put(std::string_view(name));
+  }
+};
+
+class Writer : TextWalk<Output> {
+ public:
+  Writer(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
+         const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout)
+      : TextWalk(aTable, aPredicate, aLayout), root(aRoot) {}
+
+  std::string run() {
+    write(root, table.size(), everything);
+    while (!pending.empty()) {
+      const Item item = pending.back();
+      pending.pop_back();
+      out.put(item.view());
+      if (item.id != invalidSymbolicExprId) write(*table.get(item.id), item.id, item.bare);
+    }
+    return out.take();
+  }
+
+ private:
+  // Writes the expression down its left edge and leaves the rest pending.
+  void write(const SymbolicExpr& aNode, SymbolicExprId aId, Bare aBare) {
+    const SymbolicExpr* node = &aNode;
+    for (;;) {
+      if (++visits == visitsBeforeCheck) checkUnfoldedSize(table, root, renames ? 0 : 1);
+      const auto kind = static_cast<SymbolicOp>(node->getKind());
+      const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
+      if ((aBare >> style.precedence & 1) == 0) {
+        out.put('(');
+        later(")");
+      }
+      if (writeLeaf(*node, kind)) return;
+      writeAround(*node, aId, kind, style);
+      aBare = style.left;
+      aId = checkedInput(*node, aId, 0);
+      node = table.get(aId);
+    }
   }
 
   // So many nodes may be written before it is asked whether the text can end at all.
   static constexpr std::size_t visitsBeforeCheck = std::size_t{1} << 20;
 
-  const SymbolicExprTable& table;
   const SymbolicExpr& root;
-  const SymbolicExprPrinter::Predicate& predicate;
-  const bool renames;
-  const bool namesBooleans;
-  const StyleTable& styles;
-  Output out;
-  boost::container::small_vector<Item, 24> pending;
   std::size_t visits = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Reading a text that is not written
+
+// Holds one piece of text. What has no storage elsewhere is stored here.
+class Piece {
+ public:
+  void put(std::string_view aText) { text = aText; }
+  void put(const OperatorStyle& aStyle) { text = aStyle.view(); }
+  void put(std::string&& aText) { text = owned = std::move(aText); }
+  void put(int aValue) {
+    const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), aValue).ptr;
+    text = {digits.data(), static_cast<std::size_t>(end - digits.data())};
+  }
+
+  std::string_view text;
+
+ private:
+  std::array<char, 11> digits;
+  std::string owned;
+};
+
+// A place in the text of an expression: before the rest of a piece of text, and behind that before
+// a node that stands without parentheses, whose text follows unless it is skipped.
+class TextCursor : TextWalk<Piece> {
+ public:
+  TextCursor(const SymbolicExprTable& aTable, SymbolicExprId aId)
+      : TextWalk(aTable, SymbolicExprPrinter::Predicate::instance(), {false, false, false}) {
+    place(aId, everything);
+  }
+  TextCursor(const TextCursor&) = delete;
+  TextCursor& operator=(const TextCursor&) = delete;
+
+  // Goes on to the next piece or node, and returns false where there is neither.
+  bool find() {
+    while (out.text.empty() && next == invalidSymbolicExprId) {
+      if (pending.empty()) return false;
+      const Item item = pending.back();
+      pending.pop_back();
+      out.text = item.view();
+      if (item.id != invalidSymbolicExprId) place(item.id, item.bare);
+    }
+    return true;
+  }
+  std::string_view piece() const { return out.text; }
+  void skip(std::size_t aLength) { out.text.remove_prefix(aLength); }
+
+  // The node, where no piece stands before it.
+  SymbolicExprId node() const { return next; }
+  void skipNode() { next = invalidSymbolicExprId; }
+  void enterNode() {
+    const SymbolicExprId id = next;
+    const NodeDigest& node = Digests::of(table)[id];
+    const auto kind = static_cast<SymbolicOp>(node.kind);
+    const OperatorStyle& style = styles[node.kind];
+    next = invalidSymbolicExprId;
+    // Most nodes by far are operators on two operands, which the digest holds.
+    if (kind >= SymbolicOp::Plus && kind <= SymbolicOp::ShiftRight && !isUnaryOp(kind)) {
+      if (std::max(node.first, node.second) >= id) failBadInput();
+      later(style.view(), node.second, style.right);
+      return place(node.first, style.left);
+    }
+    const SymbolicExpr& expr = *table.get(id);
+    if (writeLeaf(expr, kind)) return;
+    writeAround(expr, id, kind, style);
+    place(checkedInput(expr, id, 0), style.left);
+  }
+
+ private:
+  void place(SymbolicExprId aId, Bare aBare) {
+    const auto kind = static_cast<std::size_t>(Digests::kindOf(table, aId));
+    if ((aBare >> styles[kind].precedence & 1) != 0) {
+      next = aId;
+    } else {
+      later(")");
+      later("(", aId);
+    }
+  }
+
+  SymbolicExprId next = invalidSymbolicExprId;
 };
 
 }  // namespace
@@ -314,6 +408,60 @@ class Writer {
 std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
                       const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout) {
   return Writer(aTable, aRoot, aPredicate, aLayout).run();
+}
+
+TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+  TextStart start;
+  TextCursor cursor(aTable, aId);
+  while (cursor.find()) {
+    const std::string_view piece = cursor.piece();
+    if (piece.empty()) {
+      cursor.enterNode();
+      continue;
+    }
+    const std::size_t count = std::min(piece.size(), start.text.size() - start.length);
+    std::memcpy(start.text.data() + start.length, piece.data(), count);
+    start.length = static_cast<std::uint8_t>(start.length + count);
+    if (count < piece.size()) return start;
+    cursor.skip(count);
+  }
+  start.isWhole = true;
+  return start;
+}
+
+int compareTexts(const SymbolicExprTable& aTable, SymbolicExprId a, SymbolicExprId b) {
+  TextCursor first(aTable, a), second(aTable, b);
+  std::size_t read = 0;
+  for (;;) {
+    const bool isFirst = first.find(), isSecond = second.find();
+    if (!isFirst && !isSecond) return 0;
+    const std::string_view x = first.piece(), y = second.piece();
+    if (!x.empty() && !y.empty()) {
+      const std::size_t common = std::min(x.size(), y.size());
+      const int order = x.compare(0, common, y, 0, common);
+      if (order != 0) return order < 0 ? -1 : 1;
+      if ((read += common) > SymbolicExprPrinter::maxTextLength) failLength();
+      first.skip(common);
+      second.skip(common);
+    } else if (x.empty() && y.empty() && isFirst && isSecond) {
+      // An input is older than its user: where one of the two starts with the other, entering the
+      // younger one comes to it.
+      if (first.node() == second.node()) {
+        first.skipNode();
+        second.skipNode();
+      } else if (first.node() > second.node()) {
+        first.enterNode();
+      } else {
+        second.enterNode();
+      }
+    } else if (isFirst && x.empty()) {
+      first.enterNode();
+    } else if (isSecond && y.empty()) {
+      second.enterNode();
+    } else {
+      return isFirst ? 1 : -1;
+    }
+  }
 }
 
 }  // namespace KS::detail

@@ -1,7 +1,10 @@
-// Writing an expression as text from left to right.
+// An expression as text from left to right: writing it, and comparing two.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "print/SymbolicExprPrinter.hpp"
@@ -22,5 +25,26 @@ struct TextLayout {
 /// `std::length_error` where the text would exceed `SymbolicExprPrinter::maxTextLength`.
 std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
                       const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout);
+
+/// How a text begins: its first bytes, or all of it.
+struct TextStart {
+  static constexpr std::size_t capacity = 30;
+  std::array<char, capacity> text;
+  std::uint8_t length = 0;
+  bool isWhole = false;
+
+  std::string_view view() const { return {text.data(), length}; }
+};
+
+/// The start of what the printer gives in C syntax without blanks, as long as it fits.
+TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId);
+
+/// Compares what the printer gives in C syntax without blanks byte by byte: negative, zero or
+/// positive, as the first text stands before, with or after the second. Neither text is written,
+/// and an expression that both come to at the same time is passed over unread, so the cost is
+/// in the distinct nodes and not in the length of the texts. Different expressions with one text,
+/// such as doubles that differ in no digit that is printed, are read; where more than
+/// `SymbolicExprPrinter::maxTextLength` bytes had to be read, throws `std::length_error`.
+int compareTexts(const SymbolicExprTable& aTable, SymbolicExprId a, SymbolicExprId b);
 
 }  // namespace KS::detail

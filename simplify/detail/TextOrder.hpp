@@ -1,46 +1,50 @@
-// The canonical order of operands: the byte order of their rendered text.
+// The canonical order of operands: the byte order of their text.
 #pragma once
 
+#include <boost/container/deque.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
-#include <memory>
-#include <string>
+#include <cstdint>
 #include <string_view>
 
 #include "base/SymbolicExprTable.hpp"
-#include "print/SymbolicExprPrinter.hpp"
+#include "print/detail/TextWriter.hpp"
 
 namespace KS::detail {
 
-/// Orders expressions by text, so that the order is the same in every table and every run. Renders
-/// every expression once; the text of an id never changes.
+/// Orders expressions by text, so that the order is the same in every table and every run. Keeps
+/// the first bytes of every text, which mostly decide; no text is ever written as a whole.
 class TextOrder {
  public:
   /// Borrows the table.
   explicit TextOrder(const SymbolicExprTable& aTable);
 
   /// Negative, zero or positive, as the first text stands before, with or after the second. Throws
-  /// `std::length_error` for a text beyond what the printer renders.
+  /// what `compareTexts` throws.
   int compare(SymbolicExprId a, SymbolicExprId b);
 
-  /// Sorts the ids.
+  /// Sorts the ids; of ids with one text the older one comes first.
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
  private:
-  // The first characters of a text, or all of it.
-  struct Start {
-    std::string text;
-    bool isWhole = false;
-  };
-  static constexpr std::size_t startLength = 12;  // with an operator, a string without allocation
+  // An id with the start of its text, and the first bytes of that as a number, which mostly
+  // decides.
+  struct Key {
+    SymbolicExprId id;
+    std::string_view start;
+    bool isWhole;
+    std::uint64_t number = 0;
 
-  const Start& start(SymbolicExprId aId);
-  std::string_view text(SymbolicExprId aId);
-  std::string conjunctionText(SymbolicExprId aId);
+    Key(SymbolicExprId aId, std::string_view aStart, bool aIsWhole);
+  };
+
+  Key key(SymbolicExprId aId);
+  const TextStart& start(SymbolicExprId aId);
+  bool startsWithLeft(SymbolicExprId aId) const;
+  int compare(const Key& a, const Key& b) const;
 
   const SymbolicExprTable& table;
-  SymbolicExprPrinter printer;
-  boost::unordered_flat_map<SymbolicExprId, Start> starts;
-  boost::unordered_flat_map<SymbolicExprId, std::unique_ptr<const std::string>> texts;
+  boost::container::deque<TextStart> pool;  // stays in place as it grows
+  boost::unordered_flat_map<SymbolicExprId, const TextStart*> starts;
 };
 
 }  // namespace KS::detail
