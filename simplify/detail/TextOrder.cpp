@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/container/small_vector.hpp>
+#include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/Digest.hpp"
@@ -56,14 +57,23 @@ bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
          operatorText(left).precedence <= operatorText(op).precedence;
 }
 
-int TextOrder::compare(const Key& a, const Key& b) const {
+int TextOrder::compare(const Key& a, const Key& b) {
   if (a.number != b.number) return a.number < b.number ? -1 : 1;
   const std::size_t common = std::min(a.start.size(), b.start.size());
   if (const int order = a.start.compare(0, common, b.start, 0, common)) return order;
   const bool endsA = a.isWhole && a.start.size() == common;
   const bool endsB = b.isWhole && b.start.size() == common;
   if (endsA || endsB) return static_cast<int>(endsB) - static_cast<int>(endsA);
-  return compareTexts(table, a.id, b.id);
+  return compareWholly(a.id, b.id);
+}
+
+int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
+  if (a > b) return -compareWholly(b, a);
+  if (const auto known = orders.find({a, b}); known != orders.end()) return known->second;
+  const int order = compareTexts(table, a, b);
+  if (orders.size() == maxOrders) orders.clear();
+  orders.emplace(std::make_pair(a, b), order);
+  return order;
 }
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {

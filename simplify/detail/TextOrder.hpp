@@ -3,8 +3,10 @@
 
 #include <boost/container/deque.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "base/SymbolicExprTable.hpp"
 #include "print/detail/TextWriter.hpp"
@@ -40,11 +42,17 @@ class TextOrder {
   Key key(SymbolicExprId aId);
   const TextStart& start(SymbolicExprId aId);
   bool startsWithLeft(SymbolicExprId aId) const;
-  int compare(const Key& a, const Key& b) const;
+  int compare(const Key& a, const Key& b);
+  int compareWholly(SymbolicExprId a, SymbolicExprId b);
+
+  // Remembered orders, so many that memory stays small.
+  static constexpr std::size_t maxOrders = std::size_t{1} << 16;
 
   const SymbolicExprTable& table;
   boost::container::deque<TextStart> pool;  // stays in place as it grows
   boost::unordered_flat_map<SymbolicExprId, const TextStart*> starts;
+  // Of two whose starts do not decide, the older one first: sorting asks again and again.
+  boost::unordered_flat_map<std::pair<SymbolicExprId, SymbolicExprId>, int> orders;
 };
 
 }  // namespace KS::detail
