@@ -73,18 +73,15 @@ void dropImpliedFactors(const Set& aSet, const IdPairs& aComplements, Conjuncts&
 template <class Conjuncts>
 void dropAbsorbed(Conjuncts& aConjuncts) {
   if (aConjuncts.size() < 2) return;
-  boost::container::small_vector<Id, 32> uses;
-  for (const auto& conjunct : aConjuncts) uses.insert(uses.end(), conjunct.begin(), conjunct.end());
-  std::sort(uses.begin(), uses.end());
-  const auto count = [&](Id aFactor) {
-    const auto [first, last] = std::equal_range(uses.begin(), uses.end(), aFactor);
-    return last - first;
-  };
+  boost::unordered_flat_map<Id, std::size_t> uses;
+  for (const auto& conjunct : aConjuncts) {
+    for (const Id factor : conjunct) ++uses[factor];
+  }
   IdPairs files;  // factor, index of a conjunction
   for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
     if (aConjuncts[i].size() == 0) continue;
     const Id* const rarest = std::min_element(aConjuncts[i].begin(), aConjuncts[i].end(),
-                                              [&](Id a, Id b) { return count(a) < count(b); });
+                                              [&](Id a, Id b) { return uses.at(a) < uses.at(b); });
     files.emplace_back(*rarest, i);
   }
   std::sort(files.begin(), files.end());
