@@ -26,7 +26,8 @@ namespace KS {
 ///
 /// A chain of conjunctions, and one of disjunctions, is one node with many operands here: `pass`
 /// simplifies the operands and then the chain once, however it is grouped. The visits of And and Or
-/// do the same for a chain of two, whose operands may be chains themselves.
+/// see two operands, which may be chains themselves; visiting a longer chain link by link, as
+/// `accept` does, gives an equivalent expression, but not always the same id.
 class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
  public:
   /// The operands of a flattened conjunction or disjunction, ordered by id. Few are many here, so
