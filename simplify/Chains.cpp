@@ -163,12 +163,10 @@ SymbolicExprId SymbolicExprSimplifyVisitor::insertOperands(SymbolicExprId aChain
   std::size_t links = aOperands.size();
   std::size_t first = links;
   for (const SymbolicExprId added : aAdded) {
-    const auto isBefore = [this](SymbolicExprId a, SymbolicExprId b) {
-      return compareExprs(a, b) < 0;
-    };
-    const auto place = std::lower_bound(aOperands.begin(), aOperands.end(), added, isBefore);
-    first = std::min(first, static_cast<std::size_t>(place - aOperands.begin()));
-    aOperands.insert(place, added);
+    SymbolicExprId* const begin = aOperands.data();
+    SymbolicExprId* const place = order.place(begin, begin + aOperands.size(), added);
+    first = std::min(first, static_cast<std::size_t>(place - begin));
+    aOperands.insert(aOperands.begin() + (place - begin), added);
   }
   SymbolicExprId chain = aChain;
   for (; links > std::max<std::size_t>(first, 1); --links) chain = digest(chain).first;

@@ -295,6 +295,8 @@ SymbolicExprId VCService::simplified(SymbolicExprId aId) {
 }
 
 SymbolicExprId VCService::simplifiedAnd(SymbolicExprId aLeft, SymbolicExprId aRight) {
+  // Most blocks have no condition of their own: that takes no node.
+  if (aLeft == table.getIdTRUE() && detail::Digests::isSimplified(table, aRight)) return aRight;
   return simplified(detail::intern<SymbolicAndExpr>(table, aLeft, aRight));
 }
 

@@ -26,10 +26,10 @@ struct TextLayout {
 std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
                       const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout);
 
-/// How a text begins: its first bytes, or all of it.
+/// How a text begins: its first bytes, or all of it, and zeros behind it.
 struct TextStart {
   static constexpr std::size_t capacity = 30;
-  std::array<char, capacity> text;
+  std::array<char, capacity> text{};
   std::uint8_t length = 0;
   bool isWhole = false;
 

@@ -1,6 +1,7 @@
 #include "simplify/detail/TextOrder.hpp"
 
 #include <algorithm>
+#include <array>
 #include <boost/container/small_vector.hpp>
 #include <utility>
 
@@ -12,20 +13,21 @@ namespace KS::detail {
 
 TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
 
-TextOrder::Key::Key(SymbolicExprId aId, std::string_view aStart, bool aIsWhole)
-    : id(aId), start(aStart), isWhole(aIsWhole) {
-  for (std::size_t i = 0; i < sizeof number; ++i) {
-    number = number << 8 | (i < start.size() ? static_cast<unsigned char>(start[i]) : 0U);
-  }
-}
-
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
+  Key key{aId, {}, true, 0};
+  std::array<char, sizeof key.number> bytes{};
   // A symbol is its own text.
   if (Digests::kindOf(table, aId) == SymbolicOp::String) {
-    return {aId, static_cast<const SymbolicString&>(*table.get(aId)).getText(), true};
+    key.start = static_cast<const SymbolicString&>(*table.get(aId)).getText();
+    std::copy_n(key.start.data(), std::min(key.start.size(), bytes.size()), bytes.data());
+  } else {
+    const TextStart& begin = start(aId);
+    key.start = begin.view();
+    key.isWhole = begin.isWhole;
+    std::copy_n(begin.text.data(), bytes.size(), bytes.data());
   }
-  const TextStart& begin = start(aId);
-  return {aId, begin.view(), begin.isWhole};
+  for (const char byte : bytes) key.number = key.number << 8 | static_cast<unsigned char>(byte);
+  return key;
 }
 
 // An operation starts with its left operand where that stands bare, and is at least a character
@@ -78,6 +80,14 @@ int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
   return a == b ? 0 : compare(key(a), key(b));
+}
+
+SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
+                                 SymbolicExprId aId) {
+  const Key added = key(aId);
+  return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
+    return aOther != aAdded.id && compare(key(aOther), aAdded) < 0;
+  });
 }
 
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {

@@ -24,6 +24,9 @@ class TextOrder {
   /// what `compareTexts` throws.
   int compare(SymbolicExprId a, SymbolicExprId b);
 
+  /// The first of some sorted ids that does not stand before `aId`.
+  SymbolicExprId* place(SymbolicExprId* aFirst, SymbolicExprId* aLast, SymbolicExprId aId);
+
   /// Sorts the ids; of ids with one text the older one comes first.
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
@@ -34,9 +37,7 @@ class TextOrder {
     SymbolicExprId id;
     std::string_view start;
     bool isWhole;
-    std::uint64_t number = 0;
-
-    Key(SymbolicExprId aId, std::string_view aStart, bool aIsWhole);
+    std::uint64_t number;
   };
 
   Key key(SymbolicExprId aId);
