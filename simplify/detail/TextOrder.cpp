@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <boost/container/small_vector.hpp>
+#include <optional>
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -14,6 +15,18 @@ namespace KS::detail {
 TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
 
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
+  if (Digests::kindOf(table, aId) == SymbolicOp::And) {
+    // A conjunction begins with its first operand: mostly as many bytes as a key needs.
+    SymbolicExprId first = aId;
+    while (Digests::kindOf(table, first) == SymbolicOp::And)
+      first = Digests::of(table)[first].first;
+    if (Digests::kindOf(table, first) != SymbolicOp::Or) {
+      Key key = this->key(first);
+      key.id = aId;
+      key.isWhole = false;
+      if (key.start.size() >= sizeof key.number) return key;
+    }
+  }
   Key key{aId, {}, true, 0};
   std::array<char, sizeof key.number> bytes{};
   // A symbol is its own text.
@@ -70,12 +83,38 @@ int TextOrder::compare(const Key& a, const Key& b) {
 }
 
 int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
+  if (const std::optional<int> order = compareConjunctions(a, b)) return *order;
   if (a > b) return -compareWholly(b, a);
   if (const auto known = orders.find({a, b}); known != orders.end()) return known->second;
   const int order = compareTexts(table, a, b);
   if (orders.size() == maxOrders) orders.clear();
   orders.emplace(std::make_pair(a, b), order);
   return order;
+}
+
+// The first operands in which two conjunctions differ order them, where neither of these begins
+// with the other and both stand bare.
+std::optional<int> TextOrder::compareConjunctions(SymbolicExprId a, SymbolicExprId b) {
+  using Ids = boost::container::small_vector<SymbolicExprId, 16>;
+  const auto operands = [this](SymbolicExprId aLink) {
+    Ids ids;
+    for (; Digests::kindOf(table, aLink) == SymbolicOp::And;
+         aLink = Digests::of(table)[aLink].first)
+      ids.push_back(Digests::of(table)[aLink].second);
+    ids.push_back(aLink);
+    return ids;
+  };
+  const auto isBare = [this](SymbolicExprId aId) {
+    const SymbolicOp op = Digests::kindOf(table, aId);
+    return op != SymbolicOp::And && op != SymbolicOp::Or;
+  };
+  const Ids ofA = operands(a), ofB = operands(b);
+  const auto [x, y] = std::mismatch(ofA.rbegin(), ofA.rend(), ofB.rbegin(), ofB.rend());
+  if (x == ofA.rend() || y == ofB.rend() || !isBare(*x) || !isBare(*y)) return std::nullopt;
+  const Key keyX = key(*x), keyY = key(*y);
+  const std::size_t common = std::min(keyX.start.size(), keyY.start.size());
+  const int order = keyX.start.compare(0, common, keyY.start, 0, common);
+  return order == 0 ? std::nullopt : std::optional(order);
 }
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {

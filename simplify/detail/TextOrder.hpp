@@ -5,6 +5,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -45,6 +46,7 @@ class TextOrder {
   bool startsWithLeft(SymbolicExprId aId) const;
   int compare(const Key& a, const Key& b);
   int compareWholly(SymbolicExprId a, SymbolicExprId b);
+  std::optional<int> compareConjunctions(SymbolicExprId a, SymbolicExprId b);
 
   // Remembered orders, so many that memory stays small.
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
