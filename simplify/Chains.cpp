@@ -108,13 +108,30 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
   return rebuild(aKind, set);
 }
 
-// What an operand of a conjunction that `extend` can handle is about: a relation about its left
-// operand, a symbol about itself. The invalid id for all others.
-SymbolicExprId SymbolicExprSimplifyVisitor::subject(SymbolicExprId aOperand) const {
-  const SymbolicOp op = kindOf(aOperand);
-  if (op == SymbolicOp::String) return aOperand;
-  const bool isRelation = op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
-  return isRelation ? SymbolicExprId{digest(aOperand).first} : invalidSymbolicExprId;
+// Adds what an operand of a conjunction is about: a relation about its left operand, a negation
+// about what is below it, anything else about itself. Operands whose subjects differ have nothing
+// to do with each other for any rule but distribution. False for a disjunction, which is
+// distributed, and for an operand about too many.
+bool SymbolicExprSimplifyVisitor::addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const {
+  constexpr std::size_t many = 64;
+  if (kindOf(aOperand) == SymbolicOp::Or) return false;
+  const std::size_t before = aSubjects.size();
+  Ids open{aOperand};
+  while (!open.empty()) {
+    const SymbolicExprId id = open.back();
+    open.pop_back();
+    const SymbolicOp op = kindOf(id);
+    if (op == SymbolicOp::And || op == SymbolicOp::Or) {
+      open.insert(open.end(), {digest(id).second, digest(id).first});
+    } else if (op == SymbolicOp::Not) {
+      open.push_back(digest(id).first);
+    } else {
+      const bool isRelation = op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
+      aSubjects.push_back(isRelation ? SymbolicExprId{digest(id).first} : id);
+    }
+    if (aSubjects.size() - before + open.size() > many) return false;
+  }
+  return true;
 }
 
 // The operands of a simplified conjunction, or one operand that stands for itself.
@@ -130,30 +147,31 @@ SymbolicExprSimplifyVisitor::Ids SymbolicExprSimplifyVisitor::conjunctionOperand
 }
 
 // Takes a simplified conjunction apart, unless it is what was extended last. False where it is a
-// constant or has operands that are about nothing.
+// constant or its operands are about too many.
 bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {
   if (growing.chain == aChain) return true;
   if (!isFixed(aChain) || aChain == constant(true) || aChain == constant(false)) return false;
   growing.chain = invalidSymbolicExprId;
   growing.operands = conjunctionOperands(aChain);
-  growing.subjects.clear();
-  if (growing.inSet > 0) growing.subjectSet = {};
-  growing.inSet = 0;
+  Ids subjects;
   for (const SymbolicExprId operand : growing.operands) {
-    growing.subjects.push_back(subject(operand));
-    if (growing.subjects.back() == invalidSymbolicExprId) return false;
+    if (!addSubjects(operand, subjects)) return false;
   }
+  growing.subjects = {};
+  growing.subjects.add(subjects);
   growing.chain = aChain;
   return true;
 }
 
-bool SymbolicExprSimplifyVisitor::GrowingChain::isAbout(SymbolicExprId aSubject) {
+bool SymbolicExprSimplifyVisitor::Subjects::containsAny(const Ids& aSubjects) {
   constexpr std::size_t few = 32;
-  if (subjects.size() <= few) {
-    return std::find(subjects.begin(), subjects.end(), aSubject) != subjects.end();
+  if (all.size() <= few) {
+    return std::find_first_of(all.begin(), all.end(), aSubjects.begin(), aSubjects.end()) !=
+           all.end();
   }
-  for (; inSet < subjects.size(); ++inSet) subjectSet.insert(subjects[inSet]);
-  return subjectSet.contains(aSubject);
+  for (; inSet < all.size(); ++inSet) set.insert(all[inSet]);
+  return std::any_of(aSubjects.begin(), aSubjects.end(),
+                     [this](SymbolicExprId aSubject) { return set.contains(aSubject); });
 }
 
 // Puts further operands in their places among those of a chain, and returns the chain of all. The
@@ -179,8 +197,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::insertOperands(SymbolicExprId aChain
 }
 
 // The conjunction of two that are simplified, one of which is mostly the longer: hosts build
-// conjunctions operand by operand. Symbols and relations are all that may take part, and no subject
-// may be new in both. Nothing where a rule might apply to the two.
+// conjunctions operand by operand. Nothing where a rule might apply to operands of the two.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId aChain,
                                                                   SymbolicExprId aOther) {
   if (growing.chain == aOther || kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOther);
@@ -188,12 +205,13 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId
       !loadGrowing(aChain)) {
     return std::nullopt;
   }
-  Ids added;
+  Ids added, subjects;
   for (const SymbolicExprId operand : conjunctionOperands(aOther)) {
-    const SymbolicExprId about = subject(operand);
-    if (about == invalidSymbolicExprId) return std::nullopt;
-    if (!growing.isAbout(about)) {
+    Ids own;
+    if (!addSubjects(operand, own)) return std::nullopt;
+    if (!growing.subjects.containsAny(own)) {
       added.push_back(operand);
+      subjects.insert(subjects.end(), own.begin(), own.end());
     } else if (std::find(growing.operands.begin(), growing.operands.end(), operand) ==
                growing.operands.end()) {
       return std::nullopt;
@@ -201,7 +219,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId
   }
   if (added.empty()) return aChain;
   growing.chain = insertOperands(aChain, growing.operands, added);
-  for (const SymbolicExprId operand : added) growing.subjects.push_back(subject(operand));
+  growing.subjects.add(subjects);
   return growing.chain;
 }
 
@@ -271,7 +289,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExpr
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet& aSet) {
   OperandSet rest;
   std::vector<std::vector<SymbolicExprId>> disjunctions;
-  SymbolicExprId lastDisjunction = invalidSymbolicExprId;
+  bool areFixed = true;
   std::size_t disjuncts = 1;
   for (const SymbolicExprId operand : aSet) {
     if (kindOf(operand) != SymbolicOp::Or) {
@@ -283,7 +301,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
     // (a || b) && a -> a
     const auto isOperand = [&](SymbolicExprId aMember) { return aSet.contains(aMember); };
     if (std::any_of(members.begin(), members.end(), isOperand)) continue;
-    lastDisjunction = operand;
+    areFixed = areFixed && isFixed(operand);
     disjunctions.emplace_back(members.begin(), members.end());
     disjuncts = std::min(disjuncts * members.size(), maxDisjuncts + 1);
   }
@@ -298,55 +316,77 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
   }
   disjunctsLeft -= disjuncts;
   const SymbolicExprId restResult = simplifySet(conjunction, rest);
-  if (disjunctions.size() == 1 && isFixed(lastDisjunction)) {
-    if (const std::optional<SymbolicExprId> distributed =
-            distributeUnrelated(restResult, disjunctions[0])) {
-      return distributed;
-    }
+  if (restResult == constant(false)) return restResult;
+  if (areFixed && isFixed(restResult)) {
+    if (const auto distributed = distributeUnrelated(restResult, disjunctions)) return distributed;
   }
   rest.clear();
   addOperand(conjunction, restResult, rest);
   rest.erase(constant(true));
-  if (rest.contains(constant(false))) return constant(false);
   return distributeOver(rest, disjunctions);
 }
 
-// The same for a conjunction and the members of one simplified disjunction that have no subject in
-// common: no rule applies to the conjunctions either that did not apply to the members. Nothing
-// where that is not so.
+namespace {
+
+// Calls `aUse` with every way to pick a member of each list.
+template <class Use>
+void forEachPick(const std::vector<std::vector<SymbolicExprId>>& aLists, Use aUse) {
+  std::vector<std::size_t> places(aLists.size(), 0);
+  std::vector<SymbolicExprId> picks(aLists.size());
+  for (std::size_t i = 0; i < places.size();) {
+    for (std::size_t j = 0; j < places.size(); ++j) picks[j] = aLists[j][places[j]];
+    aUse(picks);
+    for (i = 0; i < places.size() && ++places[i] == aLists[i].size(); ++i) places[i] = 0;
+  }
+}
+
+}  // namespace
+
+// For a conjunction and disjunctions that are simplified and have no subject in common: no rule
+// applies to the conjunctions of their members that did not apply to the members. Nothing where
+// that is not so.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
-    SymbolicExprId aRest, const std::vector<SymbolicExprId>& aMembers) {
-  if (!loadGrowing(aRest)) return std::nullopt;
-  for (const SymbolicExprId member : aMembers) {
-    for (const SymbolicExprId operand : conjunctionOperands(member)) {
-      const SymbolicExprId about = subject(operand);
-      if (about == invalidSymbolicExprId || growing.isAbout(about)) return std::nullopt;
+    SymbolicExprId aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions) {
+  const bool isAlone = aRest == constant(true);
+  Subjects met;
+  Ids own;
+  const auto addOwn = [&](SymbolicExprId aConjunction) {
+    const Ids factors = conjunctionOperands(aConjunction);
+    return std::all_of(factors.begin(), factors.end(),
+                       [&](SymbolicExprId aFactor) { return addSubjects(aFactor, own); });
+  };
+  if (!isAlone && !addOwn(aRest)) return std::nullopt;
+  for (const std::vector<SymbolicExprId>& members : aDisjunctions) {
+    met.add(own);
+    own.clear();
+    if (!std::all_of(members.begin(), members.end(), addOwn) || met.containsAny(own)) {
+      return std::nullopt;
     }
   }
+
+  const Ids rest = conjunctionOperands(aRest);
   OperandSet conjuncts;
-  for (const SymbolicExprId member : aMembers) {
-    Ids all = growing.operands;
-    conjuncts.insert(insertOperands(aRest, all, conjunctionOperands(member)));
-  }
+  forEachPick(aDisjunctions, [&](const std::vector<SymbolicExprId>& aPicks) {
+    Ids all = isAlone ? conjunctionOperands(aPicks[0]) : rest;
+    Ids added;
+    for (std::size_t i = isAlone ? 1 : 0; i < aPicks.size(); ++i) {
+      const Ids more = conjunctionOperands(aPicks[i]);
+      added.insert(added.end(), more.begin(), more.end());
+    }
+    conjuncts.insert(insertOperands(isAlone ? aPicks[0] : aRest, all, added));
+  });
   return rebuild(disjunction, conjuncts);
 }
 
-// One conjunction for every way to pick a member of each disjunction.
 SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(
     const OperandSet& aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions) {
   OperandSet conjuncts;
-  std::vector<std::size_t> picks(aDisjunctions.size(), 0);
-  for (;;) {
+  forEachPick(aDisjunctions, [&](const std::vector<SymbolicExprId>& aPicks) {
     OperandSet factors = aRest;
-    for (std::size_t i = 0; i < picks.size(); ++i) {
-      addOperand(conjunction, aDisjunctions[i][picks[i]], factors);
-    }
+    for (const SymbolicExprId member : aPicks) addOperand(conjunction, member, factors);
     addOperand(disjunction, simplifySet(conjunction, factors), conjuncts);
-
-    std::size_t i = 0;
-    while (i < picks.size() && ++picks[i] == aDisjunctions[i].size()) picks[i++] = 0;
-    if (i == picks.size()) return simplifySet(disjunction, conjuncts);
-  }
+  });
+  return simplifySet(disjunction, conjuncts);
 }
 
 // ---------------------------------------------------------------------------------------------

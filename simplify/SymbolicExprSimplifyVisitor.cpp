@@ -44,6 +44,7 @@ void SymbolicExprSimplifyVisitor::restart() {
   } else {
     results.clear();
   }
+  order.trim();
   disjunctsLeft = maxDisjunctsInAll;
   limitReached = false;
 }

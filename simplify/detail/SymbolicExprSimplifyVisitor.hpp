@@ -141,7 +141,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOther);
   bool loadGrowing(SymbolicExprId aChain);
   SymbolicExprId insertOperands(SymbolicExprId aChain, Ids& aOperands, const Ids& aAdded);
-  SymbolicExprId subject(SymbolicExprId aOperand) const;
+  bool addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const;
   Ids conjunctionOperands(SymbolicExprId aId) const;
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
   std::optional<SymbolicExprId> reduce(const Connective& aKind, OperandSet& aSet);
@@ -149,8 +149,8 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
                    OperandSet& aSet) const;
   void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
   std::optional<SymbolicExprId> distribute(OperandSet& aSet);
-  std::optional<SymbolicExprId> distributeUnrelated(SymbolicExprId aRest,
-                                                    const std::vector<SymbolicExprId>& aMembers);
+  std::optional<SymbolicExprId> distributeUnrelated(
+      SymbolicExprId aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions);
   SymbolicExprId distributeOver(const OperandSet& aRest,
                                 const std::vector<std::vector<SymbolicExprId>>& aDisjunctions);
   bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
@@ -192,16 +192,24 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   // What a pass makes of the ids that it changes. That it gives others back, the table remembers.
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
 
+  // What operands are about; each as often as it was added.
+  class Subjects {
+   public:
+    void add(const Ids& aSubjects) { all.insert(all.end(), aSubjects.begin(), aSubjects.end()); }
+    bool containsAny(const Ids& aSubjects);
+
+   private:
+    Ids all;
+    boost::unordered_flat_set<SymbolicExprId> set;  // of the first `inSet` of these, if many
+    std::size_t inSet = 0;
+  };
+
   // The conjunction that was extended last, taken apart: one that grows operand by operand costs a
   // look at the new operand each time.
   struct GrowingChain {
     SymbolicExprId chain = invalidSymbolicExprId;
-    Ids operands;                                          // in order
-    Ids subjects;                                          // of the operands, in any order
-    boost::unordered_flat_set<SymbolicExprId> subjectSet;  // of the first `inSet` of these, if many
-    std::size_t inSet = 0;
-
-    bool isAbout(SymbolicExprId aSubject);
+    Ids operands;  // in order
+    Subjects subjects;
   };
   GrowingChain growing;
 

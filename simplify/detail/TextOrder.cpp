@@ -125,18 +125,29 @@ SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
                                  SymbolicExprId aId) {
   const Key added = key(aId);
   return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
-    return aOther != aAdded.id && compare(key(aOther), aAdded) < 0;
+    return isBefore(key(aOther), aAdded);
   });
+}
+
+bool TextOrder::isBefore(const Key& a, const Key& b) {
+  const int order = a.id == b.id ? 0 : compare(a, b);
+  return order != 0 ? order < 0 : a.id < b.id;
+}
+
+void TextOrder::trim() {
+  if (starts.size() > maxStarts) {
+    starts = {};
+    pool.clear();
+  }
+  if (orders.size() > maxOrders / 4) orders = {};
 }
 
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
   if (aLast - aFirst < 2) return;
   boost::container::small_vector<Key, 12> keys;
   for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keys.push_back(key(*id));
-  std::sort(keys.begin(), keys.end(), [this](const Key& a, const Key& b) {
-    const int order = compare(a, b);
-    return order != 0 ? order < 0 : a.id < b.id;
-  });
+  std::sort(keys.begin(), keys.end(),
+            [this](const Key& a, const Key& b) { return isBefore(a, b); });
   std::transform(keys.begin(), keys.end(), aFirst, [](const Key& k) { return k.id; });
 }
 

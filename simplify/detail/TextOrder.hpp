@@ -25,8 +25,12 @@ class TextOrder {
   /// what `compareTexts` throws.
   int compare(SymbolicExprId a, SymbolicExprId b);
 
-  /// The first of some sorted ids that does not stand before `aId`.
+  /// Where the id belongs among sorted ids.
   SymbolicExprId* place(SymbolicExprId* aFirst, SymbolicExprId* aLast, SymbolicExprId aId);
+
+  /// Forgets the beginnings and orders that it keeps where they are so many that they take more than
+  /// some MiB of memory.
+  void trim();
 
   /// Sorts the ids; of ids with one text the older one comes first.
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
@@ -45,10 +49,11 @@ class TextOrder {
   const TextStart& start(SymbolicExprId aId);
   bool startsWithLeft(SymbolicExprId aId) const;
   int compare(const Key& a, const Key& b);
+  bool isBefore(const Key& a, const Key& b);
   int compareWholly(SymbolicExprId a, SymbolicExprId b);
   std::optional<int> compareConjunctions(SymbolicExprId a, SymbolicExprId b);
 
-  // Remembered orders, so many that memory stays small.
+  static constexpr std::size_t maxStarts = std::size_t{1} << 15;
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
 
   const SymbolicExprTable& table;
