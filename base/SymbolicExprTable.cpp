@@ -1,5 +1,6 @@
 #include "base/SymbolicExprTable.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -28,8 +29,13 @@ bool operator==(const SymbolicExprRef& aProbe, const SymbolicExprRef& aStored) {
 // Of two slots the younger is the probe: the older one is stored already.
 bool SymbolicExprTable::SlotEqual::operator()(const Slot& a, const Slot& b) const {
   if (a.hash != b.hash) return false;
-  return a.id < b.id ? *table->nodes[b.id] == *table->nodes[a.id]
-                     : *table->nodes[a.id] == *table->nodes[b.id];
+  const SymbolicExpr& probe = *table->nodes[std::max(a.id, b.id)];
+  return table->isEqual(probe, probe.getHash(), std::min(a.id, b.id));
+}
+
+bool SymbolicExprTable::isEqual(const SymbolicExpr& aProbe, std::size_t aHash,
+                                SymbolicExprId aId) const {
+  return nodes[aId]->getHash() == aHash && aProbe == *nodes[aId];
 }
 
 SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
@@ -61,7 +67,7 @@ void SymbolicExprTable::append(const SymbolicExpr* aNode, std::size_t aHash,
   nodes.push_back(aNode);
   digests.push_back(aDigest);
   try {
-    index.insert(Slot{aHash, nodes.size() - 1});
+    index.insert(slot(aHash, nodes.size() - 1));
   } catch (...) {
     digests.pop_back();
     nodes.pop_back();
@@ -71,7 +77,8 @@ void SymbolicExprTable::append(const SymbolicExpr* aNode, std::size_t aHash,
 
 SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {
   if (aProbe == nullptr) return invalidSymbolicExprId;
-  return search(aProbe->getHash(), [&](SymbolicExprId aId) { return *aProbe == *nodes[aId]; });
+  const std::size_t hash = aProbe->getHash();
+  return search(hash, [&](SymbolicExprId aId) { return isEqual(*aProbe, hash, aId); });
 }
 
 bool SymbolicExprTable::contains(const SymbolicExpr* aProbe) const {

@@ -108,18 +108,20 @@ class KS_API SymbolicExprTable {
   friend struct detail::Intern;
   friend struct detail::Digests;
 
-  // An index entry is the id and the full hash of its node, 16 bytes: the node is reached through
-  // the id, and hashes are compared before nodes, because the equality of doubles is tolerant and
-  // must not decide between values that hash apart.
+  // An index entry, 8 bytes: the id, and half of the bits of its node's hash.
   struct Slot {
-    std::size_t hash;
-    SymbolicExprId id;
+    std::uint32_t hash;
+    std::uint32_t id;
   };
+  static Slot slot(std::size_t aHash, SymbolicExprId aId) {
+    constexpr std::uint64_t oddFraction = 0x9e3779b97f4a7c15;  // of the golden ratio: mixes upwards
+    return {static_cast<std::uint32_t>(aHash * oddFraction >> 32), static_cast<std::uint32_t>(aId)};
+  }
   // What is searched for: a hash, and a function that tells whether the node with an id is it. The
   // node need not exist as an object.
   template <class IsIt>
   struct Probe {
-    std::size_t hash;
+    std::uint32_t hash;
     IsIt isIt;
   };
   struct SlotHash {
@@ -147,9 +149,13 @@ class KS_API SymbolicExprTable {
   // The id of the stored node that is searched for, or the invalid id.
   template <class IsIt>
   SymbolicExprId search(std::size_t aHash, const IsIt& aIsIt) const {
-    const auto slot = index.find(Probe<IsIt>{aHash, aIsIt});
-    return slot == index.end() ? invalidSymbolicExprId : slot->id;
+    const auto found = index.find(Probe<IsIt>{slot(aHash, 0).hash, aIsIt});
+    return found == index.end() ? invalidSymbolicExprId : SymbolicExprId{found->id};
   }
+
+  // Whether a stored node equals a probe with that hash. Whole hashes are compared before nodes:
+  // the equality of doubles is tolerant and must not decide between values that hash apart.
+  bool isEqual(const SymbolicExpr& aProbe, std::size_t aHash, SymbolicExprId aId) const;
 
   // Gives a node that is not in the table the next id.
   void append(const SymbolicExpr* aNode, std::size_t aHash, const detail::NodeDigest& aDigest);

@@ -19,8 +19,9 @@ struct Intern {
   /// Finds the node that equals the probe, or stores a copy of the probe.
   template <class Node>
   static void node(SymbolicExprTable& aTable, const Node& aProbe) {
-    store(aTable, aProbe, aProbe.Node::getHash(),
-          [&](SymbolicExprId aId) { return aProbe.Node::operator==(*aTable.nodes[aId]); });
+    const std::size_t hash = aProbe.Node::getHash();
+    store(aTable, aProbe, hash,
+          [&](SymbolicExprId aId) { return aTable.isEqual(aProbe, hash, aId); });
   }
 
   /// The same for an operator, whose hash the caller has. Digests tell operators apart, so the
@@ -32,7 +33,7 @@ struct Intern {
       const NodeDigest& stored = aTable.digests[aId];
       return stored.kind == probe.kind && stored.first == probe.first &&
              stored.second == probe.second &&
-             (Digests::isWhole(probe) || aProbe.Node::operator==(*aTable.nodes[aId]));
+             (Digests::isWhole(probe) || aTable.isEqual(aProbe, aHash, aId));
     });
   }
 

@@ -28,8 +28,8 @@ class TextOrder {
   /// Where the id belongs among sorted ids.
   SymbolicExprId* place(SymbolicExprId* aFirst, SymbolicExprId* aLast, SymbolicExprId aId);
 
-  /// Forgets the beginnings and orders that it keeps where they are so many that they take more than
-  /// some MiB of memory.
+  /// Forgets the beginnings and orders that it keeps where they are so many that they take more
+  /// than some MiB of memory.
   void trim();
 
   /// Sorts the ids; of ids with one text the older one comes first.
