@@ -125,6 +125,12 @@ TEST(SimplifyBoolean, Distribution) {
       {"a && (x < 3 || x >= 3)", "a"},
       {"a || (x < 3 && x >= 3)", "a"},
       {"x > 3 && (x < 2 || x > 5)", "x>5"},
+      // The rest decides, or shares what one of the members is about.
+      {"x == 1 && x == 8 && (a && b || c)", "false"},
+      {"!(a && b) && (a || c) && d", "!(a && b) && c && d || !b && a && d"},
+      {"!(x < 3) && (x < 3 || c) && d", "!(x<3) && c && d"},
+      {"!(x < 3) && (y < 3 || c) && (d || !e)",
+       "!(x<3) && !e && c || !(x<3) && !e && y<3 || !(x<3) && c && d || !(x<3) && d && y<3"},
       // Nothing is distributed over a conjunction.
       {"a || (b && c)", "a || b && c"},
       {"a && b || a && c || a && d", "a && b || a && c || a && d"},
@@ -245,9 +251,15 @@ TEST(SimplifyBoolean, ConjunctionsGrowOperandByOperand) {
     SymbolicExprId all = invalidSymbolicExprId;
     for (std::size_t j = 0; j < 50; ++j) {
       std::string operand = "v" + number(names);
-      if (random.pick(2) == 0)
-        operand += random.pick(3) == 0 ? " > " + number(3) : " != " + number(9);
-      if (j == i) operand = "(" + operand + " || w1 && v" + number(names) + " || w2 != 3)";
+      switch (random.pick(6)) {
+        case 0:
+        case 1: operand += " != " + number(9); break;
+        case 2: operand += " > " + number(3); break;
+        case 3: operand = "!(" + operand + " && w" + number(names) + ")"; break;
+        case 4: operand = "!(" + operand + " < 0)"; break;
+        default: break;
+      }
+      if (j == i) operand = "(u1 || u2 && !u3 || u4 != 3)";
       text += (j == 0 ? "" : " && ") + operand;
       const SymbolicExprId added = simplify.simplify(parse(operand), passes);
       if (j == 0) {
