@@ -61,7 +61,7 @@ struct CopyLevel : boost::static_visitor<> {
 
  private:
   template <class Alternative>
-  Alternative& become(Alternative&& aEmpty) const {
+  Alternative& become(Alternative aEmpty) const {
     target.expr = std::move(aEmpty);
     return boost::get<Alternative>(target.expr);
   }

@@ -157,7 +157,7 @@ bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {
   for (const SymbolicExprId operand : growing.operands) {
     if (!addSubjects(operand, subjects)) return false;
   }
-  growing.subjects = {};
+  growing.subjects.clear();
   growing.subjects.add(subjects);
   growing.chain = aChain;
   return true;

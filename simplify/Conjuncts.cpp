@@ -110,6 +110,7 @@ void mergeComplementary(const IdPairs& aComplements, Conjuncts& aConjuncts, InOr
     return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
   };
   std::vector<Conjunct*> byFactors;
+  byFactors.reserve(aConjuncts.size());
   for (Conjunct& conjunct : aConjuncts) byFactors.push_back(&conjunct);
   std::sort(byFactors.begin(), byFactors.end(),
             [&](const Conjunct* a, const Conjunct* b) { return before(*a, *b); });

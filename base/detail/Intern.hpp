@@ -2,7 +2,6 @@
 #pragma once
 
 #include <initializer_list>
-#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -100,10 +99,13 @@ struct Intern {
     aTable.lastInterned = aTable.search(aHash, aIsIt);
     if (aTable.lastInterned != invalidSymbolicExprId) return;
     void* const place = aTable.arena.allocate(sizeof(Node), alignof(Node));
-    const auto destroy = [](const Node* aNode) { aNode->~Node(); };
-    std::unique_ptr<Node, decltype(destroy)> copy(new (place) Node(aProbe), destroy);
-    aTable.append(copy.get(), aHash, Digests::make(aProbe));
-    copy.release();
+    const Node* const copy = new (place) Node(aProbe);
+    try {
+      aTable.append(copy, aHash, Digests::make(aProbe));
+    } catch (...) {
+      copy->~Node();
+      throw;
+    }
     aTable.lastInterned = aTable.nodes.size() - 1;
   }
 };

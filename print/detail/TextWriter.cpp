@@ -410,8 +410,17 @@ std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot
   return Writer(aTable, aRoot, aPredicate, aLayout).run();
 }
 
+std::uint64_t firstBytes(std::string_view aText) {
+  std::uint64_t number = 0;
+  for (std::size_t i = 0; i < sizeof number; ++i) {
+    number = number << 8 | (i < aText.size() ? static_cast<unsigned char>(aText[i]) : 0U);
+  }
+  return number;
+}
+
 TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId) {
   TextStart start;
+  start.isWhole = true;
   TextCursor cursor(aTable, aId);
   while (cursor.find()) {
     const std::string_view piece = cursor.piece();
@@ -422,10 +431,13 @@ TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId) {
     const std::size_t count = std::min(piece.size(), start.text.size() - start.length);
     std::memcpy(start.text.data() + start.length, piece.data(), count);
     start.length = static_cast<std::uint8_t>(start.length + count);
-    if (count < piece.size()) return start;
+    if (count < piece.size()) {
+      start.isWhole = false;
+      break;
+    }
     cursor.skip(count);
   }
-  start.isWhole = true;
+  start.number = firstBytes(start.view());
   return start;
 }
 

@@ -197,6 +197,11 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
    public:
     void add(const Ids& aSubjects) { all.insert(all.end(), aSubjects.begin(), aSubjects.end()); }
     bool containsAny(const Ids& aSubjects);
+    void clear() {
+      all.clear();
+      if (inSet > 0) set = {};
+      inSet = 0;
+    }
 
    private:
     Ids all;

@@ -1,7 +1,6 @@
 #include "simplify/detail/TextOrder.hpp"
 
 #include <algorithm>
-#include <array>
 #include <boost/container/small_vector.hpp>
 #include <optional>
 #include <utility>
@@ -27,20 +26,13 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
       if (key.start.size() >= sizeof key.number) return key;
     }
   }
-  Key key{aId, {}, true, 0};
-  std::array<char, sizeof key.number> bytes{};
   // A symbol is its own text.
   if (Digests::kindOf(table, aId) == SymbolicOp::String) {
-    key.start = static_cast<const SymbolicString&>(*table.get(aId)).getText();
-    std::copy_n(key.start.data(), std::min(key.start.size(), bytes.size()), bytes.data());
-  } else {
-    const TextStart& begin = start(aId);
-    key.start = begin.view();
-    key.isWhole = begin.isWhole;
-    std::copy_n(begin.text.data(), bytes.size(), bytes.data());
+    const std::string_view text = static_cast<const SymbolicString&>(*table.get(aId)).getText();
+    return {aId, text, true, firstBytes(text)};
   }
-  for (const char byte : bytes) key.number = key.number << 8 | static_cast<unsigned char>(byte);
-  return key;
+  const TextStart& begin = start(aId);
+  return {aId, begin.view(), begin.isWhole, begin.number};
 }
 
 // An operation starts with its left operand where that stands bare, and is at least a character
