@@ -17,8 +17,9 @@ SymbolicExprParser::SymbolicExprParser(SymbolicExprTable& aTable, bool aCSyntax)
     : table(aTable), cSyntax(aCSyntax) {}
 
 SymbolicExprId SymbolicExprParser::operator()(const std::string& aText) const {
-  // Making a grammar costs as much as parsing a short text.
-  static const Parser::ExprParser<std::string::const_iterator> grammar;
+  // Making a grammar costs as much as parsing a short text. It is never destroyed: hosts parse in
+  // destructors of their own statics, too.
+  static const auto& grammar = *new Parser::ExprParser<std::string::const_iterator>;
   detail::StepWriter writer;
   std::string::const_iterator stop = aText.begin();
   // Skips white space after the match, too.

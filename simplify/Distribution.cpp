@@ -12,6 +12,29 @@ namespace KS {
 
 using namespace detail;
 
+namespace {
+
+bool isRelation(SymbolicOp aOp) {
+  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
+}
+
+// Calls `aUse` with every way to pick a member of each list.
+template <class Use>
+void forEachPick(const std::vector<std::vector<SymbolicExprId>>& aLists, Use aUse) {
+  std::vector<std::size_t> places(aLists.size(), 0);
+  std::vector<SymbolicExprId> picks(aLists.size());
+  for (std::size_t i = 0; i < places.size();) {
+    for (std::size_t j = 0; j < places.size(); ++j) picks[j] = aLists[j][places[j]];
+    aUse(picks);
+    for (i = 0; i < places.size() && ++places[i] == aLists[i].size(); ++i) places[i] = 0;
+  }
+}
+
+// So many are put into a sorted list, or searched for, one by one.
+constexpr std::size_t few = 8;
+
+}  // namespace
+
 // ---------------------------------------------------------------------------------------------
 // Unrelated operands: those that no rule but distribution looks at together
 
@@ -21,7 +44,12 @@ using namespace detail;
 // distributed, and for an operand about too many.
 bool SymbolicExprSimplifyVisitor::addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const {
   constexpr std::size_t many = 64;
-  if (kindOf(aOperand) == SymbolicOp::Or) return false;
+  const SymbolicOp kind = kindOf(aOperand);
+  if (kind == SymbolicOp::Or) return false;
+  if (kind != SymbolicOp::Not) {
+    aSubjects.push_back(isRelation(kind) ? SymbolicExprId{digest(aOperand).first} : aOperand);
+    return true;
+  }
   const std::size_t before = aSubjects.size();
   Ids open{aOperand};
   while (!open.empty()) {
@@ -33,8 +61,7 @@ bool SymbolicExprSimplifyVisitor::addSubjects(SymbolicExprId aOperand, Ids& aSub
     } else if (op == SymbolicOp::Not) {
       open.push_back(digest(id).first);
     } else {
-      const bool isRelation = op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
-      aSubjects.push_back(isRelation ? SymbolicExprId{digest(id).first} : id);
+      aSubjects.push_back(isRelation(op) ? SymbolicExprId{digest(id).first} : id);
     }
     if (aSubjects.size() - before + open.size() > many) return false;
   }
@@ -53,26 +80,49 @@ SymbolicExprSimplifyVisitor::Ids SymbolicExprSimplifyVisitor::conjunctionOperand
   return flat;
 }
 
-// Takes a simplified conjunction apart, unless it is what was extended last. False where it is a
-// constant or its operands are about too many.
+// Takes a simplified conjunction apart, unless it is what was extended last, or that before it was.
+// False where it is a constant or its operands are about too many.
 bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {
   if (growing.chain == aChain) return true;
   if (!isFixed(aChain) || aChain == constant(true) || aChain == constant(false)) return false;
-  growing.chain = invalidSymbolicExprId;
-  growing.operands = conjunctionOperands(aChain);
-  Ids subjects;
-  for (const SymbolicExprId operand : growing.operands) {
-    if (!addSubjects(operand, subjects)) return false;
+  if (growing.before == aChain) {
+    for (const SymbolicExprId added : growing.added) {
+      growing.operands.erase(std::find(growing.operands.begin(), growing.operands.end(), added));
+    }
+    growing.subjects.dropLast(growing.addedSubjects);
+  } else {
+    growing.chain = growing.before = invalidSymbolicExprId;
+    growing.operands = conjunctionOperands(aChain);
+    Ids subjects;
+    for (const SymbolicExprId operand : growing.operands) {
+      if (!addSubjects(operand, subjects)) return false;
+    }
+    growing.subjects.clear();
+    growing.subjects.add(subjects);
   }
-  growing.subjects.clear();
-  growing.subjects.add(subjects);
   growing.chain = aChain;
+  growing.before = invalidSymbolicExprId;
   return true;
 }
 
+void SymbolicExprSimplifyVisitor::Subjects::clear() {
+  all.clear();
+  if (inSet > 0) set = {};
+  inSet = 0;
+  wasAsked = false;
+}
+
+void SymbolicExprSimplifyVisitor::Subjects::dropLast(std::size_t aCount) {
+  const std::size_t left = all.size() - aCount;
+  for (std::size_t i = left; i < inSet; ++i) set.erase(all[i]);
+  inSet = std::min(inSet, left);
+  all.resize(left);
+}
+
 bool SymbolicExprSimplifyVisitor::Subjects::containsAny(const Ids& aSubjects) {
-  constexpr std::size_t few = 32;
-  if (all.size() <= few) {
+  constexpr std::size_t manyPairs = 512;
+  const bool isFirst = !std::exchange(wasAsked, true);
+  if (all.size() * aSubjects.size() <= manyPairs || (isFirst && aSubjects.size() <= few)) {
     return std::find_first_of(all.begin(), all.end(), aSubjects.begin(), aSubjects.end()) !=
            all.end();
   }
@@ -85,7 +135,6 @@ bool SymbolicExprSimplifyVisitor::Subjects::containsAny(const Ids& aSubjects) {
 // operands before the first new one stay the chain that they are.
 SymbolicExprId SymbolicExprSimplifyVisitor::insertOperands(SymbolicExprId aChain, Ids& aOperands,
                                                            const Ids& aAdded) {
-  constexpr std::size_t few = 8;
   std::size_t links = aOperands.size();
   std::size_t first = links;
   if (aAdded.size() <= few) {
@@ -116,7 +165,8 @@ SymbolicExprId SymbolicExprSimplifyVisitor::insertOperands(SymbolicExprId aChain
 // conjunctions operand by operand. Nothing where a rule might apply to operands of the two.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId aChain,
                                                                   SymbolicExprId aOther) {
-  if (growing.chain == aOther || kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOther);
+  const bool isKnown = aOther == growing.chain || aOther == growing.before;
+  if (isKnown || kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOther);
   if (!isFixed(aOther) || aOther == constant(true) || aOther == constant(false) ||
       !loadGrowing(aChain)) {
     return std::nullopt;
@@ -138,6 +188,9 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId
   if (added.empty()) return aChain;
   growing.chain = insertOperands(aChain, growing.operands, added);
   growing.subjects.add(subjects);
+  growing.before = added.size() <= few ? aChain : invalidSymbolicExprId;
+  growing.added = added;
+  growing.addedSubjects = subjects.size();
   return growing.chain;
 }
 
@@ -183,22 +236,6 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
   rest.erase(constant(true));
   return distributeOver(rest, disjunctions);
 }
-
-namespace {
-
-// Calls `aUse` with every way to pick a member of each list.
-template <class Use>
-void forEachPick(const std::vector<std::vector<SymbolicExprId>>& aLists, Use aUse) {
-  std::vector<std::size_t> places(aLists.size(), 0);
-  std::vector<SymbolicExprId> picks(aLists.size());
-  for (std::size_t i = 0; i < places.size();) {
-    for (std::size_t j = 0; j < places.size(); ++j) picks[j] = aLists[j][places[j]];
-    aUse(picks);
-    for (i = 0; i < places.size() && ++places[i] == aLists[i].size(); ++i) places[i] = 0;
-  }
-}
-
-}  // namespace
 
 // For a conjunction and disjunctions that are simplified and have no subject in common: no rule
 // applies to the conjunctions of their members that did not apply to the members. Nothing where

@@ -275,5 +275,31 @@ TEST(SimplifyBoolean, ConjunctionsGrowOperandByOperand) {
   }
 }
 
+// One conjunction after the other is extended by one operand; those of the first name are extended
+// again and again, and "many" names too much at once to be taken apart.
+TEST(SimplifyBoolean, SiblingConjunctions) {
+  std::string many = "!(n0";
+  for (int i = 1; i < 70; ++i) many += " && n" + std::to_string(i);
+  many += ")";
+  SymbolicExprTable table;
+  const SymbolicExprSimplify simplify(table, 10);
+  const SymbolicExprPrinter print(table, false, true, false);
+  const auto extended = [&](const std::string& aChain, const std::string& aOperand) {
+    std::size_t passes = 0;
+    const auto part = [&](const std::string& aText) {
+      return simplify.simplify(SymbolicExprParser(table, true)(aText), passes);
+    };
+    const SymbolicAndExpr both(table, part(aChain), part(aOperand));
+    return print(simplify.simplify(both.getId(table), passes));
+  };
+  const std::string first = "b && d && f", second = many + " && x", third = "p && q != 1";
+  for (const char* const operand : {"a", "b", "c", "e && g", "d", "!c", "f && h", "z"}) {
+    for (const std::string& chain : {first, second, first, third, first, first + " && c", second}) {
+      const std::string whole = chain + " && " + operand;
+      EXPECT_EQ(extended(chain, operand), simplified(whole).text) << whole;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace KS::test

@@ -196,25 +196,29 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   class Subjects {
    public:
     void add(const Ids& aSubjects) { all.insert(all.end(), aSubjects.begin(), aSubjects.end()); }
+    // Takes the last ones out again, which were no subjects before they were added.
+    void dropLast(std::size_t aCount);
+    void clear();
     bool containsAny(const Ids& aSubjects);
-    void clear() {
-      all.clear();
-      if (inSet > 0) set = {};
-      inSet = 0;
-    }
 
    private:
     Ids all;
-    boost::unordered_flat_set<SymbolicExprId> set;  // of the first `inSet` of these, if many
+    boost::unordered_flat_set<SymbolicExprId> set;  // of the first `inSet` of these, if worth it
     std::size_t inSet = 0;
+    bool wasAsked = false;  // a set that is asked once is not worth its making
   };
 
-  // The conjunction that was extended last, taken apart: one that grows operand by operand costs a
-  // look at the new operand each time.
+  // The conjunction that was extended last, taken apart: one that grows operand by operand, or to
+  // which one operand after the other is added for siblings, costs a look at the new operand each
+  // time.
   struct GrowingChain {
     SymbolicExprId chain = invalidSymbolicExprId;
     Ids operands;  // in order
     Subjects subjects;
+    // What it was before it was extended, if it still is to be had, and by what.
+    SymbolicExprId before = invalidSymbolicExprId;
+    Ids added;
+    std::size_t addedSubjects = 0;
   };
   GrowingChain growing;
 

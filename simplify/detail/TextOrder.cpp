@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <boost/container/small_vector.hpp>
-#include <optional>
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -66,8 +65,8 @@ bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
 
 int TextOrder::compare(const Key& a, const Key& b) {
   if (a.number != b.number) return a.number < b.number ? -1 : 1;
+  if (const int order = compareStarts(a, b)) return order;
   const std::size_t common = std::min(a.start.size(), b.start.size());
-  if (const int order = a.start.compare(0, common, b.start, 0, common)) return order;
   const bool endsA = a.isWhole && a.start.size() == common;
   const bool endsB = b.isWhole && b.start.size() == common;
   if (endsA || endsB) return static_cast<int>(endsB) - static_cast<int>(endsA);
@@ -75,7 +74,8 @@ int TextOrder::compare(const Key& a, const Key& b) {
 }
 
 int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
-  if (const std::optional<int> order = compareConjunctions(a, b)) return *order;
+  if (const int order = compareLeads(a, b)) return order;
+  if (const int order = compareConjunctions(a, b)) return order;
   if (a > b) return -compareWholly(b, a);
   if (const auto known = orders.find({a, b}); known != orders.end()) return known->second;
   const int order = compareTexts(table, a, b);
@@ -84,9 +84,27 @@ int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
   return order;
 }
 
-// The first operands in which two conjunctions differ order them, where neither of these begins
-// with the other and both stand bare.
-std::optional<int> TextOrder::compareConjunctions(SymbolicExprId a, SymbolicExprId b) {
+// The operands with which two expressions begin, where their texts differ before one of them ends;
+// else zero. The text of a symbol is at hand however long it is.
+int TextOrder::compareLeads(SymbolicExprId a, SymbolicExprId b) {
+  constexpr int mostLinks = 8;
+  const auto lead = [this](SymbolicExprId aId) {
+    for (int i = 0; i < mostLinks && startsWithLeft(aId); ++i) aId = Digests::of(table)[aId].first;
+    return aId;
+  };
+  const SymbolicExprId x = lead(a), y = lead(b);
+  return x == y ? 0 : compareStarts(key(x), key(y));
+}
+
+// What the starts of two texts decide.
+int TextOrder::compareStarts(const Key& a, const Key& b) {
+  const std::size_t common = std::min(a.start.size(), b.start.size());
+  return a.start.compare(0, common, b.start, 0, common);
+}
+
+// The first operands in which two conjunctions differ order them, where their texts differ before
+// one of them ends and both stand bare; else zero.
+int TextOrder::compareConjunctions(SymbolicExprId a, SymbolicExprId b) {
   using Ids = boost::container::small_vector<SymbolicExprId, 16>;
   const auto operands = [this](SymbolicExprId aLink) {
     Ids ids;
@@ -102,11 +120,9 @@ std::optional<int> TextOrder::compareConjunctions(SymbolicExprId a, SymbolicExpr
   };
   const Ids ofA = operands(a), ofB = operands(b);
   const auto [x, y] = std::mismatch(ofA.rbegin(), ofA.rend(), ofB.rbegin(), ofB.rend());
-  if (x == ofA.rend() || y == ofB.rend() || !isBare(*x) || !isBare(*y)) return std::nullopt;
-  const Key keyX = key(*x), keyY = key(*y);
-  const std::size_t common = std::min(keyX.start.size(), keyY.start.size());
-  const int order = keyX.start.compare(0, common, keyY.start, 0, common);
-  return order == 0 ? std::nullopt : std::optional(order);
+  if (x == ofA.rend() || y == ofB.rend() || !isBare(*x) || !isBare(*y)) return 0;
+  const int order = compareStarts(key(*x), key(*y));
+  return order != 0 ? order : compareLeads(*x, *y);
 }
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {

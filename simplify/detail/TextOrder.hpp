@@ -5,7 +5,6 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -51,7 +50,9 @@ class TextOrder {
   int compare(const Key& a, const Key& b);
   bool isBefore(const Key& a, const Key& b);
   int compareWholly(SymbolicExprId a, SymbolicExprId b);
-  std::optional<int> compareConjunctions(SymbolicExprId a, SymbolicExprId b);
+  int compareLeads(SymbolicExprId a, SymbolicExprId b);
+  int compareConjunctions(SymbolicExprId a, SymbolicExprId b);
+  static int compareStarts(const Key& a, const Key& b);
 
   static constexpr std::size_t maxStarts = std::size_t{1} << 15;
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
