@@ -278,8 +278,8 @@ TEST(SimplifyBoolean, ConjunctionsGrowOperandByOperand) {
 // One conjunction after the other is extended by one operand; those of the first name are extended
 // again and again, and "many" names too much at once to be taken apart.
 TEST(SimplifyBoolean, SiblingConjunctions) {
-  std::string many = "!(n0";
-  for (int i = 1; i < 70; ++i) many += " && n" + std::to_string(i);
+  std::string many = "!(n10";
+  for (int i = 11; i < 80; ++i) many += " && n" + std::to_string(i);
   many += ")";
   SymbolicExprTable table;
   const SymbolicExprSimplify simplify(table, 10);
