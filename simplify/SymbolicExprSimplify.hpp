@@ -20,6 +20,7 @@ class KS_API SymbolicExprSimplify {
  public:
   /// `aMaxIterations` is the most passes that one call may run; 0 still runs one.
   SymbolicExprSimplify(SymbolicExprTable& aTable, std::size_t aMaxIterations);
+  /// One for the same table, with the same limit.
   SymbolicExprSimplify(const SymbolicExprSimplify& aOther);
   ~SymbolicExprSimplify();
 
