@@ -126,7 +126,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::reduce(const Connecti
       constants += operand == constant(true) || operand == constant(false);
       chains += op == aKind.dual;
       nots += op == SymbolicOp::Not;
-      relations += op >= SymbolicOp::Equal && op <= SymbolicOp::GreaterThanEqual;
+      relations += isRelation(op);
     }
     changed = false;
     if (constants > 0) {

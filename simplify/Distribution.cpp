@@ -14,10 +14,6 @@ using namespace detail;
 
 namespace {
 
-bool isRelation(SymbolicOp aOp) {
-  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
-}
-
 // Calls `aUse` with every way to pick a member of each list.
 template <class Use>
 void forEachPick(const std::vector<std::vector<SymbolicExprId>>& aLists, Use aUse) {

@@ -10,10 +10,6 @@ using namespace detail;
 
 namespace {
 
-bool isRelation(SymbolicOp aOp) {
-  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
-}
-
 // The relation with its operands exchanged.
 SymbolicOp mirror(SymbolicOp aOp) {
   switch (aOp) {

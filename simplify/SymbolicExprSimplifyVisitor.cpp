@@ -10,10 +10,6 @@ bool isChain(SymbolicOp aOp) { return aOp == SymbolicOp::And || aOp == SymbolicO
 
 bool isLeaf(SymbolicOp aOp) { return aOp <= SymbolicOp::DoubleValue; }
 
-bool isRelation(SymbolicOp aOp) {
-  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
-}
-
 // Whether the visit of the kind has rules; all other kinds are rebuilt from their operands.
 bool hasRules(SymbolicOp aOp) {
   return (aOp >= SymbolicOp::Plus && aOp <= SymbolicOp::Not && aOp != SymbolicOp::UnaryMinus &&
@@ -102,7 +98,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::apply(SymbolicExprId aId, std::size_
     return simplifyChain(op == SymbolicOp::And ? detail::conjunction : detail::disjunction,
                          operands.data() + aFirst, operands.size() - aFirst);
   }
-  if (isRelation(op)) return simplifyRelation({op, operands[aFirst], operands[aFirst + 1]});
+  if (detail::isRelation(op)) return simplifyRelation({op, operands[aFirst], operands[aFirst + 1]});
   if (op == SymbolicOp::Not) return simplifyNot(operands[aFirst]);
   const SymbolicExpr& node = *table().get(aId);
   if (!hasRules(op)) {

@@ -13,6 +13,11 @@
 
 namespace KS::detail {
 
+/// Whether the kind is one of the six relations.
+constexpr bool isRelation(SymbolicOp aOp) {
+  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
+}
+
 /// What becomes of a pair.
 enum class Outcome : std::uint8_t {
   Stay,    ///< both stay
