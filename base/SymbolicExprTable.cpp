@@ -8,29 +8,10 @@
 
 namespace KS {
 
-namespace {
-
-// Makes room for one more element. Growing by half leaves less memory unused than doubling.
-template <class Vector>
-void makeRoom(Vector& aVector) {
-  if (aVector.size() == aVector.capacity()) {
-    aVector.reserve(aVector.size() + aVector.size() / 2 + 16);
-  }
-}
-
-}  // namespace
-
 std::size_t hash_value(const SymbolicExprRef& aRef) { return aRef.get()->getHash(); }
 
 bool operator==(const SymbolicExprRef& aProbe, const SymbolicExprRef& aStored) {
   return *aProbe.get() == *aStored.get();
-}
-
-// Of two slots the younger is the probe: the older one is stored already.
-bool SymbolicExprTable::SlotEqual::operator()(const Slot& a, const Slot& b) const {
-  if (a.hash != b.hash) return false;
-  const SymbolicExpr& probe = *table->nodes[std::max(a.id, b.id)];
-  return table->isEqual(probe, probe.getHash(), std::min(a.id, b.id));
 }
 
 bool SymbolicExprTable::isEqual(const SymbolicExpr& aProbe, std::size_t aHash,
@@ -38,7 +19,18 @@ bool SymbolicExprTable::isEqual(const SymbolicExpr& aProbe, std::size_t aHash,
   return nodes[aId]->getHash() == aHash && aProbe == *nodes[aId];
 }
 
-SymbolicExprTable::SymbolicExprTable() : index(0, SlotHash{}, SlotEqual{this}) {}
+void detail::NodeIndex::grow() {
+  std::vector<Slot> old(slots.size() * 2);
+  old.swap(slots);
+  mask = slots.size() - 1;
+  --shift;
+  for (const Slot& slot : old) {
+    if (slot.id == NodeDigest::none) continue;
+    slots[find(slot.hash, [](std::uint32_t) { return false; })] = slot;
+  }
+}
+
+SymbolicExprTable::SymbolicExprTable() = default;
 
 SymbolicExprTable::~SymbolicExprTable() {
   for (std::size_t id = 0; id < nodes.size(); ++id) {
@@ -54,31 +46,35 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
   if (aExpr == nullptr) {
     throw std::invalid_argument("KS::SymbolicExprTable::add: the node is null");
   }
+  makeRoom();
   detail::NodeDigest digest = detail::Digests::make(*aExpr);
   digest.isAdded = true;
-  append(aExpr, aExpr->getHash(), digest);
+  const std::uint32_t hash = detail::Digests::indexHash(*aExpr, digest);
+  const std::size_t place =
+      index.find(hash, [&](SymbolicExprId aId) { return isEqual(*aExpr, aExpr->getHash(), aId); });
+  if (index.at(place) == detail::NodeDigest::none) {
+    index.insert(place, hash, static_cast<std::uint32_t>(nodes.size()));
+  }
+  append(aExpr, digest);
 }
 
-void SymbolicExprTable::append(const SymbolicExpr* aNode, std::size_t aHash,
-                               const detail::NodeDigest& aDigest) {
-  if (nodes.size() >= detail::NodeDigest::none) failFull();
-  makeRoom(nodes);
-  makeRoom(digests);
-  nodes.push_back(aNode);
-  digests.push_back(aDigest);
-  try {
-    index.insert(slot(aHash, nodes.size() - 1));
-  } catch (...) {
-    digests.pop_back();
-    nodes.pop_back();
-    throw;
+void SymbolicExprTable::grow() {
+  constexpr std::size_t most = detail::NodeDigest::none;
+  if (nodes.size() >= most) {
+    throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
   }
+  // By half: that leaves less memory unused than doubling.
+  const std::size_t more = std::min(nodes.size() + nodes.size() / 2 + 16, most);
+  nodes.reserve(more);
+  digests.reserve(more);
 }
 
 SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {
   if (aProbe == nullptr) return invalidSymbolicExprId;
   const std::size_t hash = aProbe->getHash();
-  return search(hash, [&](SymbolicExprId aId) { return isEqual(*aProbe, hash, aId); });
+  return detail::Intern::search(*this,
+                                detail::Digests::indexHash(*aProbe, detail::Digests::make(*aProbe)),
+                                [&](SymbolicExprId aId) { return isEqual(*aProbe, hash, aId); });
 }
 
 bool SymbolicExprTable::contains(const SymbolicExpr* aProbe) const {
@@ -107,10 +103,6 @@ void SymbolicExprTable::failUnknownId(SymbolicExprId aId) const {
   throw std::out_of_range(
       "KS::SymbolicExprTable::get: no expression has the id " +
       (aId == invalidSymbolicExprId ? "of a failed parse or lookup" : std::to_string(aId)));
-}
-
-void SymbolicExprTable::failFull() {
-  throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
 }
 
 }  // namespace KS

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <boost/unordered/unordered_flat_map.hpp>
-#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory_resource>
@@ -31,6 +30,54 @@ struct NodeDigest {
   bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
   std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
   std::uint32_t second;  // the second input
+};
+
+/// The ids of a table's nodes by hash, 8 bytes a slot: open addressing with linear probing (D. E.
+/// Knuth, The Art of Computer Programming, volume 3, section 6.4, algorithm L). A slot's first
+/// choice grows with the hash, so growing reads and writes memory in order.
+class NodeIndex {
+ public:
+  /// The place of the node with that hash for which `aIsIt(id)` holds, or the free one that a node
+  /// with that hash would have. Places mean nothing once room was made.
+  template <class IsIt>
+  std::size_t find(std::uint32_t aHash, const IsIt& aIsIt) const {
+    std::size_t place = static_cast<std::size_t>(std::uint64_t{aHash} << 32 >> shift);
+    while (slots[place].id != NodeDigest::none &&
+           !(slots[place].hash == aHash && aIsIt(slots[place].id))) {
+      place = (place + 1) & mask;
+    }
+    return place;
+  }
+  /// The id of the node at that place, or none.
+  std::uint32_t at(std::size_t aPlace) const { return slots[aPlace].id; }
+
+  /// Sees to it that one more node can be put in. Returns whether this made room. Throws
+  /// `std::bad_alloc`, and changes nothing, where memory ends.
+  bool makeRoom() {
+    const bool isFull = used > mask / 8 * 5;
+    if (isFull) grow();
+    return isFull;
+  }
+
+  /// Puts a node in a free place, for which there is room.
+  void insert(std::size_t aPlace, std::uint32_t aHash, std::uint32_t aId) {
+    slots[aPlace] = {aHash, aId};
+    ++used;
+  }
+
+ private:
+  struct Slot {
+    std::uint32_t hash = 0;
+    std::uint32_t id = NodeDigest::none;
+  };
+
+  void grow();
+
+  static constexpr unsigned firstBits = 5;
+  std::vector<Slot> slots = std::vector<Slot>(std::size_t{1} << firstBits);
+  std::size_t mask = slots.size() - 1;  // the number of slots is a power of 2
+  unsigned shift = 64 - firstBits;      // leaves as many bits of 64 as number a slot
+  std::size_t used = 0;
 };
 }  // namespace detail
 
@@ -108,63 +155,26 @@ class KS_API SymbolicExprTable {
   friend struct detail::Intern;
   friend struct detail::Digests;
 
-  // An index entry, 8 bytes: the id, and half of the bits of its node's hash.
-  struct Slot {
-    std::uint32_t hash;
-    std::uint32_t id;
-  };
-  static Slot slot(std::size_t aHash, SymbolicExprId aId) {
-    constexpr std::uint64_t oddFraction = 0x9e3779b97f4a7c15;  // of the golden ratio: mixes upwards
-    return {static_cast<std::uint32_t>(aHash * oddFraction >> 32), static_cast<std::uint32_t>(aId)};
-  }
-  // What is searched for: a hash, and a function that tells whether the node with an id is it. The
-  // node need not exist as an object.
-  template <class IsIt>
-  struct Probe {
-    std::uint32_t hash;
-    IsIt isIt;
-  };
-  struct SlotHash {
-    using is_transparent = void;
-    std::size_t operator()(const Slot& aSlot) const { return aSlot.hash; }
-    template <class IsIt>
-    std::size_t operator()(const Probe<IsIt>& aProbe) const {
-      return aProbe.hash;
-    }
-  };
-  struct SlotEqual {
-    using is_transparent = void;
-    const SymbolicExprTable* table;
-    bool operator()(const Slot& a, const Slot& b) const;
-    template <class IsIt>
-    bool operator()(const Probe<IsIt>& aProbe, const Slot& aSlot) const {
-      return aProbe.hash == aSlot.hash && aProbe.isIt(aSlot.id);
-    }
-    template <class IsIt>
-    bool operator()(const Slot& aSlot, const Probe<IsIt>& aProbe) const {
-      return (*this)(aProbe, aSlot);
-    }
-  };
-
-  // The id of the stored node that is searched for, or the invalid id.
-  template <class IsIt>
-  SymbolicExprId search(std::size_t aHash, const IsIt& aIsIt) const {
-    const auto found = index.find(Probe<IsIt>{slot(aHash, 0).hash, aIsIt});
-    return found == index.end() ? invalidSymbolicExprId : SymbolicExprId{found->id};
-  }
-
   // Whether a stored node equals a probe with that hash. Whole hashes are compared before nodes:
   // the equality of doubles is tolerant and must not decide between values that hash apart.
   bool isEqual(const SymbolicExpr& aProbe, std::size_t aHash, SymbolicExprId aId) const;
 
-  // Gives a node that is not in the table the next id.
-  void append(const SymbolicExpr* aNode, std::size_t aHash, const detail::NodeDigest& aDigest);
+  // Sees to it that `append` cannot fail: throws, and changes nothing, where one more node is too
+  // many. Returns whether places in the index have changed.
+  bool makeRoom() {
+    if (nodes.size() == nodes.capacity() || digests.size() == digests.capacity()) grow();
+    return index.makeRoom();
+  }
+  void grow();
+  // Gives a node the next id.
+  void append(const SymbolicExpr* aNode, const detail::NodeDigest& aDigest) {
+    nodes.push_back(aNode);
+    digests.push_back(aDigest);
+  }
 
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
-  [[noreturn]] static void failFull();
-
   std::pmr::monotonic_buffer_resource arena{std::pmr::new_delete_resource()};  // interned nodes
-  boost::unordered_flat_set<Slot, SlotHash, SlotEqual> index;
+  detail::NodeIndex index;  // of the first of equal nodes
   std::vector<const SymbolicExpr*> nodes;
   std::vector<detail::NodeDigest> digests;  // one per node
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> valueIds;

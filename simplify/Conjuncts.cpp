@@ -222,7 +222,7 @@ SymbolicExprSimplifyVisitor::IdPairs SymbolicExprSimplifyVisitor::findComplement
     const NodeDigest& node = digest(id);
     // Nothing is interned to find out: a complement that the table does not hold is no operand.
     const auto addRelation = [&](SymbolicOp aOp) {
-      addPair(id, Intern::find(table(), aOp, {node.first, node.second}));
+      addPair(id, Intern::find(table(), aOp, node.first, node.second));
     };
     switch (static_cast<SymbolicOp>(node.kind)) {
       case SymbolicOp::Not: addPair(id, node.first); break;

@@ -1,7 +1,7 @@
 // Interning without a second search, and the other accesses that the library's own code needs.
 #pragma once
 
-#include <initializer_list>
+#include <cstdint>
 #include <new>
 #include <string>
 #include <string_view>
@@ -15,33 +15,37 @@
 namespace KS::detail {
 
 struct Intern {
+  /// The id of the node with that index hash for which `aIsIt(id)` holds, or the invalid id.
+  template <class IsIt>
+  static SymbolicExprId search(const SymbolicExprTable& aTable, std::uint32_t aHash,
+                               const IsIt& aIsIt) {
+    return idAt(aTable, aTable.index.find(aHash, aIsIt));
+  }
+
   /// Finds the node that equals the probe, or stores a copy of the probe.
   template <class Node>
   static void node(SymbolicExprTable& aTable, const Node& aProbe) {
     const std::size_t hash = aProbe.Node::getHash();
-    store(aTable, aProbe, hash,
+    store(aTable, aProbe, Digests::make(aProbe), Digests::indexHash(hash),
           [&](SymbolicExprId aId) { return aTable.isEqual(aProbe, hash, aId); });
   }
 
-  /// The same for an operator, whose hash the caller has. Digests tell operators apart, so the
-  /// stored nodes are not looked at.
+  /// The same for an operator. Digests tell operators apart, so the stored nodes are not looked at.
   template <class Node>
-  static void operation(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
+  static void operation(SymbolicExprTable& aTable, const Node& aProbe) {
     const NodeDigest probe = Digests::make(aProbe);
-    store(aTable, aProbe, aHash, [&](SymbolicExprId aId) {
-      const NodeDigest& stored = aTable.digests[aId];
-      return stored.kind == probe.kind && stored.first == probe.first &&
-             stored.second == probe.second &&
-             (Digests::isWhole(probe) || aTable.isEqual(aProbe, aHash, aId));
-    });
+    if (!Digests::isWhole(probe)) return node(aTable, aProbe);
+    store(aTable, aProbe, probe, Digests::indexHash(probe),
+          [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
   }
 
   /// Interns a symbol; one that is known costs no string of its own.
   static SymbolicExprId symbol(SymbolicExprTable& aTable, std::string_view aText) {
-    const SymbolicExprId known = aTable.search(hashSymbol(aText), [&](SymbolicExprId aId) {
-      return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
-             static_cast<const SymbolicString*>(aTable.nodes[aId])->getText() == aText;
-    });
+    const SymbolicExprId known =
+        search(aTable, Digests::indexHash(hashSymbol(aText)), [&](SymbolicExprId aId) {
+          return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
+                 static_cast<const SymbolicString*>(aTable.nodes[aId])->getText() == aText;
+        });
     if (known != invalidSymbolicExprId) return known;
     SymbolicString(aTable, std::string(aText));
     return lastId(aTable);
@@ -49,10 +53,11 @@ struct Intern {
 
   /// Interns an integer literal; most are known.
   static SymbolicExprId integer(SymbolicExprTable& aTable, int aValue) {
-    const SymbolicExprId known = aTable.search(signExtended(aValue), [&](SymbolicExprId aId) {
-      return Digests::kindOf(aTable, aId) == SymbolicOp::IntValue &&
-             Digests::of(aTable)[aId].first == static_cast<std::uint32_t>(aValue);
-    });
+    const SymbolicExprId known =
+        search(aTable, Digests::indexHash(signExtended(aValue)), [&](SymbolicExprId aId) {
+          return Digests::kindOf(aTable, aId) == SymbolicOp::IntValue &&
+                 Digests::of(aTable)[aId].first == static_cast<std::uint32_t>(aValue);
+        });
     if (known != invalidSymbolicExprId) return known;
     SymbolicIntValue(aTable, aValue);
     return lastId(aTable);
@@ -76,36 +81,36 @@ struct Intern {
     return lastId(aTable);
   }
 
-  /// The id of the operator node of that kind over these inputs if it is interned, else the invalid
-  /// id. Interns nothing.
-  static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp,
-                             std::initializer_list<SymbolicExprId> aInputs) {
-    const int kind = static_cast<int>(aOp);
-    const SymbolicExprId* const inputs = aInputs.begin();
-    return aTable.search(hashInputs(kind, inputs, aInputs.size()), [&](SymbolicExprId aId) {
-      const SymbolicExpr& node = *aTable.nodes[aId];
-      if (node.getKind() != kind || node.getNumInputs() != aInputs.size()) return false;
-      for (std::size_t i = 0; i < aInputs.size(); ++i) {
-        if (node.getInput(i) != inputs[i]) return false;
-      }
-      return true;
-    });
+  /// The id of the operator node of that kind over these two inputs if it is interned, else the
+  /// invalid id. Interns nothing.
+  static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp, std::uint32_t aLeft,
+                             std::uint32_t aRight) {
+    const NodeDigest probe{static_cast<std::uint8_t>(aOp), false, false, aLeft, aRight};
+    return search(aTable, Digests::indexHash(probe),
+                  [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
   }
 
  private:
+  static bool isSame(const NodeDigest& a, const NodeDigest& b) {
+    return a.kind == b.kind && a.first == b.first && a.second == b.second;
+  }
+
+  static SymbolicExprId idAt(const SymbolicExprTable& aTable, std::size_t aPlace) {
+    const std::uint32_t id = aTable.index.at(aPlace);
+    return id == NodeDigest::none ? invalidSymbolicExprId : SymbolicExprId{id};
+  }
+
   template <class Node, class IsIt>
-  static void store(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash,
-                    const IsIt& aIsIt) {
-    aTable.lastInterned = aTable.search(aHash, aIsIt);
+  static void store(SymbolicExprTable& aTable, const Node& aProbe, const NodeDigest& aDigest,
+                    std::uint32_t aHash, const IsIt& aIsIt) {
+    std::size_t place = aTable.index.find(aHash, aIsIt);
+    aTable.lastInterned = idAt(aTable, place);
     if (aTable.lastInterned != invalidSymbolicExprId) return;
-    void* const place = aTable.arena.allocate(sizeof(Node), alignof(Node));
-    const Node* const copy = new (place) Node(aProbe);
-    try {
-      aTable.append(copy, aHash, Digests::make(aProbe));
-    } catch (...) {
-      copy->~Node();
-      throw;
-    }
+    if (aTable.makeRoom()) place = aTable.index.find(aHash, aIsIt);
+    void* const memory = aTable.arena.allocate(sizeof(Node), alignof(Node));
+    const Node* const copy = new (memory) Node(aProbe);
+    aTable.index.insert(place, aHash, static_cast<std::uint32_t>(aTable.nodes.size()));
+    aTable.append(copy, aDigest);
     aTable.lastInterned = aTable.nodes.size() - 1;
   }
 };
