@@ -28,11 +28,18 @@ class KS_API SymbolicExprSimplify {
   /// Throws `std::out_of_range` for an id that is not in the table.
   SymbolicExprId simplify(SymbolicExprId aId, std::size_t& aIterations) const;
 
+  /// The id that `simplify` gives for the conjunction of the two. Mostly the conjunction as it
+  /// stands is not interned for it. Throws `std::out_of_range` for an id that is not in the table.
+  SymbolicExprId conjunction(SymbolicExprId aLeft, SymbolicExprId aRight) const;
+
   /// The result of every pass in order; the last is the answer that `simplify` gives. Throws as
   /// `simplify` does.
   std::vector<SymbolicExprId> explain(SymbolicExprId aId) const;
 
  private:
+  void addBoolSymbols() const;
+  template <class Use>
+  auto withVisitor(Use aUse) const;
   template <class OnResult>
   std::size_t runPasses(SymbolicExprId aId, OnResult aOnResult) const;
 

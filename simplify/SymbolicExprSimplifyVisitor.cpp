@@ -8,8 +8,6 @@ namespace {
 
 bool isChain(SymbolicOp aOp) { return aOp == SymbolicOp::And || aOp == SymbolicOp::Or; }
 
-bool isLeaf(SymbolicOp aOp) { return aOp <= SymbolicOp::DoubleValue; }
-
 // Whether the visit of the kind has rules; all other kinds are rebuilt from their operands.
 bool hasRules(SymbolicOp aOp) {
   return (aOp >= SymbolicOp::Plus && aOp <= SymbolicOp::Not && aOp != SymbolicOp::UnaryMinus &&
@@ -29,7 +27,7 @@ int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
 
 // Whether a pass gives the id back, as far as that is known.
 bool SymbolicExprSimplifyVisitor::isFixed(SymbolicExprId aId) const {
-  return isLeaf(kindOf(aId)) || digest(aId).isSimplified;
+  return detail::Digests::isSimplified(table(), aId);
 }
 
 void SymbolicExprSimplifyVisitor::restart() {
@@ -74,6 +72,14 @@ SymbolicExprId SymbolicExprSimplifyVisitor::pass(SymbolicExprId aId) {
     if (path.empty()) return simplified;
     operands[path.back().next++] = simplified;
   }
+}
+
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::conjoin(SymbolicExprId a,
+                                                                   SymbolicExprId b) {
+  if (!isFixed(a) || !isFixed(b)) return std::nullopt;
+  const SymbolicExprId both[] = {a, b};
+  const SymbolicExprId result = simplifyChain(detail::conjunction, both, 2);
+  return isFixed(result) ? std::optional(result) : std::nullopt;
 }
 
 // Opens a frame whose operands are the node's inputs, or the operands of the whole chain.

@@ -225,7 +225,7 @@ SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBloc
   // Downwards: every net condition from the one above it. The block's own is the caller's to keep.
   for (std::size_t i = path.size(); i-- > 0;) {
     const Step step = path[i];
-    above = above == invalidSymbolicExprId ? step.local : simplifiedAnd(step.local, above);
+    above = above == invalidSymbolicExprId ? step.local : netBelow(above, step.local);
     if (i > 0) keep(step.block, aFamily.net, above);
   }
   return above;
@@ -294,17 +294,22 @@ SymbolicExprId VCService::simplified(SymbolicExprId aId) {
   return result;
 }
 
-SymbolicExprId VCService::simplifiedAnd(SymbolicExprId aLeft, SymbolicExprId aRight) {
-  // Most blocks have no condition of their own: that takes no node.
-  if (aLeft == table.getIdTRUE() && detail::Digests::isSimplified(table, aRight)) return aRight;
-  return simplified(detail::intern<SymbolicAndExpr>(table, aLeft, aRight));
+// The net condition of a block with that local condition. Siblings often have the same one.
+SymbolicExprId VCService::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal) {
+  // Most blocks have no condition of their own.
+  if (aLocal == table.getIdTRUE() && detail::Digests::isSimplified(table, aAbove)) return aAbove;
+  const auto kept = netResults.find({aAbove, aLocal});
+  if (kept != netResults.end()) return kept->second;
+  const SymbolicExprId result = simplifier.conjunction(aLocal, aAbove);
+  netResults.emplace(std::make_pair(aAbove, aLocal), result);
+  return result;
 }
 
 // The operands are looked at first, so that an unknown id leaves no node behind that uses it.
 SymbolicExprId VCService::AND(SymbolicExprId aLeft, SymbolicExprId aRight) {
   table.get(aLeft);
   table.get(aRight);
-  return simplifiedAnd(aLeft, aRight);
+  return simplified(detail::intern<SymbolicAndExpr>(table, aLeft, aRight));
 }
 SymbolicExprId VCService::OR(SymbolicExprId aLeft, SymbolicExprId aRight) {
   table.get(aLeft);

@@ -4,6 +4,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
@@ -158,7 +159,7 @@ class KS_API VCService {
   SymbolicExprId askLocal(const Family& aFamily, const KSBlock* aBlock,
                           const VCCustomizer* aCustomizer);
   SymbolicExprId simplified(SymbolicExprId aId);
-  SymbolicExprId simplifiedAnd(SymbolicExprId aLeft, SymbolicExprId aRight);
+  SymbolicExprId netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal);
   void remember(const std::string& aText, SymbolicExprId aId);
 
   SymbolicExprTable table;
@@ -174,6 +175,7 @@ class KS_API VCService {
   boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
   std::size_t textResultsLength = 0;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> idResults;
+  boost::unordered_flat_map<std::pair<SymbolicExprId, SymbolicExprId>, SymbolicExprId> netResults;
 
   static VCService* fInstance;
 };

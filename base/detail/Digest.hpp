@@ -16,9 +16,10 @@ struct Digests {
     return static_cast<SymbolicOp>(of(aTable)[aId].kind);
   }
 
-  /// Whether simplification is known to give the node back. Once known, it stays so.
+  /// Whether simplification is known to give the node back, as it does every leaf. Once known, it
+  /// stays so.
   static bool isSimplified(const SymbolicExprTable& aTable, SymbolicExprId aId) {
-    return of(aTable)[aId].isSimplified;
+    return of(aTable)[aId].isSimplified || kindOf(aTable, aId) <= SymbolicOp::DoubleValue;
   }
   static void setSimplified(SymbolicExprTable& aTable, SymbolicExprId aId) {
     aTable.digests[aId].isSimplified = true;

@@ -53,6 +53,10 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   /// The result of one pass over the expression; every distinct node is entered once.
   SymbolicExprId pass(SymbolicExprId aId);
 
+  /// The simplified conjunction of two that are simplified, without a node for the two as they
+  /// stand. Nothing where one is not, or where one pass is not enough.
+  std::optional<SymbolicExprId> conjoin(SymbolicExprId a, SymbolicExprId b);
+
   using SymbolicExprXFormVisitor::visit;
   void visit(const SymbolicPlusExpr& aExpr) override;
   void visit(const SymbolicMinusExpr& aExpr) override;

@@ -12,32 +12,105 @@ namespace KS::detail {
 
 TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
 
+// ---------------------------------------------------------------------------------------------
+// What decides mostly: the first bytes, and the first operands that differ
+
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
+  const std::size_t before = operands.size();
   if (Digests::kindOf(table, aId) == SymbolicOp::And) {
-    // A conjunction begins with its first operand: mostly as many bytes as a key needs.
-    SymbolicExprId first = aId;
-    while (Digests::kindOf(table, first) == SymbolicOp::And)
-      first = Digests::of(table)[first].first;
-    if (Digests::kindOf(table, first) != SymbolicOp::Or) {
-      Key key = this->key(first);
-      key.id = aId;
-      key.isWhole = false;
-      if (key.start.size() >= sizeof key.number) return key;
+    SymbolicExprId link = aId;
+    for (; Digests::kindOf(table, link) == SymbolicOp::And; link = Digests::of(table)[link].first) {
+      operands.push_back(Digests::of(table)[link].second);
     }
+    operands.push_back(link);
+    std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(before), operands.end());
   }
+  return {number(aId), aId, static_cast<std::uint32_t>(before),
+          static_cast<std::uint32_t>(operands.size() - before)};
+}
+
+std::uint64_t TextOrder::number(SymbolicExprId aId) {
+  Numbered& numbered = numbers[aId % numbers.size()];
+  if (numbered.id != aId) numbered = {aId, readNumber(aId)};
+  return numbered.number;
+}
+
+// Mostly a text has as many bytes before its first operator, or that of its first relation.
+std::uint64_t TextOrder::readNumber(SymbolicExprId aId) {
+  constexpr std::uint64_t lastByte = 0xFF;
+  const auto left = [this](SymbolicExprId id) { return Digests::of(table)[id].first; };
+  SymbolicExprId first = aId;
+  while (Digests::kindOf(table, first) == SymbolicOp::And) first = left(first);
+  if (first != aId) {
+    const bool isBare = Digests::kindOf(table, first) != SymbolicOp::Or;
+    const std::uint64_t begin = isBare ? number(first) : 0;
+    return (begin & lastByte) != 0 ? begin : keptStart(aId).number;
+  }
+  while (startsWithLeft(first)) first = left(first);
+  if (Digests::kindOf(table, first) == SymbolicOp::String) {
+    const std::string_view text = static_cast<const SymbolicString&>(*table.get(first)).getText();
+    if (first == aId || text.size() >= sizeof(std::uint64_t)) return firstBytes(text);
+  }
+  return keptStart(aId).number;
+}
+
+int TextOrder::compare(const Key& a, const Key& b) {
+  if (a.number != b.number) return a.number < b.number ? -1 : 1;
+  if (a.id == b.id) return 0;
+  if (a.numOperands > 0 && b.numOperands > 0) {
+    if (const int order = compareOperands(a, b)) return order;
+  }
+  const Start startA = start(a.id), startB = start(b.id);
+  if (const int order = compareStarts(startA, startB)) return order;
+  const std::size_t common = std::min(startA.text.size(), startB.text.size());
+  const bool endsA = startA.isWhole && startA.text.size() == common;
+  const bool endsB = startB.isWhole && startB.text.size() == common;
+  if (endsA || endsB) return static_cast<int>(endsB) - static_cast<int>(endsA);
+  return compareWholly(a.id, b.id);
+}
+
+// The first operands in which two conjunctions differ order them, where their texts differ before
+// one of them ends and both stand bare; else zero.
+int TextOrder::compareOperands(const Key& a, const Key& b) {
+  const SymbolicExprId* const ofA = operands.data() + a.firstOperand;
+  const SymbolicExprId* const ofB = operands.data() + b.firstOperand;
+  const auto [x, y] = std::mismatch(ofA, ofA + a.numOperands, ofB, ofB + b.numOperands);
+  if (x == ofA + a.numOperands || y == ofB + b.numOperands) return 0;
+  const auto isBare = [this](SymbolicExprId aId) {
+    const SymbolicOp op = Digests::kindOf(table, aId);
+    return op != SymbolicOp::And && op != SymbolicOp::Or;
+  };
+  return isBare(*x) && isBare(*y) ? compareBeginnings(*x, *y) : 0;
+}
+
+// The order of two texts that differ before one of them ends, if that is easily seen; else zero.
+int TextOrder::compareBeginnings(SymbolicExprId a, SymbolicExprId b) {
+  const std::uint64_t x = number(a), y = number(b);
+  for (int shift = 56; shift >= 0 && x != y; shift -= 8) {
+    const std::uint64_t byteX = x >> shift & 0xFF, byteY = y >> shift & 0xFF;
+    if (byteX == 0 || byteY == 0) break;
+    if (byteX != byteY) return byteX < byteY ? -1 : 1;
+  }
+  const int order = compareStarts(start(a), start(b));
+  return order != 0 ? order : compareLeads(a, b);
+}
+
+// ---------------------------------------------------------------------------------------------
+// What decides else
+
+TextOrder::Start TextOrder::start(SymbolicExprId aId) {
   // A symbol is its own text.
   if (Digests::kindOf(table, aId) == SymbolicOp::String) {
-    const std::string_view text = static_cast<const SymbolicString&>(*table.get(aId)).getText();
-    return {aId, text, true, firstBytes(text)};
+    return {static_cast<const SymbolicString&>(*table.get(aId)).getText(), true};
   }
-  const TextStart& begin = start(aId);
-  return {aId, begin.view(), begin.isWhole, begin.number};
+  const TextStart& begin = keptStart(aId);
+  return {begin.view(), begin.isWhole};
 }
 
 // An operation starts with its left operand where that stands bare, and is at least a character
 // longer. So the start of a deep one is that of an operand on its left edge that has more others
 // below it than the start has characters: it is written once for all of a growing chain.
-const TextStart& TextOrder::start(SymbolicExprId aId) {
+const TextStart& TextOrder::keptStart(SymbolicExprId aId) {
   if (const auto known = starts.find(aId); known != starts.end()) return *known->second;
   const auto left = [this](SymbolicExprId id) {
     return SymbolicExprId{Digests::of(table)[id].first};
@@ -47,7 +120,7 @@ const TextStart& TextOrder::start(SymbolicExprId aId) {
   for (SymbolicExprId id = aId; startsWithLeft(id); id = left(id)) {
     if (++links > TextStart::capacity + 1) deep = left(deep);
   }
-  if (deep != aId) return *starts.emplace(aId, &start(deep)).first->second;
+  if (deep != aId) return *starts.emplace(aId, &keptStart(deep)).first->second;
   pool.push_back(textStart(table, aId));
   return *starts.emplace(aId, &pool.back()).first->second;
 }
@@ -63,19 +136,8 @@ bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
          operatorText(left).precedence <= operatorText(op).precedence;
 }
 
-int TextOrder::compare(const Key& a, const Key& b) {
-  if (a.number != b.number) return a.number < b.number ? -1 : 1;
-  if (const int order = compareStarts(a, b)) return order;
-  const std::size_t common = std::min(a.start.size(), b.start.size());
-  const bool endsA = a.isWhole && a.start.size() == common;
-  const bool endsB = b.isWhole && b.start.size() == common;
-  if (endsA || endsB) return static_cast<int>(endsB) - static_cast<int>(endsA);
-  return compareWholly(a.id, b.id);
-}
-
 int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
   if (const int order = compareLeads(a, b)) return order;
-  if (const int order = compareConjunctions(a, b)) return order;
   if (a > b) return -compareWholly(b, a);
   if (const auto known = orders.find({a, b}); known != orders.end()) return known->second;
   const int order = compareTexts(table, a, b);
@@ -93,44 +155,26 @@ int TextOrder::compareLeads(SymbolicExprId a, SymbolicExprId b) {
     return aId;
   };
   const SymbolicExprId x = lead(a), y = lead(b);
-  return x == y ? 0 : compareStarts(key(x), key(y));
+  return x == y ? 0 : compareStarts(start(x), start(y));
 }
 
 // What the starts of two texts decide.
-int TextOrder::compareStarts(const Key& a, const Key& b) {
-  const std::size_t common = std::min(a.start.size(), b.start.size());
-  return a.start.compare(0, common, b.start, 0, common);
+int TextOrder::compareStarts(const Start& a, const Start& b) {
+  const std::size_t common = std::min(a.text.size(), b.text.size());
+  return a.text.compare(0, common, b.text, 0, common);
 }
 
-// The first operands in which two conjunctions differ order them, where their texts differ before
-// one of them ends and both stand bare; else zero.
-int TextOrder::compareConjunctions(SymbolicExprId a, SymbolicExprId b) {
-  using Ids = boost::container::small_vector<SymbolicExprId, 16>;
-  const auto operands = [this](SymbolicExprId aLink) {
-    Ids ids;
-    for (; Digests::kindOf(table, aLink) == SymbolicOp::And;
-         aLink = Digests::of(table)[aLink].first)
-      ids.push_back(Digests::of(table)[aLink].second);
-    ids.push_back(aLink);
-    return ids;
-  };
-  const auto isBare = [this](SymbolicExprId aId) {
-    const SymbolicOp op = Digests::kindOf(table, aId);
-    return op != SymbolicOp::And && op != SymbolicOp::Or;
-  };
-  const Ids ofA = operands(a), ofB = operands(b);
-  const auto [x, y] = std::mismatch(ofA.rbegin(), ofA.rend(), ofB.rbegin(), ofB.rend());
-  if (x == ofA.rend() || y == ofB.rend() || !isBare(*x) || !isBare(*y)) return 0;
-  const int order = compareStarts(key(*x), key(*y));
-  return order != 0 ? order : compareLeads(*x, *y);
-}
+// ---------------------------------------------------------------------------------------------
+// Comparing and sorting
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
+  operands.clear();
   return a == b ? 0 : compare(key(a), key(b));
 }
 
 SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
                                  SymbolicExprId aId) {
+  operands.clear();
   const Key added = key(aId);
   return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
     return isBefore(key(aOther), aAdded);
@@ -138,7 +182,7 @@ SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
 }
 
 bool TextOrder::isBefore(const Key& a, const Key& b) {
-  const int order = a.id == b.id ? 0 : compare(a, b);
+  const int order = compare(a, b);
   return order != 0 ? order < 0 : a.id < b.id;
 }
 
@@ -152,6 +196,7 @@ void TextOrder::trim() {
 
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
   if (aLast - aFirst < 2) return;
+  operands.clear();
   boost::container::small_vector<Key, 12> keys;
   for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keys.push_back(key(*id));
   std::sort(keys.begin(), keys.end(),

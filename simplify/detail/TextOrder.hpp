@@ -1,12 +1,14 @@
 // The canonical order of operands: the byte order of their text.
 #pragma once
 
+#include <array>
 #include <boost/container/deque.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "base/SymbolicExprTable.hpp"
 #include "print/detail/TextWriter.hpp"
@@ -35,29 +37,45 @@ class TextOrder {
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
  private:
-  // An id with the start of its text, and the first bytes of that as a number, which mostly
-  // decides.
+  // An id with the first bytes of its text as a number, which mostly decides, and the operands of
+  // a conjunction, of which the first that differ mostly do.
   struct Key {
-    SymbolicExprId id;
-    std::string_view start;
-    bool isWhole;
     std::uint64_t number;
+    SymbolicExprId id;
+    std::uint32_t firstOperand;
+    std::uint32_t numOperands;
+  };
+  // How a text begins, or all of it.
+  struct Start {
+    std::string_view text;
+    bool isWhole;
   };
 
   Key key(SymbolicExprId aId);
-  const TextStart& start(SymbolicExprId aId);
+  std::uint64_t number(SymbolicExprId aId);
+  std::uint64_t readNumber(SymbolicExprId aId);
+  Start start(SymbolicExprId aId);
+  const TextStart& keptStart(SymbolicExprId aId);
   bool startsWithLeft(SymbolicExprId aId) const;
-  int compare(const Key& a, const Key& b);
   bool isBefore(const Key& a, const Key& b);
-  int compareWholly(SymbolicExprId a, SymbolicExprId b);
+  int compare(const Key& a, const Key& b);
+  int compareOperands(const Key& a, const Key& b);
+  int compareBeginnings(SymbolicExprId a, SymbolicExprId b);
   int compareLeads(SymbolicExprId a, SymbolicExprId b);
-  int compareConjunctions(SymbolicExprId a, SymbolicExprId b);
-  static int compareStarts(const Key& a, const Key& b);
+  int compareWholly(SymbolicExprId a, SymbolicExprId b);
+  static int compareStarts(const Start& a, const Start& b);
 
   static constexpr std::size_t maxStarts = std::size_t{1} << 15;
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
 
   const SymbolicExprTable& table;
+  // The numbers of ids, each in the one place that it can have.
+  struct Numbered {
+    SymbolicExprId id = invalidSymbolicExprId;
+    std::uint64_t number = 0;
+  };
+  std::array<Numbered, 1024> numbers;
+  std::vector<SymbolicExprId> operands;     // of the keys that are being compared
   boost::container::deque<TextStart> pool;  // stays in place as it grows
   boost::unordered_flat_map<SymbolicExprId, const TextStart*> starts;
   // Of two whose starts do not decide, the older one first: sorting asks again and again.
