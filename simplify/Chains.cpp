@@ -78,12 +78,18 @@ SymbolicExprId SymbolicExprSimplifyVisitor::join(const Connective& aKind,
 // disjunction have an order of their own.
 SymbolicExprId SymbolicExprSimplifyVisitor::rebuild(const Connective& aKind,
                                                     const OperandSet& aSet) {
-  Ids sorted(aSet.begin(), aSet.end());
-  order.sort(sorted.data(), sorted.data() + sorted.size());
-  if (aKind.op == SymbolicOp::Or && sorted.size() == 2) {
-    return normalizeSymbolicOrExpr(sorted[0], sorted[1]);
+  Ids all(aSet.begin(), aSet.end());
+  return rebuild(aKind, all);
+}
+
+// The same for a list without repetitions, which is sorted.
+SymbolicExprId SymbolicExprSimplifyVisitor::rebuild(const Connective& aKind, Ids& aOperands) {
+  order.sort(aOperands.data(), aOperands.data() + aOperands.size());
+  if (aKind.op == SymbolicOp::Or && aOperands.size() == 2 &&
+      kindOf(aOperands[0]) != kindOf(aOperands[1])) {
+    return normalizeSymbolicOrExpr(aOperands[0], aOperands[1]);
   }
-  return join(aKind, sorted.data(), sorted.size());
+  return join(aKind, aOperands.data(), aOperands.size());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -95,6 +101,10 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
   if (aKind.op == SymbolicOp::And && aCount == 2) {
     if (const std::optional<SymbolicExprId> longer = extend(aOperands[0], aOperands[1])) {
       return *longer;
+    }
+    if (const std::optional<SymbolicExprId> distributed =
+            distributePair(aOperands[0], aOperands[1])) {
+      return *distributed;
     }
   }
   OperandSet set;

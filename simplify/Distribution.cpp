@@ -15,14 +15,19 @@ using namespace detail;
 namespace {
 
 // Calls `aUse` with every way to pick a member of each list.
-template <class Use>
-void forEachPick(const std::vector<std::vector<SymbolicExprId>>& aLists, Use aUse) {
-  std::vector<std::size_t> places(aLists.size(), 0);
-  std::vector<SymbolicExprId> picks(aLists.size());
+template <class Lists, class Use>
+void forEachPick(const Lists& aLists, Use aUse) {
+  using List = typename Lists::value_type;
+  boost::container::small_vector<std::size_t, 4> places(aLists.size(), 0);
+  boost::container::small_vector<typename List::value_type, 4> picks;
+  for (const List& list : aLists) picks.push_back(list[0]);
   for (std::size_t i = 0; i < places.size();) {
-    for (std::size_t j = 0; j < places.size(); ++j) picks[j] = aLists[j][places[j]];
     aUse(picks);
-    for (i = 0; i < places.size() && ++places[i] == aLists[i].size(); ++i) places[i] = 0;
+    for (i = 0; i < places.size(); ++i) {
+      places[i] = (places[i] + 1) % aLists[i].size();
+      picks[i] = aLists[i][places[i]];
+      if (places[i] != 0) break;
+    }
   }
 }
 
@@ -64,16 +69,14 @@ bool SymbolicExprSimplifyVisitor::addSubjects(SymbolicExprId aOperand, Ids& aSub
   return true;
 }
 
-// The operands of a simplified conjunction, or one operand that stands for itself.
-SymbolicExprSimplifyVisitor::Ids SymbolicExprSimplifyVisitor::conjunctionOperands(
-    SymbolicExprId aId) const {
-  Ids flat;
-  for (; kindOf(aId) == SymbolicOp::And; aId = digest(aId).first) {
-    flat.push_back(digest(aId).second);
-  }
-  flat.push_back(aId);
-  std::reverse(flat.begin(), flat.end());
-  return flat;
+// Appends the operands of a simplified chain, or the one operand that stands for itself.
+template <class Operands>
+void SymbolicExprSimplifyVisitor::appendOperands(SymbolicOp aOp, SymbolicExprId aId,
+                                                 Operands& aOperands) const {
+  const std::size_t before = aOperands.size();
+  for (; kindOf(aId) == aOp; aId = digest(aId).first) aOperands.push_back(digest(aId).second);
+  aOperands.push_back(aId);
+  std::reverse(aOperands.begin() + static_cast<std::ptrdiff_t>(before), aOperands.end());
 }
 
 // Takes a simplified conjunction apart, unless it is what was extended last, or that before it was.
@@ -88,7 +91,8 @@ bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {
     growing.subjects.dropLast(growing.addedSubjects);
   } else {
     growing.chain = growing.before = invalidSymbolicExprId;
-    growing.operands = conjunctionOperands(aChain);
+    growing.operands.clear();
+    appendOperands(SymbolicOp::And, aChain, growing.operands);
     Ids subjects;
     for (const SymbolicExprId operand : growing.operands) {
       if (!addSubjects(operand, subjects)) return false;
@@ -161,16 +165,18 @@ SymbolicExprId SymbolicExprSimplifyVisitor::insertOperands(SymbolicExprId aChain
 // conjunctions operand by operand. Nothing where a rule might apply to operands of the two.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId aChain,
                                                                   SymbolicExprId aOther) {
+  if (kindOf(aChain) == SymbolicOp::Or || kindOf(aOther) == SymbolicOp::Or) return std::nullopt;
   const bool isKnown = aOther == growing.chain || aOther == growing.before;
   if (isKnown || kindOf(aChain) != SymbolicOp::And) std::swap(aChain, aOther);
   if (!isFixed(aOther) || aOther == constant(true) || aOther == constant(false) ||
       !loadGrowing(aChain)) {
     return std::nullopt;
   }
-  Ids added, subjects;
+  Ids others, added, subjects;
+  appendOperands(SymbolicOp::And, aOther, others);
   SymbolicExprId* const first = growing.operands.data();
   SymbolicExprId* const last = first + growing.operands.size();
-  for (const SymbolicExprId operand : conjunctionOperands(aOther)) {
+  for (const SymbolicExprId operand : others) {
     Ids own;
     if (!addSubjects(operand, own)) return std::nullopt;
     if (!growing.subjects.containsAny(own)) {
@@ -193,9 +199,31 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::extend(SymbolicExprId
 // ---------------------------------------------------------------------------------------------
 // Distribution: (a || b) && c -> (a && c) || (b && c)
 
+// A simplified disjunction and what is simplified too; nothing where the general way is to be gone.
+std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributePair(SymbolicExprId a,
+                                                                          SymbolicExprId b) {
+  const auto isOr = [this](SymbolicExprId aId) { return kindOf(aId) == SymbolicOp::Or; };
+  if (!isFixed(a) || !isFixed(b) || (!isOr(a) && !isOr(b))) return std::nullopt;
+  const SymbolicExprId rest = isOr(a) ? (isOr(b) ? constant(true) : b) : a;
+  if (rest == constant(false) || (rest == constant(true) && !(isOr(a) && isOr(b)))) {
+    return std::nullopt;
+  }
+  Lists disjunctions;
+  std::size_t disjuncts = 1;
+  for (const SymbolicExprId operand : {a, b}) {
+    if (!isOr(operand)) continue;
+    appendOperands(SymbolicOp::Or, operand, disjunctions.emplace_back());
+    disjuncts = std::min(disjuncts * disjunctions.back().size(), maxDisjuncts + 1);
+  }
+  if (disjuncts > std::min(maxDisjuncts, disjunctsLeft)) return std::nullopt;
+  const std::optional<SymbolicExprId> result = distributeUnrelated(rest, disjunctions);
+  if (result) disjunctsLeft -= disjuncts;
+  return result;
+}
+
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet& aSet) {
   OperandSet rest;
-  std::vector<std::vector<SymbolicExprId>> disjunctions;
+  Lists disjunctions;
   bool areFixed = true;
   std::size_t disjuncts = 1;
   for (const SymbolicExprId operand : aSet) {
@@ -237,42 +265,65 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
 // applies to the conjunctions of their members that did not apply to the members. Nothing where
 // that is not so.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
-    SymbolicExprId aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions) {
-  const bool isAlone = aRest == constant(true);
+    SymbolicExprId aRest, const Lists& aDisjunctions) {
+  // A conjunction, with its operands in a pool.
+  struct Part {
+    SymbolicExprId id;
+    std::size_t first;
+    std::size_t last;
+    std::size_t size() const { return last - first; }
+  };
+  boost::container::small_vector<SymbolicExprId, 64> pool;
   Subjects met;
   Ids own;
-  const auto addOwn = [&](SymbolicExprId aConjunction) {
-    const Ids factors = conjunctionOperands(aConjunction);
-    return std::all_of(factors.begin(), factors.end(),
-                       [&](SymbolicExprId aFactor) { return addSubjects(aFactor, own); });
+  const auto part = [&](SymbolicExprId aId) {
+    const std::size_t first = pool.size();
+    appendOperands(SymbolicOp::And, aId, pool);
+    return Part{aId, first, pool.size()};
   };
-  if (!isAlone && !addOwn(aRest)) return std::nullopt;
-  for (const std::vector<SymbolicExprId>& members : aDisjunctions) {
+  const auto addOwn = [&](const Part& aPart) {
+    return std::all_of(pool.begin() + static_cast<std::ptrdiff_t>(aPart.first), pool.end(),
+                       [&](SymbolicExprId aOperand) { return addSubjects(aOperand, own); });
+  };
+  boost::container::small_vector<boost::container::small_vector<Part, 8>, 2> lists;
+  if (aRest != constant(true)) {
+    lists.emplace_back().push_back(part(aRest));
+    if (!addOwn(lists.back().back())) return std::nullopt;
+  }
+  for (const Ids& members : aDisjunctions) {
     met.add(own);
     own.clear();
-    if (!std::all_of(members.begin(), members.end(), addOwn) || met.containsAny(own)) {
-      return std::nullopt;
+    auto& list = lists.emplace_back();
+    for (const SymbolicExprId member : members) {
+      list.push_back(part(member));
+      if (!addOwn(list.back())) return std::nullopt;
     }
+    if (met.containsAny(own)) return std::nullopt;
   }
 
-  const Ids rest = conjunctionOperands(aRest);
-  OperandSet conjuncts;
-  forEachPick(aDisjunctions, [&](const std::vector<SymbolicExprId>& aPicks) {
-    Ids all = isAlone ? conjunctionOperands(aPicks[0]) : rest;
-    Ids added;
-    for (std::size_t i = isAlone ? 1 : 0; i < aPicks.size(); ++i) {
-      const Ids more = conjunctionOperands(aPicks[i]);
-      added.insert(added.end(), more.begin(), more.end());
+  // Every conjunction is the longest of its parts with the operands of the others.
+  Ids conjuncts, all, added;
+  forEachPick(lists, [&](const auto& aPicks) {
+    const auto longest =
+        std::max_element(aPicks.begin(), aPicks.end(),
+                         [](const Part& a, const Part& b) { return a.size() < b.size(); });
+    all.assign(pool.begin() + static_cast<std::ptrdiff_t>(longest->first),
+               pool.begin() + static_cast<std::ptrdiff_t>(longest->last));
+    added.clear();
+    for (auto pick = aPicks.begin(); pick != aPicks.end(); ++pick) {
+      if (pick == longest) continue;
+      added.insert(added.end(), pool.begin() + static_cast<std::ptrdiff_t>(pick->first),
+                   pool.begin() + static_cast<std::ptrdiff_t>(pick->last));
     }
-    conjuncts.insert(insertOperands(isAlone ? aPicks[0] : aRest, all, added));
+    conjuncts.push_back(insertOperands(longest->id, all, added));
   });
   return rebuild(disjunction, conjuncts);
 }
 
-SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(
-    const OperandSet& aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions) {
+SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(const OperandSet& aRest,
+                                                           const Lists& aDisjunctions) {
   OperandSet conjuncts;
-  forEachPick(aDisjunctions, [&](const std::vector<SymbolicExprId>& aPicks) {
+  forEachPick(aDisjunctions, [&](const auto& aPicks) {
     OperandSet factors = aRest;
     for (const SymbolicExprId member : aPicks) addOperand(conjunction, member, factors);
     addOperand(disjunction, simplifySet(conjunction, factors), conjuncts);

@@ -90,15 +90,14 @@ void VCService::clean() {
 // ---------------------------------------------------------------------------------------------
 // The cache
 
-void VCService::initializeConditions(const KSBlock* aBlock) { conditions.try_emplace(aBlock); }
+void VCService::initializeConditions(const KSBlock* aBlock) { conditionsOf(aBlock); }
 
-SymbolicExprId VCService::known(const KSBlock* aBlock, Field aField) const {
-  const auto entry = conditions.find(aBlock);
-  return entry == conditions.end() ? invalidSymbolicExprId : entry->second.*aField;
-}
-
-SymbolicExprId VCService::keep(const KSBlock* aBlock, Field aField, SymbolicExprId aId) {
-  return conditions[aBlock].*aField = aId;
+VCService::VariantConditions& VCService::conditionsOf(const KSBlock* aBlock) {
+  const auto known = conditions.find(aBlock);
+  if (known != conditions.end()) return *known->second;
+  VariantConditions& fresh = allConditions.emplace_back();
+  conditions.emplace(aBlock, &fresh);
+  return fresh;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -119,25 +118,32 @@ SymbolicExprId VCService::askLocal(const Family& aFamily, const KSBlock* aBlock,
 }
 
 SymbolicExprId VCService::local(const Family& aFamily, const KSBlock* aBlock,
-                                const VCCustomizer* aCustomizer) {
-  if (aBlock == nullptr) return ofNoBlock(aFamily);
-  const SymbolicExprId id = known(aBlock, aFamily.local);
-  if (id != invalidSymbolicExprId) return id;
-  return keep(aBlock, aFamily.local, askLocal(aFamily, aBlock, aCustomizer));
+                                VariantConditions& aConditions, const VCCustomizer* aCustomizer) {
+  SymbolicExprId& id = aConditions.*aFamily.local;
+  if (id == invalidSymbolicExprId) id = askLocal(aFamily, aBlock, aCustomizer);
+  return id;
 }
 
 SymbolicExprId VCService::getMExprLocalVVCEIdx(const KSBlock* aBlock,
                                                const VCCustomizer* aCustomizer) {
-  return local(familyVV, aBlock, aCustomizer);
+  if (aBlock == nullptr) return ofNoBlock(familyVV);
+  return local(familyVV, aBlock, conditionsOf(aBlock), aCustomizer);
 }
 SymbolicExprId VCService::getLocalSVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
-  return local(familyS, aBlock, aCustomizer);
+  if (aBlock == nullptr) return ofNoBlock(familyS);
+  return local(familyS, aBlock, conditionsOf(aBlock), aCustomizer);
 }
 
 SymbolicExprId VCService::getMExprLocalCGVCEIdx(const KSBlock* aBlock,
                                                 const VCCustomizer* aCustomizer) {
-  const SymbolicExprId id = known(aBlock, familyCG.local);
-  if (aBlock == nullptr || id == invalidSymbolicExprId) return local(familyCG, aBlock, aCustomizer);
+  if (aBlock == nullptr) return ofNoBlock(familyCG);
+  return localCG(aBlock, conditionsOf(aBlock), aCustomizer);
+}
+
+SymbolicExprId VCService::localCG(const KSBlock* aBlock, VariantConditions& aConditions,
+                                  const VCCustomizer* aCustomizer) {
+  const SymbolicExprId id = aConditions.localCG;
+  if (id == invalidSymbolicExprId) return local(familyCG, aBlock, aConditions, aCustomizer);
   // Hosts rely on being asked every time, and on what a text that went bad or a condition that
   // cannot be written throws; the answer itself is the one that is kept.
   printM(id);
@@ -148,9 +154,10 @@ SymbolicExprId VCService::getMExprLocalCGVCEIdx(const KSBlock* aBlock,
 SymbolicExprId VCService::net(const Family& aFamily, const KSBlock* aBlock,
                               const VCCustomizer* aCustomizer) {
   if (aBlock == nullptr) return ofNoBlock(aFamily);
-  const SymbolicExprId id = known(aBlock, aFamily.net);
-  if (id != invalidSymbolicExprId) return id;
-  return keep(aBlock, aFamily.net, computeNet(aFamily, aBlock, aCustomizer));
+  VariantConditions& block = conditionsOf(aBlock);
+  SymbolicExprId& id = block.*aFamily.net;
+  if (id == invalidSymbolicExprId) id = computeNet(aFamily, aBlock, block, aCustomizer);
+  return id;
 }
 
 SymbolicExprId VCService::getMExprNetVVCEIdx(const KSBlock* aBlock,
@@ -167,32 +174,37 @@ SymbolicExprId VCService::getNetSVCEIdx(const KSBlock* aBlock, const VCCustomize
 
 SymbolicExprId VCService::computeMExprNetVVCE(const KSBlock* aBlock,
                                               const VCCustomizer* aCustomizer) {
-  return computeNet(familyVV, aBlock, aCustomizer);
+  if (aBlock == nullptr) return ofNoBlock(familyVV);
+  return computeNet(familyVV, aBlock, conditionsOf(aBlock), aCustomizer);
 }
 SymbolicExprId VCService::computeMExprNetCGVCE(const KSBlock* aBlock,
                                                const VCCustomizer* aCustomizer) {
-  return computeNet(familyCG, aBlock, aCustomizer);
+  if (aBlock == nullptr) return ofNoBlock(familyCG);
+  return computeNet(familyCG, aBlock, conditionsOf(aBlock), aCustomizer);
 }
 SymbolicExprId VCService::computeNetSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
-  return computeNet(familyS, aBlock, aCustomizer);
+  if (aBlock == nullptr) return ofNoBlock(familyS);
+  return computeNet(familyS, aBlock, conditionsOf(aBlock), aCustomizer);
 }
 
 // The local condition as it enters the net one. The S family neither looks at the kept one nor
 // keeps it.
 SymbolicExprId VCService::localForNet(const Family& aFamily, const KSBlock* aBlock,
+                                      VariantConditions& aConditions,
                                       const VCCustomizer* aCustomizer) {
   switch (aFamily.selector) {
-    case 0: return getMExprLocalCGVCEIdx(aBlock, aCustomizer);
+    case 0: return localCG(aBlock, aConditions, aCustomizer);
     case 2: return askLocal(aFamily, aBlock, aCustomizer);
-    default: return local(aFamily, aBlock, aCustomizer);
+    default: return local(aFamily, aBlock, aConditions, aCustomizer);
   }
 }
 
 SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBlock,
+                                     VariantConditions& aConditions,
                                      const VCCustomizer* aCustomizer) {
-  if (aBlock == nullptr) return ofNoBlock(aFamily);
   struct Step {
     const KSBlock* block;
+    VariantConditions* conditions;
     SymbolicExprId local;
   };
   boost::container::small_vector<Step, shortPath> path;
@@ -209,8 +221,10 @@ SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBloc
   // Upwards: each block's own condition, then its parent, until there is none or its net condition
   // is known.
   SymbolicExprId above = invalidSymbolicExprId;
-  for (const KSBlock* block = aBlock; block != nullptr && above == invalidSymbolicExprId;) {
-    path.push_back({block, localForNet(aFamily, block, aCustomizer)});
+  const KSBlock* block = aBlock;
+  VariantConditions* known = &aConditions;
+  while (above == invalidSymbolicExprId) {
+    path.push_back({block, known, localForNet(aFamily, block, *known, aCustomizer)});
     {
       const CustomizerCall call(aCustomizer);
       block = aCustomizer->getParentBlock(block);
@@ -219,14 +233,15 @@ SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBloc
     if (isOnPath(block)) {
       throw std::runtime_error("KS::VCService: the parents of a block lead back to the block");
     }
-    above = known(block, aFamily.net);
+    known = &conditionsOf(block);
+    above = known->*aFamily.net;
   }
 
   // Downwards: every net condition from the one above it. The block's own is the caller's to keep.
   for (std::size_t i = path.size(); i-- > 0;) {
-    const Step step = path[i];
+    const Step& step = path[i];
     above = above == invalidSymbolicExprId ? step.local : netBelow(above, step.local);
-    if (i > 0) keep(step.block, aFamily.net, above);
+    if (i > 0) step.conditions->*aFamily.net = above;
   }
   return above;
 }
@@ -276,10 +291,12 @@ bool VCService::getNetSVCE(const KSBlock* aBlock, const VCCustomizer* aCustomize
 }
 
 void VCService::setMExprLocalVVCEString(const KSBlock* aBlock, const std::string& aText) {
-  keep(aBlock, familyVV.local, simplify(aText));
+  const SymbolicExprId id = simplify(aText);
+  conditionsOf(aBlock).localVV = id;
 }
 void VCService::setMExprLocalCGVCEString(const KSBlock* aBlock, const std::string& aText) {
-  keep(aBlock, familyCG.local, simplify(aText));
+  const SymbolicExprId id = simplify(aText);
+  conditionsOf(aBlock).localCG = id;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -298,10 +315,11 @@ SymbolicExprId VCService::simplified(SymbolicExprId aId) {
 SymbolicExprId VCService::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal) {
   // Most blocks have no condition of their own.
   if (aLocal == table.getIdTRUE() && detail::Digests::isSimplified(table, aAbove)) return aAbove;
-  const auto kept = netResults.find({aAbove, aLocal});
+  const std::uint64_t both = std::uint64_t{aAbove} << 32 | aLocal;
+  const auto kept = netResults.find(both);
   if (kept != netResults.end()) return kept->second;
   const SymbolicExprId result = simplifier.conjunction(aLocal, aAbove);
-  netResults.emplace(std::make_pair(aAbove, aLocal), result);
+  netResults.emplace(both, result);
   return result;
 }
 

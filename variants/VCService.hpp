@@ -3,8 +3,9 @@
 
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <string>
-#include <utility>
 
 #include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
@@ -146,15 +147,16 @@ class KS_API VCService {
   static const Family familyCG;
   static const Family familyS;
 
-  SymbolicExprId known(const KSBlock* aBlock, Field aField) const;
-  SymbolicExprId keep(const KSBlock* aBlock, Field aField, SymbolicExprId aId);
-  SymbolicExprId local(const Family& aFamily, const KSBlock* aBlock,
+  VariantConditions& conditionsOf(const KSBlock* aBlock);
+  SymbolicExprId local(const Family& aFamily, const KSBlock* aBlock, VariantConditions& aConditions,
                        const VCCustomizer* aCustomizer);
+  SymbolicExprId localCG(const KSBlock* aBlock, VariantConditions& aConditions,
+                         const VCCustomizer* aCustomizer);
   SymbolicExprId localForNet(const Family& aFamily, const KSBlock* aBlock,
-                             const VCCustomizer* aCustomizer);
+                             VariantConditions& aConditions, const VCCustomizer* aCustomizer);
   SymbolicExprId net(const Family& aFamily, const KSBlock* aBlock, const VCCustomizer* aCustomizer);
   SymbolicExprId computeNet(const Family& aFamily, const KSBlock* aBlock,
-                            const VCCustomizer* aCustomizer);
+                            VariantConditions& aConditions, const VCCustomizer* aCustomizer);
   SymbolicExprId ofNoBlock(const Family& aFamily) const;
   SymbolicExprId askLocal(const Family& aFamily, const KSBlock* aBlock,
                           const VCCustomizer* aCustomizer);
@@ -168,14 +170,14 @@ class KS_API VCService {
   SymbolicExprM2C toC;
   SymbolicExprPrinter printM;
   SymbolicExprPrinter printC;
-  // Never referred into across a call of a customizer, which may query the service and move it.
-  boost::unordered_flat_map<const KSBlock*, VariantConditions> conditions;
+  boost::unordered_flat_map<const KSBlock*, VariantConditions*> conditions;
+  std::deque<VariantConditions> allConditions;  // in place, though a customizer may make more
   // Simplification depends on nothing but the expression, so its answers are kept: hosts give the
   // same texts again and again.
   boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
   std::size_t textResultsLength = 0;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> idResults;
-  boost::unordered_flat_map<std::pair<SymbolicExprId, SymbolicExprId>, SymbolicExprId> netResults;
+  boost::unordered_flat_map<std::uint64_t, SymbolicExprId> netResults;  // by both ids, 32 bits each
 
   static VCService* fInstance;
 };

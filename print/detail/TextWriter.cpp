@@ -411,9 +411,11 @@ std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot
 }
 
 std::uint64_t firstBytes(std::string_view aText) {
+  constexpr std::size_t numBytes = sizeof(std::uint64_t);
+  const std::size_t count = std::min(aText.size(), numBytes);
   std::uint64_t number = 0;
-  for (std::size_t i = 0; i < sizeof number; ++i) {
-    number = number << 8 | (i < aText.size() ? static_cast<unsigned char>(aText[i]) : 0U);
+  for (std::size_t i = 0; i < count; ++i) {
+    number |= std::uint64_t{static_cast<unsigned char>(aText[i])} << (8 * (numBytes - 1 - i));
   }
   return number;
 }

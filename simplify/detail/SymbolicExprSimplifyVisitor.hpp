@@ -111,6 +111,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   using Connective = detail::Connective;
   using Ids = boost::container::small_vector<SymbolicExprId, 12>;
   using IdPair = std::pair<SymbolicExprId, SymbolicExprId>;
+  using Lists = boost::container::small_vector<Ids, 2>;
 
   // A relation as its canonical orientation has it.
   struct Relation {
@@ -146,17 +147,18 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   bool loadGrowing(SymbolicExprId aChain);
   SymbolicExprId insertOperands(SymbolicExprId aChain, Ids& aOperands, const Ids& aAdded);
   bool addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const;
-  Ids conjunctionOperands(SymbolicExprId aId) const;
+  template <class Operands>
+  void appendOperands(SymbolicOp aOp, SymbolicExprId aId, Operands& aOperands) const;
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
   std::optional<SymbolicExprId> reduce(const Connective& aKind, OperandSet& aSet);
   void addOperands(const Connective& aKind, const SymbolicExprId* aOperands, std::size_t aCount,
                    OperandSet& aSet) const;
   void addOperand(const Connective& aKind, SymbolicExprId aOperand, OperandSet& aSet) const;
   std::optional<SymbolicExprId> distribute(OperandSet& aSet);
-  std::optional<SymbolicExprId> distributeUnrelated(
-      SymbolicExprId aRest, const std::vector<std::vector<SymbolicExprId>>& aDisjunctions);
-  SymbolicExprId distributeOver(const OperandSet& aRest,
-                                const std::vector<std::vector<SymbolicExprId>>& aDisjunctions);
+  std::optional<SymbolicExprId> distributePair(SymbolicExprId a, SymbolicExprId b);
+  std::optional<SymbolicExprId> distributeUnrelated(SymbolicExprId aRest,
+                                                    const Lists& aDisjunctions);
+  SymbolicExprId distributeOver(const OperandSet& aRest, const Lists& aDisjunctions);
   bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
   void decideByNotTerm(const Connective& aKind, OperandSet& aSet, SymbolicExprId aNotTerm) const;
   std::optional<SymbolicExprId> reduceNotTerm(const Connective& aKind, const OperandSet& aSet,
@@ -166,6 +168,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   std::optional<SymbolicExprId> combine(const Connective& aKind, SymbolicExprId aFirst,
                                         SymbolicExprId aSecond) const;
   SymbolicExprId rebuild(const Connective& aKind, const OperandSet& aSet);
+  SymbolicExprId rebuild(const Connective& aKind, Ids& aOperands);
   SymbolicExprId join(const Connective& aKind, const SymbolicExprId* aOperands, std::size_t aCount);
   SymbolicExprId constant(bool aValue) const;
 

@@ -35,21 +35,34 @@ std::uint64_t TextOrder::number(SymbolicExprId aId) {
   return numbered.number;
 }
 
-// Mostly a text has as many bytes before its first operator, or that of its first relation.
 std::uint64_t TextOrder::readNumber(SymbolicExprId aId) {
-  constexpr std::uint64_t lastByte = 0xFF;
+  constexpr std::size_t numBytes = sizeof(std::uint64_t);
   const auto left = [this](SymbolicExprId id) { return Digests::of(table)[id].first; };
+  const auto isLeaf = [this](SymbolicExprId id) {
+    return Digests::kindOf(table, id) <= SymbolicOp::IntValue;
+  };
   SymbolicExprId first = aId;
   while (Digests::kindOf(table, first) == SymbolicOp::And) first = left(first);
   if (first != aId) {
     const bool isBare = Digests::kindOf(table, first) != SymbolicOp::Or;
     const std::uint64_t begin = isBare ? number(first) : 0;
-    return (begin & lastByte) != 0 ? begin : keptStart(aId).number;
+    return (begin & 0xFF) != 0 ? begin : keptStart(aId).number;
   }
   while (startsWithLeft(first)) first = left(first);
   if (Digests::kindOf(table, first) == SymbolicOp::String) {
     const std::string_view text = static_cast<const SymbolicString&>(*table.get(first)).getText();
-    if (first == aId || text.size() >= sizeof(std::uint64_t)) return firstBytes(text);
+    if (first == aId || text.size() >= numBytes) return firstBytes(text);
+    const NodeDigest& node = Digests::of(table)[aId];
+    if (node.first == first && isLeaf(node.second)) {
+      // A symbol, the operator, and the bytes of the right operand that still fit.
+      std::uint64_t bytes = firstBytes(text);
+      std::size_t length = text.size();
+      const char* next = operatorText(static_cast<SymbolicOp>(node.kind)).spelling(false);
+      for (; *next != '\0' && length < numBytes; ++next, ++length) {
+        bytes |= std::uint64_t{static_cast<unsigned char>(*next)} << (8 * (numBytes - 1 - length));
+      }
+      return length < numBytes ? bytes | number(node.second) >> (8 * length) : bytes;
+    }
   }
   return keptStart(aId).number;
 }
@@ -177,7 +190,8 @@ SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
   operands.clear();
   const Key added = key(aId);
   return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
-    return isBefore(key(aOther), aAdded);
+    const std::uint64_t other = number(aOther);
+    return other == aAdded.number ? isBefore(key(aOther), aAdded) : other < aAdded.number;
   });
 }
 
@@ -199,8 +213,10 @@ void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
   operands.clear();
   boost::container::small_vector<Key, 12> keys;
   for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keys.push_back(key(*id));
-  std::sort(keys.begin(), keys.end(),
-            [this](const Key& a, const Key& b) { return isBefore(a, b); });
+  const auto before = [this](const Key& a, const Key& b) { return isBefore(a, b); };
+  // What distribution makes of sorted operands mostly is sorted.
+  if (std::is_sorted(keys.begin(), keys.end(), before)) return;
+  std::sort(keys.begin(), keys.end(), before);
   std::transform(keys.begin(), keys.end(), aFirst, [](const Key& k) { return k.id; });
 }
 
