@@ -4,82 +4,14 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <memory_resource>
 #include <string>
 #include <vector>
 
 #include "base/KSApi.hpp"
+#include "base/NodeStorage.hpp"
 #include "base/SymbolicExprId.hpp"
 
 namespace KS {
-
-class SymbolicExpr;
-
-namespace detail {
-struct Intern;
-struct Digests;
-
-/// What most walks need of a node, so that they neither follow its pointer nor call its virtual
-/// functions: the kind code and the inputs of operators, the value of an integer literal, the value
-/// id of a symbol.
-struct NodeDigest {
-  /// An id that is not in the table.
-  static constexpr std::uint32_t none = 0xFFFFFFFF;
-  std::uint8_t kind;
-  bool isSimplified;     // whether simplification is known to give the node back
-  bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
-  std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
-  std::uint32_t second;  // the second input
-};
-
-/// The ids of a table's nodes by hash, 8 bytes a slot: open addressing with linear probing (D. E.
-/// Knuth, The Art of Computer Programming, volume 3, section 6.4, algorithm L). A slot's first
-/// choice grows with the hash, so growing reads and writes memory in order.
-class NodeIndex {
- public:
-  /// The place of the node with that hash for which `aIsIt(id)` holds, or the free one that a node
-  /// with that hash would have. Places mean nothing once room was made.
-  template <class IsIt>
-  std::size_t find(std::uint32_t aHash, const IsIt& aIsIt) const {
-    std::size_t place = static_cast<std::size_t>(std::uint64_t{aHash} << 32 >> shift);
-    while (slots[place].id != NodeDigest::none &&
-           !(slots[place].hash == aHash && aIsIt(slots[place].id))) {
-      place = (place + 1) & mask;
-    }
-    return place;
-  }
-  /// The id of the node at that place, or none.
-  std::uint32_t at(std::size_t aPlace) const { return slots[aPlace].id; }
-
-  /// Sees to it that one more node can be put in. Returns whether this made room. Throws
-  /// `std::bad_alloc`, and changes nothing, where memory ends.
-  bool makeRoom() {
-    const bool isFull = used > mask / 8 * 5;
-    if (isFull) grow();
-    return isFull;
-  }
-
-  /// Puts a node in a free place, for which there is room.
-  void insert(std::size_t aPlace, std::uint32_t aHash, std::uint32_t aId) {
-    slots[aPlace] = {aHash, aId};
-    ++used;
-  }
-
- private:
-  struct Slot {
-    std::uint32_t hash = 0;
-    std::uint32_t id = NodeDigest::none;
-  };
-
-  void grow();
-
-  static constexpr unsigned firstBits = 5;
-  std::vector<Slot> slots = std::vector<Slot>(std::size_t{1} << firstBits);
-  std::size_t mask = slots.size() - 1;  // the number of slots is a power of 2
-  unsigned shift = 64 - firstBits;      // leaves as many bits of 64 as number a slot
-  std::size_t used = 0;
-};
-}  // namespace detail
 
 /// A hashable key that names a node. Two keys are equal when the nodes are structurally equal.
 class SymbolicExprRef {
@@ -173,7 +105,7 @@ class KS_API SymbolicExprTable {
   }
 
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
-  std::pmr::monotonic_buffer_resource arena{std::pmr::new_delete_resource()};  // interned nodes
+  detail::NodeArena arena;
   detail::NodeIndex index;  // of the first of equal nodes
   std::vector<const SymbolicExpr*> nodes;
   std::vector<detail::NodeDigest> digests;  // one per node

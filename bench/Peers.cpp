@@ -221,7 +221,8 @@ std::size_t compareAnswers(const Engines& aEngines) {
   return differences;
 }
 
-int run(const Corpus& aCorpus, int aRepetitions) {
+// The rows whose names contain the text; the answers are compared where that is every row.
+int run(const Corpus& aCorpus, int aRepetitions, const std::string& aRows) {
   const Inputs inputs = makeInputs(aCorpus);
   const Engines engines = makeEngines(inputs);
   std::printf("| %-42s |", "nanoseconds or bytes each, unless said");
@@ -231,7 +232,11 @@ int run(const Corpus& aCorpus, int aRepetitions) {
   std::printf(" ratio |   target | met    |\n|%s|", std::string(44, '-').c_str());
   for (std::size_t i = 0; i < engines.size(); ++i) std::printf("-----------:|");
   std::printf("------:|---------:|--------|\n");
-  for (const Row& row : rows) printRow(row, measure(row, engines, inputs, aRepetitions));
+  for (const Row& row : rows) {
+    if (std::strstr(row.name, aRows.c_str()) == nullptr) continue;
+    printRow(row, measure(row, engines, inputs, aRepetitions));
+  }
+  if (!aRows.empty()) return EXIT_SUCCESS;
   std::printf("\n");
   return compareAnswers(engines) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -241,22 +246,24 @@ int run(const Corpus& aCorpus, int aRepetitions) {
 }  // namespace KSBench
 
 int main(int aArgc, char** aArgv) {
-  std::string directory;
+  std::string directory, rows;
   int repetitions = 7;
   for (int i = 1; i < aArgc; i += 2) {
     const char* value = i + 1 < aArgc ? aArgv[i + 1] : "";
     if (std::strcmp(aArgv[i], "--corpus") == 0 && *value != '\0') {
       directory = value;
+    } else if (std::strcmp(aArgv[i], "--rows") == 0 && *value != '\0') {
+      rows = value;
     } else if (std::strcmp(aArgv[i], "--repetitions") != 0 ||
                std::from_chars(value, value + std::strlen(value), repetitions).ptr == value ||
                repetitions < 1) {
-      std::fprintf(stderr, "usage: ks_peers [--corpus DIR] [--repetitions N]\n");
+      std::fprintf(stderr, "usage: ks_peers [--corpus DIR] [--repetitions N] [--rows TEXT]\n");
       return 2;
     }
   }
   try {
     return KSBench::run(directory.empty() ? KSBench::makeCorpus() : KSBench::readCorpus(directory),
-                        repetitions);
+                        repetitions, rows);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "ks_peers: %s\n", error.what());
     return EXIT_FAILURE;

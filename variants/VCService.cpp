@@ -19,9 +19,6 @@ constexpr std::size_t maxPasses = 10;
 // nothing to the table, so the table's size is no bound for them.
 constexpr std::size_t maxKeptLength = std::size_t{64} << 20;
 
-// Paths of parents up to this length are searched as they are, longer ones through a set.
-constexpr std::size_t shortPath = 32;
-
 }  // namespace
 
 VCService* VCService::fInstance = nullptr;
@@ -199,51 +196,52 @@ SymbolicExprId VCService::localForNet(const Family& aFamily, const KSBlock* aBlo
   }
 }
 
+const KSBlock* VCService::parentOf(const KSBlock* aBlock, const VCCustomizer* aCustomizer) {
+  const CustomizerCall call(aCustomizer);
+  return aCustomizer->getParentBlock(aBlock);
+}
+
 SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBlock,
                                      VariantConditions& aConditions,
                                      const VCCustomizer* aCustomizer) {
+  const SymbolicExprId own = localForNet(aFamily, aBlock, aConditions, aCustomizer);
+  const KSBlock* const parent = parentOf(aBlock, aCustomizer);
+  if (parent == nullptr) return own;
+  SymbolicExprId& above = conditionsOf(parent).*aFamily.net;
+  if (above == invalidSymbolicExprId || parent == aBlock) {
+    computeNetsAbove(aFamily, aBlock, parent, aCustomizer);
+  }
+  return netBelow(above, own);
+}
+
+// Computes and keeps the net conditions of a block's parent and of what encloses it.
+void VCService::computeNetsAbove(const Family& aFamily, const KSBlock* aBlock,
+                                 const KSBlock* aParent, const VCCustomizer* aCustomizer) {
   struct Step {
-    const KSBlock* block;
     VariantConditions* conditions;
     SymbolicExprId local;
   };
-  boost::container::small_vector<Step, shortPath> path;
-  boost::unordered_flat_set<const KSBlock*> longPath;
-  const auto isOnPath = [&](const KSBlock* aParent) {
-    if (path.size() <= shortPath) {
-      return std::any_of(path.begin(), path.end(),
-                         [&](const Step& step) { return step.block == aParent; });
-    }
-    while (longPath.size() < path.size()) longPath.insert(path[longPath.size()].block);
-    return longPath.contains(aParent);
-  };
+  boost::container::small_vector<Step, 32> path;
+  boost::unordered_flat_set<const KSBlock*> blocks{aBlock};
 
   // Upwards: each block's own condition, then its parent, until there is none or its net condition
   // is known.
   SymbolicExprId above = invalidSymbolicExprId;
-  const KSBlock* block = aBlock;
-  VariantConditions* known = &aConditions;
-  while (above == invalidSymbolicExprId) {
-    path.push_back({block, known, localForNet(aFamily, block, *known, aCustomizer)});
-    {
-      const CustomizerCall call(aCustomizer);
-      block = aCustomizer->getParentBlock(block);
-    }
-    if (block == nullptr) break;
-    if (isOnPath(block)) {
+  for (const KSBlock* block = aParent; block != nullptr; block = parentOf(block, aCustomizer)) {
+    if (!blocks.insert(block).second) {
       throw std::runtime_error("KS::VCService: the parents of a block lead back to the block");
     }
-    known = &conditionsOf(block);
-    above = known->*aFamily.net;
+    VariantConditions& known = conditionsOf(block);
+    above = known.*aFamily.net;
+    if (above != invalidSymbolicExprId) break;
+    path.push_back({&known, localForNet(aFamily, block, known, aCustomizer)});
   }
 
-  // Downwards: every net condition from the one above it. The block's own is the caller's to keep.
-  for (std::size_t i = path.size(); i-- > 0;) {
-    const Step& step = path[i];
-    above = above == invalidSymbolicExprId ? step.local : netBelow(above, step.local);
-    if (i > 0) step.conditions->*aFamily.net = above;
+  // Downwards: every net condition from the one above it.
+  for (auto step = path.rbegin(); step != path.rend(); ++step) {
+    above = above == invalidSymbolicExprId ? step->local : netBelow(above, step->local);
+    step->conditions->*aFamily.net = above;
   }
-  return above;
 }
 
 SymbolicExprId VCService::getCExprLocalCGVCEIdx(const KSBlock* aBlock,

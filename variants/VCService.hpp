@@ -157,6 +157,9 @@ class KS_API VCService {
   SymbolicExprId net(const Family& aFamily, const KSBlock* aBlock, const VCCustomizer* aCustomizer);
   SymbolicExprId computeNet(const Family& aFamily, const KSBlock* aBlock,
                             VariantConditions& aConditions, const VCCustomizer* aCustomizer);
+  void computeNetsAbove(const Family& aFamily, const KSBlock* aBlock, const KSBlock* aParent,
+                        const VCCustomizer* aCustomizer);
+  static const KSBlock* parentOf(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
   SymbolicExprId ofNoBlock(const Family& aFamily) const;
   SymbolicExprId askLocal(const Family& aFamily, const KSBlock* aBlock,
                           const VCCustomizer* aCustomizer);

@@ -107,7 +107,7 @@ struct Intern {
     aTable.lastInterned = idAt(aTable, place);
     if (aTable.lastInterned != invalidSymbolicExprId) return;
     if (aTable.makeRoom()) place = aTable.index.find(aHash, aIsIt);
-    void* const memory = aTable.arena.allocate(sizeof(Node), alignof(Node));
+    void* const memory = aTable.arena.allocate<Node>();
     const Node* const copy = new (memory) Node(aProbe);
     aTable.index.insert(place, aHash, static_cast<std::uint32_t>(aTable.nodes.size()));
     aTable.append(copy, aDigest);

@@ -410,16 +410,6 @@ std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot
   return Writer(aTable, aRoot, aPredicate, aLayout).run();
 }
 
-std::uint64_t firstBytes(std::string_view aText) {
-  constexpr std::size_t numBytes = sizeof(std::uint64_t);
-  const std::size_t count = std::min(aText.size(), numBytes);
-  std::uint64_t number = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    number |= std::uint64_t{static_cast<unsigned char>(aText[i])} << (8 * (numBytes - 1 - i));
-  }
-  return number;
-}
-
 TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId) {
   TextStart start;
   start.isWhole = true;
@@ -439,7 +429,6 @@ TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId) {
     }
     cursor.skip(count);
   }
-  start.number = firstBytes(start.view());
   return start;
 }
 

@@ -29,17 +29,12 @@ std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot
 /// How a text begins: its first bytes, or all of it.
 struct TextStart {
   static constexpr std::size_t capacity = 30;
-  std::uint64_t number = 0;  // the first eight bytes, the first one foremost; zeros behind the text
   std::array<char, capacity> text;
   std::uint8_t length = 0;
   bool isWhole = false;
 
   std::string_view view() const { return {text.data(), length}; }
 };
-
-/// The first eight bytes of a text as a number: of two that differ, the text with the smaller one
-/// stands before the other. Zeros behind the text.
-std::uint64_t firstBytes(std::string_view aText);
 
 /// The start of what the printer gives in C syntax without blanks, as long as it fits.
 TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId);

@@ -16,55 +16,59 @@ TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
 // What decides mostly: the first bytes, and the first operands that differ
 
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
-  const std::size_t before = operands.size();
-  if (Digests::kindOf(table, aId) == SymbolicOp::And) {
-    SymbolicExprId link = aId;
-    for (; Digests::kindOf(table, link) == SymbolicOp::And; link = Digests::of(table)[link].first) {
-      operands.push_back(Digests::of(table)[link].second);
-    }
-    operands.push_back(link);
-    std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(before), operands.end());
+  if (Digests::kindOf(table, aId) != SymbolicOp::And) return {firstBytes(aId).number, aId, 0, 0};
+  const std::size_t first = operands.size();
+  SymbolicExprId link = aId;
+  for (; Digests::kindOf(table, link) == SymbolicOp::And; link = Digests::of(table)[link].first) {
+    operands.push_back(Digests::of(table)[link].second);
   }
-  return {number(aId), aId, static_cast<std::uint32_t>(before),
-          static_cast<std::uint32_t>(operands.size() - before)};
+  operands.push_back(link);
+  std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(first), operands.end());
+
+  FirstBytes bytes;
+  for (std::size_t i = first; i < operands.size() && !bytes.isFull(); ++i) {
+    if (!isBare(operands[i])) {
+      bytes = FirstBytes(keptStart(aId).view());
+      break;
+    }
+    if (i > first) bytes.append("&&");
+    bytes.append(firstBytes(operands[i]));
+  }
+  return {bytes.number, aId, static_cast<std::uint32_t>(first),
+          static_cast<std::uint32_t>(operands.size() - first)};
 }
 
-std::uint64_t TextOrder::number(SymbolicExprId aId) {
-  Numbered& numbered = numbers[aId % numbers.size()];
-  if (numbered.id != aId) numbered = {aId, readNumber(aId)};
-  return numbered.number;
+// Whether the operand stands without parentheses in a conjunction.
+bool TextOrder::isBare(SymbolicExprId aOperand) const {
+  const SymbolicOp op = Digests::kindOf(table, aOperand);
+  return op != SymbolicOp::And && op != SymbolicOp::Or;
 }
 
-std::uint64_t TextOrder::readNumber(SymbolicExprId aId) {
-  constexpr std::size_t numBytes = sizeof(std::uint64_t);
-  const auto left = [this](SymbolicExprId id) { return Digests::of(table)[id].first; };
-  const auto isLeaf = [this](SymbolicExprId id) {
-    return Digests::kindOf(table, id) <= SymbolicOp::IntValue;
-  };
+const FirstBytes& TextOrder::firstBytes(SymbolicExprId aId) {
+  Begun& kept = begun[aId % begun.size()];
+  if (kept.id != aId) {
+    const FirstBytes bytes = readFirstBytes(aId);
+    kept = {aId, bytes};
+  }
+  return kept.bytes;
+}
+
+FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
   SymbolicExprId first = aId;
-  while (Digests::kindOf(table, first) == SymbolicOp::And) first = left(first);
-  if (first != aId) {
-    const bool isBare = Digests::kindOf(table, first) != SymbolicOp::Or;
-    const std::uint64_t begin = isBare ? number(first) : 0;
-    return (begin & 0xFF) != 0 ? begin : keptStart(aId).number;
+  while (startsWithLeft(first)) first = Digests::of(table)[first].first;
+  if (Digests::kindOf(table, first) != SymbolicOp::String) {
+    return FirstBytes(keptStart(aId).view());
   }
-  while (startsWithLeft(first)) first = left(first);
-  if (Digests::kindOf(table, first) == SymbolicOp::String) {
-    const std::string_view text = static_cast<const SymbolicString&>(*table.get(first)).getText();
-    if (first == aId || text.size() >= numBytes) return firstBytes(text);
-    const NodeDigest& node = Digests::of(table)[aId];
-    if (node.first == first && isLeaf(node.second)) {
-      // A symbol, the operator, and the bytes of the right operand that still fit.
-      std::uint64_t bytes = firstBytes(text);
-      std::size_t length = text.size();
-      const char* next = operatorText(static_cast<SymbolicOp>(node.kind)).spelling(false);
-      for (; *next != '\0' && length < numBytes; ++next, ++length) {
-        bytes |= std::uint64_t{static_cast<unsigned char>(*next)} << (8 * (numBytes - 1 - length));
-      }
-      return length < numBytes ? bytes | number(node.second) >> (8 * length) : bytes;
-    }
-  }
-  return keptStart(aId).number;
+  FirstBytes bytes(static_cast<const SymbolicString&>(*table.get(first)).getText());
+  const NodeDigest& node = Digests::of(table)[aId];
+  if (first == aId || bytes.isFull()) return bytes;
+  // Most relations by far are between a symbol and a literal or a symbol.
+  const bool isOfLeaves =
+      node.first == first && Digests::kindOf(table, node.second) <= SymbolicOp::IntValue;
+  if (!isOfLeaves) return FirstBytes(keptStart(aId).view());
+  bytes.append(operatorText(static_cast<SymbolicOp>(node.kind)).spelling(false));
+  bytes.append(firstBytes(node.second));
+  return bytes;
 }
 
 int TextOrder::compare(const Key& a, const Key& b) {
@@ -73,6 +77,7 @@ int TextOrder::compare(const Key& a, const Key& b) {
   if (a.numOperands > 0 && b.numOperands > 0) {
     if (const int order = compareOperands(a, b)) return order;
   }
+  if (const int order = compareLeads(a.id, b.id)) return order;
   const Start startA = start(a.id), startB = start(b.id);
   if (const int order = compareStarts(startA, startB)) return order;
   const std::size_t common = std::min(startA.text.size(), startB.text.size());
@@ -89,23 +94,17 @@ int TextOrder::compareOperands(const Key& a, const Key& b) {
   const SymbolicExprId* const ofB = operands.data() + b.firstOperand;
   const auto [x, y] = std::mismatch(ofA, ofA + a.numOperands, ofB, ofB + b.numOperands);
   if (x == ofA + a.numOperands || y == ofB + b.numOperands) return 0;
-  const auto isBare = [this](SymbolicExprId aId) {
-    const SymbolicOp op = Digests::kindOf(table, aId);
-    return op != SymbolicOp::And && op != SymbolicOp::Or;
-  };
   return isBare(*x) && isBare(*y) ? compareBeginnings(*x, *y) : 0;
 }
 
 // The order of two texts that differ before one of them ends, if that is easily seen; else zero.
 int TextOrder::compareBeginnings(SymbolicExprId a, SymbolicExprId b) {
-  const std::uint64_t x = number(a), y = number(b);
-  for (int shift = 56; shift >= 0 && x != y; shift -= 8) {
-    const std::uint64_t byteX = x >> shift & 0xFF, byteY = y >> shift & 0xFF;
-    if (byteX == 0 || byteY == 0) break;
-    if (byteX != byteY) return byteX < byteY ? -1 : 1;
-  }
-  const int order = compareStarts(start(a), start(b));
-  return order != 0 ? order : compareLeads(a, b);
+  const FirstBytes x = firstBytes(a), y = firstBytes(b);
+  const std::uint32_t common = std::min(x.length, y.length);
+  const unsigned behind = 8 * (FirstBytes::capacity - common);
+  if (common > 0 && x.number >> behind != y.number >> behind) return x.number < y.number ? -1 : 1;
+  const int order = compareLeads(a, b);
+  return order != 0 ? order : compareStarts(start(a), start(b));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -150,7 +149,6 @@ bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
 }
 
 int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
-  if (const int order = compareLeads(a, b)) return order;
   if (a > b) return -compareWholly(b, a);
   if (const auto known = orders.find({a, b}); known != orders.end()) return known->second;
   const int order = compareTexts(table, a, b);
@@ -159,8 +157,8 @@ int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
   return order;
 }
 
-// The operands with which two expressions begin, where their texts differ before one of them ends;
-// else zero. The text of a symbol is at hand however long it is.
+// The symbols with which two expressions begin, where they differ before one of them ends; else
+// zero. The text of a symbol is at hand however long it is.
 int TextOrder::compareLeads(SymbolicExprId a, SymbolicExprId b) {
   constexpr int mostLinks = 8;
   const auto lead = [this](SymbolicExprId aId) {
@@ -168,7 +166,9 @@ int TextOrder::compareLeads(SymbolicExprId a, SymbolicExprId b) {
     return aId;
   };
   const SymbolicExprId x = lead(a), y = lead(b);
-  return x == y ? 0 : compareStarts(start(x), start(y));
+  const bool areSymbols = Digests::kindOf(table, x) == SymbolicOp::String &&
+                          Digests::kindOf(table, y) == SymbolicOp::String;
+  return x == y || !areSymbols ? 0 : compareStarts(start(x), start(y));
 }
 
 // What the starts of two texts decide.
@@ -190,8 +190,8 @@ SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
   operands.clear();
   const Key added = key(aId);
   return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
-    const std::uint64_t other = number(aOther);
-    return other == aAdded.number ? isBefore(key(aOther), aAdded) : other < aAdded.number;
+    const Key other = key(aOther);
+    return other.number == aAdded.number ? isBefore(other, aAdded) : other.number < aAdded.number;
   });
 }
 

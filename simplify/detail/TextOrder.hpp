@@ -1,6 +1,7 @@
 // The canonical order of operands: the byte order of their text.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <boost/container/deque.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
@@ -14,6 +15,28 @@
 #include "print/detail/TextWriter.hpp"
 
 namespace KS::detail {
+
+/// The first eight bytes of a text, as a number with the first one foremost and zeros behind the
+/// text: of two texts, the one with the smaller number stands before the other.
+struct FirstBytes {
+  static constexpr std::uint32_t capacity = sizeof(std::uint64_t);
+  std::uint64_t number = 0;
+  std::uint32_t length = 0;  // up to the capacity
+
+  FirstBytes() = default;
+  explicit FirstBytes(std::string_view aText) { append(aText); }
+  bool isFull() const { return length == capacity; }
+  void append(std::string_view aText) {
+    for (std::size_t i = 0; i < aText.size() && length < capacity; ++i) {
+      number |= std::uint64_t{static_cast<unsigned char>(aText[i])} << (8 * (capacity - ++length));
+    }
+  }
+  void append(const FirstBytes& aText) {
+    if (isFull()) return;
+    number |= aText.number >> (8 * length);
+    length = std::min(length + aText.length, capacity);
+  }
+};
 
 /// Orders expressions by text, so that the order is the same in every table and every run. Keeps
 /// the first bytes of every text, which mostly decide; no text is ever written as a whole.
@@ -52,10 +75,11 @@ class TextOrder {
   };
 
   Key key(SymbolicExprId aId);
-  std::uint64_t number(SymbolicExprId aId);
-  std::uint64_t readNumber(SymbolicExprId aId);
+  const FirstBytes& firstBytes(SymbolicExprId aId);
+  FirstBytes readFirstBytes(SymbolicExprId aId);
   Start start(SymbolicExprId aId);
   const TextStart& keptStart(SymbolicExprId aId);
+  bool isBare(SymbolicExprId aOperand) const;
   bool startsWithLeft(SymbolicExprId aId) const;
   bool isBefore(const Key& a, const Key& b);
   int compare(const Key& a, const Key& b);
@@ -69,12 +93,12 @@ class TextOrder {
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
 
   const SymbolicExprTable& table;
-  // The numbers of ids, each in the one place that it can have.
-  struct Numbered {
+  // Each id's first bytes have one place where they may be.
+  struct Begun {
     SymbolicExprId id = invalidSymbolicExprId;
-    std::uint64_t number = 0;
+    FirstBytes bytes;
   };
-  std::array<Numbered, 1024> numbers;
+  std::array<Begun, 1024> begun;
   std::vector<SymbolicExprId> operands;     // of the keys that are being compared
   boost::container::deque<TextStart> pool;  // stays in place as it grows
   boost::unordered_flat_map<SymbolicExprId, const TextStart*> starts;

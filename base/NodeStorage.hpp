@@ -1,0 +1,106 @@
+// What a table keeps its nodes in: the table's own business, not an interface.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace KS {
+
+class SymbolicExpr;
+
+namespace detail {
+
+struct Intern;
+struct Digests;
+
+/// What most walks need of a node, so that they neither follow its pointer nor call its virtual
+/// functions: the kind code and the inputs of operators, the value of an integer literal, the value
+/// id of a symbol.
+struct NodeDigest {
+  /// An id that is not in the table.
+  static constexpr std::uint32_t none = 0xFFFFFFFF;
+  std::uint8_t kind;
+  bool isSimplified;     // whether simplification is known to give the node back
+  bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
+  std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
+  std::uint32_t second;  // the second input
+};
+
+/// The ids of a table's nodes by hash, 8 bytes a slot: open addressing with linear probing (D. E.
+/// Knuth, The Art of Computer Programming, volume 3, section 6.4, algorithm L). A slot's first
+/// choice grows with the hash, so growing reads and writes memory in order.
+class NodeIndex {
+ public:
+  /// The place of the node with that hash for which `aIsIt(id)` holds, or the free one that a node
+  /// with that hash would have. Places mean nothing once room was made.
+  template <class IsIt>
+  std::size_t find(std::uint32_t aHash, const IsIt& aIsIt) const {
+    std::size_t place = firstChoice(aHash);
+    while (slots[place].id != NodeDigest::none &&
+           !(slots[place].hash == aHash && aIsIt(slots[place].id))) {
+      place = (place + 1) & mask;
+    }
+    return place;
+  }
+  /// The id of the node at that place, or none.
+  std::uint32_t at(std::size_t aPlace) const { return slots[aPlace].id; }
+
+  /// Sees to it that one more node can be put in. Returns whether this made room. Throws
+  /// `std::bad_alloc`, and changes nothing, where memory ends.
+  bool makeRoom() {
+    const bool isFull = used > mask / 4 * 3;
+    if (isFull) grow();
+    return isFull;
+  }
+
+  /// Puts a node in a free place, for which there is room.
+  void insert(std::size_t aPlace, std::uint32_t aHash, std::uint32_t aId) {
+    slots[aPlace] = {aHash, aId};
+    ++used;
+  }
+
+ private:
+  struct Slot {
+    std::uint32_t hash = 0;
+    std::uint32_t id = NodeDigest::none;
+  };
+
+  void grow();
+  std::size_t firstChoice(std::uint32_t aHash) const {
+    return static_cast<std::size_t>(std::uint64_t{aHash} << 32 >> shift);
+  }
+
+  static constexpr unsigned firstBits = 5;
+  std::vector<Slot> slots = std::vector<Slot>(std::size_t{1} << firstBits);
+  std::size_t mask = slots.size() - 1;  // the number of slots is a power of 2
+  unsigned shift = 64 - firstBits;      // leaves as many bits of 64 as number a slot
+  std::size_t used = 0;
+};
+
+/// The memory of a table's interned nodes, taken in blocks that grow with the table. All of it is
+/// given back at once; destroying the nodes is the table's business.
+class NodeArena {
+ public:
+  /// Memory for an object, aligned for it. Throws `std::bad_alloc`.
+  template <class Node>
+  void* allocate() {
+    static_assert(alignof(Node) <= alignof(void*) && sizeof(Node) % alignof(void*) == 0);
+    if (left < sizeof(Node)) grow();
+    left -= sizeof(Node);
+    return std::exchange(next, next + sizeof(Node));
+  }
+
+ private:
+  void grow();
+
+  std::vector<std::unique_ptr<std::byte[]>> blocks;
+  std::byte* next = nullptr;
+  std::size_t left = 0;
+  std::size_t total = 0;
+};
+}  // namespace detail
+
+}  // namespace KS
