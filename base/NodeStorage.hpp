@@ -1,9 +1,11 @@
 // What a table keeps its nodes in: the table's own business, not an interface.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -27,6 +29,50 @@ struct NodeDigest {
   bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
   std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
   std::uint32_t second;  // the second input
+};
+
+/// An array that grows by blocks: memory costs most when it is touched for the first time, and an
+/// array that is copied to a larger one touches all of that. Only a small array, of less than a
+/// block, is copied as it grows.
+template <class Value>
+class BlockArray {
+ public:
+  static_assert(std::is_trivial_v<Value>);
+
+  std::size_t size() const { return used; }
+  Value& operator[](std::size_t aIdx) { return blocks[aIdx / blockSize][aIdx % blockSize]; }
+  const Value& operator[](std::size_t aIdx) const {
+    return blocks[aIdx / blockSize][aIdx % blockSize];
+  }
+
+  /// Sees to it that one more value can be appended. Throws `std::bad_alloc`, and changes nothing
+  /// else, where memory ends.
+  void makeRoom() {
+    if (used == capacity) grow();
+  }
+  /// Appends a value for which there is room.
+  void append(const Value& aValue) { (*this)[used++] = aValue; }
+
+ private:
+  using Block = std::unique_ptr<Value[]>;
+  static constexpr std::size_t blockSize = 1024;
+
+  void grow() {
+    const std::size_t size = std::clamp<std::size_t>(2 * used, 16, blockSize);
+    Block fresh(new Value[size]);
+    if (used > 0 && used < blockSize) {
+      std::copy_n(blocks[0].get(), used, fresh.get());
+      blocks[0] = std::move(fresh);
+      capacity = size;
+    } else {
+      blocks.push_back(std::move(fresh));
+      capacity += size;
+    }
+  }
+
+  std::vector<Block> blocks;
+  std::size_t used = 0;
+  std::size_t capacity = 0;
 };
 
 /// The ids of a table's nodes by hash, 8 bytes a slot: open addressing with linear probing (D. E.

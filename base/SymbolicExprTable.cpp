@@ -68,15 +68,8 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
   append(aExpr, digest);
 }
 
-void SymbolicExprTable::grow() {
-  constexpr std::size_t most = detail::NodeDigest::none;
-  if (nodes.size() >= most) {
-    throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
-  }
-  // By half: that leaves less memory unused than doubling.
-  const std::size_t more = std::min(nodes.size() + nodes.size() / 2 + 16, most);
-  nodes.reserve(more);
-  digests.reserve(more);
+void SymbolicExprTable::failFull() {
+  throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
 }
 
 SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {

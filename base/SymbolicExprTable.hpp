@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "base/KSApi.hpp"
 #include "base/NodeStorage.hpp"
@@ -94,21 +93,23 @@ class KS_API SymbolicExprTable {
   // Sees to it that `append` cannot fail: throws, and changes nothing, where one more node is too
   // many. Returns whether places in the index have changed.
   bool makeRoom() {
-    if (nodes.size() == nodes.capacity() || digests.size() == digests.capacity()) grow();
+    if (nodes.size() >= detail::NodeDigest::none) failFull();
+    nodes.makeRoom();
+    digests.makeRoom();
     return index.makeRoom();
   }
-  void grow();
+  [[noreturn]] static void failFull();
   // Gives a node the next id.
   void append(const SymbolicExpr* aNode, const detail::NodeDigest& aDigest) {
-    nodes.push_back(aNode);
-    digests.push_back(aDigest);
+    nodes.append(aNode);
+    digests.append(aDigest);
   }
 
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
   detail::NodeArena arena;
   detail::NodeIndex index;  // of the first of equal nodes
-  std::vector<const SymbolicExpr*> nodes;
-  std::vector<detail::NodeDigest> digests;  // one per node
+  detail::BlockArray<const SymbolicExpr*> nodes;
+  detail::BlockArray<detail::NodeDigest> digests;  // one per node
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> valueIds;
   SymbolicExprId idTRUE = invalidSymbolicExprId;
   SymbolicExprId idFALSE = invalidSymbolicExprId;

@@ -9,7 +9,9 @@ namespace KS::detail {
 
 struct Digests {
   /// The digests of a table's nodes, by id.
-  static const NodeDigest* of(const SymbolicExprTable& aTable) { return aTable.digests.data(); }
+  static const BlockArray<NodeDigest>& of(const SymbolicExprTable& aTable) {
+    return aTable.digests;
+  }
 
   /// The kind of a node of the table.
   static SymbolicOp kindOf(const SymbolicExprTable& aTable, SymbolicExprId aId) {

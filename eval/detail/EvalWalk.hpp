@@ -57,7 +57,7 @@ class EvalWalk {
   [[noreturn]] void failOpaque(const SymbolicExpr& aExpr) const;
 
   const SymbolicExprTable& table;
-  const KS::detail::NodeDigest* digests;
+  const KS::detail::BlockArray<KS::detail::NodeDigest>& digests;
   Result current{0, isScalar};  // of what was computed last
   std::vector<Frame> path;
   std::vector<Result> operands;  // the inputs that nodes on the path have got and not used

@@ -53,7 +53,7 @@ class SmallEval {
   // overflow.
   bool enterAll(SymbolicExprId aRoot) {
     using KS::detail::NodeDigest;
-    const NodeDigest* const digests = KS::detail::Digests::of(table);
+    const auto& digests = KS::detail::Digests::of(table);
     const std::size_t size = table.size();
     Pending pending[maxVisits];
     Pending* lastPending = pending;
