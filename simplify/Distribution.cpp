@@ -44,15 +44,17 @@ constexpr std::size_t few = 8;
 // to do with each other for any rule but distribution. False for a disjunction, which is
 // distributed, and for an operand about too many.
 bool SymbolicExprSimplifyVisitor::addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const {
-  constexpr std::size_t many = 64;
   const SymbolicOp kind = kindOf(aOperand);
   if (kind == SymbolicOp::Or) return false;
-  if (kind != SymbolicOp::Not) {
-    aSubjects.push_back(isRelation(kind) ? SymbolicExprId{digest(aOperand).first} : aOperand);
-    return true;
-  }
+  if (kind == SymbolicOp::Not) return addSubjectsOfNot(aOperand, aSubjects);
+  aSubjects.push_back(isRelation(kind) ? SymbolicExprId{digest(aOperand).first} : aOperand);
+  return true;
+}
+
+bool SymbolicExprSimplifyVisitor::addSubjectsOfNot(SymbolicExprId aNot, Ids& aSubjects) const {
+  constexpr std::size_t many = 64;
   const std::size_t before = aSubjects.size();
-  Ids open{aOperand};
+  Ids open{aNot};
   while (!open.empty()) {
     const SymbolicExprId id = open.back();
     open.pop_back();

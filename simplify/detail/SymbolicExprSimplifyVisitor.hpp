@@ -147,6 +147,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   bool loadGrowing(SymbolicExprId aChain);
   SymbolicExprId insertOperands(SymbolicExprId aChain, Ids& aOperands, const Ids& aAdded);
   bool addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const;
+  bool addSubjectsOfNot(SymbolicExprId aNot, Ids& aSubjects) const;
   template <class Operands>
   void appendOperands(SymbolicOp aOp, SymbolicExprId aId, Operands& aOperands) const;
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);

@@ -44,13 +44,12 @@ bool TextOrder::isBare(SymbolicExprId aOperand) const {
   return op != SymbolicOp::And && op != SymbolicOp::Or;
 }
 
-const FirstBytes& TextOrder::firstBytes(SymbolicExprId aId) {
-  Begun& kept = begun[aId % begun.size()];
-  if (kept.id != aId) {
-    const FirstBytes bytes = readFirstBytes(aId);
-    kept = {aId, bytes};
-  }
-  return kept.bytes;
+FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
+  const Begun& kept = begun[aId % begun.size()];
+  if (kept.id == aId) return {kept.number, kept.length};
+  const FirstBytes bytes = readFirstBytes(aId);
+  begun[aId % begun.size()] = {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
+  return bytes;
 }
 
 FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {

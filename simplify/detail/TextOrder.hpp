@@ -25,6 +25,7 @@ struct FirstBytes {
 
   FirstBytes() = default;
   explicit FirstBytes(std::string_view aText) { append(aText); }
+  FirstBytes(std::uint64_t aNumber, std::uint32_t aLength) : number(aNumber), length(aLength) {}
   bool isFull() const { return length == capacity; }
   void append(std::string_view aText) {
     for (std::size_t i = 0; i < aText.size() && length < capacity; ++i) {
@@ -75,7 +76,7 @@ class TextOrder {
   };
 
   Key key(SymbolicExprId aId);
-  const FirstBytes& firstBytes(SymbolicExprId aId);
+  FirstBytes firstBytes(SymbolicExprId aId);
   FirstBytes readFirstBytes(SymbolicExprId aId);
   Start start(SymbolicExprId aId);
   const TextStart& keptStart(SymbolicExprId aId);
@@ -95,8 +96,9 @@ class TextOrder {
   const SymbolicExprTable& table;
   // Each id's first bytes have one place where they may be.
   struct Begun {
-    SymbolicExprId id = invalidSymbolicExprId;
-    FirstBytes bytes;
+    std::uint64_t number = 0;
+    std::uint32_t length = 0;
+    std::uint32_t id = NodeDigest::none;
   };
   std::array<Begun, 1024> begun;
   std::vector<SymbolicExprId> operands;     // of the keys that are being compared
