@@ -229,6 +229,8 @@ TEST_F(ServiceTest, BlocksAmongTheirOwnAncestors) {
   EXPECT_THROW(service.getNetSVCEIdx(a, host), std::runtime_error);
   model.parents.erase(a);
   EXPECT_EQ(service.getMExprNetVVCEIdx(b, host), service.AND(id("A > 1"), id("B")));
+  model.parents[a] = a;
+  EXPECT_THROW(service.computeMExprNetVVCE(a, host), std::runtime_error) << "though a's is known";
 }
 
 TEST(ServiceDepthTest, LongChainsOfParentsNeedNoStack) {

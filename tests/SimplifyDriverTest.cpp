@@ -80,6 +80,26 @@ TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
   EXPECT_NE(table.getIdTRUE(), invalidSymbolicExprId);
 }
 
+TEST(SimplifyDriver, ConjunctionsAreThoseOfTheirNodes) {
+  RandomText random(31);
+  for (int i = 0; i < 3000; ++i) {
+    SymbolicExprTable table;
+    const SymbolicExprParser parse(table, true);
+    const SymbolicExprSimplify simplify(table, 10);
+    std::size_t passes = 0;
+    SymbolicExprId both[] = {parse(random.condition(1 + i % 7)),
+                             parse(random.condition(1 + i % 5))};
+    for (std::size_t j = 0; j < 2; ++j) {
+      if ((i >> j) % 4 != 3) both[j] = simplify.simplify(both[j], passes);
+    }
+    const SymbolicExprId result = simplify.conjunction(both[0], both[1]);
+    const SymbolicExprId node = detail::intern<SymbolicAndExpr>(table, both[0], both[1]);
+    ASSERT_EQ(result, simplify.simplify(node, passes)) << i;
+    EXPECT_THROW(simplify.conjunction(result, table.size()), std::out_of_range);
+    EXPECT_THROW(simplify.conjunction(invalidSymbolicExprId, result), std::out_of_range);
+  }
+}
+
 // What was simplified before, and in which order nodes were interned, does not show.
 TEST(SimplifyDriver, ResultsAreIndependentOfTheTable) {
   RandomText random(8);

@@ -37,9 +37,11 @@ class Related {
  public:
   Related(SymbolicExprTable& aTable, unsigned aSeed) : table(aTable), random(aSeed) {
     const std::string longName(29, 'n');
-    for (const std::string& name : {std::string("a"), std::string("a1"), std::string("b"),
-                                    std::string("a&&b"), std::string("\xC3\xA4"), std::string("-1"),
-                                    longName, longName + "n", longName + "nn", longName + "no"}) {
+    for (const std::string& name :
+         {std::string("a"), std::string("a1"), std::string("b"), std::string("a&&b"),
+          std::string("\xC3\xA4"), std::string("-1"), std::string("MODE259"),
+          std::string("MODE2590"), std::string("MODE25901"), std::string("a\0", 2), longName,
+          longName + "n", longName + "nn", longName + "no"}) {
       ids.push_back(intern<SymbolicString>(table, name));
     }
     const SymbolicExprId one = intern<SymbolicIntValue>(table, 1);
