@@ -257,10 +257,87 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
   if (areFixed && isFixed(restResult)) {
     if (const auto distributed = distributeUnrelated(restResult, disjunctions)) return distributed;
   }
-  rest.clear();
-  addOperand(conjunction, restResult, rest);
-  rest.erase(constant(true));
-  return distributeOver(rest, disjunctions);
+  return distributeOver(restResult, disjunctions);
+}
+
+// What is distributed: lists of simplified conjunctions, of which every result takes one each.
+// Their operands, and what these are about, lie in pools.
+struct SymbolicExprSimplifyVisitor::Parts {
+  struct Range {
+    std::size_t first = 0;
+    std::size_t last = 0;
+    std::size_t size() const { return last - first; }
+  };
+  struct Part {
+    SymbolicExprId id;
+    Range operands;
+    Range subjects;
+    bool isPlain;  // no operand is a disjunction or about too many
+  };
+  using List = boost::container::small_vector<Part, 8>;
+  using Picks = boost::container::small_vector<Part, 4>;
+
+  boost::container::small_vector<SymbolicExprId, 64> operands;
+  Ids subjects;
+  boost::container::small_vector<List, 2> lists;
+
+  // Whether no two of the parts are about the same.
+  bool areUnrelated(const Picks& aPicks) const {
+    const SymbolicExprId* const all = subjects.data();
+    for (auto a = aPicks.begin(); a != aPicks.end(); ++a) {
+      if (!a->isPlain) return false;
+      for (auto b = aPicks.begin(); b != a; ++b) {
+        const SymbolicExprId* const end = all + a->subjects.last;
+        if (std::find_first_of(all + a->subjects.first, end, all + b->subjects.first,
+                               all + b->subjects.last) != end) {
+          return false;
+        }
+      }
+    }
+    return true;
+  }
+};
+
+SymbolicExprSimplifyVisitor::Parts SymbolicExprSimplifyVisitor::partsOf(
+    SymbolicExprId aRest, const Lists& aDisjunctions) const {
+  Parts parts;
+  const auto add = [&](SymbolicExprId aId) {
+    const bool isConstant = aId == constant(true) || aId == constant(false);
+    Parts::Part part{
+        aId, {parts.operands.size(), 0}, {parts.subjects.size(), 0}, isFixed(aId) && !isConstant};
+    appendOperands(SymbolicOp::And, aId, parts.operands);
+    part.operands.last = parts.operands.size();
+    for (std::size_t i = part.operands.first; part.isPlain && i < part.operands.last; ++i) {
+      part.isPlain = addSubjects(parts.operands[i], parts.subjects);
+    }
+    part.subjects.last = parts.subjects.size();
+    parts.lists.back().push_back(part);
+  };
+  if (aRest != constant(true)) {
+    parts.lists.emplace_back();
+    add(aRest);
+  }
+  for (const Ids& members : aDisjunctions) {
+    parts.lists.emplace_back();
+    for (const SymbolicExprId member : members) add(member);
+  }
+  return parts;
+}
+
+// The conjunction of unrelated parts: the longest with the operands of the others.
+template <class Picks>
+SymbolicExprId SymbolicExprSimplifyVisitor::conjunctionOf(const Parts& aParts,
+                                                          const Picks& aPicks) {
+  const SymbolicExprId* const pool = aParts.operands.data();
+  const auto longest = std::max_element(
+      aPicks.begin(), aPicks.end(),
+      [](const auto& a, const auto& b) { return a.operands.size() < b.operands.size(); });
+  Ids all(pool + longest->operands.first, pool + longest->operands.last), added;
+  for (auto pick = aPicks.begin(); pick != aPicks.end(); ++pick) {
+    if (pick == longest) continue;
+    added.insert(added.end(), pool + pick->operands.first, pool + pick->operands.last);
+  }
+  return insertOperands(longest->id, all, added);
 }
 
 // For a conjunction and disjunctions that are simplified and have no subject in common: no rule
@@ -268,66 +345,34 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distribute(OperandSet
 // that is not so.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
     SymbolicExprId aRest, const Lists& aDisjunctions) {
-  // A conjunction, with its operands in a pool.
-  struct Part {
-    SymbolicExprId id;
-    std::size_t first;
-    std::size_t last;
-    std::size_t size() const { return last - first; }
-  };
-  boost::container::small_vector<SymbolicExprId, 64> pool;
+  const Parts parts = partsOf(aRest, aDisjunctions);
   Subjects met;
-  Ids own;
-  const auto part = [&](SymbolicExprId aId) {
-    const std::size_t first = pool.size();
-    appendOperands(SymbolicOp::And, aId, pool);
-    return Part{aId, first, pool.size()};
-  };
-  const auto addOwn = [&](const Part& aPart) {
-    return std::all_of(pool.begin() + static_cast<std::ptrdiff_t>(aPart.first), pool.end(),
-                       [&](SymbolicExprId aOperand) { return addSubjects(aOperand, own); });
-  };
-  boost::container::small_vector<boost::container::small_vector<Part, 8>, 2> lists;
-  if (aRest != constant(true)) {
-    lists.emplace_back().push_back(part(aRest));
-    if (!addOwn(lists.back().back())) return std::nullopt;
-  }
-  for (const Ids& members : aDisjunctions) {
-    met.add(own);
-    own.clear();
-    auto& list = lists.emplace_back();
-    for (const SymbolicExprId member : members) {
-      list.push_back(part(member));
-      if (!addOwn(list.back())) return std::nullopt;
+  for (const Parts::List& list : parts.lists) {
+    if (!std::all_of(list.begin(), list.end(), [](const auto& part) { return part.isPlain; })) {
+      return std::nullopt;
     }
+    const Ids own(parts.subjects.begin() + static_cast<std::ptrdiff_t>(list.front().subjects.first),
+                  parts.subjects.begin() + static_cast<std::ptrdiff_t>(list.back().subjects.last));
     if (met.containsAny(own)) return std::nullopt;
+    met.add(own);
   }
-
-  // Every conjunction is the longest of its parts with the operands of the others.
-  Ids conjuncts, all, added;
-  forEachPick(lists, [&](const auto& aPicks) {
-    const auto longest =
-        std::max_element(aPicks.begin(), aPicks.end(),
-                         [](const Part& a, const Part& b) { return a.size() < b.size(); });
-    all.assign(pool.begin() + static_cast<std::ptrdiff_t>(longest->first),
-               pool.begin() + static_cast<std::ptrdiff_t>(longest->last));
-    added.clear();
-    for (auto pick = aPicks.begin(); pick != aPicks.end(); ++pick) {
-      if (pick == longest) continue;
-      added.insert(added.end(), pool.begin() + static_cast<std::ptrdiff_t>(pick->first),
-                   pool.begin() + static_cast<std::ptrdiff_t>(pick->last));
-    }
-    conjuncts.push_back(insertOperands(longest->id, all, added));
-  });
+  Ids conjuncts;
+  forEachPick(parts.lists,
+              [&](const auto& aPicks) { conjuncts.push_back(conjunctionOf(parts, aPicks)); });
   return rebuild(disjunction, conjuncts);
 }
 
-SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(const OperandSet& aRest,
+SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(SymbolicExprId aRest,
                                                            const Lists& aDisjunctions) {
+  const Parts parts = partsOf(aRest, aDisjunctions);
   OperandSet conjuncts;
-  forEachPick(aDisjunctions, [&](const auto& aPicks) {
-    OperandSet factors = aRest;
-    for (const SymbolicExprId member : aPicks) addOperand(conjunction, member, factors);
+  forEachPick(parts.lists, [&](const Parts::Picks& aPicks) {
+    if (parts.areUnrelated(aPicks)) {
+      conjuncts.insert(conjunctionOf(parts, aPicks));
+      return;
+    }
+    OperandSet factors;
+    for (const Parts::Part& part : aPicks) addOperand(conjunction, part.id, factors);
     addOperand(disjunction, simplifySet(conjunction, factors), conjuncts);
   });
   return simplifySet(disjunction, conjuncts);

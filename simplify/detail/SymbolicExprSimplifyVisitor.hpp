@@ -159,7 +159,11 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   std::optional<SymbolicExprId> distributePair(SymbolicExprId a, SymbolicExprId b);
   std::optional<SymbolicExprId> distributeUnrelated(SymbolicExprId aRest,
                                                     const Lists& aDisjunctions);
-  SymbolicExprId distributeOver(const OperandSet& aRest, const Lists& aDisjunctions);
+  SymbolicExprId distributeOver(SymbolicExprId aRest, const Lists& aDisjunctions);
+  struct Parts;
+  Parts partsOf(SymbolicExprId aRest, const Lists& aDisjunctions) const;
+  template <class Picks>
+  SymbolicExprId conjunctionOf(const Parts& aParts, const Picks& aPicks);
   bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
   void decideByNotTerm(const Connective& aKind, OperandSet& aSet, SymbolicExprId aNotTerm) const;
   std::optional<SymbolicExprId> reduceNotTerm(const Connective& aKind, const OperandSet& aSet,
