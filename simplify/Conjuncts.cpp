@@ -170,16 +170,18 @@ void SymbolicExprSimplifyVisitor::simplifyORExprForAbsorptionRule(
 // a || (a && b) -> a.
 SymbolicExprSimplifyVisitor::Conjuncts SymbolicExprSimplifyVisitor::takeConjuncts(
     OperandSet& aSet, std::vector<SymbolicExprId>& aPool) const {
-  Ids terms;
+  Ids terms, others;  // ordered, as the set is
   for (const SymbolicExprId operand : aSet) {
-    if (kindOf(operand) == SymbolicOp::And) terms.push_back(operand);
+    (kindOf(operand) == SymbolicOp::And ? terms : others).push_back(operand);
   }
   Conjuncts conjuncts;
   boost::container::small_vector<std::size_t, 16> starts;
   for (const SymbolicExprId term : terms) {
     const std::size_t start = aPool.size();
     appendChain(SymbolicOp::And, term, aPool);
-    const auto isOperand = [&](SymbolicExprId aFactor) { return aSet.contains(aFactor); };
+    const auto isOperand = [&](SymbolicExprId aFactor) {
+      return std::binary_search(others.begin(), others.end(), aFactor);
+    };
     const auto isOr = [this](SymbolicExprId aFactor) { return kindOf(aFactor) == SymbolicOp::Or; };
     const auto first = aPool.begin() + static_cast<std::ptrdiff_t>(start);
     if (std::any_of(first, aPool.end(), isOperand)) {

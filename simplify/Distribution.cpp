@@ -71,16 +71,6 @@ bool SymbolicExprSimplifyVisitor::addSubjectsOfNot(SymbolicExprId aNot, Ids& aSu
   return true;
 }
 
-// Appends the operands of a simplified chain, or the one operand that stands for itself.
-template <class Operands>
-void SymbolicExprSimplifyVisitor::appendOperands(SymbolicOp aOp, SymbolicExprId aId,
-                                                 Operands& aOperands) const {
-  const std::size_t before = aOperands.size();
-  for (; kindOf(aId) == aOp; aId = digest(aId).first) aOperands.push_back(digest(aId).second);
-  aOperands.push_back(aId);
-  std::reverse(aOperands.begin() + static_cast<std::ptrdiff_t>(before), aOperands.end());
-}
-
 // Takes a simplified conjunction apart, unless it is what was extended last, or that before it was.
 // False where it is a constant or its operands are about too many.
 bool SymbolicExprSimplifyVisitor::loadGrowing(SymbolicExprId aChain) {

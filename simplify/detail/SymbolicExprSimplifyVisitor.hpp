@@ -249,6 +249,16 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   boost::container::small_vector<SymbolicExprId, 32> operands;
 };
 
+// Appends the operands of a simplified chain, or the one operand that stands for itself.
+template <class Operands>
+void SymbolicExprSimplifyVisitor::appendOperands(SymbolicOp aOp, SymbolicExprId aId,
+                                                 Operands& aOperands) const {
+  const std::size_t before = aOperands.size();
+  for (; kindOf(aId) == aOp; aId = digest(aId).first) aOperands.push_back(digest(aId).second);
+  aOperands.push_back(aId);
+  std::reverse(aOperands.begin() + static_cast<std::ptrdiff_t>(before), aOperands.end());
+}
+
 // Appends the operands of a chain of conjunctions or disjunctions; a shared link's operands are met
 // once, other operands as often as they stand. A link below the chain that is known to be
 // simplified is an operand where `aKeepSimplified`. Links are taken from the youngest down: an
@@ -256,6 +266,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
 template <class Operands>
 void SymbolicExprSimplifyVisitor::appendChain(SymbolicOp aOp, SymbolicExprId aChain,
                                               Operands& aOperands, bool aKeepSimplified) const {
+  if (!aKeepSimplified && isFixed(aChain)) return appendOperands(aOp, aChain, aOperands);
   Ids links{aChain};  // a heap
   while (!links.empty()) {
     const SymbolicExprId link = links.front();
