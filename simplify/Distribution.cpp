@@ -288,30 +288,28 @@ struct SymbolicExprSimplifyVisitor::Parts {
   }
 };
 
-SymbolicExprSimplifyVisitor::Parts SymbolicExprSimplifyVisitor::partsOf(
-    SymbolicExprId aRest, const Lists& aDisjunctions) const {
-  Parts parts;
+void SymbolicExprSimplifyVisitor::takeApart(SymbolicExprId aRest, const Lists& aDisjunctions,
+                                            Parts& aParts) const {
   const auto add = [&](SymbolicExprId aId) {
     const bool isConstant = aId == constant(true) || aId == constant(false);
     Parts::Part part{
-        aId, {parts.operands.size(), 0}, {parts.subjects.size(), 0}, isFixed(aId) && !isConstant};
-    appendOperands(SymbolicOp::And, aId, parts.operands);
-    part.operands.last = parts.operands.size();
+        aId, {aParts.operands.size(), 0}, {aParts.subjects.size(), 0}, isFixed(aId) && !isConstant};
+    appendOperands(SymbolicOp::And, aId, aParts.operands);
+    part.operands.last = aParts.operands.size();
     for (std::size_t i = part.operands.first; part.isPlain && i < part.operands.last; ++i) {
-      part.isPlain = addSubjects(parts.operands[i], parts.subjects);
+      part.isPlain = addSubjects(aParts.operands[i], aParts.subjects);
     }
-    part.subjects.last = parts.subjects.size();
-    parts.lists.back().push_back(part);
+    part.subjects.last = aParts.subjects.size();
+    aParts.lists.back().push_back(part);
   };
   if (aRest != constant(true)) {
-    parts.lists.emplace_back();
+    aParts.lists.emplace_back();
     add(aRest);
   }
   for (const Ids& members : aDisjunctions) {
-    parts.lists.emplace_back();
+    aParts.lists.emplace_back();
     for (const SymbolicExprId member : members) add(member);
   }
-  return parts;
 }
 
 // The conjunction of unrelated parts: the longest with the operands of the others.
@@ -335,7 +333,8 @@ SymbolicExprId SymbolicExprSimplifyVisitor::conjunctionOf(const Parts& aParts,
 // that is not so.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
     SymbolicExprId aRest, const Lists& aDisjunctions) {
-  const Parts parts = partsOf(aRest, aDisjunctions);
+  Parts parts;
+  takeApart(aRest, aDisjunctions, parts);
   Subjects met;
   for (const Parts::List& list : parts.lists) {
     if (!std::all_of(list.begin(), list.end(), [](const auto& part) { return part.isPlain; })) {
@@ -354,7 +353,8 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
 
 SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(SymbolicExprId aRest,
                                                            const Lists& aDisjunctions) {
-  const Parts parts = partsOf(aRest, aDisjunctions);
+  Parts parts;
+  takeApart(aRest, aDisjunctions, parts);
   OperandSet conjuncts;
   forEachPick(parts.lists, [&](const Parts::Picks& aPicks) {
     if (parts.areUnrelated(aPicks)) {

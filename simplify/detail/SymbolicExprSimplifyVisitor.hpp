@@ -161,7 +161,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
                                                     const Lists& aDisjunctions);
   SymbolicExprId distributeOver(SymbolicExprId aRest, const Lists& aDisjunctions);
   struct Parts;
-  Parts partsOf(SymbolicExprId aRest, const Lists& aDisjunctions) const;
+  void takeApart(SymbolicExprId aRest, const Lists& aDisjunctions, Parts& aParts) const;
   template <class Picks>
   SymbolicExprId conjunctionOf(const Parts& aParts, const Picks& aPicks);
   bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
