@@ -11,6 +11,16 @@ namespace KS {
 
 using namespace detail;
 
+namespace {
+
+// A chain that grows operand by operand mostly is in order: no reason to sort all of it each time.
+template <class Iterator>
+void sortIfNeeded(Iterator aFirst, Iterator aLast) {
+  if (!std::is_sorted(aFirst, aLast)) std::sort(aFirst, aLast);
+}
+
+}  // namespace
+
 SymbolicExprId SymbolicExprSimplifyVisitor::constant(bool aValue) const {
   return aValue ? table().getIdTRUE() : table().getIdFALSE();
 }
@@ -31,7 +41,7 @@ void SymbolicExprSimplifyVisitor::addOperands(const Connective& aKind,
     }
   }
   for (SymbolicExprId& operand : flat) operand = normalizeRelOp(operand);
-  std::sort(flat.begin(), flat.end());
+  sortIfNeeded(flat.begin(), flat.end());
   flat.erase(std::unique(flat.begin(), flat.end()), flat.end());
   aSet.insert(boost::container::ordered_unique_range, flat.begin(), flat.end());
 }
@@ -351,7 +361,7 @@ bool SymbolicExprSimplifyVisitor::combineRelations(const Connective& aKind, Oper
       byOperands.push_back({r->left, toInteger ? invalidSymbolicExprId : r->right, operand});
     }
   }
-  std::sort(byOperands.begin(), byOperands.end());
+  sortIfNeeded(byOperands.begin(), byOperands.end());
 
   bool changed = false;
   Ids group;
