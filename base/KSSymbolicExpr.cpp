@@ -209,15 +209,15 @@ std::size_t SymbolicDoubleValue::getHash() const { return value == 0.0 ? 0 : bit
 // ---------------------------------------------------------------------------------------------
 // Operators: constructor, destructor and kind of each class
 
-#define KS_UNARY(code, Op, Class)                                 \
-  Class::Class(SymbolicExprTable& aTable, SymbolicOperand aInput) \
-      : SymbolicUnaryExpr(aInput.getId(aTable)) {                 \
-    detail::Intern::operation(aTable, *this);                     \
+#define KS_UNARY(code, Op, Class)                                                  \
+  Class::Class(SymbolicExprTable& aTable, SymbolicOperand aInput)                  \
+      : SymbolicUnaryExpr(aInput.getId(aTable)) {                                  \
+    detail::Intern::operation(aTable, *this, detail::hashInputs(code, &input, 1)); \
   }
 #define KS_BINARY(code, Op, Class)                                                       \
   Class::Class(SymbolicExprTable& aTable, SymbolicOperand aLeft, SymbolicOperand aRight) \
       : SymbolicBinaryExpr(aLeft.getId(aTable), aRight.getId(aTable)) {                  \
-    detail::Intern::operation(aTable, *this);                                            \
+    detail::Intern::operation(aTable, *this, detail::hashInputs(code, inputs, 2));       \
   }
 #include "base/SymbolicExprKinds.def"
 

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/KSApi.hpp"
+
 namespace KS {
 
 class SymbolicExpr;
@@ -114,7 +116,7 @@ class NodeIndex {
     std::uint32_t id = NodeDigest::none;
   };
 
-  void grow();
+  KS_API void grow();
   std::size_t firstChoice(std::uint32_t aHash) const {
     return static_cast<std::size_t>(std::uint64_t{aHash} << 32 >> shift);
   }
@@ -140,7 +142,7 @@ class NodeArena {
   }
 
  private:
-  void grow();
+  KS_API void grow();
 
   std::vector<std::unique_ptr<std::byte[]>> blocks;
   std::byte* next = nullptr;

@@ -59,9 +59,10 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
   makeRoom();
   detail::NodeDigest digest = detail::Digests::make(*aExpr);
   digest.isAdded = true;
-  const std::uint32_t hash = detail::Digests::indexHash(*aExpr, digest);
+  const std::size_t nodeHash = aExpr->getHash();
+  const std::uint32_t hash = detail::Digests::indexHash(nodeHash);
   const std::size_t place =
-      index.find(hash, [&](SymbolicExprId aId) { return isEqual(*aExpr, aExpr->getHash(), aId); });
+      index.find(hash, [&](SymbolicExprId aId) { return isEqual(*aExpr, nodeHash, aId); });
   if (index.at(place) == detail::NodeDigest::none) {
     index.insert(place, hash, static_cast<std::uint32_t>(nodes.size()));
   }
@@ -75,8 +76,7 @@ void SymbolicExprTable::failFull() {
 SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {
   if (aProbe == nullptr) return invalidSymbolicExprId;
   const std::size_t hash = aProbe->getHash();
-  return detail::Intern::search(*this,
-                                detail::Digests::indexHash(*aProbe, detail::Digests::make(*aProbe)),
+  return detail::Intern::search(*this, detail::Digests::indexHash(hash),
                                 [&](SymbolicExprId aId) { return isEqual(*aProbe, hash, aId); });
 }
 

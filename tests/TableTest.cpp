@@ -152,6 +152,31 @@ TEST(Table, ownsWhatIsAdded) {
   EXPECT_EQ(destroyed, 3);
 }
 
+// A node of the test's own that is equal to its mirror image, and to no sum of the library's.
+class Unordered final : public SymbolicBinaryExpr {
+ public:
+  Unordered(SymbolicExprId a, SymbolicExprId b) : SymbolicBinaryExpr(a, b) {}
+  int getKind() const override { return 3; }
+  std::size_t getHash() const override { return 1000 + inputs[0] + inputs[1]; }
+  bool operator==(const SymbolicExpr& aOther) const override {
+    const auto* other = dynamic_cast<const Unordered*>(&aOther);
+    return other != nullptr && (SymbolicBinaryExpr::operator==(aOther) ||
+                                (other->inputs[0] == inputs[1] && other->inputs[1] == inputs[0]));
+  }
+};
+
+TEST(Table, addedNodesKeepTheirOwnHashAndEquality) {
+  SymbolicExprTable t;
+  SymbolicString(t, "a");
+  SymbolicString(t, "b");
+  t.add(new Unordered(0, 1));
+  t.add(new Unordered(1, 0));
+  const Unordered mirrored(1, 0);
+  EXPECT_EQ(t.lookup(&mirrored), 2U) << "the first of equal nodes";
+  EXPECT_EQ(SymbolicPlusExpr(t, 0, 1).getId(t), 4U);
+  EXPECT_EQ(t.size(), 5U);
+}
+
 TEST(Table, failureWhileInterningLeavesTheTableAsItWas) {
   int destroyed = 0;
   SymbolicExprTable t;

@@ -27,12 +27,6 @@ struct Digests {
     aTable.digests[aId].isSimplified = true;
   }
 
-  /// Whether the digest is that of an operator on expressions.
-  static bool isOperator(const NodeDigest& aDigest) {
-    const auto op = static_cast<SymbolicOp>(aDigest.kind);
-    return op >= SymbolicOp::Plus && op < SymbolicOp::_2D;
-  }
-
   /// Whether an operator's digest holds all there is to know of its inputs.
   static bool isWhole(const NodeDigest& aDigest) {
     const auto op = static_cast<SymbolicOp>(aDigest.kind);
@@ -55,7 +49,7 @@ struct Digests {
     if (op == SymbolicOp::IntValue) {
       digest.first = static_cast<std::uint32_t>(
           static_cast<const SymbolicIntValue&>(static_cast<const SymbolicExpr&>(aNode)).getValue());
-    } else if (isOperator(digest)) {
+    } else if (op >= SymbolicOp::Plus && op < SymbolicOp::_2D) {
       digest.first = fit(aNode.getInput(0));
       if (aNode.getNumInputs() > 1) digest.second = fit(aNode.getInput(1));
     }
@@ -66,18 +60,6 @@ struct Digests {
   static std::uint32_t indexHash(std::size_t aHash) {
     constexpr std::uint64_t oddFraction = 0x9e3779b97f4a7c15;  // of the golden ratio: mixes upwards
     return static_cast<std::uint32_t>(aHash * oddFraction >> 32);
-  }
-  /// The same for an operator whose digest is whole. Hashes of nodes collide where inputs are close
-  /// to each other, and take longer.
-  static std::uint32_t indexHash(const NodeDigest& aWhole) {
-    constexpr std::uint64_t odd = 0xd6e8feb86659fd93;
-    std::uint64_t bits = (std::uint64_t{aWhole.first} << 32 | aWhole.second) + aWhole.kind * odd;
-    bits = (bits ^ bits >> 32) * odd;
-    return indexHash(bits ^ bits >> 32);
-  }
-  static std::uint32_t indexHash(const SymbolicExpr& aNode, const NodeDigest& aDigest) {
-    return isOperator(aDigest) && isWhole(aDigest) ? indexHash(aDigest)
-                                                   : indexHash(aNode.getHash());
   }
 };
 

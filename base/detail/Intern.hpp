@@ -30,13 +30,15 @@ struct Intern {
           [&](SymbolicExprId aId) { return aTable.isEqual(aProbe, hash, aId); });
   }
 
-  /// The same for an operator. Digests tell operators apart, so the stored nodes are not looked at.
+  /// The same for an operator, whose hash the caller has. Digests tell operators apart, so the
+  /// stored nodes are not looked at.
   template <class Node>
-  static void operation(SymbolicExprTable& aTable, const Node& aProbe) {
+  static void operation(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
     const NodeDigest probe = Digests::make(aProbe);
-    if (!Digests::isWhole(probe)) return node(aTable, aProbe);
-    store(aTable, aProbe, probe, Digests::indexHash(probe),
-          [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
+    store(aTable, aProbe, probe, Digests::indexHash(aHash), [&](SymbolicExprId aId) {
+      return isSame(aTable.digests[aId], probe) &&
+             (Digests::isWhole(probe) || aTable.isEqual(aProbe, aHash, aId));
+    });
   }
 
   /// Interns a symbol; one that is known costs no string of its own.
@@ -86,7 +88,8 @@ struct Intern {
   static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp, std::uint32_t aLeft,
                              std::uint32_t aRight) {
     const NodeDigest probe{static_cast<std::uint8_t>(aOp), false, false, aLeft, aRight};
-    return search(aTable, Digests::indexHash(probe),
+    const SymbolicExprId inputs[] = {aLeft, aRight};
+    return search(aTable, Digests::indexHash(hashInputs(probe.kind, inputs, 2)),
                   [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
   }
 
