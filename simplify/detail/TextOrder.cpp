@@ -189,8 +189,7 @@ SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
   operands.clear();
   const Key added = key(aId);
   return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
-    const Key other = key(aOther);
-    return other.number == aAdded.number ? isBefore(other, aAdded) : other.number < aAdded.number;
+    return isBefore(key(aOther), aAdded);
   });
 }
 
