@@ -109,7 +109,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyChain(const Connective& aKin
                                                           const SymbolicExprId* aOperands,
                                                           std::size_t aCount) {
   if (aKind.op == SymbolicOp::And && aCount == 2) {
-    if (const std::optional<SymbolicExprId> longer = extend(aOperands[0], aOperands[1])) {
+    if (const std::optional<SymbolicExprId> longer = unrelated.extend(aOperands[0], aOperands[1])) {
       return *longer;
     }
     if (const std::optional<SymbolicExprId> distributed =

@@ -17,7 +17,7 @@ bool hasRules(SymbolicOp aOp) {
 }  // namespace
 
 SymbolicExprSimplifyVisitor::SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable)
-    : SymbolicExprXFormVisitor(aTable), order(aTable) {}
+    : SymbolicExprXFormVisitor(aTable), order(aTable), unrelated(aTable, order) {}
 SymbolicExprSimplifyVisitor::~SymbolicExprSimplifyVisitor() = default;
 
 int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,

@@ -5,7 +5,6 @@
 #include <boost/container/flat_set.hpp>
 #include <boost/container/small_vector.hpp>
 #include <boost/unordered/unordered_flat_map.hpp>
-#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -17,6 +16,7 @@
 #include "base/detail/Walk.hpp"
 #include "simplify/detail/Connective.hpp"
 #include "simplify/detail/TextOrder.hpp"
+#include "simplify/detail/Unrelated.hpp"
 
 namespace KS {
 
@@ -143,11 +143,6 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   // Conjunctions and disjunctions. What both do alike takes the connective.
   SymbolicExprId simplifyChain(const Connective& aKind, const SymbolicExprId* aOperands,
                                std::size_t aCount);
-  std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOther);
-  bool loadGrowing(SymbolicExprId aChain);
-  SymbolicExprId insertOperands(SymbolicExprId aChain, Ids& aOperands, const Ids& aAdded);
-  bool addSubjects(SymbolicExprId aOperand, Ids& aSubjects) const;
-  bool addSubjectsOfNot(SymbolicExprId aNot, Ids& aSubjects) const;
   template <class Operands>
   void appendOperands(SymbolicOp aOp, SymbolicExprId aId, Operands& aOperands) const;
   SymbolicExprId simplifySet(const Connective& aKind, OperandSet& aSet);
@@ -160,10 +155,9 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   std::optional<SymbolicExprId> distributeUnrelated(SymbolicExprId aRest,
                                                     const Lists& aDisjunctions);
   SymbolicExprId distributeOver(SymbolicExprId aRest, const Lists& aDisjunctions);
-  struct Parts;
-  void takeApart(SymbolicExprId aRest, const Lists& aDisjunctions, Parts& aParts) const;
-  template <class Picks>
-  SymbolicExprId conjunctionOf(const Parts& aParts, const Picks& aPicks);
+  using PartLists =
+      boost::container::small_vector<boost::container::small_vector<detail::Unrelated::Part, 8>, 2>;
+  PartLists takeApart(SymbolicExprId aRest, const Lists& aDisjunctions);
   bool applyNotTerms(const Connective& aKind, OperandSet& aSet);
   void decideByNotTerm(const Connective& aKind, OperandSet& aSet, SymbolicExprId aNotTerm) const;
   std::optional<SymbolicExprId> reduceNotTerm(const Connective& aKind, const OperandSet& aSet,
@@ -201,38 +195,9 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
   }
 
   mutable detail::TextOrder order;
+  detail::Unrelated unrelated;
   // What a pass makes of the ids that it changes. That it gives others back, the table remembers.
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
-
-  // What operands are about; each as often as it was added.
-  class Subjects {
-   public:
-    void add(const Ids& aSubjects) { all.insert(all.end(), aSubjects.begin(), aSubjects.end()); }
-    // Takes the last ones out again, which were no subjects before they were added.
-    void dropLast(std::size_t aCount);
-    void clear();
-    bool containsAny(const Ids& aSubjects);
-
-   private:
-    Ids all;
-    boost::unordered_flat_set<SymbolicExprId> set;  // of the first `inSet` of these, if worth it
-    std::size_t inSet = 0;
-    bool wasAsked = false;  // a set that is asked once is not worth its making
-  };
-
-  // The conjunction that was extended last, taken apart: one that grows operand by operand, or to
-  // which one operand after the other is added for siblings, costs a look at the new operand each
-  // time.
-  struct GrowingChain {
-    SymbolicExprId chain = invalidSymbolicExprId;
-    Ids operands;  // in order
-    Subjects subjects;
-    // What it was before it was extended, if it still is to be had, and by what.
-    SymbolicExprId before = invalidSymbolicExprId;
-    Ids added;
-    std::size_t addedSubjects = 0;
-  };
-  GrowingChain growing;
 
   std::size_t disjunctsLeft = maxDisjunctsInAll;
   // From then on what a pass gives back is not known to stay.

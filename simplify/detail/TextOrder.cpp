@@ -10,32 +10,47 @@
 
 namespace KS::detail {
 
-TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
+TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {
+  begun.fill({0, 0, NodeDigest::none});
+}
 
 // ---------------------------------------------------------------------------------------------
 // What decides mostly: the first bytes, and the first operands that differ
 
+TextOrder::Key TextOrder::key(SymbolicExprId aId, const Text* aPool, std::size_t aFirst,
+                              std::size_t aCount) {
+  FirstBytes bytes;
+  for (const Text* operand = aPool + aFirst; operand != aPool + aFirst + aCount; ++operand) {
+    if (operand != aPool + aFirst) bytes.append("&&");
+    bytes.append(FirstBytes(operand->number, operand->length));
+    if (bytes.isFull()) break;
+  }
+  return {bytes.number, aId, static_cast<std::uint32_t>(aFirst),
+          static_cast<std::uint32_t>(aCount)};
+}
+
+// The key of any id; the operands of a conjunction go to `operands`.
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
   if (Digests::kindOf(table, aId) != SymbolicOp::And) return {firstBytes(aId).number, aId, 0, 0};
   const std::size_t first = operands.size();
+  bool areBare = true;
+  const auto add = [&](SymbolicExprId aOperand) {
+    if (isBare(aOperand)) {
+      operands.push_back(text(aOperand));
+    } else {
+      operands.push_back({0, 0, static_cast<std::uint32_t>(aOperand)});
+      areBare = false;
+    }
+  };
   SymbolicExprId link = aId;
   for (; Digests::kindOf(table, link) == SymbolicOp::And; link = Digests::of(table)[link].first) {
-    operands.push_back(Digests::of(table)[link].second);
+    add(Digests::of(table)[link].second);
   }
-  operands.push_back(link);
+  add(link);
   std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(first), operands.end());
-
-  FirstBytes bytes;
-  for (std::size_t i = first; i < operands.size() && !bytes.isFull(); ++i) {
-    if (!isBare(operands[i])) {
-      bytes = FirstBytes(keptStart(aId).view());
-      break;
-    }
-    if (i > first) bytes.append("&&");
-    bytes.append(firstBytes(operands[i]));
-  }
-  return {bytes.number, aId, static_cast<std::uint32_t>(first),
-          static_cast<std::uint32_t>(operands.size() - first)};
+  Key result = key(aId, operands.data(), first, operands.size() - first);
+  if (!areBare) result.number = FirstBytes(keptStart(aId).view()).number;
+  return result;
 }
 
 // Whether the operand stands without parentheses in a conjunction.
@@ -44,12 +59,11 @@ bool TextOrder::isBare(SymbolicExprId aOperand) const {
   return op != SymbolicOp::And && op != SymbolicOp::Or;
 }
 
-FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
-  const Begun& kept = begun[aId % begun.size()];
-  if (kept.id == aId) return {kept.number, kept.length};
+const TextOrder::Text& TextOrder::read(SymbolicExprId aId) {
   const FirstBytes bytes = readFirstBytes(aId);
-  begun[aId % begun.size()] = {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
-  return bytes;
+  Text& kept = begun[aId % begun.size()];
+  kept = {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
+  return kept;
 }
 
 FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
@@ -70,44 +84,56 @@ FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
   return bytes;
 }
 
-int TextOrder::compare(const Key& a, const Key& b) {
+int TextOrder::compare(const Text* aPool, const Key& a, const Key& b) {
   if (a.number != b.number) return a.number < b.number ? -1 : 1;
   if (a.id == b.id) return 0;
   if (a.numOperands > 0 && b.numOperands > 0) {
-    if (const int order = compareOperands(a, b)) return order;
+    if (const int order = compareOperands(aPool, a, b)) return order;
   }
-  if (const int order = compareLeads(a.id, b.id)) return order;
-  const Start startA = start(a.id), startB = start(b.id);
+  return compareBehind(a.id, b.id);
+}
+
+// The first operands in which two conjunctions differ order them, where their texts differ before
+// one of them ends and both stand bare; else zero.
+int TextOrder::compareOperands(const Text* aPool, const Key& a, const Key& b) {
+  const Text* const ofA = aPool + a.firstOperand;
+  const Text* const ofB = aPool + b.firstOperand;
+  const auto [x, y] = std::mismatch(
+      ofA, ofA + a.numOperands, ofB, ofB + b.numOperands,
+      [](const Text& aFirst, const Text& aSecond) { return aFirst.id == aSecond.id; });
+  if (x == ofA + a.numOperands || y == ofB + b.numOperands) return 0;
+  return isBare(x->id) && isBare(y->id) ? compareBeginnings(*x, *y) : 0;
+}
+
+// The order of two texts that differ before one of them ends, if that is easily seen; else zero.
+int TextOrder::compareBeginnings(const Text& a, const Text& b) {
+  const std::uint32_t common = std::min(a.length, b.length);
+  const unsigned behind = 8 * (FirstBytes::capacity - common);
+  if (common > 0 && a.number >> behind != b.number >> behind) return a.number < b.number ? -1 : 1;
+  const int order = compareLeads(a.id, b.id);
+  return order != 0 ? order : compareStarts(start(a.id), start(b.id));
+}
+
+// ---------------------------------------------------------------------------------------------
+// What decides else
+
+// The order of two different ids whose first bytes are the same.
+int TextOrder::compareBehind(SymbolicExprId a, SymbolicExprId b) {
+  if (const int order = compareLeads(a, b)) return order;
+  const Start startA = start(a), startB = start(b);
   if (const int order = compareStarts(startA, startB)) return order;
   const std::size_t common = std::min(startA.text.size(), startB.text.size());
   const bool endsA = startA.isWhole && startA.text.size() == common;
   const bool endsB = startB.isWhole && startB.text.size() == common;
   if (endsA || endsB) return static_cast<int>(endsB) - static_cast<int>(endsA);
-  return compareWholly(a.id, b.id);
+  return compareWholly(a, b);
 }
 
-// The first operands in which two conjunctions differ order them, where their texts differ before
-// one of them ends and both stand bare; else zero.
-int TextOrder::compareOperands(const Key& a, const Key& b) {
-  const SymbolicExprId* const ofA = operands.data() + a.firstOperand;
-  const SymbolicExprId* const ofB = operands.data() + b.firstOperand;
-  const auto [x, y] = std::mismatch(ofA, ofA + a.numOperands, ofB, ofB + b.numOperands);
-  if (x == ofA + a.numOperands || y == ofB + b.numOperands) return 0;
-  return isBare(*x) && isBare(*y) ? compareBeginnings(*x, *y) : 0;
+bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
+  if (a == b) return false;
+  const int order = compareBehind(a, b);
+  return order != 0 ? order < 0 : a < b;
 }
-
-// The order of two texts that differ before one of them ends, if that is easily seen; else zero.
-int TextOrder::compareBeginnings(SymbolicExprId a, SymbolicExprId b) {
-  const FirstBytes x = firstBytes(a), y = firstBytes(b);
-  const std::uint32_t common = std::min(x.length, y.length);
-  const unsigned behind = 8 * (FirstBytes::capacity - common);
-  if (common > 0 && x.number >> behind != y.number >> behind) return x.number < y.number ? -1 : 1;
-  const int order = compareLeads(a, b);
-  return order != 0 ? order : compareStarts(start(a), start(b));
-}
-
-// ---------------------------------------------------------------------------------------------
-// What decides else
 
 TextOrder::Start TextOrder::start(SymbolicExprId aId) {
   // A symbol is its own text.
@@ -180,22 +206,10 @@ int TextOrder::compareStarts(const Start& a, const Start& b) {
 // Comparing and sorting
 
 int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
+  if (a == b) return 0;
   operands.clear();
-  return a == b ? 0 : compare(key(a), key(b));
-}
-
-SymbolicExprId* TextOrder::place(SymbolicExprId* aFirst, SymbolicExprId* aLast,
-                                 SymbolicExprId aId) {
-  operands.clear();
-  const Key added = key(aId);
-  return std::lower_bound(aFirst, aLast, added, [this](SymbolicExprId aOther, const Key& aAdded) {
-    return isBefore(key(aOther), aAdded);
-  });
-}
-
-bool TextOrder::isBefore(const Key& a, const Key& b) {
-  const int order = compare(a, b);
-  return order != 0 ? order < 0 : a.id < b.id;
+  const Key keyA = key(a), keyB = key(b);
+  return compare(operands.data(), keyA, keyB);
 }
 
 void TextOrder::trim() {
@@ -206,15 +220,21 @@ void TextOrder::trim() {
   if (orders.size() > maxOrders / 4) orders = {};
 }
 
+void TextOrder::sort(const Text* aPool, Key* aFirst, Key* aLast) {
+  const auto isBefore = [this, aPool](const Key& a, const Key& b) {
+    const int order = compare(aPool, a, b);
+    return order != 0 ? order < 0 : a.id < b.id;
+  };
+  // What distribution makes of sorted operands mostly is sorted.
+  if (!std::is_sorted(aFirst, aLast, isBefore)) std::sort(aFirst, aLast, isBefore);
+}
+
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
   if (aLast - aFirst < 2) return;
   operands.clear();
   boost::container::small_vector<Key, 12> keys;
   for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keys.push_back(key(*id));
-  const auto before = [this](const Key& a, const Key& b) { return isBefore(a, b); };
-  // What distribution makes of sorted operands mostly is sorted.
-  if (std::is_sorted(keys.begin(), keys.end(), before)) return;
-  std::sort(keys.begin(), keys.end(), before);
+  sort(operands.data(), keys.data(), keys.data() + keys.size());
   std::transform(keys.begin(), keys.end(), aFirst, [](const Key& k) { return k.id; });
 }
 

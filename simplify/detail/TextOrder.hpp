@@ -43,6 +43,22 @@ struct FirstBytes {
 /// the first bytes of every text, which mostly decide; no text is ever written as a whole.
 class TextOrder {
  public:
+  /// An id with the first bytes of its text.
+  struct Text {
+    std::uint64_t number;
+    std::uint32_t length;
+    std::uint32_t id;
+  };
+
+  /// What an id is sorted by: the first bytes of its text; then the operands of a conjunction, in a
+  /// list of texts elsewhere, of which the first that differ mostly decide.
+  struct Key {
+    std::uint64_t number;
+    SymbolicExprId id;
+    std::uint32_t firstOperand;
+    std::uint32_t numOperands;
+  };
+
   /// Borrows the table.
   explicit TextOrder(const SymbolicExprTable& aTable);
 
@@ -50,42 +66,54 @@ class TextOrder {
   /// what `compareTexts` throws.
   int compare(SymbolicExprId a, SymbolicExprId b);
 
-  /// Where the id belongs among sorted ids.
-  SymbolicExprId* place(SymbolicExprId* aFirst, SymbolicExprId* aLast, SymbolicExprId aId);
+  /// How the text of an id begins.
+  const Text& text(SymbolicExprId aId) {
+    const Text& kept = begun[aId % begun.size()];
+    return kept.id == aId ? kept : read(aId);
+  }
+
+  /// Whether the first stands before the second; of two with one text the older one does. Neither
+  /// is a conjunction.
+  bool isBefore(const Text& a, const Text& b) {
+    return a.number != b.number ? a.number < b.number : isBeforeBehind(a.id, b.id);
+  }
+
+  /// The key of a conjunction of operands that stand without parentheses.
+  static Key key(SymbolicExprId aId, const Text* aPool, std::size_t aFirst, std::size_t aCount);
+
+  /// Sorts keys whose operands lie in a pool.
+  void sort(const Text* aPool, Key* aFirst, Key* aLast);
+
+  /// Sorts the ids; of ids with one text the older one comes first.
+  void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
   /// Forgets the beginnings and orders that it keeps where they are so many that they take more
   /// than some MiB of memory.
   void trim();
 
-  /// Sorts the ids; of ids with one text the older one comes first.
-  void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
-
  private:
-  // An id with the first bytes of its text as a number, which mostly decides, and the operands of
-  // a conjunction, of which the first that differ mostly do.
-  struct Key {
-    std::uint64_t number;
-    SymbolicExprId id;
-    std::uint32_t firstOperand;
-    std::uint32_t numOperands;
-  };
   // How a text begins, or all of it.
   struct Start {
     std::string_view text;
     bool isWhole;
   };
 
-  Key key(SymbolicExprId aId);
-  FirstBytes firstBytes(SymbolicExprId aId);
+  const Text& read(SymbolicExprId aId);
   FirstBytes readFirstBytes(SymbolicExprId aId);
+  FirstBytes firstBytes(SymbolicExprId aId) {
+    const Text& begin = text(aId);
+    return {begin.number, begin.length};
+  }
+  Key key(SymbolicExprId aId);
   Start start(SymbolicExprId aId);
   const TextStart& keptStart(SymbolicExprId aId);
   bool isBare(SymbolicExprId aOperand) const;
   bool startsWithLeft(SymbolicExprId aId) const;
-  bool isBefore(const Key& a, const Key& b);
-  int compare(const Key& a, const Key& b);
-  int compareOperands(const Key& a, const Key& b);
-  int compareBeginnings(SymbolicExprId a, SymbolicExprId b);
+  bool isBeforeBehind(SymbolicExprId a, SymbolicExprId b);
+  int compare(const Text* aPool, const Key& a, const Key& b);
+  int compareOperands(const Text* aPool, const Key& a, const Key& b);
+  int compareBeginnings(const Text& a, const Text& b);
+  int compareBehind(SymbolicExprId a, SymbolicExprId b);
   int compareLeads(SymbolicExprId a, SymbolicExprId b);
   int compareWholly(SymbolicExprId a, SymbolicExprId b);
   static int compareStarts(const Start& a, const Start& b);
@@ -95,13 +123,8 @@ class TextOrder {
 
   const SymbolicExprTable& table;
   // Each id's first bytes have one place where they may be.
-  struct Begun {
-    std::uint64_t number = 0;
-    std::uint32_t length = 0;
-    std::uint32_t id = NodeDigest::none;
-  };
-  std::array<Begun, 1024> begun;
-  std::vector<SymbolicExprId> operands;     // of the keys that are being compared
+  std::array<Text, 1024> begun;
+  std::vector<Text> operands;               // of the keys that are being sorted
   boost::container::deque<TextStart> pool;  // stays in place as it grows
   boost::unordered_flat_map<SymbolicExprId, const TextStart*> starts;
   // Of two whose starts do not decide, the older one first: sorting asks again and again.

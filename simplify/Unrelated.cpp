@@ -1,0 +1,316 @@
+#include "simplify/detail/Unrelated.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/detail/Intern.hpp"
+#include "simplify/detail/PairRules.hpp"
+
+namespace KS::detail {
+
+namespace {
+
+// So many are put into a sorted list, or searched for, one by one.
+constexpr std::size_t few = 8;
+// A negation is about so many at most.
+constexpr std::size_t manySubjects = 64;
+// So many pairs of subjects are not compared one by one.
+constexpr std::size_t manyPairs = 512;
+// A conjunction of more operands is kept taken apart.
+constexpr std::size_t manyOperands = 16;
+
+bool haveCommon(const std::uint32_t* aFirst, const std::uint32_t* aLast,
+                const std::uint32_t* aOtherFirst, const std::uint32_t* aOtherLast) {
+  for (; aFirst != aLast; ++aFirst) {
+    for (const std::uint32_t* other = aOtherFirst; other != aOtherLast; ++other) {
+      if (*aFirst == *other) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Taking apart
+
+// Adds what an operand of a conjunction is about. False for a disjunction, which is distributed,
+// and for an operand about too many.
+bool Unrelated::addSubjects(SymbolicExprId aOperand) {
+  const NodeDigest& node = Digests::of(table)[aOperand];
+  const auto kind = static_cast<SymbolicOp>(node.kind);
+  if (kind == SymbolicOp::Or) return false;
+  if (kind == SymbolicOp::Not) return addSubjectsOfNot(aOperand);
+  subjects.push_back(isRelation(kind) ? node.first : static_cast<std::uint32_t>(aOperand));
+  return true;
+}
+
+bool Unrelated::addSubjectsOfNot(SymbolicExprId aNot) {
+  const std::size_t before = subjects.size();
+  boost::container::small_vector<SymbolicExprId, 12> open{aNot};
+  while (!open.empty()) {
+    const SymbolicExprId id = open.back();
+    const NodeDigest& node = Digests::of(table)[id];
+    const auto op = static_cast<SymbolicOp>(node.kind);
+    open.pop_back();
+    if (op == SymbolicOp::And || op == SymbolicOp::Or) {
+      open.insert(open.end(), {node.second, node.first});
+    } else if (op == SymbolicOp::Not) {
+      open.push_back(node.first);
+    } else {
+      subjects.push_back(isRelation(op) ? node.first : static_cast<std::uint32_t>(id));
+    }
+    if (subjects.size() - before + open.size() > manySubjects) return false;
+  }
+  return true;
+}
+
+Unrelated::Part Unrelated::takeApart(SymbolicExprId aId) {
+  const auto& digests = Digests::of(table);
+  Part part{static_cast<std::uint32_t>(aId),
+            Digests::isSimplified(table, aId) && !isConstant(aId),
+            {endOf(texts), 0},
+            {endOf(subjects), 0}};
+  SymbolicExprId link = aId;
+  const auto add = [&](SymbolicExprId aOperand) {
+    part.isPlain = part.isPlain && addSubjects(aOperand);
+    if (part.isPlain) texts.push_back(order.text(aOperand));
+  };
+  for (; part.isPlain && kindOf(link) == SymbolicOp::And; link = digests[link].first) {
+    add(digests[link].second);
+  }
+  add(link);
+  std::reverse(texts.begin() + part.operands.first, texts.end());
+  part.operands.last = endOf(texts);
+  part.subjects.last = endOf(subjects);
+  return part;
+}
+
+bool Unrelated::areUnrelated(const Range& aSubjects, const Range& aOthers) const {
+  const std::uint32_t* const all = subjects.data();
+  Range less = aSubjects, more = aOthers;
+  if (less.size() > more.size()) std::swap(less, more);
+  if (less.size() * more.size() <= manyPairs) {
+    return !haveCommon(all + less.first, all + less.last, all + more.first, all + more.last);
+  }
+  const boost::unordered_flat_set<std::uint32_t> set(all + less.first, all + less.last);
+  return std::none_of(all + more.first, all + more.last,
+                      [&](std::uint32_t aSubject) { return set.contains(aSubject); });
+}
+
+bool Unrelated::areUnrelated(const Part* aParts, std::size_t aCount) const {
+  for (const Part* part = aParts; part != aParts + aCount; ++part) {
+    if (!part->isPlain) return false;
+    for (const Part* other = aParts; other != part; ++other) {
+      if (!areUnrelated(part->subjects, other->subjects)) return false;
+    }
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Joining
+
+// Merges sorted operands into sorted ones, behind which there is room. Returns how many of these
+// stay in front of the first that was added.
+std::size_t Unrelated::merge(Text* aFirst, std::size_t aCount, const Text* aAdded,
+                             std::size_t aAddedCount) {
+  if (aAddedCount == 1 && aCount > manyOperands) {
+    Text* const place =
+        std::lower_bound(aFirst, aFirst + aCount, *aAdded,
+                         [this](const Text& a, const Text& b) { return order.isBefore(a, b); });
+    std::move_backward(place, aFirst + aCount, aFirst + aCount + 1);
+    *place = *aAdded;
+    return static_cast<std::size_t>(place - aFirst);
+  }
+  Text* to = aFirst + aCount + aAddedCount;
+  Text* from = aFirst + aCount;
+  const Text* added = aAdded + aAddedCount;
+  while (added != aAdded) {
+    if (from != aFirst && order.isBefore(added[-1], from[-1])) {
+      *--to = *--from;
+    } else {
+      *--to = *--added;
+    }
+  }
+  return static_cast<std::size_t>(to - aFirst);
+}
+
+// The chain of operands of which the first ones are the first ones of a chain.
+SymbolicExprId Unrelated::relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
+                                 const Text* aFirst, std::size_t aCount) {
+  const std::size_t kept = std::max<std::size_t>(aKept, 1);
+  SymbolicExprId chain = aKept == 0 ? SymbolicExprId{aFirst[0].id} : aChain;
+  if (aKept > 0) {
+    for (; aLinks > kept; --aLinks) chain = Digests::of(table)[chain].first;
+  }
+  for (const Text* operand = aFirst + kept; operand != aFirst + aCount; ++operand) {
+    chain = intern<SymbolicAndExpr>(table, chain, SymbolicExprId{operand->id});
+  }
+  Digests::setSimplified(table, chain);
+  return chain;
+}
+
+Unrelated::Part Unrelated::conjoin(const Part* aParts, std::size_t aCount) {
+  const Part* longest = aParts;
+  std::size_t total = 0;
+  for (const Part* part = aParts; part != aParts + aCount; ++part) {
+    total += part->operands.size();
+    if (part->operands.size() > longest->operands.size()) longest = part;
+  }
+  const std::size_t first = texts.size();
+  texts.resize(first + total);
+  Text* const all = texts.data() + first;
+  const auto at = [this](const Range& aOperands) { return texts.data() + aOperands.first; };
+  std::size_t count = longest->operands.size();
+  std::copy_n(at(longest->operands), count, all);
+  std::size_t kept = count;
+  for (const Part* part = aParts; part != aParts + aCount; ++part) {
+    if (part == longest) continue;
+    kept = std::min(kept, merge(all, count, at(part->operands), part->operands.size()));
+    count += part->operands.size();
+  }
+  const SymbolicExprId id = relink(longest->id, longest->operands.size(), kept, all, total);
+  return {static_cast<std::uint32_t>(id),
+          true,
+          {static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(first + total)},
+          {0, 0}};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Two conjunctions
+
+std::optional<SymbolicExprId> Unrelated::extend(SymbolicExprId a, SymbolicExprId b) {
+  if (kindOf(a) == SymbolicOp::Or || kindOf(b) == SymbolicOp::Or) return std::nullopt;
+  if (isLong(a) || isLong(b)) return extendLong(a, b);
+  const Use use(*this);
+  Part both[] = {takeApart(a), takeApart(b)};
+  if (!both[0].isPlain || !both[1].isPlain) return std::nullopt;
+  if (both[0].operands.size() < both[1].operands.size()) std::swap(both[0], both[1]);
+  if (!areUnrelated(both[0].subjects, both[1].subjects)) {
+    const std::optional<Part> added = withoutCommon(both[1], both[0]);
+    if (!added) return std::nullopt;
+    if (added->operands.size() == 0) return SymbolicExprId{both[0].id};
+    both[1] = *added;
+  }
+  return SymbolicExprId{conjoin(both, 2).id};
+}
+
+// The operands of a part that do not stand in the other. Nothing where one is about something that
+// the other is about.
+std::optional<Unrelated::Part> Unrelated::withoutCommon(const Part& aPart, const Part& aOther) {
+  const auto isCommon = [&](std::uint32_t aId) {
+    return std::any_of(texts.begin() + aOther.operands.first, texts.begin() + aOther.operands.last,
+                       [aId](const Text& aText) { return aText.id == aId; });
+  };
+  Part rest{aPart.id, true, {endOf(texts), 0}, {endOf(subjects), 0}};
+  for (std::uint32_t i = aPart.operands.first; i < aPart.operands.last; ++i) {
+    const Text operand = texts[i];
+    if (isCommon(operand.id)) continue;
+    const std::uint32_t first = endOf(subjects);
+    addSubjects(operand.id);
+    if (!areUnrelated({first, endOf(subjects)}, aOther.subjects)) return std::nullopt;
+    texts.push_back(operand);
+  }
+  rest.operands.last = endOf(texts);
+  rest.subjects.last = endOf(subjects);
+  return rest;
+}
+
+bool Unrelated::isLong(SymbolicExprId aChain) const {
+  std::size_t links = 0;
+  for (SymbolicExprId link = aChain; kindOf(link) == SymbolicOp::And;
+       link = Digests::of(table)[link].first) {
+    if (++links == manyOperands) return true;
+  }
+  return false;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Long conjunctions, one of which mostly grows: hosts build conjunctions operand by operand
+
+// Takes a conjunction apart, unless it is what was extended last, or that before it was. False
+// where it is not plain.
+bool Unrelated::loadGrowing(SymbolicExprId aChain) {
+  if (growing.chain == aChain) return true;
+  if (growing.before == aChain) {
+    for (const Text& added : growing.added) {
+      const auto isIt = [&](const Text& aText) { return aText.id == added.id; };
+      growing.operands.erase(std::find_if(growing.operands.begin(), growing.operands.end(), isIt));
+    }
+    growing.subjects.dropLast(growing.addedSubjects);
+  } else {
+    growing.chain = growing.before = invalidSymbolicExprId;
+    const Use use(*this);
+    const Part part = takeApart(aChain);
+    if (!part.isPlain) return false;
+    growing.operands.assign(texts.begin() + part.operands.first, texts.end());
+    growing.subjects.clear();
+    growing.subjects.add(subjects.data() + part.subjects.first,
+                         subjects.data() + part.subjects.last);
+  }
+  growing.chain = aChain;
+  growing.before = invalidSymbolicExprId;
+  return true;
+}
+
+std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, SymbolicExprId aOther) {
+  const bool isKnown = aOther == growing.chain || aOther == growing.before;
+  if (isKnown || !isLong(aChain)) std::swap(aChain, aOther);
+  if (!loadGrowing(aChain)) return std::nullopt;
+  const Use use(*this);
+  const Part other = takeApart(aOther);
+  if (!other.isPlain) return std::nullopt;
+  Texts added;
+  const std::uint32_t firstSubject = endOf(subjects);
+  for (std::uint32_t i = other.operands.first; i < other.operands.last; ++i) {
+    const std::uint32_t first = endOf(subjects);
+    addSubjects(texts[i].id);
+    if (!growing.subjects.containsAny(subjects.data() + first, subjects.data() + endOf(subjects))) {
+      added.push_back(texts[i]);
+      continue;
+    }
+    subjects.resize(first);
+    const auto place =
+        std::lower_bound(growing.operands.begin(), growing.operands.end(), texts[i],
+                         [this](const Text& a, const Text& b) { return order.isBefore(a, b); });
+    if (place == growing.operands.end() || place->id != texts[i].id) return std::nullopt;
+  }
+  if (added.empty()) return aChain;
+  const std::size_t links = growing.operands.size();
+  growing.operands.resize(links + added.size());
+  const std::size_t kept = merge(growing.operands.data(), links, added.data(), added.size());
+  growing.chain = relink(aChain, links, kept, growing.operands.data(), growing.operands.size());
+  growing.addedSubjects = endOf(subjects) - firstSubject;
+  growing.subjects.add(subjects.data() + firstSubject, subjects.data() + endOf(subjects));
+  growing.before = added.size() <= few ? aChain : invalidSymbolicExprId;
+  growing.added = std::move(added);
+  return growing.chain;
+}
+
+void Unrelated::Subjects::clear() {
+  all.clear();
+  if (inSet > 0) set = {};
+  inSet = 0;
+  wasAsked = false;
+}
+
+void Unrelated::Subjects::dropLast(std::size_t aCount) {
+  const std::size_t left = all.size() - aCount;
+  for (std::size_t i = left; i < inSet; ++i) set.erase(all[i]);
+  inSet = std::min(inSet, left);
+  all.resize(left);
+}
+
+bool Unrelated::Subjects::containsAny(const std::uint32_t* aFirst, const std::uint32_t* aLast) {
+  const auto count = static_cast<std::size_t>(aLast - aFirst);
+  const bool isFirst = !std::exchange(wasAsked, true);
+  if (all.size() * count <= manyPairs || (isFirst && count <= few)) {
+    return haveCommon(aFirst, aLast, all.data(), all.data() + all.size());
+  }
+  for (; inSet < all.size(); ++inSet) set.insert(all[inSet]);
+  return std::any_of(aFirst, aLast,
+                     [this](std::uint32_t aSubject) { return set.contains(aSubject); });
+}
+
+}  // namespace KS::detail

@@ -1,0 +1,143 @@
+// Conjunctions of operands that have nothing to do with each other.
+#pragma once
+
+#include <boost/container/small_vector.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "base/detail/Digest.hpp"
+#include "simplify/detail/TextOrder.hpp"
+
+namespace KS::detail {
+
+/// Conjoins simplified conjunctions whose operands meet in no rule: the result is all of these in
+/// text order.
+///
+/// An operand is about subjects: a relation about its left operand, a negation about what is below
+/// it, anything else about itself. Operands whose subjects differ have nothing to do with each
+/// other for any rule but distribution.
+class Unrelated {
+ public:
+  /// Where the operands, or the subjects, of a part lie in their pool.
+  struct Range {
+    std::uint32_t first;
+    std::uint32_t last;
+    std::size_t size() const { return last - first; }
+  };
+
+  /// A simplified conjunction, or an operand of one, taken apart.
+  struct Part {
+    std::uint32_t id;
+    bool isPlain;  ///< Not a constant; no operand is a disjunction or about too many.
+    Range operands;
+    Range subjects;
+  };
+
+  /// Borrows the table and the order.
+  Unrelated(SymbolicExprTable& aTable, TextOrder& aOrder) : table(aTable), order(aOrder) {}
+
+  /// What is taken apart lasts as long as this.
+  class Use {
+   public:
+    explicit Use(Unrelated& aUser)
+        : user(aUser), numTexts(aUser.texts.size()), numSubjects(aUser.subjects.size()) {}
+    ~Use() {
+      user.texts.resize(numTexts);
+      user.subjects.resize(numSubjects);
+    }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+   private:
+    Unrelated& user;
+    std::size_t numTexts;
+    std::size_t numSubjects;
+  };
+
+  /// Takes an id apart.
+  Part takeApart(SymbolicExprId aId);
+  /// Whether nothing that the one range is about is what the other is about.
+  bool areUnrelated(const Range& aSubjects, const Range& aOthers) const;
+  /// Whether all of the parts are plain and no two are about the same.
+  bool areUnrelated(const Part* aParts, std::size_t aCount) const;
+  /// The conjunction of unrelated plain parts; what it is about is not gathered. Where one part
+  /// lacks operands of its id, an earlier one is as long.
+  Part conjoin(const Part* aParts, std::size_t aCount);
+  /// The key of a part by which disjunctions are ordered.
+  TextOrder::Key key(const Part& aPart) const {
+    return TextOrder::key(aPart.id, texts.data(), aPart.operands.first, aPart.operands.size());
+  }
+  /// Sorts such keys.
+  void sort(TextOrder::Key* aFirst, TextOrder::Key* aLast) {
+    order.sort(texts.data(), aFirst, aLast);
+  }
+
+  /// The conjunction of two that are simplified. Nothing where a rule might apply to operands of
+  /// the two.
+  std::optional<SymbolicExprId> extend(SymbolicExprId a, SymbolicExprId b);
+
+ private:
+  using Text = TextOrder::Text;
+  using Texts = std::vector<Text>;
+  using SubjectList = std::vector<std::uint32_t>;
+
+  SymbolicOp kindOf(SymbolicExprId aId) const { return Digests::kindOf(table, aId); }
+  bool isLong(SymbolicExprId aChain) const;
+  bool isConstant(SymbolicExprId aId) const {
+    return aId == table.getIdTRUE() || aId == table.getIdFALSE();
+  }
+  bool addSubjects(SymbolicExprId aOperand);
+  bool addSubjectsOfNot(SymbolicExprId aNot);
+  std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
+  SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
+                        const Text* aFirst, std::size_t aCount);
+  std::optional<Part> withoutCommon(const Part& aPart, const Part& aOther);
+  bool loadGrowing(SymbolicExprId aChain);
+  std::optional<SymbolicExprId> extendLong(SymbolicExprId aChain, SymbolicExprId aOther);
+  template <class Pool>
+  static std::uint32_t endOf(const Pool& aPool) {
+    return static_cast<std::uint32_t>(aPool.size());
+  }
+
+  SymbolicExprTable& table;
+  TextOrder& order;
+  Texts texts;
+  SubjectList subjects;
+
+  // What the growing chain is about; each as often as it was added.
+  class Subjects {
+   public:
+    void add(const std::uint32_t* aFirst, const std::uint32_t* aLast) {
+      all.insert(all.end(), aFirst, aLast);
+    }
+    // Takes the last ones out again, which were no subjects before they were added.
+    void dropLast(std::size_t aCount);
+    void clear();
+    bool containsAny(const std::uint32_t* aFirst, const std::uint32_t* aLast);
+
+   private:
+    SubjectList all;
+    boost::unordered_flat_set<std::uint32_t> set;  // of the first `inSet` of these, if worth it
+    std::size_t inSet = 0;
+    bool wasAsked = false;  // a set that is asked once is not worth its making
+  };
+
+  // The long conjunction that was extended last, taken apart: one that grows operand by operand, or
+  // to which one operand after the other is added for siblings, costs a look at the new operand
+  // each time.
+  struct GrowingChain {
+    SymbolicExprId chain = invalidSymbolicExprId;
+    Texts operands;  // in order
+    Subjects subjects;
+    // What it was before it was extended, if it still is to be had, and by what.
+    SymbolicExprId before = invalidSymbolicExprId;
+    Texts added;
+    std::size_t addedSubjects = 0;
+  };
+  GrowingChain growing;
+};
+
+}  // namespace KS::detail
