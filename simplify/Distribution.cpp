@@ -17,16 +17,20 @@ namespace {
 // Calls `aUse` with every way to pick a member of each list.
 template <class Lists, class Use>
 void forEachPick(const Lists& aLists, Use aUse) {
-  using List = typename Lists::value_type;
-  boost::container::small_vector<std::size_t, 4> places(aLists.size(), 0);
-  boost::container::small_vector<typename List::value_type, 4> picks;
-  for (const List& list : aLists) picks.push_back(list[0]);
+  using Members = typename Lists::value_type;
+  boost::container::small_vector<typename Members::const_iterator, 4> places;
+  boost::container::small_vector<typename Members::value_type, 4> picks;
+  for (const Members& members : aLists) {
+    places.push_back(members.begin());
+    picks.push_back(members.front());
+  }
   for (std::size_t i = 0; i < places.size();) {
     aUse(picks);
     for (i = 0; i < places.size(); ++i) {
-      places[i] = (places[i] + 1) % aLists[i].size();
-      picks[i] = aLists[i][places[i]];
-      if (places[i] != 0) break;
+      const bool isLast = ++places[i] == aLists[i].end();
+      if (isLast) places[i] = aLists[i].begin();
+      picks[i] = *places[i];
+      if (!isLast) break;
     }
   }
 }

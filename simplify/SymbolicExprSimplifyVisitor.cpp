@@ -35,7 +35,7 @@ void SymbolicExprSimplifyVisitor::restart() {
   constexpr std::size_t few = 256;
   if (results.bucket_count() > few) {
     results = {};
-  } else {
+  } else if (!results.empty()) {
     results.clear();
   }
   order.trim();

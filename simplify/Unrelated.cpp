@@ -1,10 +1,10 @@
 #include "simplify/detail/Unrelated.hpp"
 
 #include <algorithm>
+#include <boost/container/small_vector.hpp>
 #include <utility>
 
 #include "base/detail/Intern.hpp"
-#include "simplify/detail/PairRules.hpp"
 
 namespace KS::detail {
 
@@ -34,17 +34,6 @@ bool haveCommon(const std::uint32_t* aFirst, const std::uint32_t* aLast,
 // ---------------------------------------------------------------------------------------------
 // Taking apart
 
-// Adds what an operand of a conjunction is about. False for a disjunction, which is distributed,
-// and for an operand about too many.
-bool Unrelated::addSubjects(SymbolicExprId aOperand) {
-  const NodeDigest& node = Digests::of(table)[aOperand];
-  const auto kind = static_cast<SymbolicOp>(node.kind);
-  if (kind == SymbolicOp::Or) return false;
-  if (kind == SymbolicOp::Not) return addSubjectsOfNot(aOperand);
-  subjects.push_back(isRelation(kind) ? node.first : static_cast<std::uint32_t>(aOperand));
-  return true;
-}
-
 bool Unrelated::addSubjectsOfNot(SymbolicExprId aNot) {
   const std::size_t before = subjects.size();
   boost::container::small_vector<SymbolicExprId, 12> open{aNot};
@@ -58,7 +47,7 @@ bool Unrelated::addSubjectsOfNot(SymbolicExprId aNot) {
     } else if (op == SymbolicOp::Not) {
       open.push_back(node.first);
     } else {
-      subjects.push_back(isRelation(op) ? node.first : static_cast<std::uint32_t>(id));
+      subjects.push(static_cast<std::uint32_t>(subjectOf(id)));
     }
     if (subjects.size() - before + open.size() > manySubjects) return false;
   }
@@ -67,21 +56,28 @@ bool Unrelated::addSubjectsOfNot(SymbolicExprId aNot) {
 
 Unrelated::Part Unrelated::takeApart(SymbolicExprId aId) {
   const auto& digests = Digests::of(table);
+  std::size_t count = 1;
+  for (SymbolicExprId link = aId; kindOf(link) == SymbolicOp::And; link = digests[link].first) {
+    ++count;
+  }
   Part part{static_cast<std::uint32_t>(aId),
             Digests::isSimplified(table, aId) && !isConstant(aId),
-            {endOf(texts), 0},
-            {endOf(subjects), 0}};
+            {endOf(texts), endOf(texts) + static_cast<std::uint32_t>(count)},
+            {endOf(subjects), endOf(subjects)}};
+  if (!part.isPlain) return part;
+  Text* const first = texts.add(count);
   SymbolicExprId link = aId;
-  const auto add = [&](SymbolicExprId aOperand) {
-    part.isPlain = part.isPlain && addSubjects(aOperand);
-    if (part.isPlain) texts.push_back(order.text(aOperand));
-  };
-  for (; part.isPlain && kindOf(link) == SymbolicOp::And; link = digests[link].first) {
-    add(digests[link].second);
+  for (std::size_t i = count; i-- > 0; link = digests[link].first) {
+    const SymbolicExprId operand = i > 0 ? SymbolicExprId{digests[link].second} : link;
+    const SymbolicOp kind = kindOf(operand);
+    const SymbolicExprId subject = isRelation(kind) ? digests[operand].first : operand;
+    if (kind == SymbolicOp::Or || (kind == SymbolicOp::Not && !addSubjectsOfNot(operand))) {
+      part.isPlain = false;
+      break;
+    }
+    if (kind != SymbolicOp::Not) subjects.push(static_cast<std::uint32_t>(subject));
+    first[i] = order.text(operand, subject);
   }
-  add(link);
-  std::reverse(texts.begin() + part.operands.first, texts.end());
-  part.operands.last = endOf(texts);
   part.subjects.last = endOf(subjects);
   return part;
 }
@@ -159,8 +155,7 @@ Unrelated::Part Unrelated::conjoin(const Part* aParts, std::size_t aCount) {
     if (part->operands.size() > longest->operands.size()) longest = part;
   }
   const std::size_t first = texts.size();
-  texts.resize(first + total);
-  Text* const all = texts.data() + first;
+  Text* const all = texts.add(total);
   const auto at = [this](const Range& aOperands) { return texts.data() + aOperands.first; };
   std::size_t count = longest->operands.size();
   std::copy_n(at(longest->operands), count, all);
@@ -200,7 +195,7 @@ std::optional<SymbolicExprId> Unrelated::extend(SymbolicExprId a, SymbolicExprId
 // the other is about.
 std::optional<Unrelated::Part> Unrelated::withoutCommon(const Part& aPart, const Part& aOther) {
   const auto isCommon = [&](std::uint32_t aId) {
-    return std::any_of(texts.begin() + aOther.operands.first, texts.begin() + aOther.operands.last,
+    return std::any_of(texts.data() + aOther.operands.first, texts.data() + aOther.operands.last,
                        [aId](const Text& aText) { return aText.id == aId; });
   };
   Part rest{aPart.id, true, {endOf(texts), 0}, {endOf(subjects), 0}};
@@ -210,7 +205,7 @@ std::optional<Unrelated::Part> Unrelated::withoutCommon(const Part& aPart, const
     const std::uint32_t first = endOf(subjects);
     addSubjects(operand.id);
     if (!areUnrelated({first, endOf(subjects)}, aOther.subjects)) return std::nullopt;
-    texts.push_back(operand);
+    texts.push(operand);
   }
   rest.operands.last = endOf(texts);
   rest.subjects.last = endOf(subjects);
@@ -244,7 +239,7 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
     const Use use(*this);
     const Part part = takeApart(aChain);
     if (!part.isPlain) return false;
-    growing.operands.assign(texts.begin() + part.operands.first, texts.end());
+    growing.operands.assign(texts.data() + part.operands.first, texts.data() + part.operands.last);
     growing.subjects.clear();
     growing.subjects.add(subjects.data() + part.subjects.first,
                          subjects.data() + part.subjects.last);
@@ -270,7 +265,7 @@ std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, Symbo
       added.push_back(texts[i]);
       continue;
     }
-    subjects.resize(first);
+    subjects.drop(first);
     const auto place =
         std::lower_bound(growing.operands.begin(), growing.operands.end(), texts[i],
                          [this](const Text& a, const Text& b) { return order.isBefore(a, b); });

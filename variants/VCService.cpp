@@ -116,7 +116,7 @@ SymbolicExprId VCService::askLocal(const Family& aFamily, const KSBlock* aBlock,
 
 SymbolicExprId VCService::local(const Family& aFamily, const KSBlock* aBlock,
                                 VariantConditions& aConditions, const VCCustomizer* aCustomizer) {
-  SymbolicExprId& id = aConditions.*aFamily.local;
+  KeptId& id = aConditions.*aFamily.local;
   if (id == invalidSymbolicExprId) id = askLocal(aFamily, aBlock, aCustomizer);
   return id;
 }
@@ -152,7 +152,7 @@ SymbolicExprId VCService::net(const Family& aFamily, const KSBlock* aBlock,
                               const VCCustomizer* aCustomizer) {
   if (aBlock == nullptr) return ofNoBlock(aFamily);
   VariantConditions& block = conditionsOf(aBlock);
-  SymbolicExprId& id = block.*aFamily.net;
+  KeptId& id = block.*aFamily.net;
   if (id == invalidSymbolicExprId) id = computeNet(aFamily, aBlock, block, aCustomizer);
   return id;
 }
@@ -207,7 +207,7 @@ SymbolicExprId VCService::computeNet(const Family& aFamily, const KSBlock* aBloc
   const SymbolicExprId own = localForNet(aFamily, aBlock, aConditions, aCustomizer);
   const KSBlock* const parent = parentOf(aBlock, aCustomizer);
   if (parent == nullptr) return own;
-  SymbolicExprId& above = conditionsOf(parent).*aFamily.net;
+  KeptId& above = conditionsOf(parent).*aFamily.net;
   if (above == invalidSymbolicExprId || parent == aBlock) {
     computeNetsAbove(aFamily, aBlock, parent, aCustomizer);
   }
@@ -314,10 +314,9 @@ SymbolicExprId VCService::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal)
   // Most blocks have no condition of their own.
   if (aLocal == table.getIdTRUE() && detail::Digests::isSimplified(table, aAbove)) return aAbove;
   const std::uint64_t both = std::uint64_t{aAbove} << 32 | aLocal;
-  const auto kept = netResults.find(both);
-  if (kept != netResults.end()) return kept->second;
-  const SymbolicExprId result = simplifier.conjunction(aLocal, aAbove);
-  netResults.emplace(both, result);
+  // What throws leaves an entry that is not known yet.
+  SymbolicExprId& result = netResults.try_emplace(both, invalidSymbolicExprId).first->second;
+  if (result == invalidSymbolicExprId) result = simplifier.conjunction(aLocal, aAbove);
   return result;
 }
 

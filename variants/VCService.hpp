@@ -131,16 +131,26 @@ class KS_API VCService {
   void initializeConditions(const KSBlock* aBlock);
 
  private:
+  // An id in half of the space, or the invalid one: tables hold fewer nodes than 32 bits number.
+  class KeptId {
+   public:
+    operator SymbolicExprId() const {  // NOLINT(google-explicit-constructor)
+      return id == none ? invalidSymbolicExprId : SymbolicExprId{id};
+    }
+    KeptId& operator=(SymbolicExprId aId) {
+      id = static_cast<std::uint32_t>(aId);
+      return *this;
+    }
+
+   private:
+    static constexpr std::uint32_t none = 0xFFFFFFFF;
+    std::uint32_t id = none;
+  };
   // What is known of a block; the invalid id where it has not been computed.
   struct VariantConditions {
-    SymbolicExprId localVV = invalidSymbolicExprId;
-    SymbolicExprId localCG = invalidSymbolicExprId;
-    SymbolicExprId netVV = invalidSymbolicExprId;
-    SymbolicExprId netCG = invalidSymbolicExprId;
-    SymbolicExprId localS = invalidSymbolicExprId;
-    SymbolicExprId netS = invalidSymbolicExprId;
+    KeptId localVV, localCG, netVV, netCG, localS, netS;
   };
-  using Field = SymbolicExprId VariantConditions::*;
+  using Field = KeptId VariantConditions::*;
   struct Family;
   class CustomizerCall;
   static const Family familyVV;

@@ -7,49 +7,36 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/Digest.hpp"
 #include "print/detail/Operators.hpp"
+#include "simplify/detail/PairRules.hpp"
 
 namespace KS::detail {
 
-TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {
-  begun.fill({0, 0, NodeDigest::none});
-}
+TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
 
 // ---------------------------------------------------------------------------------------------
 // What decides mostly: the first bytes, and the first operands that differ
 
-TextOrder::Key TextOrder::key(SymbolicExprId aId, const Text* aPool, std::size_t aFirst,
-                              std::size_t aCount) {
-  FirstBytes bytes;
-  for (const Text* operand = aPool + aFirst; operand != aPool + aFirst + aCount; ++operand) {
-    if (operand != aPool + aFirst) bytes.append("&&");
-    bytes.append(FirstBytes(operand->number, operand->length));
-    if (bytes.isFull()) break;
-  }
-  return {bytes.number, aId, static_cast<std::uint32_t>(aFirst),
-          static_cast<std::uint32_t>(aCount)};
-}
-
-// The key of any id; the operands of a conjunction go to `operands`.
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
-  if (Digests::kindOf(table, aId) != SymbolicOp::And) return {firstBytes(aId).number, aId, 0, 0};
+  const auto& digests = Digests::of(table);
+  const auto id = static_cast<std::uint32_t>(aId);
+  if (Digests::kindOf(table, aId) != SymbolicOp::And) {
+    return {firstBytes(aId).number, FirstBytes::capacity, id, 0, 0};
+  }
   const std::size_t first = operands.size();
-  bool areBare = true;
   const auto add = [&](SymbolicExprId aOperand) {
-    if (isBare(aOperand)) {
-      operands.push_back(text(aOperand));
-    } else {
-      operands.push_back({0, 0, static_cast<std::uint32_t>(aOperand)});
-      areBare = false;
-    }
+    const NodeDigest& node = digests[aOperand];
+    const bool isOfLeft = isRelation(static_cast<SymbolicOp>(node.kind));
+    operands.push_back(text(aOperand, isOfLeft ? SymbolicExprId{node.first} : aOperand));
   };
   SymbolicExprId link = aId;
-  for (; Digests::kindOf(table, link) == SymbolicOp::And; link = Digests::of(table)[link].first) {
-    add(Digests::of(table)[link].second);
+  for (; Digests::kindOf(table, link) == SymbolicOp::And; link = digests[link].first) {
+    add(digests[link].second);
   }
   add(link);
   std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(first), operands.end());
-  Key result = key(aId, operands.data(), first, operands.size() - first);
-  if (!areBare) result.number = FirstBytes(keptStart(aId).view()).number;
+  Key result = key(aId, operands.data(), static_cast<std::uint32_t>(first),
+                   static_cast<std::uint32_t>(operands.size() - first));
+  if (!isBare(link)) result.length = 0;
   return result;
 }
 
@@ -59,11 +46,19 @@ bool TextOrder::isBare(SymbolicExprId aOperand) const {
   return op != SymbolicOp::And && op != SymbolicOp::Or;
 }
 
-const TextOrder::Text& TextOrder::read(SymbolicExprId aId) {
+FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
+  Begun& kept = begun[aId % begun.size()];
+  if (kept.id == aId) return {kept.number, kept.length};
   const FirstBytes bytes = readFirstBytes(aId);
-  Text& kept = begun[aId % begun.size()];
-  kept = {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
-  return kept;
+  kept = {bytes.number, static_cast<std::uint32_t>(aId), static_cast<std::uint8_t>(bytes.length),
+          Digests::kindOf(table, aId) == SymbolicOp::String};
+  return bytes;
+}
+
+TextOrder::Text TextOrder::readText(SymbolicExprId aId, SymbolicExprId aLeft) {
+  const bool isSymbol = Digests::kindOf(table, aLeft) == SymbolicOp::String;
+  const FirstBytes bytes = firstBytes(isSymbol ? aLeft : aId);
+  return {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
 }
 
 FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
@@ -85,7 +80,7 @@ FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
 }
 
 int TextOrder::compare(const Text* aPool, const Key& a, const Key& b) {
-  if (a.number != b.number) return a.number < b.number ? -1 : 1;
+  if (areApart(a, b)) return a.number < b.number ? -1 : 1;
   if (a.id == b.id) return 0;
   if (a.numOperands > 0 && b.numOperands > 0) {
     if (const int order = compareOperands(aPool, a, b)) return order;
@@ -107,11 +102,11 @@ int TextOrder::compareOperands(const Text* aPool, const Key& a, const Key& b) {
 
 // The order of two texts that differ before one of them ends, if that is easily seen; else zero.
 int TextOrder::compareBeginnings(const Text& a, const Text& b) {
-  const std::uint32_t common = std::min(a.length, b.length);
-  const unsigned behind = 8 * (FirstBytes::capacity - common);
-  if (common > 0 && a.number >> behind != b.number >> behind) return a.number < b.number ? -1 : 1;
-  const int order = compareLeads(a.id, b.id);
-  return order != 0 ? order : compareStarts(start(a.id), start(b.id));
+  if (areApart(a, b)) return a.number < b.number ? -1 : 1;
+  const FirstBytes x = firstBytes(a.id), y = firstBytes(b.id);
+  if (areApart(x, y)) return x.number < y.number ? -1 : 1;
+  if (const int order = compareLeads(a.id, b.id)) return order;
+  return compareStarts(start(a.id), start(b.id));
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -43,18 +43,19 @@ struct FirstBytes {
 /// the first bytes of every text, which mostly decide; no text is ever written as a whole.
 class TextOrder {
  public:
-  /// An id with the first bytes of its text.
+  /// An id with the first bytes of its text, or as many of them as are at hand.
   struct Text {
     std::uint64_t number;
     std::uint32_t length;
     std::uint32_t id;
   };
 
-  /// What an id is sorted by: the first bytes of its text; then the operands of a conjunction, in a
-  /// list of texts elsewhere, of which the first that differ mostly decide.
+  /// What an id is sorted by: bytes that its text begins with; then the operands of a conjunction,
+  /// in a list of texts elsewhere, of which the first that differ mostly decide.
   struct Key {
     std::uint64_t number;
-    SymbolicExprId id;
+    std::uint32_t length;
+    std::uint32_t id;
     std::uint32_t firstOperand;
     std::uint32_t numOperands;
   };
@@ -66,20 +67,28 @@ class TextOrder {
   /// what `compareTexts` throws.
   int compare(SymbolicExprId a, SymbolicExprId b);
 
-  /// How the text of an id begins.
-  const Text& text(SymbolicExprId aId) {
-    const Text& kept = begun[aId % begun.size()];
-    return kept.id == aId ? kept : read(aId);
+  /// How the text of an id begins. `aLeft` is the left operand of a relation, whose text mostly is
+  /// its beginning and is shared by many; else the id itself.
+  Text text(SymbolicExprId aId, SymbolicExprId aLeft) {
+    const Begun& kept = begun[aLeft % begun.size()];
+    if (kept.id == aLeft && (kept.isSymbol || aLeft == aId)) {
+      return {kept.number, kept.length, static_cast<std::uint32_t>(aId)};
+    }
+    return readText(aId, aLeft);
   }
 
   /// Whether the first stands before the second; of two with one text the older one does. Neither
   /// is a conjunction.
   bool isBefore(const Text& a, const Text& b) {
-    return a.number != b.number ? a.number < b.number : isBeforeBehind(a.id, b.id);
+    return areApart(a, b) ? a.number < b.number : isBeforeBehind(a.id, b.id);
   }
 
   /// The key of a conjunction of operands that stand without parentheses.
-  static Key key(SymbolicExprId aId, const Text* aPool, std::size_t aFirst, std::size_t aCount);
+  static Key key(SymbolicExprId aId, const Text* aPool, std::uint32_t aFirst,
+                 std::uint32_t aCount) {
+    const Text& first = aPool[aFirst];
+    return {first.number, first.length, static_cast<std::uint32_t>(aId), aFirst, aCount};
+  }
 
   /// Sorts keys whose operands lie in a pool.
   void sort(const Text* aPool, Key* aFirst, Key* aLast);
@@ -98,18 +107,21 @@ class TextOrder {
     bool isWhole;
   };
 
-  const Text& read(SymbolicExprId aId);
+  Text readText(SymbolicExprId aId, SymbolicExprId aLeft);
+  FirstBytes firstBytes(SymbolicExprId aId);
   FirstBytes readFirstBytes(SymbolicExprId aId);
-  FirstBytes firstBytes(SymbolicExprId aId) {
-    const Text& begin = text(aId);
-    return {begin.number, begin.length};
-  }
   Key key(SymbolicExprId aId);
   Start start(SymbolicExprId aId);
   const TextStart& keptStart(SymbolicExprId aId);
   bool isBare(SymbolicExprId aOperand) const;
   bool startsWithLeft(SymbolicExprId aId) const;
   bool isBeforeBehind(SymbolicExprId a, SymbolicExprId b);
+  // Whether the bytes that are at hand of both differ: the numbers then are in the order of texts.
+  template <class Begin>
+  static bool areApart(const Begin& a, const Begin& b) {
+    const std::uint32_t halfBehind = 4 * (FirstBytes::capacity - std::min(a.length, b.length));
+    return (a.number ^ b.number) >> halfBehind >> halfBehind != 0;
+  }
   int compare(const Text* aPool, const Key& a, const Key& b);
   int compareOperands(const Text* aPool, const Key& a, const Key& b);
   int compareBeginnings(const Text& a, const Text& b);
@@ -123,7 +135,13 @@ class TextOrder {
 
   const SymbolicExprTable& table;
   // Each id's first bytes have one place where they may be.
-  std::array<Text, 1024> begun;
+  struct Begun {
+    std::uint64_t number = 0;
+    std::uint32_t id = NodeDigest::none;
+    std::uint8_t length = 0;
+    bool isSymbol = false;
+  };
+  std::array<Begun, 1024> begun;
   std::vector<Text> operands;               // of the keys that are being sorted
   boost::container::deque<TextStart> pool;  // stays in place as it grows
   boost::unordered_flat_map<SymbolicExprId, const TextStart*> starts;

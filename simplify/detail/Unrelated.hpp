@@ -1,17 +1,42 @@
 // Conjunctions of operands that have nothing to do with each other.
 #pragma once
 
-#include <boost/container/small_vector.hpp>
+#include <algorithm>
 #include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/detail/Digest.hpp"
+#include "simplify/detail/PairRules.hpp"
 #include "simplify/detail/TextOrder.hpp"
 
 namespace KS::detail {
+
+/// A stack of plain values in one piece of memory, which moves as it grows.
+template <class Value>
+class Pool {
+ public:
+  std::size_t size() const { return used; }
+  Value* data() { return values.data(); }
+  const Value* data() const { return values.data(); }
+  Value& operator[](std::size_t aIdx) { return values[aIdx]; }
+
+  /// Adds so many values, which are anything, and returns where the first is.
+  Value* add(std::size_t aCount) {
+    if (values.size() - used < aCount) values.resize(std::max(2 * values.size(), used + aCount));
+    return values.data() + std::exchange(used, used + aCount);
+  }
+  void push(const Value& aValue) { *add(1) = aValue; }
+  /// Takes the last values off, down to so many.
+  void drop(std::size_t aSize) { used = aSize; }
+
+ private:
+  std::vector<Value> values;
+  std::size_t used = 0;
+};
 
 /// Conjoins simplified conjunctions whose operands meet in no rule: the result is all of these in
 /// text order.
@@ -45,8 +70,8 @@ class Unrelated {
     explicit Use(Unrelated& aUser)
         : user(aUser), numTexts(aUser.texts.size()), numSubjects(aUser.subjects.size()) {}
     ~Use() {
-      user.texts.resize(numTexts);
-      user.subjects.resize(numSubjects);
+      user.texts.drop(numTexts);
+      user.subjects.drop(numSubjects);
     }
     Use(const Use&) = delete;
     Use& operator=(const Use&) = delete;
@@ -68,7 +93,8 @@ class Unrelated {
   Part conjoin(const Part* aParts, std::size_t aCount);
   /// The key of a part by which disjunctions are ordered.
   TextOrder::Key key(const Part& aPart) const {
-    return TextOrder::key(aPart.id, texts.data(), aPart.operands.first, aPart.operands.size());
+    return TextOrder::key(aPart.id, texts.data(), aPart.operands.first,
+                          aPart.operands.last - aPart.operands.first);
   }
   /// Sorts such keys.
   void sort(TextOrder::Key* aFirst, TextOrder::Key* aLast) {
@@ -89,7 +115,20 @@ class Unrelated {
   bool isConstant(SymbolicExprId aId) const {
     return aId == table.getIdTRUE() || aId == table.getIdFALSE();
   }
-  bool addSubjects(SymbolicExprId aOperand);
+  // What an operand is about if that is one thing.
+  SymbolicExprId subjectOf(SymbolicExprId aOperand) const {
+    const NodeDigest& node = Digests::of(table)[aOperand];
+    return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aOperand;
+  }
+  // Adds what an operand of a conjunction is about. False for a disjunction, which is distributed,
+  // and for an operand about too many.
+  bool addSubjects(SymbolicExprId aOperand) {
+    const SymbolicOp kind = kindOf(aOperand);
+    if (kind == SymbolicOp::Or) return false;
+    if (kind == SymbolicOp::Not) return addSubjectsOfNot(aOperand);
+    subjects.push(static_cast<std::uint32_t>(subjectOf(aOperand)));
+    return true;
+  }
   bool addSubjectsOfNot(SymbolicExprId aNot);
   std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
   SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
@@ -104,8 +143,8 @@ class Unrelated {
 
   SymbolicExprTable& table;
   TextOrder& order;
-  Texts texts;
-  SubjectList subjects;
+  Pool<Text> texts;
+  Pool<std::uint32_t> subjects;
 
   // What the growing chain is about; each as often as it was added.
   class Subjects {
