@@ -22,12 +22,12 @@ namespace {
 // n log n over these sizes has the exponent 1.17.
 constexpr double linearLimit = 1.2;
 // Relations over one symbol may be compared each with each.
-constexpr double quadraticLimit = 2.05;
+constexpr double quadraticLimit = 2;
 // Nodes per operand that a simplification may leave in the table although its result has no use
 // for them.
 constexpr double unusedLimit = 4;
 // Sizes whose turn comes after this much time are left out.
-constexpr double patience = 1.5e9;
+constexpr double patience = 8e9;
 
 enum class Order { Ascending, Descending, Random };
 constexpr const char* orderNames[] = {"ascending", "descending", "random"};
@@ -163,7 +163,7 @@ Costs measure(const Shape& aShape, std::size_t aCount, Order aOrder) {
     for (int pass = 0; pass < numPasses; ++pass) {
       best.time[pass] = std::min(best.time[pass], costs.time[pass]);
     }
-    if (costs.time[Simplify] + costs.time[Conjoin] > patience / 10) break;
+    if (costs.time[Simplify] + costs.time[Conjoin] > patience / 40) break;
   }
   return best;
 }
@@ -205,6 +205,7 @@ bool printRow(const Shape& aShape, Order aOrder) {
 }
 
 int run() {
+  keepMemory();
   std::printf(
       "Exponents; at most %.2g, for one symbol in the last two passes %.3g. That of \"one by one\" "
       "is "

@@ -9,6 +9,11 @@
 
 namespace KSBench {
 
+void keepMemory() {
+  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+  mallopt(M_MMAP_MAX, 0);
+}
+
 double cpuTime() {
   timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);

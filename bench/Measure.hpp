@@ -6,6 +6,10 @@
 
 namespace KSBench {
 
+/// Has the process keep the memory that it frees, as one does that has run for a while: what is
+/// measured then is the work, not how the system hands out memory for the first time.
+void keepMemory();
+
 /// CPU time that the process has used, in nanoseconds.
 double cpuTime();
 

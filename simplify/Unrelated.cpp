@@ -224,6 +224,14 @@ bool Unrelated::isLong(SymbolicExprId aChain) const {
 // ---------------------------------------------------------------------------------------------
 // Long conjunctions, one of which mostly grows: hosts build conjunctions operand by operand
 
+// Whether the operand says that something is not a certain integer. Where a chain says no more of
+// it than that, one after the other may come.
+bool Unrelated::excludes(SymbolicExprId aOperand) const {
+  const NodeDigest& node = Digests::of(table)[aOperand];
+  return static_cast<SymbolicOp>(node.kind) == SymbolicOp::NotEqual &&
+         kindOf(node.second) == SymbolicOp::IntValue;
+}
+
 // Takes a conjunction apart, unless it is what was extended last, or that before it was. False
 // where it is not plain.
 bool Unrelated::loadGrowing(SymbolicExprId aChain) {
@@ -234,6 +242,7 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
       growing.operands.erase(std::find_if(growing.operands.begin(), growing.operands.end(), isIt));
     }
     growing.subjects.dropLast(growing.addedSubjects);
+    growing.excluding.dropLast(growing.addedExcluding);
   } else {
     growing.chain = growing.before = invalidSymbolicExprId;
     const Use use(*this);
@@ -241,12 +250,28 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
     if (!part.isPlain) return false;
     growing.operands.assign(texts.data() + part.operands.first, texts.data() + part.operands.last);
     growing.subjects.clear();
-    growing.subjects.add(subjects.data() + part.subjects.first,
-                         subjects.data() + part.subjects.last);
+    growing.excluding.clear();
+    for (const Text& operand : growing.operands) noteSubjects(operand.id);
   }
   growing.chain = aChain;
   growing.before = invalidSymbolicExprId;
   return true;
+}
+
+// Adds what an operand of the growing chain is about.
+void Unrelated::noteSubjects(SymbolicExprId aOperand) {
+  const std::uint32_t first = endOf(subjects);
+  addSubjects(aOperand);
+  const std::uint32_t* const begin = subjects.data() + first;
+  const std::uint32_t* const end = subjects.data() + endOf(subjects);
+  if (!excludes(aOperand)) {
+    growing.subjects.add(begin, end);
+    growing.addedSubjects += static_cast<std::size_t>(end - begin);
+  } else if (!growing.excluding.containsAny(begin, end)) {
+    growing.excluding.add(begin, end);
+    ++growing.addedExcluding;
+  }
+  subjects.drop(first);
 }
 
 std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, SymbolicExprId aOther) {
@@ -256,30 +281,32 @@ std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, Symbo
   const Use use(*this);
   const Part other = takeApart(aOther);
   if (!other.isPlain) return std::nullopt;
+  const auto isBefore = [this](const Text& a, const Text& b) { return order.isBefore(a, b); };
   Texts added;
-  const std::uint32_t firstSubject = endOf(subjects);
   for (std::uint32_t i = other.operands.first; i < other.operands.last; ++i) {
     const std::uint32_t first = endOf(subjects);
     addSubjects(texts[i].id);
-    if (!growing.subjects.containsAny(subjects.data() + first, subjects.data() + endOf(subjects))) {
-      added.push_back(texts[i]);
-      continue;
+    const auto isAmong = [&](Subjects& aSubjects) {
+      return aSubjects.containsAny(subjects.data() + first, subjects.data() + endOf(subjects));
+    };
+    const bool isMet = isAmong(growing.subjects);
+    if (isMet || isAmong(growing.excluding)) {
+      const auto place =
+          std::lower_bound(growing.operands.begin(), growing.operands.end(), texts[i], isBefore);
+      if (place != growing.operands.end() && place->id == texts[i].id) continue;
+      if (isMet || !excludes(texts[i].id)) return std::nullopt;
     }
-    subjects.drop(first);
-    const auto place =
-        std::lower_bound(growing.operands.begin(), growing.operands.end(), texts[i],
-                         [this](const Text& a, const Text& b) { return order.isBefore(a, b); });
-    if (place == growing.operands.end() || place->id != texts[i].id) return std::nullopt;
+    added.push_back(texts[i]);
   }
   if (added.empty()) return aChain;
   const std::size_t links = growing.operands.size();
   growing.operands.resize(links + added.size());
   const std::size_t kept = merge(growing.operands.data(), links, added.data(), added.size());
   growing.chain = relink(aChain, links, kept, growing.operands.data(), growing.operands.size());
-  growing.addedSubjects = endOf(subjects) - firstSubject;
-  growing.subjects.add(subjects.data() + firstSubject, subjects.data() + endOf(subjects));
-  growing.before = added.size() <= few ? aChain : invalidSymbolicExprId;
   growing.added = std::move(added);
+  growing.addedSubjects = growing.addedExcluding = 0;
+  for (const Text& operand : growing.added) noteSubjects(operand.id);
+  growing.before = growing.added.size() <= few ? aChain : invalidSymbolicExprId;
   return growing.chain;
 }
 

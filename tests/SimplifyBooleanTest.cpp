@@ -275,8 +275,8 @@ TEST(SimplifyBoolean, ConjunctionsGrowOperandByOperand) {
   }
 }
 
-// One conjunction after the other is extended by one operand; those of the first name are extended
-// again and again, and "many" names too much at once to be taken apart.
+// One conjunction after the other is extended by one operand; the first is extended again and
+// again, a long one too, and "many" names too much at once to be taken apart.
 TEST(SimplifyBoolean, SiblingConjunctions) {
   std::string many = "!(n10";
   for (int i = 11; i < 80; ++i) many += " && n" + std::to_string(i);
@@ -293,8 +293,12 @@ TEST(SimplifyBoolean, SiblingConjunctions) {
     return print(simplify.simplify(both.getId(table), passes));
   };
   const std::string first = "b && d && f", second = many + " && x", third = "p && q != 1";
-  for (const char* const operand : {"a", "b", "c", "e && g", "d", "!c", "f && h", "z"}) {
-    for (const std::string& chain : {first, second, first, third, first, first + " && c", second}) {
+  std::string longest = first + " && k != 5 && k != 7";
+  for (int i = 10; i < 30; ++i) longest += " && l" + std::to_string(i);
+  for (const char* const operand : {"a", "b", "c", "e && g", "d", "!c", "f && h", "z", "k != 6",
+                                    "k != 7 && a", "k != 1 && k != 9", "k != w", "k > 5"}) {
+    for (const std::string& chain : {first, second, first, third, first, first + " && c", second,
+                                     longest, longest, longest + " && c", longest}) {
       const std::string whole = chain + " && " + operand;
       EXPECT_EQ(extended(chain, operand), simplified(whole).text) << whole;
     }

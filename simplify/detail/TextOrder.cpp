@@ -126,6 +126,8 @@ int TextOrder::compareBehind(SymbolicExprId a, SymbolicExprId b) {
 
 bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
   if (a == b) return false;
+  const std::uint64_t x = firstBytes(a).number, y = firstBytes(b).number;
+  if (x != y) return x < y;
   const int order = compareBehind(a, b);
   return order != 0 ? order < 0 : a < b;
 }

@@ -134,7 +134,9 @@ class Unrelated {
   SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                         const Text* aFirst, std::size_t aCount);
   std::optional<Part> withoutCommon(const Part& aPart, const Part& aOther);
+  bool excludes(SymbolicExprId aOperand) const;
   bool loadGrowing(SymbolicExprId aChain);
+  void noteSubjects(SymbolicExprId aOperand);
   std::optional<SymbolicExprId> extendLong(SymbolicExprId aChain, SymbolicExprId aOther);
   template <class Pool>
   static std::uint32_t endOf(const Pool& aPool) {
@@ -171,10 +173,13 @@ class Unrelated {
     SymbolicExprId chain = invalidSymbolicExprId;
     Texts operands;  // in order
     Subjects subjects;
+    Subjects
+        excluding;  // once each, what operands `x != 1` are about: these leave each other alone
     // What it was before it was extended, if it still is to be had, and by what.
     SymbolicExprId before = invalidSymbolicExprId;
     Texts added;
     std::size_t addedSubjects = 0;
+    std::size_t addedExcluding = 0;
   };
   GrowingChain growing;
 };
