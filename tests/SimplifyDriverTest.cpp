@@ -82,7 +82,7 @@ TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
 
 TEST(SimplifyDriver, ConjunctionsAreThoseOfTheirNodes) {
   RandomText random(31);
-  for (int i = 0; i < 3000; ++i) {
+  for (std::size_t i = 0; i < 3000; ++i) {
     SymbolicExprTable table;
     const SymbolicExprParser parse(table, true);
     const SymbolicExprSimplify simplify(table, 10);
