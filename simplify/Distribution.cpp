@@ -1,5 +1,4 @@
-// Distribution of a conjunction over disjunctions, and conjunctions of operands that have nothing
-// to do with each other.
+// Distribution of a conjunction over disjunctions.
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -116,7 +115,7 @@ SymbolicExprSimplifyVisitor::PartLists SymbolicExprSimplifyVisitor::takeApart(
 // that is not so.
 std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
     SymbolicExprId aRest, const Lists& aDisjunctions) {
-  const Unrelated::Use use(unrelated);
+  const Unrelated::Scope scope(unrelated);
   const PartLists lists = takeApart(aRest, aDisjunctions);
   const auto isPlain = [](const Unrelated::Part& aPart) { return aPart.isPlain; };
   for (const auto& list : lists) {
@@ -139,12 +138,12 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::distributeUnrelated(
 
 SymbolicExprId SymbolicExprSimplifyVisitor::distributeOver(SymbolicExprId aRest,
                                                            const Lists& aDisjunctions) {
-  const Unrelated::Use use(unrelated);
+  const Unrelated::Scope scope(unrelated);
   const PartLists lists = takeApart(aRest, aDisjunctions);
   OperandSet conjuncts;
   forEachPick(lists, [&](const auto& aPicks) {
     if (unrelated.areUnrelated(aPicks.data(), aPicks.size())) {
-      const Unrelated::Use pickUse(unrelated);
+      const Unrelated::Scope pick(unrelated);
       conjuncts.insert(unrelated.conjoin(aPicks.data(), aPicks.size()).id);
       return;
     }

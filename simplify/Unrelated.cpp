@@ -47,7 +47,7 @@ bool Unrelated::addSubjectsOfNot(SymbolicExprId aNot) {
     } else if (op == SymbolicOp::Not) {
       open.push_back(node.first);
     } else {
-      subjects.push(static_cast<std::uint32_t>(subjectOf(id)));
+      addSubjects(id);
     }
     if (subjects.size() - before + open.size() > manySubjects) return false;
   }
@@ -69,14 +69,12 @@ Unrelated::Part Unrelated::takeApart(SymbolicExprId aId) {
   SymbolicExprId link = aId;
   for (std::size_t i = count; i-- > 0; link = digests[link].first) {
     const SymbolicExprId operand = i > 0 ? SymbolicExprId{digests[link].second} : link;
-    const SymbolicOp kind = kindOf(operand);
-    const SymbolicExprId subject = isRelation(kind) ? digests[operand].first : operand;
-    if (kind == SymbolicOp::Or || (kind == SymbolicOp::Not && !addSubjectsOfNot(operand))) {
+    const SymbolicExprId left = addSubjects(operand);
+    if (left == invalidSymbolicExprId) {
       part.isPlain = false;
       break;
     }
-    if (kind != SymbolicOp::Not) subjects.push(static_cast<std::uint32_t>(subject));
-    first[i] = order.text(operand, subject);
+    first[i] = order.text(operand, left);
   }
   part.subjects.last = endOf(subjects);
   return part;
@@ -107,29 +105,28 @@ bool Unrelated::areUnrelated(const Part* aParts, std::size_t aCount) const {
 // ---------------------------------------------------------------------------------------------
 // Joining
 
+// Where an operand belongs among sorted ones, of which many are searched by halves.
+Unrelated::Text* Unrelated::place(Text* aFirst, Text* aLast, const Text& aAdded) {
+  const auto isBefore = [this](const Text& a, const Text& b) { return order.isBefore(a, b); };
+  if (aLast - aFirst > static_cast<std::ptrdiff_t>(manyOperands)) {
+    return std::lower_bound(aFirst, aLast, aAdded, isBefore);
+  }
+  while (aLast != aFirst && !isBefore(aLast[-1], aAdded)) --aLast;
+  return aLast;
+}
+
 // Merges sorted operands into sorted ones, behind which there is room. Returns how many of these
 // stay in front of the first that was added.
 std::size_t Unrelated::merge(Text* aFirst, std::size_t aCount, const Text* aAdded,
                              std::size_t aAddedCount) {
-  if (aAddedCount == 1 && aCount > manyOperands) {
-    Text* const place =
-        std::lower_bound(aFirst, aFirst + aCount, *aAdded,
-                         [this](const Text& a, const Text& b) { return order.isBefore(a, b); });
-    std::move_backward(place, aFirst + aCount, aFirst + aCount + 1);
-    *place = *aAdded;
-    return static_cast<std::size_t>(place - aFirst);
+  Text* last = aFirst + aCount;
+  for (std::size_t i = aAddedCount; i-- > 0;) {
+    Text* const to = place(aFirst, last, aAdded[i]);
+    std::move_backward(to, last, last + i + 1);
+    to[i] = aAdded[i];
+    last = to;
   }
-  Text* to = aFirst + aCount + aAddedCount;
-  Text* from = aFirst + aCount;
-  const Text* added = aAdded + aAddedCount;
-  while (added != aAdded) {
-    if (from != aFirst && order.isBefore(added[-1], from[-1])) {
-      *--to = *--from;
-    } else {
-      *--to = *--added;
-    }
-  }
-  return static_cast<std::size_t>(to - aFirst);
+  return static_cast<std::size_t>(last - aFirst);
 }
 
 // The chain of operands of which the first ones are the first ones of a chain.
@@ -178,7 +175,7 @@ Unrelated::Part Unrelated::conjoin(const Part* aParts, std::size_t aCount) {
 std::optional<SymbolicExprId> Unrelated::extend(SymbolicExprId a, SymbolicExprId b) {
   if (kindOf(a) == SymbolicOp::Or || kindOf(b) == SymbolicOp::Or) return std::nullopt;
   if (isLong(a) || isLong(b)) return extendLong(a, b);
-  const Use use(*this);
+  const Scope scope(*this);
   Part both[] = {takeApart(a), takeApart(b)};
   if (!both[0].isPlain || !both[1].isPlain) return std::nullopt;
   if (both[0].operands.size() < both[1].operands.size()) std::swap(both[0], both[1]);
@@ -245,7 +242,7 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
     growing.excluding.dropLast(growing.addedExcluding);
   } else {
     growing.chain = growing.before = invalidSymbolicExprId;
-    const Use use(*this);
+    const Scope scope(*this);
     const Part part = takeApart(aChain);
     if (!part.isPlain) return false;
     growing.operands.assign(texts.data() + part.operands.first, texts.data() + part.operands.last);
@@ -274,36 +271,44 @@ void Unrelated::noteSubjects(SymbolicExprId aOperand) {
   subjects.drop(first);
 }
 
+// The operands that the growing chain does not have. Nothing where a rule might apply to one and an
+// operand of the chain.
+std::optional<Unrelated::Texts> Unrelated::newToGrowing(const Part& aPart) {
+  Texts added;
+  Text* const first = growing.operands.data();
+  Text* const last = first + growing.operands.size();
+  for (std::uint32_t i = aPart.operands.first; i < aPart.operands.last; ++i) {
+    const std::uint32_t own = endOf(subjects);
+    addSubjects(texts[i].id);
+    const auto areAmong = [&](Subjects& aSubjects) {
+      return aSubjects.containsAny(subjects.data() + own, subjects.data() + endOf(subjects));
+    };
+    const bool areMet = areAmong(growing.subjects);
+    if (areMet || areAmong(growing.excluding)) {
+      const Text* const known = place(first, last, texts[i]);
+      if (known != last && known->id == texts[i].id) continue;
+      if (areMet || !excludes(texts[i].id)) return std::nullopt;
+    }
+    added.push_back(texts[i]);
+  }
+  return added;
+}
+
 std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, SymbolicExprId aOther) {
   const bool isKnown = aOther == growing.chain || aOther == growing.before;
   if (isKnown || !isLong(aChain)) std::swap(aChain, aOther);
   if (!loadGrowing(aChain)) return std::nullopt;
-  const Use use(*this);
+  const Scope scope(*this);
   const Part other = takeApart(aOther);
   if (!other.isPlain) return std::nullopt;
-  const auto isBefore = [this](const Text& a, const Text& b) { return order.isBefore(a, b); };
-  Texts added;
-  for (std::uint32_t i = other.operands.first; i < other.operands.last; ++i) {
-    const std::uint32_t first = endOf(subjects);
-    addSubjects(texts[i].id);
-    const auto isAmong = [&](Subjects& aSubjects) {
-      return aSubjects.containsAny(subjects.data() + first, subjects.data() + endOf(subjects));
-    };
-    const bool isMet = isAmong(growing.subjects);
-    if (isMet || isAmong(growing.excluding)) {
-      const auto place =
-          std::lower_bound(growing.operands.begin(), growing.operands.end(), texts[i], isBefore);
-      if (place != growing.operands.end() && place->id == texts[i].id) continue;
-      if (isMet || !excludes(texts[i].id)) return std::nullopt;
-    }
-    added.push_back(texts[i]);
-  }
-  if (added.empty()) return aChain;
+  std::optional<Texts> added = newToGrowing(other);
+  if (!added) return std::nullopt;
+  if (added->empty()) return aChain;
   const std::size_t links = growing.operands.size();
-  growing.operands.resize(links + added.size());
-  const std::size_t kept = merge(growing.operands.data(), links, added.data(), added.size());
+  growing.operands.resize(links + added->size());
+  const std::size_t kept = merge(growing.operands.data(), links, added->data(), added->size());
   growing.chain = relink(aChain, links, kept, growing.operands.data(), growing.operands.size());
-  growing.added = std::move(added);
+  growing.added = std::move(*added);
   growing.addedSubjects = growing.addedExcluding = 0;
   for (const Text& operand : growing.added) noteSubjects(operand.id);
   growing.before = growing.added.size() <= few ? aChain : invalidSymbolicExprId;

@@ -30,8 +30,12 @@ class Pool {
     return values.data() + std::exchange(used, used + aCount);
   }
   void push(const Value& aValue) { *add(1) = aValue; }
-  /// Takes the last values off, down to so many.
-  void drop(std::size_t aSize) { used = aSize; }
+  /// Takes the last values off, down to so many. Much memory is given back with the last of all.
+  void drop(std::size_t aSize) {
+    constexpr std::size_t much = std::size_t{1} << 16;
+    if (aSize == 0 && values.size() > much) values = {};
+    used = aSize;
+  }
 
  private:
   std::vector<Value> values;
@@ -65,16 +69,16 @@ class Unrelated {
   Unrelated(SymbolicExprTable& aTable, TextOrder& aOrder) : table(aTable), order(aOrder) {}
 
   /// What is taken apart lasts as long as this.
-  class Use {
+  class Scope {
    public:
-    explicit Use(Unrelated& aUser)
+    explicit Scope(Unrelated& aUser)
         : user(aUser), numTexts(aUser.texts.size()), numSubjects(aUser.subjects.size()) {}
-    ~Use() {
+    ~Scope() {
       user.texts.drop(numTexts);
       user.subjects.drop(numSubjects);
     }
-    Use(const Use&) = delete;
-    Use& operator=(const Use&) = delete;
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
 
    private:
     Unrelated& user;
@@ -88,8 +92,8 @@ class Unrelated {
   bool areUnrelated(const Range& aSubjects, const Range& aOthers) const;
   /// Whether all of the parts are plain and no two are about the same.
   bool areUnrelated(const Part* aParts, std::size_t aCount) const;
-  /// The conjunction of unrelated plain parts; what it is about is not gathered. Where one part
-  /// lacks operands of its id, an earlier one is as long.
+  /// The conjunction of unrelated plain parts, which continues the chain of the first of those with
+  /// the most operands. What it is about is not gathered.
   Part conjoin(const Part* aParts, std::size_t aCount);
   /// The key of a part by which disjunctions are ordered.
   TextOrder::Key key(const Part& aPart) const {
@@ -115,21 +119,25 @@ class Unrelated {
   bool isConstant(SymbolicExprId aId) const {
     return aId == table.getIdTRUE() || aId == table.getIdFALSE();
   }
-  // What an operand is about if that is one thing.
-  SymbolicExprId subjectOf(SymbolicExprId aOperand) const {
+  // Adds what an operand of a conjunction is about. Returns what its text begins with: the left
+  // operand of a relation, else the operand; the invalid id for a disjunction, which is
+  // distributed, and for an operand about too many.
+  SymbolicExprId addSubjects(SymbolicExprId aOperand) {
     const NodeDigest& node = Digests::of(table)[aOperand];
-    return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aOperand;
-  }
-  // Adds what an operand of a conjunction is about. False for a disjunction, which is distributed,
-  // and for an operand about too many.
-  bool addSubjects(SymbolicExprId aOperand) {
-    const SymbolicOp kind = kindOf(aOperand);
-    if (kind == SymbolicOp::Or) return false;
-    if (kind == SymbolicOp::Not) return addSubjectsOfNot(aOperand);
-    subjects.push(static_cast<std::uint32_t>(subjectOf(aOperand)));
-    return true;
+    const auto kind = static_cast<SymbolicOp>(node.kind);
+    if (isRelation(kind)) {
+      subjects.push(node.first);
+      return node.first;
+    }
+    if (kind == SymbolicOp::Or) return invalidSymbolicExprId;
+    if (kind == SymbolicOp::Not) {
+      return addSubjectsOfNot(aOperand) ? aOperand : invalidSymbolicExprId;
+    }
+    subjects.push(static_cast<std::uint32_t>(aOperand));
+    return aOperand;
   }
   bool addSubjectsOfNot(SymbolicExprId aNot);
+  Text* place(Text* aFirst, Text* aLast, const Text& aAdded);
   std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
   SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                         const Text* aFirst, std::size_t aCount);
@@ -137,6 +145,7 @@ class Unrelated {
   bool excludes(SymbolicExprId aOperand) const;
   bool loadGrowing(SymbolicExprId aChain);
   void noteSubjects(SymbolicExprId aOperand);
+  std::optional<Texts> newToGrowing(const Part& aPart);
   std::optional<SymbolicExprId> extendLong(SymbolicExprId aChain, SymbolicExprId aOther);
   template <class Pool>
   static std::uint32_t endOf(const Pool& aPool) {
@@ -173,8 +182,7 @@ class Unrelated {
     SymbolicExprId chain = invalidSymbolicExprId;
     Texts operands;  // in order
     Subjects subjects;
-    Subjects
-        excluding;  // once each, what operands `x != 1` are about: these leave each other alone
+    Subjects excluding;  // what operands `x != 1` are about, once each: they do not meet in a rule
     // What it was before it was extended, if it still is to be had, and by what.
     SymbolicExprId before = invalidSymbolicExprId;
     Texts added;
