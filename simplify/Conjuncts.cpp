@@ -68,11 +68,26 @@ void dropImpliedFactors(const Set& aSet, const IdPairs& aComplements, Conjuncts&
   }
 }
 
-// (a && b) || (a && b && c) -> a && b. Each conjunction is filed under the rarest of its factors,
-// and looks for smaller ones under all of them.
+// (a && b) || (a && b && c) -> a && b. Few conjunctions are compared each with each; of many, each
+// is filed under the rarest of its factors, and looks for smaller ones under all of them.
 template <class Conjuncts>
 void dropAbsorbed(Conjuncts& aConjuncts) {
-  if (aConjuncts.size() < 2) return;
+  constexpr std::size_t few = 32;
+  // Of two equal ones the first stays.
+  const auto absorbs = [&](std::size_t aOther, std::size_t i) {
+    const auto& other = aConjuncts[aOther];
+    const auto& conjunct = aConjuncts[i];
+    return aOther != i && !other.dropped && other.isSubsetOf(conjunct) &&
+           (other.size() < conjunct.size() || aOther < i);
+  };
+  if (aConjuncts.size() <= few) {
+    for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
+      for (std::size_t other = 0; other < aConjuncts.size() && !aConjuncts[i].dropped; ++other) {
+        aConjuncts[i].dropped = absorbs(other, i);
+      }
+    }
+    return;
+  }
   boost::unordered_flat_map<Id, std::size_t> uses;
   for (const auto& conjunct : aConjuncts) {
     for (const Id factor : conjunct) ++uses[factor];
@@ -87,15 +102,10 @@ void dropAbsorbed(Conjuncts& aConjuncts) {
   std::sort(files.begin(), files.end());
   for (std::size_t i = 0; i < aConjuncts.size(); ++i) {
     auto& conjunct = aConjuncts[i];
-    // Of two equal ones the first stays.
-    const auto absorbs = [&](const IdPair& aFiled) {
-      const auto& other = aConjuncts[aFiled.second];
-      return aFiled.second != i && !other.dropped && other.isSubsetOf(conjunct) &&
-             (other.size() < conjunct.size() || aFiled.second < i);
-    };
     conjunct.dropped = std::any_of(conjunct.begin(), conjunct.end(), [&](Id aFactor) {
       const auto [first, last] = pairsOf(files, aFactor);
-      return std::any_of(first, last, absorbs);
+      return std::any_of(first, last,
+                         [&](const IdPair& aFiled) { return absorbs(aFiled.second, i); });
     });
   }
 }
