@@ -170,22 +170,108 @@ Unrelated::Part Unrelated::conjoin(const Part* aParts, std::size_t aCount) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Two conjunctions
+// Two conjunctions, one of which is mostly the longer
 
 std::optional<SymbolicExprId> Unrelated::extend(SymbolicExprId a, SymbolicExprId b) {
   if (kindOf(a) == SymbolicOp::Or || kindOf(b) == SymbolicOp::Or) return std::nullopt;
-  if (isLong(a) || isLong(b)) return extendLong(a, b);
+  constexpr std::size_t most = manyOperands + 1;
+  const auto isKnown = [this](SymbolicExprId aId) {
+    return aId == growing.chain || aId == growing.before;
+  };
+  const std::size_t countA = countOperands(a, most), countB = countOperands(b, most);
+  const bool isOther = countA == countB ? isKnown(b) : countA < countB;
+  const SymbolicExprId chain = isOther ? b : a;
+  const bool isLong = std::max(countA, countB) == most;
+  const bool isAgain = chain == lastExtended || chain == lastResult;
   const Scope scope(*this);
-  Part both[] = {takeApart(a), takeApart(b)};
-  if (!both[0].isPlain || !both[1].isPlain) return std::nullopt;
-  if (both[0].operands.size() < both[1].operands.size()) std::swap(both[0], both[1]);
-  if (!areUnrelated(both[0].subjects, both[1].subjects)) {
-    const std::optional<Part> added = withoutCommon(both[1], both[0]);
-    if (!added) return std::nullopt;
-    if (added->operands.size() == 0) return SymbolicExprId{both[0].id};
-    both[1] = *added;
+  const Part other = takeApart(isOther ? a : b);
+  if (!other.isPlain || !Digests::isSimplified(table, chain) || isConstant(chain)) {
+    return std::nullopt;
   }
-  return SymbolicExprId{conjoin(both, 2).id};
+  if (isLong) {
+    const bool isGrowing = isKnown(chain) || isAgain || other.subjects.size() > few;
+    lastResult = isGrowing || !isUnrelated(chain, other) ? extendGrowing(chain, other)
+                                                         : append(chain, other);
+    lastExtended = chain;
+    return lastResult;
+  }
+  if (isUnrelated(chain, other)) return append(chain, other);
+  const Part whole = takeApart(chain);
+  if (!whole.isPlain) return std::nullopt;
+  const std::optional<Part> added = withoutCommon(other, whole);
+  if (!added) return std::nullopt;
+  return added->operands.size() == 0 ? chain : append(chain, *added);
+}
+
+// The number of operands, or so many if there are more.
+std::size_t Unrelated::countOperands(SymbolicExprId aChain, std::size_t aMost) const {
+  std::size_t count = 1;
+  for (SymbolicExprId link = aChain; count < aMost && kindOf(link) == SymbolicOp::And;
+       link = Digests::of(table)[link].first) {
+    ++count;
+  }
+  return count;
+}
+
+// Whether every operand of a chain is about something else than a part, and none is a disjunction
+// or about too many.
+bool Unrelated::isUnrelated(SymbolicExprId aChain, const Part& aOther) {
+  const auto& digests = Digests::of(table);
+  const Range others = aOther.subjects;
+  const auto isNegationApart = [&](SymbolicExprId aNot) {
+    const std::uint32_t own = endOf(subjects);
+    const bool isApart = addSubjectsOfNot(aNot) && areUnrelated({own, endOf(subjects)}, others);
+    subjects.drop(own);
+    return isApart;
+  };
+  const auto isApart = [&](SymbolicExprId aOperand) {
+    const auto subject = static_cast<std::uint32_t>(leftOf(aOperand));
+    return !haveCommon(&subject, &subject + 1, subjects.data() + others.first,
+                       subjects.data() + others.last);
+  };
+  SymbolicExprId link = aChain;
+  for (bool isLast = false; !isLast; link = digests[link].first) {
+    isLast = kindOf(link) != SymbolicOp::And;
+    const SymbolicExprId operand = isLast ? link : SymbolicExprId{digests[link].second};
+    switch (kindOf(operand)) {
+      case SymbolicOp::Or: return false;
+      case SymbolicOp::Not:
+        if (!isNegationApart(operand)) return false;
+        break;
+      default:
+        if (!isApart(operand)) return false;
+    }
+  }
+  return true;
+}
+
+// The chain with the operands of an unrelated part in their places, from the end on: the links in
+// front of the first of these stay.
+SymbolicExprId Unrelated::append(SymbolicExprId aChain, const Part& aOther) {
+  const std::size_t end = texts.size();  // behind it, the new end in reverse
+  std::size_t left = aOther.operands.last;
+  std::optional<SymbolicExprId> link = aChain;
+  while (left > aOther.operands.first) {
+    const Text added = texts[left - 1];
+    if (link) {
+      const bool isFirst = kindOf(*link) != SymbolicOp::And;
+      const SymbolicExprId operand = isFirst ? *link : operandOf(*link);
+      const Text last = order.text(operand, leftOf(operand));
+      if (order.isBefore(added, last)) {
+        texts.push(last);
+        link =
+            isFirst ? std::nullopt : std::optional<SymbolicExprId>(Digests::of(table)[*link].first);
+        continue;
+      }
+    }
+    texts.push(added);
+    --left;
+  }
+  std::size_t i = texts.size();
+  SymbolicExprId chain = link ? *link : SymbolicExprId{texts[--i].id};
+  while (i-- > end) chain = intern<SymbolicAndExpr>(table, chain, SymbolicExprId{texts[i].id});
+  Digests::setSimplified(table, chain);
+  return chain;
 }
 
 // The operands of a part that do not stand in the other. Nothing where one is about something that
@@ -209,17 +295,8 @@ std::optional<Unrelated::Part> Unrelated::withoutCommon(const Part& aPart, const
   return rest;
 }
 
-bool Unrelated::isLong(SymbolicExprId aChain) const {
-  std::size_t links = 0;
-  for (SymbolicExprId link = aChain; kindOf(link) == SymbolicOp::And;
-       link = Digests::of(table)[link].first) {
-    if (++links == manyOperands) return true;
-  }
-  return false;
-}
-
 // ---------------------------------------------------------------------------------------------
-// Long conjunctions, one of which mostly grows: hosts build conjunctions operand by operand
+// Long conjunctions that are extended again and again
 
 // Whether the operand says that something is not a certain integer. Where a chain says no more of
 // it than that, one after the other may come.
@@ -237,9 +314,9 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
     for (const Text& added : growing.added) {
       const auto isIt = [&](const Text& aText) { return aText.id == added.id; };
       growing.operands.erase(std::find_if(growing.operands.begin(), growing.operands.end(), isIt));
+      if (excludes(added.id)) --growing.excluding[Digests::of(table)[added.id].first];
     }
     growing.subjects.dropLast(growing.addedSubjects);
-    growing.excluding.dropLast(growing.addedExcluding);
   } else {
     growing.chain = growing.before = invalidSymbolicExprId;
     const Scope scope(*this);
@@ -247,7 +324,7 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
     if (!part.isPlain) return false;
     growing.operands.assign(texts.data() + part.operands.first, texts.data() + part.operands.last);
     growing.subjects.clear();
-    growing.excluding.clear();
+    growing.excluding = {};
     for (const Text& operand : growing.operands) noteSubjects(operand.id);
   }
   growing.chain = aChain;
@@ -257,17 +334,14 @@ bool Unrelated::loadGrowing(SymbolicExprId aChain) {
 
 // Adds what an operand of the growing chain is about.
 void Unrelated::noteSubjects(SymbolicExprId aOperand) {
+  if (excludes(aOperand)) {
+    ++growing.excluding[Digests::of(table)[aOperand].first];
+    return;
+  }
   const std::uint32_t first = endOf(subjects);
   addSubjects(aOperand);
-  const std::uint32_t* const begin = subjects.data() + first;
-  const std::uint32_t* const end = subjects.data() + endOf(subjects);
-  if (!excludes(aOperand)) {
-    growing.subjects.add(begin, end);
-    growing.addedSubjects += static_cast<std::size_t>(end - begin);
-  } else if (!growing.excluding.containsAny(begin, end)) {
-    growing.excluding.add(begin, end);
-    ++growing.addedExcluding;
-  }
+  growing.subjects.add(subjects.data() + first, subjects.data() + endOf(subjects));
+  growing.addedSubjects += endOf(subjects) - first;
   subjects.drop(first);
 }
 
@@ -280,11 +354,13 @@ std::optional<Unrelated::Texts> Unrelated::newToGrowing(const Part& aPart) {
   for (std::uint32_t i = aPart.operands.first; i < aPart.operands.last; ++i) {
     const std::uint32_t own = endOf(subjects);
     addSubjects(texts[i].id);
-    const auto areAmong = [&](Subjects& aSubjects) {
-      return aSubjects.containsAny(subjects.data() + own, subjects.data() + endOf(subjects));
+    const std::uint32_t* const about = subjects.data();
+    const bool areMet = growing.subjects.containsAny(about + own, about + endOf(subjects));
+    const auto isExcluded = [this](std::uint32_t aSubject) {
+      const auto known = growing.excluding.find(aSubject);
+      return known != growing.excluding.end() && known->second > 0;
     };
-    const bool areMet = areAmong(growing.subjects);
-    if (areMet || areAmong(growing.excluding)) {
+    if (areMet || std::any_of(about + own, about + endOf(subjects), isExcluded)) {
       const Text* const known = place(first, last, texts[i]);
       if (known != last && known->id == texts[i].id) continue;
       if (areMet || !excludes(texts[i].id)) return std::nullopt;
@@ -294,14 +370,9 @@ std::optional<Unrelated::Texts> Unrelated::newToGrowing(const Part& aPart) {
   return added;
 }
 
-std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, SymbolicExprId aOther) {
-  const bool isKnown = aOther == growing.chain || aOther == growing.before;
-  if (isKnown || !isLong(aChain)) std::swap(aChain, aOther);
+std::optional<SymbolicExprId> Unrelated::extendGrowing(SymbolicExprId aChain, const Part& aOther) {
   if (!loadGrowing(aChain)) return std::nullopt;
-  const Scope scope(*this);
-  const Part other = takeApart(aOther);
-  if (!other.isPlain) return std::nullopt;
-  std::optional<Texts> added = newToGrowing(other);
+  std::optional<Texts> added = newToGrowing(aOther);
   if (!added) return std::nullopt;
   if (added->empty()) return aChain;
   const std::size_t links = growing.operands.size();
@@ -309,7 +380,7 @@ std::optional<SymbolicExprId> Unrelated::extendLong(SymbolicExprId aChain, Symbo
   const std::size_t kept = merge(growing.operands.data(), links, added->data(), added->size());
   growing.chain = relink(aChain, links, kept, growing.operands.data(), growing.operands.size());
   growing.added = std::move(*added);
-  growing.addedSubjects = growing.addedExcluding = 0;
+  growing.addedSubjects = 0;
   for (const Text& operand : growing.added) noteSubjects(operand.id);
   growing.before = growing.added.size() <= few ? aChain : invalidSymbolicExprId;
   return growing.chain;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/container/small_vector.hpp>
+#include <optional>
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -114,6 +115,7 @@ int TextOrder::compareBeginnings(const Text& a, const Text& b) {
 
 // The order of two different ids whose first bytes are the same.
 int TextOrder::compareBehind(SymbolicExprId a, SymbolicExprId b) {
+  if (const std::optional<int> order = compareLastLeaves(a, b)) return *order;
   if (const int order = compareLeads(a, b)) return order;
   const Start startA = start(a), startB = start(b);
   if (const int order = compareStarts(startA, startB)) return order;
@@ -122,6 +124,28 @@ int TextOrder::compareBehind(SymbolicExprId a, SymbolicExprId b) {
   const bool endsB = startB.isWhole && startB.text.size() == common;
   if (endsA || endsB) return static_cast<int>(endsB) - static_cast<int>(endsA);
   return compareWholly(a, b);
+}
+
+// The order of relations of one kind about one operand to leaves, and of negations of symbols: they
+// differ in these leaves alone.
+std::optional<int> TextOrder::compareLastLeaves(SymbolicExprId a, SymbolicExprId b) {
+  const NodeDigest& x = Digests::of(table)[a];
+  const NodeDigest& y = Digests::of(table)[b];
+  const auto isBareLeaf = [this](SymbolicExprId aId) {
+    const NodeDigest& node = Digests::of(table)[aId];
+    const auto kind = static_cast<SymbolicOp>(node.kind);
+    return kind == SymbolicOp::String ||
+           (kind == SymbolicOp::IntValue && static_cast<std::int32_t>(node.first) >= 0);
+  };
+  const auto kind = static_cast<SymbolicOp>(x.kind);
+  const auto compareLeaves = [&](SymbolicExprId aLeft, SymbolicExprId aRight) {
+    return isBareLeaf(aLeft) && isBareLeaf(aRight)
+               ? std::optional(start(aLeft).text.compare(start(aRight).text))
+               : std::nullopt;
+  };
+  if (x.kind != y.kind) return std::nullopt;
+  if (isRelation(kind) && x.first == y.first) return compareLeaves(x.second, y.second);
+  return kind == SymbolicOp::Not ? compareLeaves(x.first, y.first) : std::nullopt;
 }
 
 bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {

@@ -7,6 +7,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -126,6 +127,7 @@ class TextOrder {
   int compareOperands(const Text* aPool, const Key& a, const Key& b);
   int compareBeginnings(const Text& a, const Text& b);
   int compareBehind(SymbolicExprId a, SymbolicExprId b);
+  std::optional<int> compareLastLeaves(SymbolicExprId a, SymbolicExprId b);
   int compareLeads(SymbolicExprId a, SymbolicExprId b);
   int compareWholly(SymbolicExprId a, SymbolicExprId b);
   static int compareStarts(const Start& a, const Start& b);

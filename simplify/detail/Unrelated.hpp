@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -112,12 +113,17 @@ class Unrelated {
  private:
   using Text = TextOrder::Text;
   using Texts = std::vector<Text>;
-  using SubjectList = std::vector<std::uint32_t>;
 
   SymbolicOp kindOf(SymbolicExprId aId) const { return Digests::kindOf(table, aId); }
-  bool isLong(SymbolicExprId aChain) const;
   bool isConstant(SymbolicExprId aId) const {
     return aId == table.getIdTRUE() || aId == table.getIdFALSE();
+  }
+  // The last operand of a chain.
+  SymbolicExprId operandOf(SymbolicExprId aLink) const { return Digests::of(table)[aLink].second; }
+  // What an operand's text begins with: the left operand of a relation, else the operand.
+  SymbolicExprId leftOf(SymbolicExprId aOperand) const {
+    const NodeDigest& node = Digests::of(table)[aOperand];
+    return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aOperand;
   }
   // Adds what an operand of a conjunction is about. Returns what its text begins with: the left
   // operand of a relation, else the operand; the invalid id for a disjunction, which is
@@ -141,12 +147,15 @@ class Unrelated {
   std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
   SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                         const Text* aFirst, std::size_t aCount);
-  std::optional<Part> withoutCommon(const Part& aPart, const Part& aOther);
+  std::size_t countOperands(SymbolicExprId aChain, std::size_t aMost) const;
   bool excludes(SymbolicExprId aOperand) const;
+  bool isUnrelated(SymbolicExprId aChain, const Part& aOther);
+  SymbolicExprId append(SymbolicExprId aChain, const Part& aOther);
+  std::optional<Part> withoutCommon(const Part& aPart, const Part& aOther);
   bool loadGrowing(SymbolicExprId aChain);
   void noteSubjects(SymbolicExprId aOperand);
   std::optional<Texts> newToGrowing(const Part& aPart);
-  std::optional<SymbolicExprId> extendLong(SymbolicExprId aChain, SymbolicExprId aOther);
+  std::optional<SymbolicExprId> extendGrowing(SymbolicExprId aChain, const Part& aOther);
   template <class Pool>
   static std::uint32_t endOf(const Pool& aPool) {
     return static_cast<std::uint32_t>(aPool.size());
@@ -169,27 +178,30 @@ class Unrelated {
     bool containsAny(const std::uint32_t* aFirst, const std::uint32_t* aLast);
 
    private:
-    SubjectList all;
+    std::vector<std::uint32_t> all;
     boost::unordered_flat_set<std::uint32_t> set;  // of the first `inSet` of these, if worth it
     std::size_t inSet = 0;
     bool wasAsked = false;  // a set that is asked once is not worth its making
   };
 
-  // The long conjunction that was extended last, taken apart: one that grows operand by operand, or
-  // to which one operand after the other is added for siblings, costs a look at the new operand
-  // each time.
+  // A long conjunction that was extended twice in a row, taken apart: one that grows operand by
+  // operand, or to which one operand after the other is added for siblings, costs a look at the new
+  // operand each time.
   struct GrowingChain {
     SymbolicExprId chain = invalidSymbolicExprId;
     Texts operands;  // in order
     Subjects subjects;
-    Subjects excluding;  // what operands `x != 1` are about, once each: they do not meet in a rule
+    // What operands `x != 1` are about, and how many of these: they do not meet in a rule.
+    boost::unordered_flat_map<std::uint32_t, std::size_t> excluding;
     // What it was before it was extended, if it still is to be had, and by what.
     SymbolicExprId before = invalidSymbolicExprId;
     Texts added;
     std::size_t addedSubjects = 0;
-    std::size_t addedExcluding = 0;
   };
   GrowingChain growing;
+  // The long conjunction that was extended last, and the result.
+  SymbolicExprId lastExtended = invalidSymbolicExprId;
+  std::optional<SymbolicExprId> lastResult;
 };
 
 }  // namespace KS::detail
