@@ -114,6 +114,25 @@ class Unrelated {
   using Text = TextOrder::Text;
   using Texts = std::vector<Text>;
 
+  // So many are searched for one by one.
+  static constexpr std::size_t few = 8;
+  // A negation is about so many at most.
+  static constexpr std::size_t manySubjects = 64;
+  // So many pairs of subjects are not compared one by one.
+  static constexpr std::size_t manyPairs = 512;
+  // A conjunction of more operands is long: it may be kept taken apart.
+  static constexpr std::size_t manyOperands = 16;
+
+  static bool haveCommon(const std::uint32_t* aFirst, const std::uint32_t* aLast,
+                         const std::uint32_t* aOtherFirst, const std::uint32_t* aOtherLast) {
+    for (; aFirst != aLast; ++aFirst) {
+      for (const std::uint32_t* other = aOtherFirst; other != aOtherLast; ++other) {
+        if (*aFirst == *other) return true;
+      }
+    }
+    return false;
+  }
+
   SymbolicOp kindOf(SymbolicExprId aId) const { return Digests::kindOf(table, aId); }
   bool isConstant(SymbolicExprId aId) const {
     return aId == table.getIdTRUE() || aId == table.getIdFALSE();
