@@ -163,7 +163,7 @@ Costs measure(const Shape& aShape, std::size_t aCount, Order aOrder) {
     for (int pass = 0; pass < numPasses; ++pass) {
       best.time[pass] = std::min(best.time[pass], costs.time[pass]);
     }
-    if (costs.time[Simplify] + costs.time[Conjoin] > patience / 40) break;
+    if (i > 1 && costs.time[Simplify] + costs.time[Conjoin] > patience / 40) break;
   }
   return best;
 }

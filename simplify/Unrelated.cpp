@@ -106,6 +106,23 @@ std::size_t Unrelated::merge(Text* aFirst, std::size_t aCount, const Text* aAdde
   return static_cast<std::size_t>(last - aFirst);
 }
 
+// The chain with further operands behind it, which is simplified. Each link waits for memory that
+// the last one's id leads to; but the ids are known beforehand as long as the links are new.
+SymbolicExprId Unrelated::link(SymbolicExprId aChain, const Text* aFirst, std::size_t aCount) {
+  constexpr std::size_t ahead = 8;
+  const auto prefetch = [&](std::size_t aLink, SymbolicExprId aLeft) {
+    if (aLink < aCount) Intern::prefetch(table, SymbolicOp::And, aLeft, aFirst[aLink].id);
+  };
+  for (std::size_t i = 1; i < ahead; ++i) prefetch(i, table.size() + i - 1);
+  SymbolicExprId chain = aChain;
+  for (std::size_t i = 0; i < aCount; ++i) {
+    prefetch(i + ahead, table.size() + ahead - 1);
+    chain = intern<SymbolicAndExpr>(table, chain, SymbolicExprId{aFirst[i].id});
+  }
+  Digests::setSimplified(table, chain);
+  return chain;
+}
+
 // The chain of operands of which the first ones are the first ones of a chain.
 SymbolicExprId Unrelated::relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                                  const Text* aFirst, std::size_t aCount) {
@@ -114,11 +131,7 @@ SymbolicExprId Unrelated::relink(SymbolicExprId aChain, std::size_t aLinks, std:
   if (aKept > 0) {
     for (; aLinks > kept; --aLinks) chain = Digests::of(table)[chain].first;
   }
-  for (const Text* operand = aFirst + kept; operand != aFirst + aCount; ++operand) {
-    chain = intern<SymbolicAndExpr>(table, chain, SymbolicExprId{operand->id});
-  }
-  Digests::setSimplified(table, chain);
-  return chain;
+  return link(chain, aFirst + kept, aCount - kept);
 }
 
 Unrelated::Part Unrelated::conjoin(const Part* aParts, std::size_t aCount) {
@@ -227,28 +240,27 @@ bool Unrelated::isUnrelated(SymbolicExprId aChain, const Part& aOther) {
 SymbolicExprId Unrelated::append(SymbolicExprId aChain, const Part& aOther) {
   const std::size_t end = texts.size();  // behind it, the new end in reverse
   std::size_t left = aOther.operands.last;
-  std::optional<SymbolicExprId> link = aChain;
+  std::optional<SymbolicExprId> rest = aChain;
   while (left > aOther.operands.first) {
     const Text added = texts[left - 1];
-    if (link) {
-      const bool isFirst = kindOf(*link) != SymbolicOp::And;
-      const SymbolicExprId operand = isFirst ? *link : operandOf(*link);
+    if (rest) {
+      const bool isFirst = kindOf(*rest) != SymbolicOp::And;
+      const SymbolicExprId operand = isFirst ? *rest : operandOf(*rest);
       const Text last = order.text(operand, leftOf(operand));
       if (order.isBefore(added, last)) {
         texts.push(last);
-        link =
-            isFirst ? std::nullopt : std::optional<SymbolicExprId>(Digests::of(table)[*link].first);
+        rest =
+            isFirst ? std::nullopt : std::optional<SymbolicExprId>(Digests::of(table)[*rest].first);
         continue;
       }
     }
     texts.push(added);
     --left;
   }
-  std::size_t i = texts.size();
-  SymbolicExprId chain = link ? *link : SymbolicExprId{texts[--i].id};
-  while (i-- > end) chain = intern<SymbolicAndExpr>(table, chain, SymbolicExprId{texts[i].id});
-  Digests::setSimplified(table, chain);
-  return chain;
+  std::reverse(texts.data() + end, texts.data() + texts.size());
+  const Text* const first = texts.data() + end;
+  return rest ? link(*rest, first, texts.size() - end)
+              : link(first->id, first + 1, texts.size() - end - 1);
 }
 
 // The operands of a part that do not stand in the other. Nothing where one is about something that

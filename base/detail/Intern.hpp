@@ -93,6 +93,13 @@ struct Intern {
                   [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
   }
 
+  /// Has memory fetch the place of an operator node over these two inputs, soon to be interned.
+  [[gnu::always_inline]] static void prefetch(const SymbolicExprTable& aTable, SymbolicOp aOp,
+                                              SymbolicExprId aLeft, SymbolicExprId aRight) {
+    const SymbolicExprId inputs[] = {aLeft, aRight};
+    aTable.index.prefetch(Digests::indexHash(hashInputs(static_cast<int>(aOp), inputs, 2)));
+  }
+
  private:
   static bool isSame(const NodeDigest& a, const NodeDigest& b) {
     return a.kind == b.kind && a.first == b.first && a.second == b.second;

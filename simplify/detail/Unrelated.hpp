@@ -164,6 +164,7 @@ class Unrelated {
   bool addSubjectsOfNot(SymbolicExprId aNot);
   Text* place(Text* aFirst, Text* aLast, const Text& aAdded);
   std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
+  SymbolicExprId link(SymbolicExprId aChain, const Text* aFirst, std::size_t aCount);
   SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                         const Text* aFirst, std::size_t aCount);
   std::size_t countOperands(SymbolicExprId aChain, std::size_t aMost) const;
