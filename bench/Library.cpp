@@ -259,6 +259,7 @@ int main(int aArgc, char** aArgv) {
     std::fprintf(stderr, "usage: ks_bench [--benchmark_...] [--corpus DIR]\n");
     return 2;
   }
+  KSBench::keepMemory();
   try {
     KSBench::corpus = hasCorpus ? KSBench::readCorpus(aArgv[2]) : KSBench::makeCorpus();
     benchmark::RunSpecifiedBenchmarks();

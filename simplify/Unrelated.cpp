@@ -33,10 +33,7 @@ bool Unrelated::addSubjectsOfNot(SymbolicExprId aNot) {
 
 Unrelated::Part Unrelated::takeApart(SymbolicExprId aId) {
   const auto& digests = Digests::of(table);
-  std::size_t count = 1;
-  for (SymbolicExprId link = aId; kindOf(link) == SymbolicOp::And; link = digests[link].first) {
-    ++count;
-  }
+  const std::size_t count = countOperands(aId);
   Part part{static_cast<std::uint32_t>(aId),
             Digests::isSimplified(table, aId) && !isConstant(aId),
             {endOf(texts), endOf(texts) + static_cast<std::uint32_t>(count)},
@@ -123,7 +120,8 @@ SymbolicExprId Unrelated::link(SymbolicExprId aChain, const Text* aFirst, std::s
   return chain;
 }
 
-// The chain of operands of which the first ones are the first ones of a chain.
+// The chain of so many operands, of which the first `aKept` are those of a chain of `aLinks`
+// operands.
 SymbolicExprId Unrelated::relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                                  const Text* aFirst, std::size_t aCount) {
   const std::size_t kept = std::max<std::size_t>(aKept, 1);
@@ -215,7 +213,7 @@ bool Unrelated::isUnrelated(SymbolicExprId aChain, const Part& aOther) {
     return isApart;
   };
   const auto isApart = [&](SymbolicExprId aOperand) {
-    const auto subject = static_cast<std::uint32_t>(leftOf(aOperand));
+    const auto subject = static_cast<std::uint32_t>(order.leftOf(aOperand));
     return !haveCommon(&subject, &subject + 1, subjects.data() + others.first,
                        subjects.data() + others.last);
   };
@@ -246,7 +244,7 @@ SymbolicExprId Unrelated::append(SymbolicExprId aChain, const Part& aOther) {
     if (rest) {
       const bool isFirst = kindOf(*rest) != SymbolicOp::And;
       const SymbolicExprId operand = isFirst ? *rest : operandOf(*rest);
-      const Text last = order.text(operand, leftOf(operand));
+      const Text last = order.text(operand, order.leftOf(operand));
       if (order.isBefore(added, last)) {
         texts.push(last);
         rest =

@@ -296,7 +296,8 @@ TEST(SimplifyBoolean, SiblingConjunctions) {
   std::string longest = first + " && k != 5 && k != 7";
   for (int i = 10; i < 30; ++i) longest += " && l" + std::to_string(i);
   for (const char* const operand : {"a", "b", "c", "e && g", "d", "!c", "f && h", "z", "k != 6",
-                                    "k != 7 && a", "k != 1 && k != 9", "k != w", "k > 5"}) {
+                                    "k != 7 && a", "k != 1 && k != 9", "k != w", "k > 5",
+                                    "o0 && o1 && o2 && o3 && o4 && o5 && o6 && o7 && o8 && l12"}) {
     for (const std::string& chain : {first, second, first, third, first, first + " && c", second,
                                      longest, longest, longest + " && c", longest}) {
       const std::string whole = chain + " && " + operand;

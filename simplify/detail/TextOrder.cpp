@@ -6,9 +6,7 @@
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
-#include "base/detail/Digest.hpp"
 #include "print/detail/Operators.hpp"
-#include "simplify/detail/PairRules.hpp"
 
 namespace KS::detail {
 
@@ -25,9 +23,7 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
   }
   const std::size_t first = operands.size();
   const auto add = [&](SymbolicExprId aOperand) {
-    const NodeDigest& node = digests[aOperand];
-    const bool isOfLeft = isRelation(static_cast<SymbolicOp>(node.kind));
-    operands.push_back(text(aOperand, isOfLeft ? SymbolicExprId{node.first} : aOperand));
+    operands.push_back(text(aOperand, leftOf(aOperand)));
   };
   SymbolicExprId link = aId;
   for (; Digests::kindOf(table, link) == SymbolicOp::And; link = digests[link].first) {

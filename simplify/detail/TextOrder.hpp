@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "base/SymbolicExprTable.hpp"
+#include "base/detail/Digest.hpp"
 #include "print/detail/TextWriter.hpp"
+#include "simplify/detail/PairRules.hpp"
 
 namespace KS::detail {
 
@@ -68,8 +70,14 @@ class TextOrder {
   /// what `compareTexts` throws.
   int compare(SymbolicExprId a, SymbolicExprId b);
 
-  /// How the text of an id begins. `aLeft` is the left operand of a relation, whose text mostly is
-  /// its beginning and is shared by many; else the id itself.
+  /// The left operand of a relation, whose text mostly is the beginning of the relation's and is
+  /// shared by many; any other id itself.
+  SymbolicExprId leftOf(SymbolicExprId aId) const {
+    const NodeDigest& node = Digests::of(table)[aId];
+    return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aId;
+  }
+
+  /// How the text of an id begins, whose `leftOf` the caller has.
   Text text(SymbolicExprId aId, SymbolicExprId aLeft) {
     const Begun& kept = begun[aLeft % begun.size()];
     if (kept.id == aLeft && (kept.isSymbol || aLeft == aId)) {

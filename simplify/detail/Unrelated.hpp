@@ -139,14 +139,8 @@ class Unrelated {
   }
   // The last operand of a chain.
   SymbolicExprId operandOf(SymbolicExprId aLink) const { return Digests::of(table)[aLink].second; }
-  // What an operand's text begins with: the left operand of a relation, else the operand.
-  SymbolicExprId leftOf(SymbolicExprId aOperand) const {
-    const NodeDigest& node = Digests::of(table)[aOperand];
-    return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aOperand;
-  }
-  // Adds what an operand of a conjunction is about. Returns what its text begins with: the left
-  // operand of a relation, else the operand; the invalid id for a disjunction, which is
-  // distributed, and for an operand about too many.
+  // Adds what an operand of a conjunction is about. Returns the operand's `leftOf`; the invalid id
+  // for a disjunction, which is distributed, and for an operand about too many.
   SymbolicExprId addSubjects(SymbolicExprId aOperand) {
     const NodeDigest& node = Digests::of(table)[aOperand];
     const auto kind = static_cast<SymbolicOp>(node.kind);
@@ -167,7 +161,7 @@ class Unrelated {
   SymbolicExprId link(SymbolicExprId aChain, const Text* aFirst, std::size_t aCount);
   SymbolicExprId relink(SymbolicExprId aChain, std::size_t aLinks, std::size_t aKept,
                         const Text* aFirst, std::size_t aCount);
-  std::size_t countOperands(SymbolicExprId aChain, std::size_t aMost) const;
+  std::size_t countOperands(SymbolicExprId aChain, std::size_t aMost = ~std::size_t{0}) const;
   bool excludes(SymbolicExprId aOperand) const;
   bool isUnrelated(SymbolicExprId aChain, const Part& aOther);
   SymbolicExprId append(SymbolicExprId aChain, const Part& aOther);
@@ -176,8 +170,8 @@ class Unrelated {
   void noteSubjects(SymbolicExprId aOperand);
   std::optional<Texts> newToGrowing(const Part& aPart);
   std::optional<SymbolicExprId> extendGrowing(SymbolicExprId aChain, const Part& aOther);
-  template <class Pool>
-  static std::uint32_t endOf(const Pool& aPool) {
+  template <class Value>
+  static std::uint32_t endOf(const Pool<Value>& aPool) {
     return static_cast<std::uint32_t>(aPool.size());
   }
 
