@@ -3,24 +3,23 @@
 
 #include <array>
 #include <cstddef>
+#include <deque>
 #include <iosfwd>
-#include <optional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// A block as the condition service knows it: an address. The library leaves the class to its host,
-/// which is this program.
+/// which is this program. The texts lie in the model.
 class KSBlock {
  public:
-  std::string id;
+  std::string_view id;
   const KSBlock* parent = nullptr;
   /// The condition texts by `ksexpr::Family`, and where each value stands in the model file.
-  std::array<std::string, 3> texts;
+  std::array<std::string_view, 3> texts;
   std::array<std::size_t, 3> textOffsets{};
-  /// The parent's id as written (nothing for null), and where id and parent stand in the file.
-  std::optional<std::string> parentId;
   std::size_t idOffset = 0;
-  std::size_t parentOffset = 0;
 };
 
 namespace ksexpr {
@@ -31,24 +30,30 @@ enum Family : std::size_t { VV, CG, S };
 /// How a family is named in messages and model files.
 inline constexpr std::array<const char*, 3> familyNames{"VV", "CG", "S"};
 
-/// A model in memory.
+/// A model in memory, which stays where it is.
 struct Model {
-  std::string path;
-  /// The file's content, to which offsets refer, and where its lines begin.
-  std::string text;
-  std::vector<std::size_t> lineStarts;
-  /// The blocks in file order; addresses stay.
-  std::vector<KSBlock> blocks;
-  /// All blocks, every one after its parent.
-  std::vector<const KSBlock*> parentsFirst;
+  Model() = default;
+  Model(const Model&) = delete;
+  Model& operator=(const Model&) = delete;
 
-  /// The line of the file that an offset lies in, counted from 1. Found by halving, since a model
-  /// may be wrong in many places.
+  /// The number of a block, from 0 in file order.
+  std::size_t indexOf(const KSBlock& aBlock) const {
+    return static_cast<std::size_t>(&aBlock - blocks.data());
+  }
+  /// The line of the file that an offset lies in, counted from 1. Takes time in the offset.
   std::size_t lineOf(std::size_t aOffset) const;
+
+  std::string path;
+  /// The file's content, to which offsets refer.
+  std::string text;
+  /// The strings of the file that are spelled with escapes; all others are parts of the text.
+  std::deque<std::string> decoded;
+  /// The blocks in file order.
+  std::vector<KSBlock> blocks;
 };
 
 /// Reads a model file. Writes what is wrong with it to `aErrors`, with line and column, and returns
-/// nothing if there is anything.
-std::optional<Model> readModel(const std::string& aPath, std::ostream& aErrors);
+/// null if there is anything.
+std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors);
 
 }  // namespace ksexpr

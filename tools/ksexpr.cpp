@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
-  return ksexpr::runTool({argv + (argc > 0 ? 1 : 0), argv + argc},
-                         {std::cin, std::cout, std::cerr, isatty(STDERR_FILENO) == 1});
+  return ksexpr::runTool(
+      {argv + (argc > 0 ? 1 : 0), argv + argc},
+      {std::cin, std::cout, std::cerr, isatty(STDOUT_FILENO) == 1, isatty(STDERR_FILENO) == 1});
 }
