@@ -164,8 +164,8 @@ void Conditions::tellFailure(const KSBlock& aBlock, Family aFamily, const std::s
   failed = true;
   if (!problems.add("conditions that cannot be answered")) return;
   const std::string text(aBlock.texts[aFamily]);
-  std::string message = printable(model.path) + ':' +
-                        std::to_string(model.lineOf(aBlock.textOffsets[aFamily])) + ": " +
+  const std::string_view place = text.empty() ? aBlock.id : aBlock.texts[aFamily];
+  std::string message = printable(model.path) + ':' + std::to_string(model.lineOf(place)) + ": " +
                         about(aBlock, aFamily);
   KS::SymbolicExprTable table;
   const auto error = KS::SymbolicExprParser(table, false).diagnose(text);

@@ -1,14 +1,15 @@
 #include "tools/Model.hpp"
 
 #include <algorithm>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <ostream>
 #include <system_error>
-#include <unordered_map>
 
 #include "tools/Diagnostic.hpp"
 #include "tools/ModelSyntax.hpp"
@@ -44,26 +45,42 @@ bool readFile(const std::string& aPath, std::string& aText, std::ostream& aError
   return false;
 }
 
+// Finds blocks by their ids.
+struct IdHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view aId) const { return std::hash<std::string_view>()(aId); }
+  std::size_t operator()(const KSBlock* aBlock) const { return (*this)(aBlock->id); }
+};
+struct IdEqual {
+  using is_transparent = void;
+  bool operator()(const KSBlock* aLeft, const KSBlock* aRight) const {
+    return aLeft->id == aRight->id;
+  }
+  bool operator()(std::string_view aId, const KSBlock* aBlock) const { return aId == aBlock->id; }
+};
+using BlocksById = boost::unordered_flat_set<const KSBlock*, IdHash, IdEqual>;
+
 void linkParents(Model& aModel, const std::vector<ParentName>& aParents, ModelErrors& aErrors) {
-  std::unordered_map<std::string_view, const KSBlock*> byId;
+  BlocksById byId;
   byId.reserve(aModel.blocks.size());
   for (const KSBlock& block : aModel.blocks) {
-    const auto [first, isNew] = byId.emplace(block.id, &block);
+    const auto [first, isNew] = byId.insert(&block);
     if (isNew || !aErrors.counts.add("ids that are defined twice")) continue;
     aErrors.told.push_back(
-        {block.idOffset, "block \"" + shortened(block.id) + "\" is defined twice, first in line " +
-                             std::to_string(aModel.lineOf(first->second->idOffset))});
+        {aModel.offsetOf(block.id), "block \"" + shortened(block.id) +
+                                        "\" is defined twice, first in line " +
+                                        std::to_string(aModel.lineOf((*first)->id))});
   }
   for (KSBlock& block : aModel.blocks) {
     const ParentName& name = aParents[aModel.indexOf(block)];
-    if (!name.id) continue;
-    const auto parent = byId.find(*name.id);
+    if (!name) continue;
+    const auto parent = byId.find(*name);
     if (parent != byId.end()) {
-      block.parent = parent->second;
-    } else {
-      aErrors.add("unknown parents", name.offset,
-                  "block \"" + shortened(block.id) + "\" has an unknown parent \"" +
-                      shortened(*name.id) + '"');
+      block.parent = *parent;
+    } else if (aErrors.counts.add("unknown parents")) {
+      aErrors.told.push_back({aModel.offsetOf(*name), "block \"" + shortened(block.id) +
+                                                          "\" has an unknown parent \"" +
+                                                          shortened(*name) + '"'});
     }
   }
 }
@@ -95,9 +112,10 @@ void findCycles(const Model& aModel, const std::vector<ParentName>& aParents,
       metFrom[aModel.indexOf(*block)] = walk;
       block = block->parent;
     }
-    if (block != nullptr && metFrom[aModel.indexOf(*block)] == walk) {
-      aErrors.add("cycles of parents", aParents[aModel.indexOf(*block)].offset,
-                  "cycle of parents: " + describeCycle(*block));
+    if (block != nullptr && metFrom[aModel.indexOf(*block)] == walk &&
+        aErrors.counts.add("cycles of parents")) {
+      aErrors.told.push_back({aModel.offsetOf(*aParents[aModel.indexOf(*block)]),
+                              "cycle of parents: " + describeCycle(*block)});
     }
   }
 }
@@ -114,7 +132,16 @@ void report(const Model& aModel, ModelErrors& aFound, std::ostream& aErrors) {
 
 }  // namespace
 
-std::size_t Model::lineOf(std::size_t aOffset) const { return placeOf(text, aOffset).line; }
+std::size_t Model::offsetOf(std::string_view aString) const {
+  for (const Decoded& string : decoded) {
+    if (string.value.data() == aString.data()) return string.offset;
+  }
+  return static_cast<std::size_t>(aString.data() - text.data()) - 1;
+}
+
+std::size_t Model::lineOf(std::string_view aString) const {
+  return placeOf(text, offsetOf(aString)).line;
+}
 
 std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors) {
   auto model = std::make_unique<Model>();

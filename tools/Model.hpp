@@ -11,15 +11,13 @@
 #include <vector>
 
 /// A block as the condition service knows it: an address. The library leaves the class to its host,
-/// which is this program. The texts lie in the model.
+/// which is this program. Its strings lie in the model.
 class KSBlock {
  public:
   std::string_view id;
   const KSBlock* parent = nullptr;
-  /// The condition texts by `ksexpr::Family`, and where each value stands in the model file.
+  /// The condition texts by `ksexpr::Family`.
   std::array<std::string_view, 3> texts;
-  std::array<std::size_t, 3> textOffsets{};
-  std::size_t idOffset = 0;
 };
 
 namespace ksexpr {
@@ -40,14 +38,22 @@ struct Model {
   std::size_t indexOf(const KSBlock& aBlock) const {
     return static_cast<std::size_t>(&aBlock - blocks.data());
   }
-  /// The line of the file that an offset lies in, counted from 1. Takes time in the offset.
-  std::size_t lineOf(std::size_t aOffset) const;
+  /// Where a string of the model begins in the file. Takes time in the strings with escapes.
+  std::size_t offsetOf(std::string_view aString) const;
+  /// The line of the file that a string of the model stands in, counted from 1. Takes time in what
+  /// stands before it.
+  std::size_t lineOf(std::string_view aString) const;
+
+  /// A string of the file that is spelled with escapes.
+  struct Decoded {
+    std::string value;
+    std::size_t offset;
+  };
 
   std::string path;
-  /// The file's content, to which offsets refer.
+  /// The file's content, to which offsets refer. Strings without escapes are parts of it.
   std::string text;
-  /// The strings of the file that are spelled with escapes; all others are parts of the text.
-  std::deque<std::string> decoded;
+  std::deque<Decoded> decoded;
   /// The blocks in file order.
   std::vector<KSBlock> blocks;
 };

@@ -92,12 +92,10 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     const std::string_view value = keep(aValue);
     if (member < familyNames.size()) {
       block.texts[member] = value;
-      block.textOffsets[member] = tokenStart();
     } else if (member == idMember) {
       block.id = value;
-      block.idOffset = tokenStart();
     } else {
-      parents.back() = {value, tokenStart()};
+      parents.back() = value;
     }
     return true;
   }
@@ -206,8 +204,11 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
 
   // The value of the string token, in the file's text unless escapes have made it shorter.
   std::string_view keep(const std::string& aValue) {
-    const std::string_view spelled = text.substr(tokenStart() + 1, tokenEnd - tokenStart() - 2);
-    return spelled.size() == aValue.size() ? spelled : model.decoded.emplace_back(aValue);
+    const std::size_t start = tokenStart();
+    const std::string_view spelled = text.substr(start + 1, tokenEnd - start - 2);
+    if (spelled.size() == aValue.size()) return spelled;
+    model.decoded.push_back({aValue, start});
+    return model.decoded.back().value;
   }
 
   bool wrongType(const std::string& aFound) {

@@ -29,11 +29,8 @@ struct ModelErrors {
   }
 };
 
-/// The parent of a block as the file names it, nothing for null, and where.
-struct ParentName {
-  std::optional<std::string_view> id;
-  std::size_t offset = 0;
-};
+/// The parent of a block as the file names it, nothing for null.
+using ParentName = std::optional<std::string_view>;
 
 /// Parses a model's text and appends its blocks, their parents still unresolved; returns the names
 /// of the parents, one per block. Members that are not known are skipped. Broken JSON ends the

@@ -76,7 +76,7 @@ TEST_F(KsExprConditions, TakesBlocksMoreThanOnce) {
       blockOf("middle", "\"top\"", ", \"VV\": \"false\""),
       blockOf("top", "null", ", \"VV\": \"a\""),
   });
-  const auto linesOf = [&model](std::vector<std::string> ids, bool dead = false) {
+  const auto linesOf = [&model](const std::vector<std::string>& ids, bool dead = false) {
     std::vector<std::string> options{"--family", "vv", "--format", "csv"};
     if (dead) options.emplace_back("--dead");
     for (const std::string& id : ids) options.insert(options.end(), {"--block", id});
@@ -254,6 +254,7 @@ TEST_F(KsExprConditions, AnswersMoreTextThanIsKept) {
   constexpr int depth = 600;
   const std::string name(100, 'x');
   std::vector<std::string> blocks;
+  blocks.reserve(depth);
   for (int i = 0; i < depth; ++i) {
     blocks.push_back(blockOf(std::to_string(i), i == 0 ? "null" : '"' + std::to_string(i - 1) + '"',
                              ", \"VV\": \"" + name + std::to_string(i) + '"'));

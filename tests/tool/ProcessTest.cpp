@@ -28,6 +28,8 @@ Outcome shell(const std::string& aCommand) {
   return {WEXITSTATUS(status), contentOf("out"), contentOf("err")};
 }
 
+const std::string sample = KSEXPR_SAMPLE;
+
 // A command line for every command.
 const std::vector<std::string> commands = {"--help",
                                            "--version",
@@ -41,9 +43,9 @@ const std::vector<std::string> commands = {"--help",
                                            "symbols a",
                                            "dump a",
                                            "dot a",
-                                           "conditions " KSEXPR_SAMPLE,
-                                           "conditions --format json " KSEXPR_SAMPLE,
-                                           "conditions --format csv " KSEXPR_SAMPLE};
+                                           "conditions " + sample,
+                                           "conditions --format json " + sample,
+                                           "conditions --format csv " + sample};
 
 TEST_F(KsExprProcess, TellsThatOutputIsFullOrClosed) {
   for (const std::string& command : commands) {
@@ -137,7 +139,7 @@ TEST_F(KsExprProcess, TellsThatMemoryHasRunOut) {
       {"$ksexpr bogus", 2, 20},
       {"$ksexpr simplify <long", 1, 20},
       {"$ksexpr dot 'a + b'", 0, 20},
-      {"$ksexpr conditions --format table " KSEXPR_SAMPLE, 0, 20},
+      {"$ksexpr conditions --format table " + sample, 0, 20},
       {"$ksexpr conditions --format json model.json", 0, 150},
       {"$ksexpr conditions --format csv --form c model.json", 0, 150},
       {"$ksexpr conditions broken.json", 1, 50},
