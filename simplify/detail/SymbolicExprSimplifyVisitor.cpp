@@ -82,11 +82,8 @@ SymbolicExprId SymbolicExprSimplifyVisitor::rewrite(SymbolicExprId aId,
   } else {
     node.result = rebuild(node);
   }
-  if (node.result == aId) {
-    context.finals.addUnchanged(aId);
-  } else {
-    results.emplace(aId, node.result);
-  }
+  if (node.result == aId) context.finals.addUnchanged(aId);
+  if (!isFinal(aId)) results.emplace(aId, node.result);
   return node.result;
 }
 
