@@ -1,11 +1,13 @@
 #include "print/StringifySymbolicExpr.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <stdexcept>
 
 #include "host/KSHost.hpp"
 #include "print/detail/Operators.hpp"
+#include "print/detail/TextLength.hpp"
 
 namespace KS {
 
@@ -25,6 +27,9 @@ StringifySymbolicExpr::StringifySymbolicExpr(const SymbolicExprPrinter::Predicat
     : predicate(&aPredicate), mSyntax(aMSyntax), spaceLogicalOps(aSpaceLogicalOps) {}
 StringifySymbolicExpr::~StringifySymbolicExpr() = default;
 bool StringifySymbolicExpr::visitInputsFirst() const { return true; }
+void StringifySymbolicExpr::setMaxTextLength(std::size_t aMaxLength) {
+  maxLength = std::min<std::size_t>(aMaxLength, noPiece);
+}
 
 // ---------------------------------------------------------------------------------------------
 // Visits
@@ -151,8 +156,12 @@ void StringifySymbolicExpr::pushName(const SymbolicString& aNode) {
   if (predicate == &SymbolicExprPrinter::Predicate::instance()) {
     pushLeaf(aNode.getText());
   } else {
-    pushLeaf((*predicate)(aNode));
+    pushLeaf(askName(aNode));
   }
+}
+
+std::string StringifySymbolicExpr::askName(const SymbolicString& aNode) const {
+  return (*predicate)(aNode);
 }
 
 unsigned StringifySymbolicExpr::precedenceAt(std::size_t aDepth) const {
@@ -200,9 +209,7 @@ void StringifySymbolicExpr::requireFragments(std::size_t aCount) const {
 // Runs and pieces
 
 void StringifySymbolicExpr::checkLength(std::size_t aMore) const {
-  if (pool.size() + aMore > SymbolicExprPrinter::maxTextLength) {
-    throw std::length_error("KS::StringifySymbolicExpr: the text is longer than 256 MiB");
-  }
+  if (pool.size() + aMore > maxLength) detail::failLength("KS::StringifySymbolicExpr", maxLength);
 }
 
 std::uint32_t StringifySymbolicExpr::write(std::string_view aText) {

@@ -22,8 +22,10 @@ namespace KS {
 ///     table.get(id)->accept(table, renderer);
 ///     std::string text = renderer.get();
 ///
-/// A visit without its inputs' fragments throws `std::logic_error`; a text beyond
-/// `SymbolicExprPrinter::maxTextLength` throws `std::length_error`.
+/// A visit without its inputs' fragments throws `std::logic_error`. Text beyond the limit, all
+/// fragments counted, throws `std::length_error`, which names the limit; unlike the printer, a
+/// renderer sees nothing of an expression before it is visited, and fails when the limit is
+/// reached.
 class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
  public:
   /// `aMSyntax` selects the M spellings, `aSpaceLogicalOps` sets off "&&" and "||" by blanks.
@@ -33,6 +35,9 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   bool visitInputsFirst() const override;
 #define KS_KIND(code, Op, Class) void visit(const Class& aExpr) override;
 #include "base/SymbolicExprKinds.def"
+
+  /// Sets the limit, in bytes: `SymbolicExprPrinter::maxTextLength` until then, below 4 GiB always.
+  void setMaxTextLength(std::size_t aMaxLength);
 
   /// Replaces the two fragments on top by "left op right", a fragment of `aPrecedence`. An operand
   /// is wrapped in parentheses if it binds more loosely, or equally on the side that `aRightToLeft`
@@ -55,6 +60,8 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   /// Pushes a text that is never wrapped.
   void pushLeaf(std::string_view aText);
   /// The predicate's text for the node.
+  std::string askName(const SymbolicString& aNode) const;
+  /// Pushes the predicate's text for the node.
   void pushName(const SymbolicString& aNode);
   /// Whether the M spellings are selected.
   bool isMSyntax() const { return mSyntax; }
@@ -97,6 +104,7 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   const SymbolicExprPrinter::Predicate* predicate;
   bool mSyntax;
   bool spaceLogicalOps;
+  std::size_t maxLength = SymbolicExprPrinter::maxTextLength;
   std::string pool;
   std::vector<Piece> pieces;
 };

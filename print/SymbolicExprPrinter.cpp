@@ -1,5 +1,7 @@
 #include "print/SymbolicExprPrinter.hpp"
 
+#include <algorithm>
+
 #include "print/detail/TextWriter.hpp"
 
 namespace KS {
@@ -28,11 +30,15 @@ SymbolicExprPrinter::SymbolicExprPrinter(const SymbolicExprTable& aTable, bool a
 
 std::string SymbolicExprPrinter::operator()(SymbolicExprId aId) const {
   return detail::writeText(table, *table.get(aId), *predicate,
-                           {mSyntax, spaceLogicalOps, preprocessor});
+                           {mSyntax, spaceLogicalOps, preprocessor}, maxLength);
 }
 
 std::string SymbolicExprPrinter::operator()(const SymbolicExpr& aNode) const {
-  return detail::writeText(table, aNode, *predicate, {mSyntax, spaceLogicalOps, false});
+  return detail::writeText(table, aNode, *predicate, {mSyntax, spaceLogicalOps, false}, maxLength);
+}
+
+void SymbolicExprPrinter::setMaxTextLength(std::size_t aMaxLength) {
+  maxLength = std::min(aMaxLength, std::string().max_size());
 }
 
 }  // namespace KS
