@@ -12,6 +12,7 @@
 #include "print/StringifySymbolicExpr.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "print/detail/TextLength.hpp"
+#include "tests/support/HeapPeak.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace KS {
@@ -407,6 +408,14 @@ TEST_F(PrintTest, TextsThatDoubleWithEveryLevelEnd) {
   PreprocessorVCExpr renderer(SymbolicExprPrinter::Predicate::instance(), false, false);
   renderer.setMaxTextLength(std::size_t{2} << 20);
   EXPECT_THROW(table.get(id)->accept(table, renderer), std::length_error);
+}
+
+TEST_F(PrintTest, TextsBeyondTheLimitAreNotWrittenFirst) {
+  SymbolicExprId id = symbol(std::string(1000, 'n'));
+  for (int i = 0; i < 18; ++i) id = intern<SymbolicPlusExpr>(table, id, id);
+  const test::HeapPeak peak;
+  EXPECT_THROW(print(id), std::length_error);
+  EXPECT_LT(peak.bytes(), std::size_t{4} << 20) << "of 256 MB of text";
 }
 
 TEST_F(PrintTest, LongNamesEndThereToo) {
