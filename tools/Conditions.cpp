@@ -152,7 +152,7 @@ class Asking {
     if (error && !text.empty()) {
       errors << ", column " << placeOf(text, error->offset).column << ": expected "
              << error->expected << '\n'
-             << excerpt(text, error->offset);
+             << excerpt(text, error->offset) << noteLine(error->note);
     } else {
       errors << ": " << aMessage << '\n';
     }

@@ -106,4 +106,8 @@ std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::
          std::to_string(place.column) + ": " + aMessage + '\n' + excerpt(aText, aOffset);
 }
 
+std::string noteLine(const std::string& aNote) {
+  return aNote.empty() ? std::string() : "note: " + aNote + '\n';
+}
+
 }  // namespace ksexpr

@@ -26,6 +26,9 @@ std::string excerpt(std::string_view aText, std::size_t aOffset);
 std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::string_view aText,
                        std::size_t aOffset, const std::string& aMessage);
 
+/// The line of a note that follows a message, or nothing for no note.
+std::string noteLine(const std::string& aNote);
+
 /// The text as one line for a terminal or a table: tabs are blanks, what can't be shown is a
 /// question mark.
 std::string printable(std::string_view aText);
