@@ -201,6 +201,7 @@ TEST(Parser, ExplainsWhatItRefuses) {
       {"f(nan((1) x)", 10, inCall},
       {"[x, nan(]) y", 11, inList},
       {"(nan(() + 1", 11, inBrackets},
+      {"nan(x", 5, inCall},
       // A name without its member.
       {"s.", 2, member},
       {"s . ", 4, member},
@@ -233,6 +234,7 @@ TEST(Parser, ExplainsWhatItRefuses) {
       {"f(in.fo.x)", 7, inCall},
       {"1e", 1, atEnd},
       {"1e+", 1, atEnd},
+      {"a*2147483648e", 2, integer},
       {"(a", 2, inBrackets},
       {"(a b)", 3, inBrackets},
       {"((a)", 4, inBrackets},

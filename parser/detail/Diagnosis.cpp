@@ -71,9 +71,15 @@ std::string afterOperand(std::string_view aBefore) {
   std::vector<const char*> expected{"an operator or the end of the expression"};
   char last = ' ';
   for (std::size_t i = 0; i < aBefore.size(); ++i) {
-    if (aBefore[i] == '(' && endsInNaN(aBefore.substr(0, i))) i = aBefore.find(')', i) + 1;
-    if (i == aBefore.size()) break;
     const char c = aBefore[i];
+    if (c == '(' && endsInNaN(aBefore.substr(0, i))) {
+      const std::size_t close = aBefore.find(')', i);
+      if (close != aBefore.npos) {
+        i = close;
+        last = ')';
+        continue;
+      }
+    }
     if (c == '[') expected.push_back("an operator, ',' or ']'");
     if (c == '(') {
       expected.push_back(isNamePart(last) ? "an operator, ',' or ')'" : "an operator or ')'");
