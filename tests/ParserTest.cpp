@@ -221,6 +221,7 @@ TEST(Parser, ExplainsWhatItRefuses) {
       {"infinite", 3, atEnd, "inf"},
       {"InfinityX", 8, atEnd, "Infinity"},
       {"a + -nano", 8, atEnd, "nan"},
+      {"+inf_", 4, atEnd, "inf"},
       {"f(x, !Nan_1)", 9, inCall, "Nan"},
       {"[inf2]", 4, inList, "inf"},
       {"inf(x)", 3, atEnd, "inf"},

@@ -180,6 +180,8 @@ TEST_F(PrintTest, NodesThatAConstructorAllowsButDoesNotIntern) {
       StringifySymbolicExpr renderer(SymbolicExprPrinter::Predicate::instance(), false, false);
       row.node.accept(table, renderer);
       EXPECT_EQ(renderer.get(), row.text);
+      EXPECT_EQ(detail::textLength({table, row.node, {false, false, false}, false}, 99),
+                std::string(row.text).size());
     }
   }
   qc::diag::setTerminate(true);
@@ -395,9 +397,11 @@ TEST_F(PrintTest, TextsThatDoubleWithEveryLevelEnd) {
   SymbolicExprId id = symbol("x");
   for (int i = 0; i < 60; ++i) {
     id = intern<SymbolicPlusExpr>(table, id, id);
-    if (i != 19) continue;
+    if (i != 20) continue;
+    const test::HeapPeak peak;
     const std::string text = print(id);
-    EXPECT_EQ(text.size(), (std::size_t{3} << 20) - 3);
+    EXPECT_EQ(text.size(), (std::size_t{6} << 20) - 3);
+    EXPECT_LT(peak.bytes(), text.size() + (std::size_t{2} << 20));
     EXPECT_TRUE(text == render<StringifySymbolicExpr>(id, false, false));
   }
   EXPECT_EQ(textOrError([&] { return print(id); }), "KS::SymbolicExprPrinter" + error);

@@ -264,6 +264,9 @@ TEST_F(ServiceTest, ConditionsTooLongToBeWrittenAreReportedEveryTime) {
     }
   }
   EXPECT_EQ(thrown([&] { service.getMExprNetCGVCEIdx(c, host); }), whole);
+  service.setMExprLocalCGVCEString(a, text);
+  EXPECT_EQ(thrown([&] { service.getMExprLocalCGVCEIdx(a, host); }), whole);
+  service.setMExprLocalCGVCEString(a, "A > 1");
   EXPECT_EQ(service.getMExprNetCGVCEString(a, host), "A > 1");
   const SymbolicExprId id = service.simplify(text);
   EXPECT_EQ(thrown([&] { service.printMExpr(id); }), whole);

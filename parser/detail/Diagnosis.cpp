@@ -43,8 +43,7 @@ bool isNamePart(char c) {
 // Whether an operand is a name; the match of one includes the white space behind it.
 bool isName(std::string_view aOperand) {
   const auto end = std::find_if_not(aOperand.begin(), aOperand.end(), isNamePart);
-  return !isDigit(aOperand[0]) && end != aOperand.begin() &&
-         std::all_of(end, aOperand.end(), isSpace);
+  return !isDigit(aOperand[0]) && std::all_of(end, aOperand.end(), isSpace);
 }
 
 std::string lowerCase(std::string_view aText) {
@@ -76,7 +75,6 @@ std::string afterOperand(std::string_view aBefore) {
       const std::size_t close = aBefore.find(')', i);
       if (close != aBefore.npos) {
         i = close;
-        last = ')';
         continue;
       }
     }
