@@ -72,16 +72,18 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
             unsigned aPrecedence);
 
  private:
-  // All text stands in one pool. A fragment is a run of it, usually with pieces of earlier text
-  // linked before the run. Short fragments stay in one run, since operators and parentheses are
-  // inserted where they belong; from a certain length on, an insertion would cost more than a
-  // piece, so it becomes one.
+  // A fragment is a run of text in a pool, usually with pieces of earlier text linked before the
+  // run. Short fragments stay in one run, since operators and parentheses are inserted where they
+  // belong; from a certain length on, an insertion would cost more than a piece, so it becomes one.
+  // What is put before a fragment again and again stands in a pool of its own, backwards, so that
+  // it stays one piece.
   static constexpr std::uint32_t noPiece = 0xFFFFFFFF;
   struct Piece {
-    std::uint32_t begin;
+    std::uint32_t begin;  // behind the end for text that stands backwards
     std::uint32_t end;
     std::uint32_t next;
   };
+  static bool isBackwards(const Piece& aPiece) { return aPiece.begin > aPiece.end; }
   struct Fragment {
     std::uint32_t begin;
     std::uint32_t end;
@@ -90,13 +92,15 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
     unsigned precedence;
   };
 
+  void addLength(std::size_t aMore);
   std::uint32_t write(std::string_view aText);
-  void checkLength(std::size_t aMore) const;
   void requireFragments(std::size_t aCount) const;
   bool canInsert(const Fragment& aFragment) const;
   void link(Fragment& aFragment, std::uint32_t aBegin, std::uint32_t aEnd);
+  bool canExtendStart(const Fragment& aFragment) const;
   void prepend(Fragment& aFragment, std::string_view aText);
   void append(Fragment& aFragment, std::string_view aText);
+  void writeBefore(Fragment& aFragment, std::string_view aText);
   void concat(Fragment& aLeft, const Fragment& aRight);
   void joinArguments(std::size_t aCount);
 
@@ -105,7 +109,9 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   bool mSyntax;
   bool spaceLogicalOps;
   std::size_t maxLength = SymbolicExprPrinter::maxTextLength;
+  std::size_t length = 0;  // of all fragments
   std::string pool;
+  std::string backwards;
   std::vector<Piece> pieces;
 };
 
