@@ -11,7 +11,8 @@ std::string SymbolicExprPrinter::Predicate::operator()(const SymbolicString& aNo
 }
 SymbolicExprPrinter::Predicate::~Predicate() = default;
 SymbolicExprPrinter::Predicate& SymbolicExprPrinter::Predicate::instance() {
-  static Predicate unchanged;
+  // Never destroyed: hosts print in destructors of their own statics, too.
+  static Predicate& unchanged = *new Predicate;
   return unchanged;
 }
 

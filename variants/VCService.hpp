@@ -32,9 +32,9 @@ namespace KS {
 /// - `std::invalid_argument` where it has to ask a customizer and the customizer is null,
 /// - `std::runtime_error` for a block that stands among its own ancestors, or where a customizer
 ///   queries the service from within its answers more than `maxCustomizerDepth` times over,
-/// - `std::length_error` where a condition that it writes is longer than
-///   `SymbolicExprPrinter::maxTextLength`. Written is what a query answers as text, and the local
-///   CG condition of every block that a query of this family asks about,
+/// - `std::length_error` where it writes a condition longer than
+///   `SymbolicExprPrinter::maxTextLength`: what it answers as text, and every local CG condition
+///   that it asks the customizer for,
 /// - whatever the customizer throws.
 /// What was being computed then stays uncomputed, so a later query tries again. A customizer may
 /// itself query the service.
