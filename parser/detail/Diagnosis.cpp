@@ -73,7 +73,7 @@ std::string afterOperand(std::string_view aBefore) {
     const char c = aBefore[i];
     if (c == '(' && endsInNaN(aBefore.substr(0, i))) {
       const std::size_t close = aBefore.find(')', i);
-      if (close != aBefore.npos) {
+      if (close != std::string_view::npos) {
         i = close;
         continue;
       }
