@@ -17,7 +17,8 @@ namespace KS {
 /// registered for it (`SymbolicExprTable::registerValueId`); `true` and `false` are the booleans
 /// unless something is registered for them. Borrows the table and keeps nothing else, so several
 /// threads may evaluate over one table that nobody extends. Costs time and memory in distinct
-/// nodes, those of the symbols' values included; depth is limited by memory alone.
+/// nodes, those of the symbols' values included, and memory in the vectors that are needed at the
+/// same time; depth is limited by memory alone.
 ///
 ///     table.registerValueId("N", SymbolicIntValue(table, 4).getId(table));
 ///     SymbolicExprEval(table).eval(parse("[N + 1, 2]"));  // {5.0, 2.0}

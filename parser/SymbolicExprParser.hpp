@@ -17,6 +17,9 @@ struct SymbolicExprParseError {
   std::size_t offset;
   /// What was expected there, such as "an operand".
   std::string expected;
+  /// What explains it where that is not obvious, else empty: a name such as `NAND` begins with a
+  /// number.
+  std::string note{};
 };
 
 /// Parses expression text into a table. One grammar serves both dialects; they differ in prefix

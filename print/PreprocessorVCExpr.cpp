@@ -7,13 +7,10 @@ namespace KS {
 PreprocessorVCExpr::~PreprocessorVCExpr() = default;
 
 void PreprocessorVCExpr::visit(const SymbolicString& aExpr) {
-  if (!isMSyntax() && aExpr.getText() == "false") {
-    pushLeaf("0");
-  } else if (!isMSyntax() && aExpr.getText() == "true") {
-    pushLeaf("1");
-  } else {
-    pushName(aExpr);
-  }
+  const std::string& name = aExpr.getText();
+  if (isMSyntax() || (name != "false" && name != "true")) return pushName(aExpr);
+  askName(aExpr);
+  pushLeaf(name == "true" ? "1" : "0");
 }
 
 void PreprocessorVCExpr::visit(const SymbolicMemberValue& aExpr) {

@@ -15,7 +15,8 @@ class KS_API PreprocessorVCExpr : public StringifySymbolicExpr {
   ~PreprocessorVCExpr() override;
 
   using StringifySymbolicExpr::visit;
-  /// The boolean symbols are known by the node's own name, whatever the predicate makes of it.
+  /// The boolean symbols are known by the node's own name, whatever the predicate makes of it: it
+  /// is asked for every name, and what it says of these two is dropped.
   void visit(const SymbolicString& aExpr) override;
   void visit(const SymbolicMemberValue& aExpr) override;
   void appendBinaryOp(const char* aOp, unsigned aPrecedence, unsigned aRightToLeft) override;

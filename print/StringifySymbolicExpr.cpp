@@ -1,11 +1,14 @@
 #include "print/StringifySymbolicExpr.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <iterator>
 #include <stdexcept>
 
 #include "host/KSHost.hpp"
 #include "print/detail/Operators.hpp"
+#include "print/detail/TextLength.hpp"
 
 namespace KS {
 
@@ -16,6 +19,9 @@ namespace {
 // The longest run that is moved to make room for an insertion.
 constexpr std::uint32_t maxMove = 256;
 
+// The longest left operand that is copied to the start of the right one.
+constexpr std::uint32_t maxCopy = 32;
+
 bool isLogical(std::string_view aOp) { return aOp == "&&" || aOp == "||"; }
 
 }  // namespace
@@ -25,6 +31,9 @@ StringifySymbolicExpr::StringifySymbolicExpr(const SymbolicExprPrinter::Predicat
     : predicate(&aPredicate), mSyntax(aMSyntax), spaceLogicalOps(aSpaceLogicalOps) {}
 StringifySymbolicExpr::~StringifySymbolicExpr() = default;
 bool StringifySymbolicExpr::visitInputsFirst() const { return true; }
+void StringifySymbolicExpr::setMaxTextLength(std::size_t aMaxLength) {
+  maxLength = std::min<std::size_t>(aMaxLength, noPiece);
+}
 
 // ---------------------------------------------------------------------------------------------
 // Visits
@@ -128,15 +137,23 @@ std::string StringifySymbolicExpr::get() {
   if (all.first == noPiece) {
     text = std::move(pool);
   } else {
-    text.reserve(pool.size());
+    text.reserve(length);
     for (std::uint32_t i = all.first; i != noPiece; i = pieces[i].next) {
-      text.append(pool, pieces[i].begin, pieces[i].end - pieces[i].begin);
+      const Piece& piece = pieces[i];
+      if (isBackwards(piece)) {
+        text.append(std::make_reverse_iterator(backwards.begin() + piece.begin),
+                    std::make_reverse_iterator(backwards.begin() + piece.end));
+      } else {
+        text.append(pool, piece.begin, piece.end - piece.begin);
+      }
     }
     text.append(pool, all.begin, all.end - all.begin);
   }
   stack.clear();
   pieces.clear();
   pool.clear();
+  backwards.clear();
+  length = 0;
   return text;
 }
 
@@ -151,8 +168,12 @@ void StringifySymbolicExpr::pushName(const SymbolicString& aNode) {
   if (predicate == &SymbolicExprPrinter::Predicate::instance()) {
     pushLeaf(aNode.getText());
   } else {
-    pushLeaf((*predicate)(aNode));
+    pushLeaf(askName(aNode));
   }
+}
+
+std::string StringifySymbolicExpr::askName(const SymbolicString& aNode) const {
+  return (*predicate)(aNode);
 }
 
 unsigned StringifySymbolicExpr::precedenceAt(std::size_t aDepth) const {
@@ -175,7 +196,11 @@ void StringifySymbolicExpr::join(std::string_view aOp, bool aBlanks, bool aWrapL
     append(right, ")");
   }
   prepend(right, between);
-  concat(left, right);
+  if (right.first == noPiece && left.end == right.begin) {
+    left.end = right.end;
+  } else {
+    concat(left, right);
+  }
   if (aWrapLeft) prepend(left, "(");
   left.precedence = aPrecedence;
   stack.pop_back();
@@ -199,14 +224,13 @@ void StringifySymbolicExpr::requireFragments(std::size_t aCount) const {
 // ---------------------------------------------------------------------------------------------
 // Runs and pieces
 
-void StringifySymbolicExpr::checkLength(std::size_t aMore) const {
-  if (pool.size() + aMore > SymbolicExprPrinter::maxTextLength) {
-    throw std::length_error("KS::StringifySymbolicExpr: the text is longer than 256 MiB");
-  }
+void StringifySymbolicExpr::addLength(std::size_t aMore) {
+  if (length + aMore > maxLength) detail::failLength("KS::StringifySymbolicExpr", maxLength);
+  length += aMore;
 }
 
 std::uint32_t StringifySymbolicExpr::write(std::string_view aText) {
-  checkLength(aText.size());
+  addLength(aText.size());
   const auto begin = static_cast<std::uint32_t>(pool.size());
   pool.append(aText);
   return begin;
@@ -229,18 +253,32 @@ void StringifySymbolicExpr::link(Fragment& aFragment, std::uint32_t aBegin, std:
   aFragment.last = added;
 }
 
+// Whether the fragment begins with the text that was written backwards last.
+bool StringifySymbolicExpr::canExtendStart(const Fragment& aFragment) const {
+  return aFragment.first != noPiece && isBackwards(pieces[aFragment.first]) &&
+         pieces[aFragment.first].begin == backwards.size();
+}
+
 void StringifySymbolicExpr::prepend(Fragment& aFragment, std::string_view aText) {
+  addLength(aText.size());
   if (canInsert(aFragment)) {
-    checkLength(aText.size());
     pool.insert(aFragment.begin, aText);
     aFragment.end += static_cast<std::uint32_t>(aText.size());
-    return;
+  } else if (!aText.empty()) {
+    writeBefore(aFragment, aText);
   }
-  const std::uint32_t begin = write(aText);
-  const auto added = static_cast<std::uint32_t>(pieces.size());
-  pieces.push_back({begin, static_cast<std::uint32_t>(pool.size()), aFragment.first});
-  if (aFragment.first == noPiece) aFragment.last = added;
-  aFragment.first = added;
+}
+
+void StringifySymbolicExpr::writeBefore(Fragment& aFragment, std::string_view aText) {
+  if (!canExtendStart(aFragment)) {
+    const auto added = static_cast<std::uint32_t>(pieces.size());
+    const auto end = static_cast<std::uint32_t>(backwards.size());
+    pieces.push_back({end, end, aFragment.first});
+    if (aFragment.first == noPiece) aFragment.last = added;
+    aFragment.first = added;
+  }
+  backwards.append(aText.rbegin(), aText.rend());
+  pieces[aFragment.first].begin = static_cast<std::uint32_t>(backwards.size());
 }
 
 void StringifySymbolicExpr::append(Fragment& aFragment, std::string_view aText) {
@@ -253,16 +291,22 @@ void StringifySymbolicExpr::append(Fragment& aFragment, std::string_view aText) 
   aFragment.end = static_cast<std::uint32_t>(pool.size());
 }
 
-// Appends the right fragment, which stands after the left one in the pool, to the left one.
+// Appends the right fragment to the left one, which does not end where the right one's run begins.
 void StringifySymbolicExpr::concat(Fragment& aLeft, const Fragment& aRight) {
-  if (aRight.first != noPiece || aLeft.end != aRight.begin) {
-    link(aLeft, aLeft.begin, aLeft.end);
-    aLeft.begin = aRight.begin;
-    if (aRight.first != noPiece) {
-      pieces[aLeft.last].next = aRight.first;
-      aLeft.last = aRight.last;
-    }
+  const std::uint32_t leftSize = aLeft.end - aLeft.begin;
+  if (aLeft.first == noPiece && leftSize <= maxCopy && canExtendStart(aRight)) {
+    // What the left one leaves in the pool is forgotten.
+    const std::uint32_t begin = aLeft.begin;
+    aLeft = aRight;
+    writeBefore(aLeft, std::string_view(pool).substr(begin, leftSize));
+    return;
   }
+  link(aLeft, aLeft.begin, aLeft.end);
+  if (aRight.first != noPiece) {
+    pieces[aLeft.last].next = aRight.first;
+    aLeft.last = aRight.last;
+  }
+  aLeft.begin = aRight.begin;
   aLeft.end = aRight.end;
 }
 

@@ -22,8 +22,10 @@ namespace KS {
 ///     table.get(id)->accept(table, renderer);
 ///     std::string text = renderer.get();
 ///
-/// A visit without its inputs' fragments throws `std::logic_error`; a text beyond
-/// `SymbolicExprPrinter::maxTextLength` throws `std::length_error`.
+/// A visit without its inputs' fragments throws `std::logic_error`. Text beyond the limit, all
+/// fragments counted, throws `std::length_error`, which names the limit; unlike the printer, a
+/// renderer sees nothing of an expression before it is visited, and fails when the limit is
+/// reached.
 class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
  public:
   /// `aMSyntax` selects the M spellings, `aSpaceLogicalOps` sets off "&&" and "||" by blanks.
@@ -33,6 +35,9 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   bool visitInputsFirst() const override;
 #define KS_KIND(code, Op, Class) void visit(const Class& aExpr) override;
 #include "base/SymbolicExprKinds.def"
+
+  /// Sets the limit, in bytes: `SymbolicExprPrinter::maxTextLength` until then, below 4 GiB always.
+  void setMaxTextLength(std::size_t aMaxLength);
 
   /// Replaces the two fragments on top by "left op right", a fragment of `aPrecedence`. An operand
   /// is wrapped in parentheses if it binds more loosely, or equally on the side that `aRightToLeft`
@@ -55,6 +60,8 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   /// Pushes a text that is never wrapped.
   void pushLeaf(std::string_view aText);
   /// The predicate's text for the node.
+  std::string askName(const SymbolicString& aNode) const;
+  /// Pushes the predicate's text for the node.
   void pushName(const SymbolicString& aNode);
   /// Whether the M spellings are selected.
   bool isMSyntax() const { return mSyntax; }
@@ -65,16 +72,18 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
             unsigned aPrecedence);
 
  private:
-  // All text stands in one pool. A fragment is a run of it, usually with pieces of earlier text
-  // linked before the run. Short fragments stay in one run, since operators and parentheses are
-  // inserted where they belong; from a certain length on, an insertion would cost more than a
-  // piece, so it becomes one.
+  // A fragment is a run of text in a pool, usually with pieces of earlier text linked before the
+  // run. Short fragments stay in one run, since operators and parentheses are inserted where they
+  // belong; from a certain length on, an insertion would cost more than a piece, so it becomes one.
+  // What is put before a fragment again and again stands in a pool of its own, backwards, so that
+  // it stays one piece.
   static constexpr std::uint32_t noPiece = 0xFFFFFFFF;
   struct Piece {
-    std::uint32_t begin;
+    std::uint32_t begin;  // behind the end for text that stands backwards
     std::uint32_t end;
     std::uint32_t next;
   };
+  static bool isBackwards(const Piece& aPiece) { return aPiece.begin > aPiece.end; }
   struct Fragment {
     std::uint32_t begin;
     std::uint32_t end;
@@ -83,13 +92,15 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
     unsigned precedence;
   };
 
+  void addLength(std::size_t aMore);
   std::uint32_t write(std::string_view aText);
-  void checkLength(std::size_t aMore) const;
   void requireFragments(std::size_t aCount) const;
   bool canInsert(const Fragment& aFragment) const;
   void link(Fragment& aFragment, std::uint32_t aBegin, std::uint32_t aEnd);
+  bool canExtendStart(const Fragment& aFragment) const;
   void prepend(Fragment& aFragment, std::string_view aText);
   void append(Fragment& aFragment, std::string_view aText);
+  void writeBefore(Fragment& aFragment, std::string_view aText);
   void concat(Fragment& aLeft, const Fragment& aRight);
   void joinArguments(std::size_t aCount);
 
@@ -97,7 +108,10 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   const SymbolicExprPrinter::Predicate* predicate;
   bool mSyntax;
   bool spaceLogicalOps;
+  std::size_t maxLength = SymbolicExprPrinter::maxTextLength;
+  std::size_t length = 0;  // of all fragments
   std::string pool;
+  std::string backwards;
   std::vector<Piece> pieces;
 };
 

@@ -1,5 +1,7 @@
 #include "print/SymbolicExprPrinter.hpp"
 
+#include <algorithm>
+
 #include "print/detail/TextWriter.hpp"
 
 namespace KS {
@@ -9,7 +11,8 @@ std::string SymbolicExprPrinter::Predicate::operator()(const SymbolicString& aNo
 }
 SymbolicExprPrinter::Predicate::~Predicate() = default;
 SymbolicExprPrinter::Predicate& SymbolicExprPrinter::Predicate::instance() {
-  static Predicate unchanged;
+  // Never destroyed: hosts print in destructors of their own statics, too.
+  static Predicate& unchanged = *new Predicate;
   return unchanged;
 }
 
@@ -28,11 +31,15 @@ SymbolicExprPrinter::SymbolicExprPrinter(const SymbolicExprTable& aTable, bool a
 
 std::string SymbolicExprPrinter::operator()(SymbolicExprId aId) const {
   return detail::writeText(table, *table.get(aId), *predicate,
-                           {mSyntax, spaceLogicalOps, preprocessor});
+                           {mSyntax, spaceLogicalOps, preprocessor}, maxLength);
 }
 
 std::string SymbolicExprPrinter::operator()(const SymbolicExpr& aNode) const {
-  return detail::writeText(table, aNode, *predicate, {mSyntax, spaceLogicalOps, false});
+  return detail::writeText(table, aNode, *predicate, {mSyntax, spaceLogicalOps, false}, maxLength);
+}
+
+void SymbolicExprPrinter::setMaxTextLength(std::size_t aMaxLength) {
+  maxLength = std::min(aMaxLength, std::string().max_size());
 }
 
 }  // namespace KS

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -13,6 +14,7 @@
 #include "base/detail/Intern.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
+#include "tests/support/HeapPeak.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace {
@@ -94,6 +96,10 @@ const Row numberRows[] = {
     {"1 + 2 * 3 - -4", "11"},
     {"-7 % 3", "-1"},
     {"2147483647 + 1", "-2147483648"},
+    {"6 / -1", "-6"},
+    {"-2147483648 / -1", "-2147483648"},
+    {"-2147483648 % -1", "0"},
+    {"[6, -2147483648] / -1", "-6 -2147483648"},
     {"1 == 1", "1"},
     {"1 && 0", "0"},
     {"2 > 1.5", "1"},
@@ -240,6 +246,84 @@ TEST(Eval, CostIsInDistinctNodesAndDepthIsFree) {
       EXPECT_EQ(Eval::eval(visitor.get()), eval.eval(id));
     }
   });
+}
+
+// Operators over a few vectors and over each other, anywhere in the graph, against the values of
+// all nodes kept.
+TEST(Eval, VectorsAreKeptAsLongAsTheyAreNeeded) {
+  constexpr std::size_t length = 1000;
+  constexpr std::size_t nodes = 400;  // 16 kB each
+  for (unsigned seed = 1; seed <= 20; ++seed) {
+    std::mt19937 random(seed);
+    const auto pick = [&](std::size_t aCount) { return random() % aCount; };
+    SymbolicExprTable table;
+    std::vector<SymbolicExprId> ids;
+    std::vector<Eval::Value> values;
+    const auto add = [&](SymbolicExprId aId, Eval::Value aValue) {
+      ids.push_back(aId);
+      values.push_back(std::move(aValue));
+    };
+    for (int i = 0; i < 4; ++i) {
+      std::vector<SymbolicExprId> elements;
+      std::vector<Eval::Scalar> scalars;
+      for (std::size_t k = 0; k < length; ++k) {
+        scalars.emplace_back(static_cast<int>(pick(100)));
+        elements.push_back(intern<SymbolicIntValue>(table, scalars.back().getInt()));
+      }
+      add(intern<SymbolicNDExpr>(table, elements), scalars);
+    }
+    add(intern<SymbolicIntValue>(table, 3), 3);
+    while (ids.size() < nodes) {
+      // Old nodes are used again and again, and most new ones by the next.
+      const std::size_t a = pick(3) == 0 ? pick(ids.size()) : ids.size() - 1;
+      const std::size_t b = pick(2) == 0 ? pick(ids.size()) : ids.size() - 1 - pick(4);
+      switch (pick(4)) {
+        case 0:
+          add(intern<SymbolicPlusExpr>(table, ids[a], ids[b]), Eval::plus(values[a], values[b]));
+          break;
+        case 1:
+          add(intern<SymbolicMinusExpr>(table, ids[b], ids[a]), Eval::minus(values[b], values[a]));
+          break;
+        case 2: add(intern<SymbolicUnaryMinusExpr>(table, ids[a]), Eval::uminus(values[a])); break;
+        default: {
+          const std::string name = "s" + std::to_string(ids.size());
+          table.registerValueId(name, ids[a]);
+          add(intern<SymbolicString>(table, name), values[a]);
+        }
+      }
+    }
+    EXPECT_EQ(SymbolicExprEval(table).eval(ids.back()), Eval::eval(values.back())) << seed;
+    EXPECT_EQ(SymbolicExprEval(table).eval(ids[nodes / 2]), Eval::eval(values[nodes / 2])) << seed;
+  }
+}
+
+TEST(Eval, MemoryIsInTheVectorsThatAreNeededAtTheSameTime) {
+  std::string list = "[1";
+  while (list.size() < 8192) list += ",1";
+  list += "]";
+  SymbolicExprTable table;
+  table.registerValueId("x", intern<SymbolicIntValue>(table, 1));
+  table.registerValueId("y", SymbolicExprParser(table, true)(list + "*2"));
+  SymbolicExprId negated = SymbolicExprParser(table, true)(list);
+  std::string left = list, middle = list;
+  for (int i = 0; i < 3000; ++i) {
+    left += "+x";
+    middle += i % 2 == 0 ? "-y" : "+y";
+    negated = intern<SymbolicUnaryMinusExpr>(table, negated);
+  }
+  for (const SymbolicExprId id :
+       {SymbolicExprParser(table, true)(left), SymbolicExprParser(table, true)(middle), negated}) {
+    const test::HeapPeak peak;
+    EXPECT_EQ(SymbolicExprEval(table).eval(id).size(), 4096U);
+    EXPECT_LT(peak.bytes(), std::size_t{4} << 20) << "of 200 MB in all results";
+  }
+  // What is needed last, to find out that it is no element.
+  try {
+    SymbolicExprEval(table).eval(SymbolicExprParser(table, true)("y-" + left + "+[1,y]"));
+    ADD_FAILURE() << "a list inside a list has a value";
+  } catch (const SymbolicExprEvalError& error) {
+    EXPECT_THAT(error.what(), testing::HasSubstr("element 2 of the outer one is a list"));
+  }
 }
 
 TEST(Eval, LongCyclesEnd) {

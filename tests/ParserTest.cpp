@@ -129,7 +129,14 @@ struct Rejected {
   std::string text;
   std::size_t offset;
   const char* expected;
+  const char* number = "";  // of the note
 };
+
+std::string noteAbout(const std::string& aNumber) {
+  return "'" + aNumber +
+         "' is a number, and no symbol's or function's name begins with 'inf' or 'nan' in either "
+         "case";
+}
 
 // Every text is refused by the parser, leaves the table alone, and is explained.
 void checkRejected(const std::vector<Rejected>& aRows) {
@@ -145,6 +152,7 @@ void checkRejected(const std::vector<Rejected>& aRows) {
     ASSERT_TRUE(error) << shown;
     EXPECT_EQ(error->offset, row.offset) << shown;
     EXPECT_EQ(error->expected, row.expected) << shown;
+    EXPECT_EQ(error->note, row.number[0] == '\0' ? "" : noteAbout(row.number)) << shown;
   }
 }
 
@@ -154,6 +162,7 @@ constexpr const char* inBrackets = "an operator or ')'";
 constexpr const char* inCall = "an operator, ',' or ')'";
 constexpr const char* inList = "an operator, ',' or ']'";
 constexpr const char* integer = "an integer of 32 bits";
+constexpr const char* member = "a member's name";
 constexpr const char* real = "a real number within the range of a double";
 
 TEST(Parser, ExplainsWhatItRefuses) {
@@ -187,10 +196,46 @@ TEST(Parser, ExplainsWhatItRefuses) {
       {"a[1]", 1, atEnd},
       {"1a", 1, atEnd},
       {"1.2.3", 3, atEnd},
-      {"info", 3, atEnd},
       {"nan(1) x", 7, atEnd},
+      {"nan(1)x", 6, atEnd},
+      {"f(nan((1) x)", 10, inCall},
+      {"[x, nan(]) y", 11, inList},
+      {"(nan(() + 1", 11, inBrackets},
+      {"nan(x", 5, inCall},
+      // A name without its member.
+      {"s.", 2, member},
+      {"s . ", 4, member},
+      {"s.1", 2, member},
+      {"-s.\t-m", 4, member},
+      {"f(s.)", 4, member},
+      {"f(a, [s.])", 8, member},
+      {"(s.t.", 4, inBrackets},
+      {"f().", 3, atEnd},
+      {"(s).m", 3, atEnd},
+      {"7 .m", 2, atEnd},
+      {".m", 0, operand},
+      // Names that begin like a number.
+      {"info", 3, atEnd, "inf"},
+      {"NAND_ECC", 3, atEnd, "NAN"},
+      {"info == 1", 3, atEnd, "inf"},
+      {"infinite", 3, atEnd, "inf"},
+      {"InfinityX", 8, atEnd, "Infinity"},
+      {"a + -nano", 8, atEnd, "nan"},
+      {"+inf_", 4, atEnd, "inf"},
+      {"f(x, !Nan_1)", 9, inCall, "Nan"},
+      {"[inf2]", 4, inList, "inf"},
+      {"inf(x)", 3, atEnd, "inf"},
+      {"nan.m", 3, atEnd, "nan"},
+      {"(nan (x))", 5, inBrackets, "nan"},
+      {"inf .x", 4, atEnd, "inf"},
+      // No name continues here.
+      {"inf x", 4, atEnd},
+      {"nan 1", 4, atEnd},
+      {"inf)", 3, atEnd},
+      {"f(in.fo.x)", 7, inCall},
       {"1e", 1, atEnd},
       {"1e+", 1, atEnd},
+      {"a*2147483648e", 2, integer},
       {"(a", 2, inBrackets},
       {"(a b)", 3, inBrackets},
       {"((a)", 4, inBrackets},

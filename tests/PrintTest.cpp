@@ -6,10 +6,13 @@
 #include <stdexcept>
 
 #include "base/detail/Intern.hpp"
+#include "host/KSHost.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/PreprocessorVCExpr.hpp"
 #include "print/StringifySymbolicExpr.hpp"
 #include "print/SymbolicExprPrinter.hpp"
+#include "print/detail/TextLength.hpp"
+#include "tests/support/HeapPeak.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace KS {
@@ -84,9 +87,6 @@ TEST_F(PrintTest, WritesTheFewestParentheses) {
       {"[-inf,NaN,.1]", "[-inf,nan,0.1]"},
   };
   for (const Row& row : rows) EXPECT_EQ(print(parse(row.in)), row.out) << row.in;
-  const SymbolicExprId sum = parse("a+b");
-  EXPECT_EQ(print(intern<SymbolicMemberValue>(table, sum, "m")), "(a+b).m");
-  EXPECT_EQ(print(intern<SymbolicMemberValue>(table, parse("f(x)"), "m")), "f(x).m");
 }
 
 TEST_F(PrintTest, LayoutsAndDialects) {
@@ -108,7 +108,12 @@ TEST_F(PrintTest, LayoutsAndDialects) {
       {"a==1||b&c", "a==1||b&c", "a==1 || b&c", "a == 1 || b & c", "a == 1 || b & c"},
       {"a==1||false", "a==1||false", "a==1 || false", "a == 1 || 0", "a == 1 || false"},
       {"!true", "!true", "~true", "!1", "~true"},
+      {"true", "true", "true", "1", "true"},
+      {"false", "false", "false", "0", "false"},
       {"true1&&False", "true1&&False", "true1 && False", "true1 && False", "true1 && False"},
+      // A function's name and an object are symbols like any other, a member's name is none.
+      {"true(false())", "true(false())", "true(false())", "1(0())", "true(false())"},
+      {"true.false", "true.false", "true.false", "1_false", "true.false"},
       {"s.m==-x", "s.m==-x", "s.m==-x", "s_m == -x", "s.m == -x"},
       {"f(a+1,[b,c])", "f(a+1,[b,c])", "f(a+1,[b,c])", "f(a + 1,[b,c])", "f(a + 1,[b,c])"},
   };
@@ -120,24 +125,102 @@ TEST_F(PrintTest, LayoutsAndDialects) {
     EXPECT_EQ(SymbolicExprPrinter(table, true, false, true)(id), row.preprocessorM);
     // A node is always written without the preprocessor form.
     EXPECT_EQ(SymbolicExprPrinter(table, false, false, true)(*table.get(id)), row.c);
+    EXPECT_EQ(render<PreprocessorVCExpr>(id, false, false), row.preprocessorC);
+    EXPECT_EQ(render<PreprocessorVCExpr>(id, true, false), row.preprocessorM);
   }
 }
 
-TEST_F(PrintTest, PredicateNamesSymbolsAndFunctionsButNotMembersAndBooleans) {
+// No text is parsed to these: only names have members there.
+TEST_F(PrintTest, MembersOfCompoundObjects) {
+  const struct {
+    const char *object, *c, *preprocessorC, *preprocessorM;
+  } rows[] = {
+      {"a+b", "(a+b).m", "(a + b)_m", "(a + b).m"},
+      {"a&&b", "(a&&b).m", "(a && b)_m", "(a && b).m"},
+      {"-a", "(-a).m", "(-a)_m", "(-a).m"},
+      {"f(x)", "f(x).m", "f(x)_m", "f(x).m"},
+      {"f()", "f().m", "f()_m", "f().m"},
+      {"s.t", "s.t.m", "s_t_m", "s.t.m"},
+      {"[a,b]", "[a,b].m", "[a,b]_m", "[a,b].m"},
+      {"true", "true.m", "1_m", "true.m"},
+      {"7", "7.m", "7_m", "7.m"},
+  };
+  for (const auto& row : rows) {
+    const SymbolicExprId id = intern<SymbolicMemberValue>(table, parse(row.object), "m");
+    EXPECT_EQ(print(id), row.c);
+    EXPECT_EQ(SymbolicExprPrinter(table, false, false, true)(id), row.preprocessorC);
+    EXPECT_EQ(SymbolicExprPrinter(table, true, false, true)(id), row.preprocessorM);
+    EXPECT_EQ(render<StringifySymbolicExpr>(id, false, false), row.c);
+    EXPECT_EQ(render<PreprocessorVCExpr>(id, false, false), row.preprocessorC);
+    EXPECT_EQ(render<PreprocessorVCExpr>(id, true, false), row.preprocessorM);
+    const SymbolicExprId sum = intern<SymbolicPlusExpr>(table, id, symbol("z"));
+    EXPECT_EQ(print(sum), row.c + std::string("+z"));
+  }
+}
+
+TEST_F(PrintTest, NodesThatAConstructorAllowsButDoesNotIntern) {
+  const SymbolicExprId a = symbol("a"), b = symbol("b"), sum = parse("a+b");
+  using Ids = std::vector<SymbolicExprId>;
+  const SymbolicFcnCallExpr noArgument(table, "f", Ids{}), oneArgument(table, "f", Ids{sum}),
+      twoArguments(table, "f", Ids{a, sum});
+  const SymbolicNDExpr nothing(table, Ids{}), one(table, Ids{sum}), two(table, Ids{a, b}),
+      three(table, Ids{a, b, sum});
+  const struct {
+    const SymbolicExpr& node;
+    const char* text;
+  } rows[] = {{noArgument, "f()"}, {oneArgument, "f(a+b)"}, {twoArguments, "f(a,a+b)"},
+              {nothing, "[]"},     {one, "[a+b]"},          {two, "[a,b]"},
+              {three, "[a,b,a+b]"}};
+  // The printer asks a node for nothing that it does not have, so the switch makes no difference.
+  for (const bool checks : {true, false}) {
+    qc::diag::setTerminate(checks);
+    for (const auto& row : rows) {
+      EXPECT_EQ(SymbolicExprPrinter(table, false, false, false)(row.node), row.text);
+      EXPECT_EQ(SymbolicExprPrinter(table, true, true, true)(row.node), row.text);
+      StringifySymbolicExpr renderer(SymbolicExprPrinter::Predicate::instance(), false, false);
+      row.node.accept(table, renderer);
+      EXPECT_EQ(renderer.get(), row.text);
+      EXPECT_EQ(detail::textLength({table, row.node, {false, false, false}, false}, 99),
+                std::string(row.text).size());
+    }
+  }
+  qc::diag::setTerminate(true);
+}
+
+TEST_F(PrintTest, PredicateIsAskedOnceForEverySymbolThatIsWritten) {
   class Prefix final : public SymbolicExprPrinter::Predicate {
    public:
     std::string operator()(const SymbolicString& aNode) const override {
+      asked += aNode.getText() + ' ';
       return "ns_" + aNode.getText();
     }
+    mutable std::string asked;
   };
   const Prefix prefix;
-  const SymbolicExprId id = parse("f(a)==s.m&&true");
-  EXPECT_EQ(SymbolicExprPrinter(table, prefix, false, false, false)(id),
-            "ns_f(ns_a)==ns_s.m&&ns_true");
-  EXPECT_EQ(SymbolicExprPrinter(table, prefix, false, false, true)(id),
-            "ns_f(ns_a) == ns_s_m && 1");
-  EXPECT_EQ(SymbolicExprPrinter(table, prefix, true, false, true)(id),
-            "ns_f(ns_a) == ns_s.m && ns_true");
+  const SymbolicExprId id = parse("f(a)==s.m&&true||false()!=a");
+  const struct {
+    bool mSyntax, preprocessor;
+    const char* text;
+  } rows[] = {
+      {false, false, "ns_f(ns_a)==ns_s.m&&ns_true||ns_false()!=ns_a"},
+      {true, false, "ns_f(ns_a)==ns_s.m&&ns_true||ns_false()~=ns_a"},
+      // Members have no symbol, and the booleans' names are asked for and then dropped.
+      {false, true, "(ns_f(ns_a) == ns_s_m && 1) || 0() != ns_a"},
+      {true, true, "(ns_f(ns_a) == ns_s.m && ns_true) || ns_false() ~= ns_a"},
+  };
+  for (const auto& row : rows) {
+    prefix.asked.clear();
+    EXPECT_EQ(SymbolicExprPrinter(table, prefix, row.mSyntax, false, row.preprocessor)(id),
+              row.text);
+    EXPECT_EQ(prefix.asked, "f a s true false a ") << row.text;
+    prefix.asked.clear();
+    StringifySymbolicExpr plain(prefix, row.mSyntax, false);
+    PreprocessorVCExpr preprocessor(prefix, row.mSyntax, false);
+    StringifySymbolicExpr& renderer = row.preprocessor ? preprocessor : plain;
+    table.get(id)->accept(table, renderer);
+    EXPECT_EQ(renderer.get(), row.text);
+    EXPECT_EQ(prefix.asked, "f a s true false a ") << row.text;
+  }
 }
 
 // A random expression that its C text spells without ambiguity: a negated literal would read back
@@ -169,6 +252,7 @@ class RandomExpr {
   int upTo(int aLimit) { return static_cast<int>(random() % static_cast<unsigned>(aLimit)); }
   bool isNumber(SymbolicExprId aId) { return table.get(aId)->isNumber(); }
   SymbolicExprId symbol() {
+    if (upTo(8) == 0) return intern<SymbolicString>(table, upTo(2) == 0 ? "true" : "false");
     return intern<SymbolicString>(table, std::string(1 + random() % 9, "abc_Z"[random() % 5]));
   }
   // A member's name is a symbol of its own in a parsed table.
@@ -194,6 +278,30 @@ class RandomExpr {
   std::mt19937 random;
 };
 
+// That the length of a text is known before it is written. A name that a predicate gives counts
+// nothing.
+void checkLengths(const SymbolicExprTable& aTable, SymbolicExprId aId, bool aMSyntax,
+                  bool aSpaces) {
+  using Predicate = SymbolicExprPrinter::Predicate;
+  class Nameless final : public Predicate {
+    std::string operator()(const SymbolicString&) const override { return std::string(); }
+  };
+  const Nameless nameless;
+  for (const bool preprocessor : {false, true}) {
+    for (const bool renames : {false, true}) {
+      const Predicate& predicate =
+          renames ? static_cast<const Predicate&>(nameless) : Predicate::instance();
+      const SymbolicExprPrinter printer(aTable, predicate, aMSyntax, aSpaces, preprocessor);
+      const std::size_t length = printer(aId).size();
+      const detail::TextSource source{
+          aTable, *aTable.get(aId), {aMSyntax, aSpaces, preprocessor}, renames};
+      EXPECT_EQ(detail::textLength(source, 1 << 30), length) << printer(aId);
+      if (length < 2) continue;
+      EXPECT_EQ(detail::textLength(source, length - 2), length - 1);
+    }
+  }
+}
+
 TEST_F(PrintTest, PrinterAndRenderersAgreeAndTheTextReadsBack) {
   RandomExpr random(table, 20240611);
   for (int i = 0; i < 3000; ++i) {
@@ -206,6 +314,7 @@ TEST_F(PrintTest, PrinterAndRenderersAgreeAndTheTextReadsBack) {
                   render<StringifySymbolicExpr>(id, mSyntax, spaces));
         EXPECT_EQ(SymbolicExprPrinter(table, mSyntax, spaces, true)(id),
                   render<PreprocessorVCExpr>(id, mSyntax, spaces));
+        checkLengths(table, id, mSyntax, spaces);
       }
     }
     if (HasFailure()) break;
@@ -241,31 +350,120 @@ TEST_F(PrintTest, LongChainsEitherWayAndDeepNestingNeedNoStack) {
   });
 }
 
+// What is thrown, or the text.
+template <class Render>
+std::string textOrError(const Render& aRender) {
+  try {
+    return aRender();
+  } catch (const std::length_error& error) {
+    return error.what();
+  }
+}
+
+TEST_F(PrintTest, TheLimitHoldsForWholeTexts) {
+  for (const char* text : {"x", "12", "a+b*c", "-(a-(b-c))", "f(a,[b,c])==s.m", "!(a&&b)||0.5>c"}) {
+    const SymbolicExprId id = parse(text);
+    const auto printed = [&](std::size_t aLimit, bool aRenames) {
+      const SymbolicExprPrinter::Predicate renaming;
+      SymbolicExprPrinter printer(table,
+                                  aRenames ? renaming : SymbolicExprPrinter::Predicate::instance(),
+                                  false, false, false);
+      printer.setMaxTextLength(aLimit);
+      EXPECT_EQ(printer.getMaxTextLength(), aLimit);
+      return textOrError([&] { return printer(id); });
+    };
+    const auto rendered = [&](std::size_t aLimit) {
+      StringifySymbolicExpr renderer(SymbolicExprPrinter::Predicate::instance(), false, false);
+      renderer.setMaxTextLength(aLimit);
+      return textOrError([&] {
+        table.get(id)->accept(table, renderer);
+        renderer.get();
+        table.get(id)->accept(table, renderer);  // what was taken counts no more
+        return renderer.get();
+      });
+    };
+    const std::string whole = print(id);
+    const std::string error =
+        ": the text is longer than " + std::to_string(whole.size() - 1) + " bytes";
+    for (const bool renames : {false, true}) {
+      EXPECT_EQ(printed(whole.size(), renames), whole);
+      EXPECT_EQ(printed(whole.size() - 1, renames), "KS::SymbolicExprPrinter" + error);
+    }
+    EXPECT_EQ(rendered(whole.size()), whole);
+    EXPECT_EQ(rendered(whole.size() - 1), "KS::StringifySymbolicExpr" + error);
+  }
+}
+
 TEST_F(PrintTest, TextsThatDoubleWithEveryLevelEnd) {
+  const std::string error = ": the text is longer than 64 MiB";
   SymbolicExprId id = symbol("x");
   for (int i = 0; i < 60; ++i) {
     id = intern<SymbolicPlusExpr>(table, id, id);
-    if (i != 19) continue;
-    EXPECT_EQ(print(id).size(), (std::size_t{3} << 20) - 3);
+    if (i != 20) continue;
+    const test::HeapPeak peak;
+    const std::string text = print(id);
+    EXPECT_EQ(text.size(), (std::size_t{6} << 20) - 3);
+    EXPECT_LT(peak.bytes(), text.size() + (std::size_t{2} << 20));
+    EXPECT_TRUE(text == render<StringifySymbolicExpr>(id, false, false));
   }
+  EXPECT_EQ(textOrError([&] { return print(id); }), "KS::SymbolicExprPrinter" + error);
+  EXPECT_EQ(
+      textOrError([&] { return SymbolicExprPrinter(table, true, true, true)(*table.get(id)); }),
+      "KS::SymbolicExprPrinter" + error);
+}
+
+TEST_F(PrintTest, TextsBeyondTheLimitAreNotWrittenFirst) {
+  SymbolicExprId id = symbol(std::string(1000, 'n'));
+  for (int i = 0; i < 18; ++i) id = intern<SymbolicPlusExpr>(table, id, id);
+  const test::HeapPeak peak;
   EXPECT_THROW(print(id), std::length_error);
-  EXPECT_THROW(SymbolicExprPrinter(table, true, true, true)(*table.get(id)), std::length_error);
+  EXPECT_LT(peak.bytes(), std::size_t{4} << 20) << "of 256 MB of text";
+}
+
+TEST_F(PrintTest, RenderersTakeMemoryInTheLengthOfTheText) {
+  const SymbolicExprId x = symbol("x");
+  SymbolicExprId nested = x, right = x, calls = x;
+  for (int i = 0; i < 100000; ++i) {
+    nested = intern<SymbolicNotExpr>(table, nested);
+    right = intern<SymbolicMinusExpr>(table, x, right);
+    calls = intern<SymbolicFcnCall1UExpr>(table, "f", calls);
+  }
+  std::vector<SymbolicExprId> elements(100000, right);
+  const SymbolicExprId list = intern<SymbolicNDExpr>(table, elements);
+  const std::size_t limit = std::size_t{test::HeapPeak::isMeasured ? 4096 : 64} << 10;
+  for (SymbolicExprId id : {x, nested, right, calls, list}) {
+    for (int i = 0; i < 30; ++i) id = intern<SymbolicPlusExpr>(table, id, id);
+    StringifySymbolicExpr renderer(SymbolicExprPrinter::Predicate::instance(), false, false);
+    renderer.setMaxTextLength(limit);
+    const test::HeapPeak peak;
+    EXPECT_THROW(table.get(id)->accept(table, renderer), std::length_error);
+    EXPECT_LT(peak.bytes(), 6 * limit) << id;
+  }
 }
 
 TEST_F(PrintTest, LongNamesEndThereToo) {
   class Long final : public SymbolicExprPrinter::Predicate {
    public:
     std::string operator()(const SymbolicString&) const override {
+      ++asked;
       return std::string(std::size_t{1} << 20, 'n');
     }
+    mutable int asked = 0;
   };
   const Long predicate;
   const SymbolicExprId list =
       intern<SymbolicNDExpr>(table, std::vector<SymbolicExprId>(256, symbol("x")));
   const SymbolicExprPrinter printer(table, predicate, false, false, false);
-  EXPECT_THROW(printer(list), std::length_error);
+  EXPECT_EQ(textOrError([&] { return printer(list); }),
+            "KS::SymbolicExprPrinter: the text is longer than 64 MiB");
+  EXPECT_EQ(predicate.asked, 64);
   StringifySymbolicExpr renderer(predicate, false, false);
-  EXPECT_THROW(table.get(list)->accept(table, renderer), std::length_error);
+  EXPECT_EQ(textOrError([&] {
+              table.get(list)->accept(table, renderer);
+              return renderer.get();
+            }),
+            "KS::StringifySymbolicExpr: the text is longer than 64 MiB");
+  EXPECT_EQ(predicate.asked, 64 + 65);
 }
 
 TEST_F(PrintTest, UnknownIdsThrow) {
@@ -307,6 +505,16 @@ TEST_F(PrintTest, AppendOperationsCanBeReplaced) {
   };
   EXPECT_EQ(render<RightToLeft>(parse("a-b-(c-d)"), false, false), "(a-b)-c-d");
   EXPECT_EQ(render<RightToLeft>(parse("!(a&&b)"), false, false), "!a&&b");
+
+  class WithoutSigns final : public StringifySymbolicExpr {
+   public:
+    using StringifySymbolicExpr::StringifySymbolicExpr;
+    void appendUnaryOp(const char*, unsigned aPrecedence, unsigned aRightToLeft) override {
+      StringifySymbolicExpr::appendUnaryOp("", aPrecedence, aRightToLeft);
+    }
+  };
+  const std::string name(1000, 'n');
+  EXPECT_EQ(render<WithoutSigns>(parse("-" + name + "*-" + name), false, false), name + "*" + name);
 }
 
 }  // namespace

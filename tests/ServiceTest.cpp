@@ -206,6 +206,75 @@ TEST_F(ServiceTest, TextThatDoesNotParseIsReportedAndAskedForAgain) {
   EXPECT_EQ(service.getMExprLocalCGVCEString(b, host), "B");
 }
 
+// Negations of conjunctions share what they become: 500 characters, 300 MB when written.
+TEST_F(ServiceTest, ConditionsTooLongToBeWrittenAreReportedEveryTime) {
+  std::string text = "(p || q)";
+  for (int i = 0; i < 24; ++i) {
+    const std::string n = std::to_string(i);
+    text = "~((a" + n + " || b" + n + ") && " + text + ")";
+  }
+  ASSERT_LT(text.size(), 512U);
+  for (const int family : {VV, CG, S}) model.texts[{b, family}] = text;
+  const std::string whole = "KS::SymbolicExprPrinter: the text is longer than 64 MiB";
+  const auto thrown = [&](const auto& aQuery) -> std::string {
+    try {
+      aQuery();
+    } catch (const std::length_error& error) {
+      return error.what();
+    }
+    return "nothing";
+  };
+  // Whatever was asked before, the same queries fail: those that write the condition. CG conditions
+  // are written to be reported, even where an id is the answer.
+  const struct {
+    const char* name;
+    std::function<void(VCService&, const KSBlock*)> ask;
+    bool fails;
+  } queries[] = {
+#define KS_QUERY(name, fails)                                                                  \
+  {#name, [this](VCService& aService, const KSBlock* aBlock) { aService.name(aBlock, host); }, \
+   fails}
+      KS_QUERY(getMExprLocalVVCEIdx, false),
+      KS_QUERY(getMExprLocalVVCEString, true),
+      KS_QUERY(getMExprNetVVCEIdx, false),
+      KS_QUERY(getMExprNetVVCEString, true),
+      KS_QUERY(computeMExprNetVVCE, false),
+      KS_QUERY(getMExprLocalCGVCEIdx, true),
+      KS_QUERY(getMExprLocalCGVCEString, true),
+      KS_QUERY(getMExprNetCGVCEIdx, true),
+      KS_QUERY(computeMExprNetCGVCE, true),
+      KS_QUERY(getMExprNetCGVCEString, true),
+      KS_QUERY(getCExprLocalCGVCEIdx, true),
+      KS_QUERY(getCExprLocalCGVCEString, true),
+      KS_QUERY(getCExprNetCGVCEIdx, true),
+      KS_QUERY(getCExprNetCGVCEString, true),
+      KS_QUERY(getLocalSVCE, false),
+      KS_QUERY(getNetSVCE, false),
+#undef KS_QUERY
+  };
+  for (const auto& query : queries) {
+    VCService fresh;
+    EXPECT_EQ(thrown([&] { query.ask(fresh, b); }), query.fails ? whole : "nothing") << query.name;
+    EXPECT_EQ(thrown([&] { query.ask(fresh, b); }), query.fails ? whole : "nothing") << query.name;
+  }
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& query : queries) {
+      EXPECT_EQ(thrown([&] { query.ask(service, b); }), query.fails ? whole : "nothing")
+          << query.name;
+    }
+  }
+  EXPECT_EQ(thrown([&] { service.getMExprNetCGVCEIdx(c, host); }), whole);
+  service.setMExprLocalCGVCEString(a, text);
+  EXPECT_EQ(thrown([&] { service.getMExprLocalCGVCEIdx(a, host); }), whole);
+  service.setMExprLocalCGVCEString(a, "A > 1");
+  EXPECT_EQ(service.getMExprNetCGVCEString(a, host), "A > 1");
+  const SymbolicExprId id = service.simplify(text);
+  EXPECT_EQ(thrown([&] { service.printMExpr(id); }), whole);
+  EXPECT_EQ(thrown([&] { service.printCExpr(id); }), whole);
+  EXPECT_EQ(thrown([&] { service.simplifyMExpr(text); }), whole);
+  EXPECT_EQ(thrown([&] { service.simplifyCExpr(text); }), whole);
+}
+
 TEST_F(ServiceTest, ThrowingCustomizersAndMissingOnes) {
   EXPECT_THROW(service.getMExprLocalVVCEIdx(a, nullptr), std::invalid_argument);
   EXPECT_THROW(service.getNetSVCEIdx(a, nullptr), std::invalid_argument);

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <boost/spirit/include/qi_parse.hpp>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/KSSymbolicExpr.hpp"
 #include "parser/Ast2SymbolicExprId.hpp"
 #include "parser/ExprParser.hpp"
 #include "parser/SymbolicExprParser.hpp"
@@ -118,6 +120,54 @@ TEST(SyntaxTree, ConvertsTreesThatNoTextGives) {
   std::vector<SymbolicExprId> ids{5};
   convert.convert2SymbolicExprIdVector({name("a"), expression_ast(), name("a")}, ids);
   EXPECT_EQ(ids, (std::vector<SymbolicExprId>{5, 0, invalidSymbolicExprId, 0}));
+}
+
+// The parent of nothing is interned with the invalid id as its input, so the parent has an id.
+TEST(SyntaxTree, NothingAsAnOperand) {
+  const expression_ast nothing;
+  const expression_ast unknown = unary_op(SymbolicOp::Plus, nothing);
+  using Trees = std::vector<expression_ast>;
+  constexpr SymbolicExprId none = invalidSymbolicExprId;
+  const auto call = [](expression_ast aArguments, const expression_ast& aName) {
+    return aArguments[aName];
+  };
+  const struct {
+    expression_ast tree;
+    int kind;
+    std::vector<SymbolicExprId> inputs;  // a has the id 0, f the id 1
+  } rows[] = {
+      {expression_ast(name("a")) += nothing, 3, {0, none}},
+      {moduloExp.f(nothing, name("a")), 8, {none, 0}},
+      {expression_ast(nothing) == nothing, 9, {none, none}},
+      {expression_ast(unknown) && name("a"), 15, {none, 0}},
+      {negExp.f(nothing), 5, {none}},
+      {notExp.f(unknown), 17, {none}},
+      {cmpExp.f(nothing), 21, {none}},
+      {voidFcnCallExp.f(nothing), 27, {none}},
+      {Trees{nothing}, 26, {none}},
+      {Trees{name("a"), nothing}, 24, {0, none}},
+      {Trees{nothing, nothing, name("a"), nothing}, 26, {none, none, 0, none}},
+      {call(nothing, name("f")), 28, {1, none}},
+      {call(Trees{nothing, name("a")}, name("f")), 29, {1, none, 0}},
+      {call(Trees{name("a")}, nothing), 28, {none, 0}},
+      {memberVal.f(nothing, name("f")), 31, {none}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.kind);
+    SymbolicExprTable table;
+    SymbolicString(table, "a");
+    SymbolicString(table, "f");
+    const SymbolicExprId id = Ast2SymbolicExprId(table, true)(row.tree);
+    ASSERT_EQ(id, 2U);
+    EXPECT_EQ(table.size(), 3U);
+    const SymbolicExpr& node = *table.get(id);
+    EXPECT_EQ(node.getKind(), row.kind);
+    std::vector<SymbolicExprId> inputs;
+    for (std::size_t i = 0; i < node.getNumInputs(); ++i) inputs.push_back(node.getInput(i));
+    EXPECT_EQ(inputs, row.inputs);
+    EXPECT_THROW(SymbolicExprPrinter(table, false, false, false)(id), std::out_of_range);
+    EXPECT_EQ(Ast2SymbolicExprId(table, true)(row.tree), id);
+  }
 }
 
 TEST(SyntaxTree, GrammarBuildsTheTreeOfTheText) {

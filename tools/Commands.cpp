@@ -54,12 +54,16 @@ class Bindings {
     const KS::SymbolicExprId nameId = parse(name);
     if (equals == std::string::npos || nameId == KS::invalidSymbolicExprId ||
         table.get(nameId)->getKind() != static_cast<int>(KS::SymbolicOp::String)) {
-      throw UsageError("-D " + shortened(aBinding) + ": expected NAME=EXPR");
+      std::string message = "-D " + shortened(aBinding) + ": expected NAME=EXPR";
+      const auto error = parse.diagnose(name);
+      if (error && !error->note.empty()) message += "\nnote: " + error->note;
+      throw UsageError(message);
     }
     const std::string text = aBinding.substr(equals + 1);
     if (const auto error = parse.diagnose(text)) {
       std::string message = diagnostic("<-D " + shortened(name) + '>', 1, text, error->offset,
-                                       "expected " + error->expected);
+                                       "expected " + error->expected) +
+                            noteLine(error->note);
       message.pop_back();
       throw UsageError(message);
     }
@@ -97,7 +101,8 @@ class Answering {
       if (id != KS::invalidSymbolicExprId) {
         text = command.answer({table, id, request});
       } else if (const auto error = parse.diagnose(aText)) {
-        problem = diagnostic(aSource, aLine, aText, error->offset, "expected " + error->expected);
+        problem = diagnostic(aSource, aLine, aText, error->offset, "expected " + error->expected) +
+                  noteLine(error->note);
       }
     } catch (const std::exception& error) {
       problem = diagnostic(aSource, aLine, aText, 0, shortened(error.what()));

@@ -171,7 +171,7 @@ void Conditions::tellFailure(const KSBlock& aBlock, Family aFamily, const std::s
   const auto error = KS::SymbolicExprParser(table, false).diagnose(text);
   if (error && !text.empty()) {
     message += ", column " + std::to_string(placeOf(text, error->offset).column) + ": expected " +
-               error->expected + '\n' + excerpt(text, error->offset);
+               error->expected + '\n' + excerpt(text, error->offset) + noteLine(error->note);
   } else {
     message += ": " + aMessage + '\n';
   }

@@ -78,4 +78,8 @@ std::string ProblemCounts::remaining(const std::string& aSource) const {
   return out;
 }
 
+std::string noteLine(const std::string& aNote) {
+  return aNote.empty() ? std::string() : "note: " + aNote + '\n';
+}
+
 }  // namespace ksexpr

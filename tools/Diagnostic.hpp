@@ -42,4 +42,7 @@ class ProblemCounts {
   std::vector<std::pair<std::string_view, std::size_t>> counts;
 };
 
+/// The line of a note that follows a message, or nothing for no note.
+std::string noteLine(const std::string& aNote);
+
 }  // namespace ksexpr

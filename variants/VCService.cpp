@@ -139,13 +139,15 @@ SymbolicExprId VCService::getMExprLocalCGVCEIdx(const KSBlock* aBlock,
 
 SymbolicExprId VCService::localCG(const KSBlock* aBlock, VariantConditions& aConditions,
                                   const VCCustomizer* aCustomizer) {
-  const SymbolicExprId id = aConditions.localCG;
-  if (id == invalidSymbolicExprId) return local(familyCG, aBlock, aConditions, aCustomizer);
   // Hosts rely on being asked every time, and on what a text that went bad or a condition that
-  // cannot be written throws; the answer itself is the one that is kept.
-  printM(id);
-  printM(askLocal(familyCG, aBlock, aCustomizer));
-  return id;
+  // cannot be written throws; the answer itself is the first one.
+  const SymbolicExprId known = aConditions.localCG;
+  if (known != invalidSymbolicExprId) printM(known);
+  const SymbolicExprId asked = askLocal(familyCG, aBlock, aCustomizer);
+  if (asked != known) printM(asked);
+  if (known != invalidSymbolicExprId) return known;
+  aConditions.localCG = asked;
+  return asked;
 }
 
 SymbolicExprId VCService::net(const Family& aFamily, const KSBlock* aBlock,

@@ -32,6 +32,9 @@ namespace KS {
 /// - `std::invalid_argument` where it has to ask a customizer and the customizer is null,
 /// - `std::runtime_error` for a block that stands among its own ancestors, or where a customizer
 ///   queries the service from within its answers more than `maxCustomizerDepth` times over,
+/// - `std::length_error` where it writes a condition longer than
+///   `SymbolicExprPrinter::maxTextLength`: what it answers as text, and every local CG condition
+///   that it asks the customizer for,
 /// - whatever the customizer throws.
 /// What was being computed then stays uncomputed, so a later query tries again. A customizer may
 /// itself query the service.
@@ -54,8 +57,9 @@ class KS_API VCService {
 
   /// The local VV condition; "true" for no block. Asks the customizer once.
   SymbolicExprId getMExprLocalVVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
-  /// The local CG condition; "true" for no block. Asks the customizer and simplifies its text on
-  /// every query, so that a text that no longer parses is reported, but the first answer stays.
+  /// The local CG condition; "true" for no block. Asks the customizer, simplifies its text and
+  /// writes it on every query, the first one included, so that a text that no longer parses and a
+  /// condition that is too long to be written are reported, but the first answer stays.
   SymbolicExprId getMExprLocalCGVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
   /// The net VV condition; "true" for no block.
   SymbolicExprId getMExprNetVVCEIdx(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
@@ -116,13 +120,15 @@ class KS_API VCService {
   /// The simplified condition that a text spells in M syntax; the empty text is "true". Throws the
   /// diagnostic for a text that does not parse.
   SymbolicExprId simplify(const std::string& aText);
-  /// The simplified condition as text in M syntax, empty for "true". Throws like `simplify`.
+  /// The simplified condition as text in M syntax, empty for "true". Throws like `simplify`, and
+  /// `std::length_error` for a result longer than `SymbolicExprPrinter::maxTextLength`.
   std::string simplifyMExpr(const std::string& aText);
-  /// The same with the operators of C syntax; functions stay functions. Throws like `simplify`.
+  /// The same with the operators of C syntax; functions stay functions. Throws likewise.
   std::string simplifyCExpr(const std::string& aText);
 
   /// The text in M syntax, empty for "true". Throws `std::out_of_range` for an id that is not the
-  /// service's.
+  /// service's, and `std::length_error` for a text longer than
+  /// `SymbolicExprPrinter::maxTextLength`.
   std::string printMExpr(SymbolicExprId aId) const;
   /// The text in C syntax; functions stay functions. Empty for "true"; throws like `printMExpr`.
   std::string printCExpr(SymbolicExprId aId) const;

@@ -1,5 +1,7 @@
 #include "eval/detail/EvalWalk.hpp"
 
+#include <algorithm>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <utility>
 
 #include "base/detail/Walk.hpp"
@@ -23,6 +25,11 @@ SymbolicOp kindOf(const KS::detail::NodeDigest& aDigest) {
 
 const std::string& nameOf(const SymbolicExpr& aSymbol) {
   return static_cast<const SymbolicString&>(aSymbol).getText();
+}
+
+// What a vector takes, in bytes.
+std::size_t sizeOf(const Value& aVector) {
+  return sizeof(Value) + aVector.vector().capacity() * sizeof(Scalar);
 }
 
 // What a step of the walk gives when it computed something; else it gives the next id to enter.
@@ -186,9 +193,69 @@ void EvalWalk::combine(SymbolicOp aOp, const Result& aLeft, const Result& aRight
   }
 }
 
+// Takes a new result. What it was computed from may be freed here.
 void EvalWalk::keep(Value aVector) {
-  current = {0, static_cast<std::uint32_t>(vectors.size())};
-  vectors.push_back(std::move(aVector));
+  keptBytes += sizeOf(aVector);
+  if (keptBytes > freeFrom) freeUnneeded();
+  if (freeShapes.empty()) {
+    current = {0, static_cast<std::uint32_t>(vectors.size())};
+    vectors.push_back(std::move(aVector));
+  } else {
+    current = {0, freeShapes.back()};
+    freeShapes.pop_back();
+    vectors[current.shape] = std::move(aVector);
+  }
+}
+
+// Frees every vector that is neither an operand that waits nor the result of an input that is still
+// to be entered, by a node on the path or one below those inputs.
+void EvalWalk::freeUnneeded() {
+  std::vector<bool> isNeeded(vectors.size());
+  const auto need = [&](const Result& aResult) {
+    if (aResult.shape < isOnPath) isNeeded[aResult.shape] = true;
+  };
+  boost::unordered_flat_set<SymbolicExprId> ahead;
+  std::vector<SymbolicExprId> open;
+  const auto look = [&](SymbolicExprId aId) {
+    if (aId >= table.size()) return;
+    const std::uint32_t place = places.find(static_cast<std::uint32_t>(aId));
+    if (place != 0) return need(results[place]);
+    if (ahead.insert(aId).second) open.push_back(aId);
+  };
+  const auto lookAtInputs = [&](SymbolicExprId aId, SymbolicOp aOp, std::size_t aFirst) {
+    if (isList(aOp)) {
+      const SymbolicExpr& list = *table.get(aId);
+      for (std::size_t i = aFirst; i < list.getNumInputs(); ++i) look(list.getInput(i));
+    } else if (aOp == SymbolicOp::String) {
+      if (aFirst == 0) look(table.getValueId(aId));
+    } else if (!isLiteral(aOp) && !isOpaque(aOp)) {
+      if (aFirst == 0) look(digests[aId].first);
+      if (aFirst < 2 && !isUnary(aOp)) look(digests[aId].second);
+    }
+  };
+  for (const Result& operand : operands) need(operand);
+  for (const Frame& frame : path) lookAtInputs(frame.id, frame.op, frame.input + 1);
+  while (!open.empty()) {
+    const SymbolicExprId id = open.back();
+    open.pop_back();
+    lookAtInputs(id, kindOf(digests[id]), 0);
+  }
+
+  std::size_t needed = 0;
+  freeShapes.clear();
+  for (std::uint32_t shape = 0; shape < vectors.size(); ++shape) {
+    if (isNeeded[shape]) {
+      needed += sizeOf(vectors[shape]);
+    } else {
+      vectors[shape] = Value(0);
+      freeShapes.push_back(shape);
+    }
+  }
+  keptBytes = needed;
+  // Searching costs less than what is computed in between, and what may be freed is no more than a
+  // few times what is needed.
+  const std::size_t searched = path.size() + ahead.size();
+  freeFrom = needed + std::max({needed, leastFreed, searched * 4 * sizeof(Scalar)});
 }
 
 Value EvalWalk::valueOf(const Result& aResult) const {

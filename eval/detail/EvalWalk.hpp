@@ -13,9 +13,10 @@
 namespace KS::Eval::detail {
 
 /// Enters every distinct node and the expression of every symbol once, inputs left to right before
-/// their users, with a stack of its own, and keeps every result until the end. Only literals,
+/// their users, with a stack of its own, and keeps every scalar until the end. Only literals,
 /// symbols that are bound to one, and operators on nothing else are computed once per use: that is
-/// cheaper than finding their results again.
+/// cheaper than finding their results again. Vectors that no node needs any more are freed from
+/// time to time, so memory is in the vectors that are needed at the same time.
 class EvalWalk {
  public:
   explicit EvalWalk(const SymbolicExprTable& aTable)
@@ -42,6 +43,9 @@ class EvalWalk {
     SymbolicOp op;
   };
 
+  // So many bytes of vectors are kept before it is asked which of them are needed.
+  static constexpr std::size_t leastFreed = std::size_t{1} << 20;
+
   SymbolicExprId enter(SymbolicExprId aId);
   SymbolicExprId enterSymbol(const Frame& aFrame);
   SymbolicExprId enterList(const Frame& aFrame);
@@ -52,6 +56,7 @@ class EvalWalk {
   void combine(SymbolicOp aOp, const Result& aOperand);
   void combine(SymbolicOp aOp, const Result& aLeft, const Result& aRight);
   void keep(Value aVector);
+  void freeUnneeded();
   Value valueOf(const Result& aResult) const;
   [[noreturn]] void failCycle(SymbolicExprId aId) const;
   [[noreturn]] void failOpaque(const SymbolicExpr& aExpr) const;
@@ -64,6 +69,9 @@ class EvalWalk {
   PlaceMap places;
   std::vector<Result> results{current};  // no node has the place 0
   std::vector<Value> vectors;
+  std::vector<std::uint32_t> freeShapes;  // of no vector
+  std::size_t keptBytes = 0;              // of all vectors
+  std::size_t freeFrom = leastFreed;      // the bytes at which the next ones are freed
 };
 
 }  // namespace KS::Eval::detail

@@ -40,11 +40,44 @@ bool isNamePart(char c) {
   return isDigit(c) || c == '_' || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
+// Whether an operand is a name; the match of one includes the white space behind it.
+bool isName(std::string_view aOperand) {
+  const auto end = std::find_if_not(aOperand.begin(), aOperand.end(), isNamePart);
+  return !isDigit(aOperand[0]) && std::all_of(end, aOperand.end(), isSpace);
+}
+
+std::string lowerCase(std::string_view aText) {
+  std::string lower(aText);
+  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return lower;
+}
+
+// The number in letters that an operand consists of, which a sign may precede; else nothing.
+std::string_view numberInLetters(std::string_view aOperand) {
+  if (aOperand[0] == '+' || aOperand[0] == '-') aOperand.remove_prefix(1);
+  const std::string word = lowerCase(aOperand);
+  return word == "inf" || word == "infinity" || word == "nan" ? aOperand : std::string_view();
+}
+
+// Whether the last name in a text is "nan", of which a bracket behind it is a part.
+bool endsInNaN(std::string_view aText) {
+  const auto last = std::find_if_not(aText.rbegin(), aText.rend(), isNamePart);
+  return lowerCase(aText.substr(static_cast<std::size_t>(aText.rend() - last))) == "nan";
+}
+
 // What may follow an operand, by the innermost bracket that is open there.
 std::string afterOperand(std::string_view aBefore) {
   std::vector<const char*> expected{"an operator or the end of the expression"};
   char last = ' ';
-  for (const char c : aBefore) {
+  for (std::size_t i = 0; i < aBefore.size(); ++i) {
+    const char c = aBefore[i];
+    if (c == '(' && endsInNaN(aBefore.substr(0, i))) {
+      const std::size_t close = aBefore.find(')', i);
+      if (close != std::string_view::npos) {
+        i = close;
+        continue;
+      }
+    }
     if (c == '[') expected.push_back("an operator, ',' or ']'");
     if (c == '(') {
       expected.push_back(isNamePart(last) ? "an operator, ',' or ')'" : "an operator or ')'");
@@ -101,11 +134,27 @@ std::optional<SymbolicExprParseError> diagnose(const std::string& aText) {
   }
   if (operand >= operandEnd)
     return SymbolicExprParseError{operand, asOperand(text.substr(operand))};
-  if (isCutReal(text.substr(operand, operandEnd - operand), text.substr(operandEnd))) {
+  const std::string_view matched = text.substr(operand, operandEnd - operand);
+  if (isCutReal(matched, text.substr(operandEnd))) {
     return SymbolicExprParseError{operand, "a real number within the range of a double"};
   }
-  return SymbolicExprParseError{skipSpace(progress.operandEnd),
-                                afterOperand(text.substr(0, operandEnd))};
+  const std::size_t next = skipSpace(progress.operandEnd);
+  const char follower = next < text.size() ? text[next] : ' ';
+  const std::string_view number = numberInLetters(matched);
+  if (number.empty() && isName(matched) && follower == '.') {
+    const auto behindDot = aText.begin() + static_cast<std::ptrdiff_t>(next) + 1;
+    return SymbolicExprParseError{skipSpace(behindDot), "a member's name"};
+  }
+  SymbolicExprParseError error{next, afterOperand(text.substr(0, operandEnd))};
+  // What could be the rest of a name, a call or a member access.
+  const bool isRest =
+      (next == operandEnd && isNamePart(follower)) || follower == '(' || follower == '.';
+  if (!number.empty() && isRest) {
+    error.note = "'" + std::string(number) +
+                 "' is a number, and no symbol's or function's name begins with 'inf' or 'nan' in "
+                 "either case";
+  }
+  return error;
 }
 
 }  // namespace KS::detail

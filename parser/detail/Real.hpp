@@ -24,6 +24,17 @@ struct strict_real_policies : boost::spirit::qi::strict_real_policies<T> {
   static bool parse_frac_n(Iterator& aFirst, const Iterator& aLast, Attribute&, int&) {
     return skipDigits(aFirst, aLast);
   }
+  // An "e" without digits is no part of a literal: Qi would take the digits before it for a real
+  // one.
+  template <class Iterator>
+  static bool parse_exp(Iterator& aFirst, const Iterator& aLast) {
+    if (aFirst == aLast || (*aFirst != 'e' && *aFirst != 'E')) return false;
+    Iterator exponent = aFirst;
+    int ignored = 0;
+    if (!parse_exp_n(++exponent, aLast, ignored)) return false;
+    ++aFirst;
+    return true;
+  }
   template <class Iterator>
   static bool parse_exp_n(Iterator& aFirst, const Iterator& aLast, int&) {
     Iterator digits = aFirst;

@@ -8,97 +8,29 @@
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "base/detail/Digest.hpp"
 #include "base/detail/Walk.hpp"
 #include "host/KSHost.hpp"
-#include "print/detail/Operators.hpp"
+#include "print/detail/TextLength.hpp"
 
 namespace KS::detail {
 
 namespace {
 
 // ---------------------------------------------------------------------------------------------
-// What stands around the operands of every kind, per layout
-
-// A set of precedences: those of the operands that need no parentheses in some place.
-using Bare = std::uint16_t;
-
-constexpr Bare everything = 0xFFFF;
-constexpr Bare below(unsigned aPrecedence) { return static_cast<Bare>((1U << aPrecedence) - 1); }
-
-struct OperatorStyle {
-  char text[8] = {};  // with its blanks, copied as a whole
-  std::uint8_t length = 0;
-  std::uint8_t precedence = 0;
-  Bare left = everything;  // the first operand, the only one of a unary operator
-  Bare right = everything;
-
-  constexpr std::string_view view() const { return {text, length}; }
-};
-using StyleTable = std::array<OperatorStyle, 32>;
-
-constexpr bool isUnaryOp(SymbolicOp aOp) {
-  return aOp == SymbolicOp::UnaryMinus || aOp == SymbolicOp::Not || aOp == SymbolicOp::BitCompl;
-}
-
-constexpr bool hasBlanks(SymbolicOp aOp, TextLayout aLayout) {
-  if (aOp == SymbolicOp::MemberValue || isUnaryOp(aOp)) return false;
-  const bool isLogical = aOp == SymbolicOp::And || aOp == SymbolicOp::Or;
-  return aLayout.preprocessor || (aLayout.spaceLogicalOps && isLogical);
-}
-
-constexpr OperatorStyle styleOf(SymbolicOp aOp, TextLayout aLayout) {
-  OperatorStyle style;
-  const char* spelling = operatorText(aOp).spelling(aLayout.mSyntax);
-  if (spelling == nullptr) {
-    style.precedence = aOp <= SymbolicOp::DoubleValue ? leafPrecedence : postfixPrecedence;
-    return style;
-  }
-  const bool joinsMember =
-      aOp == SymbolicOp::MemberValue && aLayout.preprocessor && !aLayout.mSyntax;
-  if (joinsMember) spelling = "_";
-  const bool blanks = hasBlanks(aOp, aLayout);
-  if (blanks) style.text[style.length++] = ' ';
-  while (*spelling != '\0') style.text[style.length++] = *spelling++;
-  if (blanks) style.text[style.length++] = ' ';
-  const unsigned precedence = operatorText(aOp).precedence;
-  style.precedence = static_cast<std::uint8_t>(precedence);
-  style.right = below(precedence);
-  style.left = isUnaryOp(aOp) ? below(precedence) : below(precedence + 1);
-  if (aLayout.preprocessor && aOp == SymbolicOp::Or) {
-    style.left &= static_cast<Bare>(~(1U << andPrecedence));
-    style.right &= static_cast<Bare>(~(1U << andPrecedence));
-  }
-  return style;
-}
-
-constexpr std::size_t layoutIndex(TextLayout aLayout) {
-  return (aLayout.mSyntax ? 4U : 0U) + (aLayout.spaceLogicalOps ? 2U : 0U) +
-         (aLayout.preprocessor ? 1U : 0U);
-}
-
-constexpr std::array<StyleTable, 8> styleTables = [] {
-  std::array<StyleTable, 8> all{};
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    const TextLayout layout{(i & 4) != 0, (i & 2) != 0, (i & 1) != 0};
-    for (int op = 0; op < 32; ++op) {
-      all[i][static_cast<std::size_t>(op)] = styleOf(static_cast<SymbolicOp>(op), layout);
-    }
-  }
-  return all;
-}();
-
-// ---------------------------------------------------------------------------------------------
 // Output
 
-[[noreturn]] void failLength() {
-  throw std::length_error("KS::SymbolicExprPrinter: the text is longer than 256 MiB");
-}
+constexpr const char* printerName = "KS::SymbolicExprPrinter";
 
-// Collects text in a buffer of its own, so that a short text costs one allocation of its size.
+// Collects text in a buffer of its own, so that a short text costs one allocation of its size. A
+// text that turns out to be long is measured before it goes on.
 class Output {
  public:
+  Output(const TextSource& aSource, std::size_t aMaxLength)
+      : source(aSource), maxLength(aMaxLength), allowed(std::min(aMaxLength, longText)) {}
+
   void put(char aChar) {
     if (used == buffer.size()) flush();
     buffer[used++] = aChar;
@@ -107,8 +39,7 @@ class Output {
     if (aText.size() > buffer.size() - used) {
       flush();
       if (aText.size() > buffer.size()) {
-        checkLength(aText.size());
-        text.append(aText);
+        append(aText);
         return;
       }
     }
@@ -133,15 +64,30 @@ class Output {
   }
 
  private:
-  void checkLength(std::size_t aMore) const {
-    if (text.size() + aMore > SymbolicExprPrinter::maxTextLength) failLength();
-  }
+  // Longer than all but a few texts, and written in no time.
+  static constexpr std::size_t longText = std::size_t{1} << 20;
+
   void flush() {
-    checkLength(used);
-    text.append(buffer.data(), used);
+    append({buffer.data(), used});
     used = 0;
   }
+  void append(std::string_view aText) {
+    if (aText.size() > allowed - text.size()) allowMore(aText.size());
+    text.append(aText);
+  }
+  [[gnu::noinline]] void allowMore(std::size_t aMore) {
+    if (allowed < maxLength) {
+      allowed = maxLength;
+      const std::size_t length = textLength(source, maxLength);
+      if (length > maxLength) failLength(printerName, maxLength);
+      text.reserve(length);
+    }
+    if (aMore > allowed - text.size()) failLength(printerName, maxLength);
+  }
 
+  const TextSource source;
+  const std::size_t maxLength;
+  std::size_t allowed;  // how long the text may become before it is looked at again
   std::array<char, 512> buffer;
   std::size_t used = 0;
   std::string text;
@@ -150,27 +96,9 @@ class Output {
 // ---------------------------------------------------------------------------------------------
 // The walk
 
-// Throws where the unfolded expression is sure to exceed the longest text: every node writes a
-// character or more, every name `aNameSize` or more. The text of a shared expression can double
-// with every level, but this costs time in the distinct nodes. Out of line, off the writer's way.
-[[gnu::noinline]] void checkUnfoldedSize(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
-                                         std::size_t aNameSize) {
-  boost::unordered_flat_map<SymbolicExprId, std::size_t> sizes;
-  const auto sizeOf = [&](const SymbolicExpr& aNode) {
-    const std::size_t count = aNode.getNumInputs();
-    std::size_t size = aNode.getKind() == static_cast<int>(SymbolicOp::String) ? aNameSize : 1;
-    for (std::size_t i = 0; i < count; ++i) {
-      size = std::min(size + sizes.at(aNode.getInput(i)), SymbolicExprPrinter::maxTextLength + 1);
-    }
-    return size;
-  };
-  for (std::size_t i = 0, count = aRoot.getNumInputs(); i < count; ++i) {
-    forEachDistinct(
-        aTable, checkedInput(aRoot, aTable.size(), i),
-        [&](SymbolicExprId id) { return sizes.contains(id); },
-        [&](SymbolicExprId id, const SymbolicExpr& node) { sizes.emplace(id, sizeOf(node)); });
-  }
-  if (sizeOf(aRoot) > SymbolicExprPrinter::maxTextLength) failLength();
+// Most printing renames nothing and is spared the copy that a predicate returns.
+bool isRenaming(const SymbolicExprPrinter::Predicate& aPredicate) {
+  return &aPredicate != &SymbolicExprPrinter::Predicate::instance();
 }
 
 // A walk over a text from left to right. What comes next is pending, so whatever stands before a
@@ -178,13 +106,15 @@ class Output {
 template <class Sink>
 class TextWalk {
  protected:
+  template <class... SinkArguments>
   TextWalk(const SymbolicExprTable& aTable, const SymbolicExprPrinter::Predicate& aPredicate,
-           TextLayout aLayout)
+           TextLayout aLayout, SinkArguments&&... aSinkArguments)
       : table(aTable),
         predicate(aPredicate),
-        renames(&aPredicate != &SymbolicExprPrinter::Predicate::instance()),
-        namesBooleans(aLayout.preprocessor && !aLayout.mSyntax),
-        styles(styleTables[layoutIndex(aLayout)]) {}
+        renames(isRenaming(aPredicate)),
+        writesDigits(namesBooleans(aLayout)),
+        styles(stylesOf(aLayout)),
+        out(std::forward<SinkArguments>(aSinkArguments)...) {}
 
   // What is still to be written, the next on top: a text and the operand after it, if any. `bare`
   // holds the precedences that need no parentheses in the operand's place.
@@ -210,6 +140,7 @@ class TextWalk {
     pending.emplace_back(aText, aOperand, aBare);
   }
 
+  // Writes a node that has no first operand.
   bool writeLeaf(const SymbolicExpr& aNode, SymbolicOp aKind) {
     switch (aKind) {
       case SymbolicOp::String: writeName(static_cast<const SymbolicString&>(aNode)); return true;
@@ -218,6 +149,10 @@ class TextWalk {
         return true;
       case SymbolicOp::DoubleValue:
         out.put(kssv_dtoa(static_cast<const SymbolicDoubleValue&>(aNode).getValue(), true));
+        return true;
+      case SymbolicOp::ND:
+        if (aNode.getNumInputs() != 0) return false;
+        out.put(std::string_view("[]"));
         return true;
       default: return false;
     }
@@ -237,10 +172,12 @@ class TextWalk {
         later("]");
         laterArguments(aNode, aId, 1);
         break;
-      case SymbolicOp::FcnCall0U: later("()"); break;
+      // The vector form takes any number of arguments, as long as it is not interned.
+      case SymbolicOp::FcnCall0U:
       case SymbolicOp::FcnCall1U:
       case SymbolicOp::FcnCall2U:
       case SymbolicOp::FcnCall:
+        if (aNode.getNumInputs() == 1) return later("()");
         later(")");
         laterArguments(aNode, aId, 2);
         later("(", checkedInput(aNode, aId, 1));
@@ -256,7 +193,7 @@ class TextWalk {
   const SymbolicExprTable& table;
   const SymbolicExprPrinter::Predicate& predicate;
   const bool renames;
-  const bool namesBooleans;
+  const bool writesDigits;  // for the boolean symbols
   const StyleTable& styles;
   Sink out;
   boost::container::small_vector<Item, 24> pending;
@@ -269,23 +206,34 @@ class TextWalk {
   }
 
   void writeName(const SymbolicString& aNode) {
+    if (renames) return writeRenamed(aNode);
     const std::string& name = aNode.getText();
-    if (namesBooleans && name == "false") return out.put(std::string_view("0"));
-    if (namesBooleans && name == "true") return out.put(std::string_view("1"));
-    // Most printing renames nothing and is spared the copy that a predicate returns.
-    if (renames) return out.put(predicate(aNode));
-    out.put(std::string_view(name));
+    out.put(isDigit(name) ? std::string_view(name == "true" ? "1" : "0") : std::string_view(name));
+  }
+
+  // The predicate is asked even where its answer is not written.
+  [[gnu::noinline]] void writeRenamed(const SymbolicString& aNode) {
+    std::string text = predicate(aNode);
+    if (isDigit(aNode.getText())) text = aNode.getText() == "true" ? "1" : "0";
+    out.put(std::move(text));
+  }
+
+  // Whether the name is that of a boolean symbol that is written as 1 or 0.
+  bool isDigit(const std::string& aName) const {
+    return writesDigits && (aName == "true" || aName == "false");
   }
 };
 
 class Writer : TextWalk<Output> {
  public:
   Writer(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
-         const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout)
-      : TextWalk(aTable, aPredicate, aLayout), root(aRoot) {}
+         const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout,
+         std::size_t aMaxLength)
+      : TextWalk(aTable, aPredicate, aLayout,
+                 TextSource{aTable, aRoot, aLayout, isRenaming(aPredicate)}, aMaxLength) {}
 
-  std::string run() {
-    write(root, table.size(), everything);
+  std::string run(const SymbolicExpr& aRoot) {
+    write(aRoot, table.size(), everything);
     while (!pending.empty()) {
       const Item item = pending.back();
       pending.pop_back();
@@ -300,7 +248,6 @@ class Writer : TextWalk<Output> {
   void write(const SymbolicExpr& aNode, SymbolicExprId aId, Bare aBare) {
     const SymbolicExpr* node = &aNode;
     for (;;) {
-      if (++visits == visitsBeforeCheck) checkUnfoldedSize(table, root, renames ? 0 : 1);
       const auto kind = static_cast<SymbolicOp>(node->getKind());
       const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
       if ((aBare >> style.precedence & 1) == 0) {
@@ -314,12 +261,6 @@ class Writer : TextWalk<Output> {
       node = table.get(aId);
     }
   }
-
-  // So many nodes may be written before it is asked whether the text can end at all.
-  static constexpr std::size_t visitsBeforeCheck = std::size_t{1} << 20;
-
-  const SymbolicExpr& root;
-  std::size_t visits = 0;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -406,8 +347,9 @@ class TextCursor : TextWalk<Piece> {
 }  // namespace
 
 std::string writeText(const SymbolicExprTable& aTable, const SymbolicExpr& aRoot,
-                      const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout) {
-  return Writer(aTable, aRoot, aPredicate, aLayout).run();
+                      const SymbolicExprPrinter::Predicate& aPredicate, TextLayout aLayout,
+                      std::size_t aMaxLength) {
+  return Writer(aTable, aRoot, aPredicate, aLayout, aMaxLength).run(aRoot);
 }
 
 TextStart textStart(const SymbolicExprTable& aTable, SymbolicExprId aId) {
@@ -443,7 +385,7 @@ int compareTexts(const SymbolicExprTable& aTable, SymbolicExprId a, SymbolicExpr
       const std::size_t common = std::min(x.size(), y.size());
       const int order = x.compare(0, common, y, 0, common);
       if (order != 0) return order < 0 ? -1 : 1;
-      if ((read += common) > SymbolicExprPrinter::maxTextLength) failLength();
+      if ((read += common) > maxComparedLength) failLength("KS::compareTexts", maxComparedLength);
       first.skip(common);
       second.skip(common);
     } else if (x.empty() && y.empty() && isFirst && isSecond) {

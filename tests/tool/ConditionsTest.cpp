@@ -150,7 +150,7 @@ TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
 {"id": "leaf", "parent": "middle", "VV": "c"},
 {"id": "middle", "parent": "top", "VV": "b", "S": "1 2"},
 {"id": "top", "parent": null, "VV": "a &&\t* b"},
-{"id": "other", "parent": null, "VV": "d", "CG": ")"}
+{"id": "other", "parent": null, "VV": "d", "CG": ")", "S": "a && NAND"}
 ]})json",
                                    {"--format", "json"});
   EXPECT_EQ(found.status, 1);
@@ -167,6 +167,8 @@ TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
   for (const char* message :
        {"model.json:3: block \"middle\", S, column 3: expected an operator or the end",
         "model.json:5: block \"other\", CG, column 1: expected an operand",
+        "model.json:5: block \"other\", S, column 9: expected an operator or the end of the "
+        "expression\na && NAND\n        ^\nnote: 'NAN' is a number, and no symbol's or ",
         "block \"middle\", VV: no net condition, because that of its ancestor \"top\" is not",
         "block \"leaf\", VV: no net condition, because that of its ancestor \"top\" is not",
         "block \"leaf\", S: no net condition, because that of its ancestor \"middle\" is not"}) {

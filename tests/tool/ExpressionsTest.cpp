@@ -61,6 +61,12 @@ TEST(KsExpr, Answers) {
   });
 }
 
+std::string note(const std::string& aNumber) {
+  return "note: '" + aNumber +
+         "' is a number, and no symbol's or function's name begins with 'inf' or 'nan' in either "
+         "case\n";
+}
+
 TEST(KsExpr, ReadsLinesWhateverTheyContain) {
   check({
       {{"print"}, "", "", "", 0},
@@ -82,6 +88,18 @@ TEST(KsExpr, ReadsLinesWhateverTheyContain) {
        "<stdin>:1:2: expected an operator or the end of the expression\na?b\n ^\n"
        "<stdin>:2:1: expected an operand\n\xC3\xA4 + ?\n^\n"
        "<stdin>:3:1: expected an operand\n?[2J\n^\n",
+       1},
+      {{"print", "a || NAND == s."},
+       "",
+       "\n",
+       "<argument 1>:1:9: expected an operator or the end of the expression\n"
+       "a || NAND == s.\n        ^\n" +
+           note("NAN"),
+       1},
+      {{"print", "s. + 1"},
+       "",
+       "\n",
+       "<argument 1>:1:4: expected a member's name\ns. + 1\n   ^\n",
        1},
       {{"print", "a", "b\n + 1 1"},
        "",
@@ -159,6 +177,8 @@ TEST(KsExpr, RefusesCommandLinesThatMakeNoSense) {
       {{"eval", "-D", "1=N", "1"}, "-D 1=N: expected NAME=EXPR"},
       {{"eval", "-D", "N=1", "-D", " N =2", "N"}, "bound twice"},
       {{"eval", "-D", "N=1 +", "N"}, "<-D N>:1:4: expected an operand\n1 +\n   ^\n"},
+      {{"eval", "-D", "N=infix", "N"}, "infix\n   ^\n" + note("inf")},
+      {{"eval", "-D", "Nano=1", "N"}, "-D Nano=1: expected NAME=EXPR\n" + note("Nan")},
   };
   for (const auto& [arguments, message] : rows) {
     SCOPED_TRACE(message);
