@@ -2,15 +2,21 @@
 // all x, and against what simplification makes of the pair written out.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "simplify/detail/Connective.hpp"
+#include "simplify/detail/ValueChangingRules.hpp"
+#include "tests/support/RandomText.hpp"
 
 namespace KS::detail {
 namespace {
@@ -208,6 +214,83 @@ TEST(PairRules, EveryRowIsReached) {
     }
   }
   EXPECT_EQ(rows, std::size(conjunctionRows) + std::size(disjunctionRows));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Evaluation, which compares with a tolerance
+
+constexpr double tolerance = 1.0 / (1 << 26);
+
+// The value of a condition for values of x and y.
+double evaluated(const std::string& aText, double aX, double aY) {
+  SymbolicExprTable table;
+  table.registerValueId("x", SymbolicDoubleValue(table, aX).getId(table));
+  table.registerValueId("y", SymbolicDoubleValue(table, aY).getId(table));
+  return SymbolicExprEval(table).eval(SymbolicExprParser(table, true)(aText)).front();
+}
+
+bool isWithinTolerance(SymbolicOp aConnective, Rel aFirst, Rel aSecond) {
+  return std::any_of(std::begin(pairsWithinTolerance), std::end(pairsWithinTolerance),
+                     [&](const RelationPair& aPair) {
+                       return aPair.connective == aConnective && aPair.first == aFirst &&
+                              aPair.second == aSecond;
+                     });
+}
+
+// The rows that change a value do so within the tolerance alone, and they are the listed ones.
+TEST(PairRules, ChangesWithinTheToleranceAreListed) {
+  for (const Table& table : tables) {
+    for (std::size_t i = 0; i < table.count; ++i) {
+      const PairRow& row = table.rows[i];
+      const std::string text = pairText(table, row, "1", "1");
+      const std::string result = simplifiedText(text);
+      bool changes = false;
+      for (const double distance : {0.0, 0.5 * tolerance, -0.5 * tolerance, tolerance, -tolerance,
+                                    2 * tolerance, -2 * tolerance}) {
+        const double x = 1.0 + distance;
+        const bool isChanged = evaluated(text, x, 0) != evaluated(result, x, 0);
+        EXPECT_TRUE(!isChanged || (x != 1.0 && std::abs(x - 1.0) < tolerance)) << text << ", " << x;
+        changes = changes || isChanged;
+      }
+      EXPECT_EQ(changes, isWithinTolerance(table.connective.op, row.first, row.second)) << text;
+    }
+  }
+}
+
+// Conditions in which no listed pair can meet keep their value within the tolerance, too.
+TEST(PairRules, OtherConditionsKeepTheirValueWithinTheTolerance) {
+  static constexpr const char* const families[][3] = {
+      {"<=", "==", ">="}, {"<", "<=", "<"}, {">", ">=", ">"}, {"==", "!=", "=="}};
+  test::RandomText random(17);
+  for (std::size_t i = 0; i < 3000; ++i) {
+    const auto& ofX = families[random.pick(4)];
+    const auto& ofY = families[random.pick(4)];
+    std::string text;
+    for (std::size_t part = 0, parts = 1 + random.pick(4); part < parts; ++part) {
+      text += part == 0 ? "(" : random.pick(2) == 0 ? " && (" : " || (";
+      for (std::size_t k = 0, n = 1 + random.pick(3); k < n; ++k) {
+        const bool isX = random.pick(2) == 0;
+        const std::string op = random.oneOf(isX ? ofX : ofY);
+        const std::string relation = (isX ? "x" : "y") + op + std::to_string(1 + random.pick(2));
+        // A negated equality becomes a relation of another kind.
+        const bool isNegated = op != "==" && op != "!=" && random.pick(4) == 0;
+        text += (k == 0                ? ""
+                 : random.pick(2) == 0 ? " && "
+                                       : " || ") +
+                (isNegated ? "!(" + relation + ")" : relation);
+      }
+      text += ")";
+    }
+    const std::string result = simplifiedText(text);
+    static constexpr double distances[] = {0, 0.4, -0.4, 0.9, -0.9, 3, -3};
+    for (const double dx : distances) {
+      for (const double dy : distances) {
+        const double x = 1.0 + static_cast<double>(random.pick(2)) + dx * tolerance;
+        const double y = 1.0 + static_cast<double>(random.pick(2)) + dy * tolerance;
+        ASSERT_EQ(evaluated(text, x, y), evaluated(result, x, y)) << text << " gives " << result;
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SimplifyRows.hpp"
 
@@ -176,6 +177,114 @@ TEST(SimplifyBoolean, PairsOfRelations) {
       {"x < 3 && y < 3", "x<3 && y<3"},
       {"x < 3 || y >= 3", "x<3 || y>=3"},
   });
+}
+
+// Every pair of relations in a conjunction, for constants that compare in each way and for one
+// right operand that is no integer.
+TEST(SimplifyBoolean, ConjunctionsOfTwoRelations) {
+  const struct {
+    const char *first, *second;
+    const char *less, *equal, *greater, *same;  // of c1 and c2: 1 and 2, 1 and 1, 2 and 1, y and y
+  } rows[] = {
+      {"<=", "<=", "x<=1", "x<=1", "x<=1", "x<=y"},
+      {"<=", "<", "x<=1", "x<1", "x<1", "x<y"},
+      {"<=", ">=", "false", "x==1", "x<=2 && x>=1", "x==y"},
+      {"<=", ">", "false", "false", "x<=2 && x>1", "false"},
+      {"<=", "==", "false", "x==1", "x==1", "x==y"},
+      {"<=", "!=", "x<=1", "x<1", "x!=1 && x<=2", "x<y"},
+      {"<", "<", "x<1", "x<1", "x<1", "x<y"},
+      {"<", ">=", "false", "false", "x<2 && x>=1", "false"},
+      {"<", ">", "false", "false", "x<2 && x>1", "false"},
+      {"<", "==", "false", "false", "x==1", "false"},
+      {"<", "!=", "x!=2 && x<1", "x<1", "x!=1 && x<2", "x<y"},
+      {">=", ">=", "x>=2", "x>=1", "x>=2", "x>=y"},
+      {">=", ">", "x>2", "x>1", "x>=2", "x>y"},
+      {">=", "==", "x==2", "x==1", "false", "x==y"},
+      {">=", "!=", "x!=2 && x>=1", "x>1", "x>=2", "x>y"},
+      {">", ">", "x>2", "x>1", "x>2", "x>y"},
+      {">", "==", "x==2", "false", "false", "false"},
+      {">", "!=", "x!=2 && x>1", "x>1", "x!=1 && x>2", "x!=y && x>y"},
+      {"==", "==", "false", "x==1", "false", "x==y"},
+      {"==", "!=", "x==1", "false", "x==2", "false"},
+      {"!=", "!=", "x!=1 && x!=2", "x!=1", "x!=1 && x!=2", "x!=y"},
+  };
+  for (const auto& row : rows) {
+    const struct {
+      const char *c1, *c2, *result;
+    } columns[] = {
+        {"1", "2", row.less}, {"1", "1", row.equal}, {"2", "1", row.greater}, {"y", "y", row.same}};
+    for (const auto& column : columns) {
+      const std::string a = std::string("x") + row.first + column.c1;
+      const std::string b = std::string("x") + row.second + column.c2;
+      EXPECT_EQ(simplified(a + " && " + b).text, column.result) << a << " && " << b;
+      EXPECT_EQ(simplified(b + " && " + a).text, column.result) << b << " && " << a;
+    }
+  }
+}
+
+// The rules that look at one operand beside a set of others, one by one.
+TEST(SimplifyBoolean, RulesOfTheVisitor) {
+  const struct {
+    const char* operands;  // of a chain
+    const char* term;
+    bool isAnd;
+    bool decides;  // as a negation
+    bool goes;     // as a product of a disjunction
+  } rows[] = {
+      {"a || b || c && (a || b)", "c && (a || b)", false, false, true},
+      {"a || b || c && (a || d)", "c && (a || d)", false, false, false},
+      {"a || b || c", "a && b", false, false, false},
+      {"a || b || !(a || b)", "!(a || b)", false, true, false},
+      {"a || b || !(a && c)", "!(a && c)", false, true, false},
+      {"a || b || !(a || c)", "!(a || c)", false, false, false},
+      {"a && b && !(a && b)", "!(a && b)", true, true, false},
+      {"a && b && !(a || c)", "!(a || c)", true, true, false},
+      {"a && b && !(a && c)", "!(a && c)", true, false, false},
+      {"a && b && !(a && b || c)", "!(a && b || c)", true, true, false},
+      {"a && !b", "!b", true, false, false},
+  };
+  for (const auto& row : rows) {
+    SymbolicExprTable table;
+    table.addBoolSymbols();
+    const SymbolicExprParser parse(table, true);
+    const SymbolicExprId chain = parse(row.operands), term = parse(row.term);
+    SymbolicExprSimplifyVisitor visitor(table);
+    SymbolicExprSimplifyVisitor::OperandSet set;
+    if (row.isAnd) {
+      visitor.getUniqueSymbolicAndExprs(*table.get(chain), set);
+    } else {
+      visitor.getUniqueSymbolicOrExprs(*table.get(chain), set);
+    }
+    const SymbolicExprSimplifyVisitor::OperandSet before = set;
+    if (!row.isAnd) {
+      visitor.simplifyORExprForAbsorptionRule(set, term);
+      EXPECT_EQ(set.size(), before.size() - (row.goes ? 1 : 0)) << row.operands;
+      EXPECT_EQ(set.contains(term), before.contains(term) && !row.goes) << row.operands;
+      set = before;
+    }
+    if (table.get(term)->getKind() != static_cast<int>(SymbolicOp::Not)) continue;
+    if (row.isAnd) {
+      visitor.simplifyANDExprWithNOTTerms(set, term);
+    } else {
+      visitor.simplifyORExprWithNOTTerms(set, term);
+    }
+    const SymbolicExprId decided = row.isAnd ? table.getIdFALSE() : table.getIdTRUE();
+    EXPECT_EQ(set == SymbolicExprSimplifyVisitor::OperandSet{decided}, row.decides) << row.operands;
+    EXPECT_EQ(set == before, !row.decides) << row.operands;
+  }
+}
+
+// A conjunction that is too large to be distributed, beside members of one of its disjunctions.
+TEST(SimplifyBoolean, DisjunctionsAbsorbWhatIsTooLargeToDistribute) {
+  std::string large;
+  for (const char c : std::string("abcdefghijklmnopqrst")) {
+    large += (large.empty() ? "(" : " && (") + std::string(1, c) + "1 || " + c + "2)";
+  }
+  EXPECT_EQ(simplified("(" + large + ") || c1 || c2").text, "c1 || c2");
+  EXPECT_EQ(simplified("c2 || (" + large + ") || d1 || c1").text, "c1 || c2 || d1");
+  EXPECT_NE(simplified("(" + large + ") || c1 || d2").text, "c1 || d2");
+  // What comes by another rule counts, too.
+  EXPECT_EQ(simplified("(" + large + ") || c1 || !c1 && c2").text, "c1 || c2");
 }
 
 TEST(SimplifyBoolean, OrderOfTwo) {

@@ -50,17 +50,21 @@ std::optional<SymbolicExprId> Chains::conjoinTwo(SymbolicExprId a, SymbolicExprI
   const std::size_t countB = join.countOperands(b, fewOperands + 1);
   const bool isOther = countA == countB ? growing.knows(b) : countA < countB;
   const SymbolicExprId chain = isOther ? b : a, other = isOther ? a : b;
-  const bool isLong = std::max(countA, countB) > fewOperands;
+  const bool mayGrow =
+      std::max(countA, countB) > fewOperands && c.roads.isOpen(FastRoad::GrowingConjunction);
   std::optional<SymbolicExprId> result;
-  if (isLong && c.roads.isOpen(FastRoad::GrowingConjunction)) {
-    result = growing.extend(chain, other);
-    if (result) c.roads.took(FastRoad::GrowingConjunction);
-  }
+  FastRoad road = FastRoad::GrowingConjunction;
+  if (mayGrow && growing.isWorthKeeping(chain)) result = growing.extend(chain, other);
   if (!result) {
+    road = FastRoad::DisjointJoin;
     result = join.extend(chain, other);
-    if (result) c.roads.took(FastRoad::DisjointJoin);
   }
-  if (isLong && result) growing.note(chain, *result);
+  if (!result && mayGrow) {
+    road = FastRoad::GrowingConjunction;
+    result = growing.extend(chain, other);
+  }
+  if (result) c.roads.took(road);
+  if (mayGrow && result) growing.note(chain, *result);
   return result;
 }
 

@@ -7,8 +7,6 @@ namespace KS::detail {
 
 std::optional<SymbolicExprId> GrowingConjunction::extend(SymbolicExprId aChain,
                                                          SymbolicExprId aOther) {
-  const bool isAgain = aChain == lastExtended || aChain == lastResult;
-  if (!knows(aChain) && !isAgain) return std::nullopt;
   const DisjointJoin::Scope scope(join);
   const DisjointJoin::Part other = join.takeApart(aOther);
   if (!other.isPlain || !load(aChain)) return std::nullopt;

@@ -22,11 +22,15 @@ class GrowingConjunction {
  public:
   GrowingConjunction(SimplifyContext& aContext, DisjointJoin& aJoin) : c(aContext), join(aJoin) {}
 
-  /// The conjunction of a chain and another one, if the chain is the remembered one or comes to be.
-  /// Nothing where it does not, or where a rule might apply to operands of the two.
+  /// The conjunction of a chain, which comes to be the remembered one, and another one. Nothing
+  /// where a rule might apply to operands of the two.
   std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOther);
   /// Whether the conjunction is the remembered one, or what that was made from.
   bool knows(SymbolicExprId aChain) const { return aChain == chain || aChain == before; }
+  /// Whether the conjunction is remembered, or is extended for the second time in a row.
+  bool isWorthKeeping(SymbolicExprId aChain) const {
+    return knows(aChain) || aChain == lastExtended || aChain == lastResult;
+  }
   /// Says what a long conjunction was extended to on another road.
   void note(SymbolicExprId aChain, SymbolicExprId aResult) {
     lastExtended = aChain;

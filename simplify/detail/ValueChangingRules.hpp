@@ -1,14 +1,15 @@
-// The rules of arithmetic that change a value on purpose, each with an expression that shows it.
-// The rule's comment in Arithmetic.cpp carries the same words and the mark "(changes values)".
+// The rules that change a value on purpose.
 //
 // Every other rule keeps the value of finite operands, over the reals and over 32-bit integers that
 // wrap. Sums of doubles are regrouped all the same, so their last bits may differ; and x - x is 0
 // also where x is infinite.
 #pragma once
 
+#include "simplify/detail/PairRules.hpp"
+
 namespace KS::detail {
 
-/// When the value changes.
+/// When the value of arithmetic changes.
 enum class ValueChange {
   ZeroDivisor,       ///< a divisor is zero
   InexactQuotient,   ///< integer division leaves a remainder
@@ -17,7 +18,8 @@ enum class ValueChange {
                      ///< integer product that is divided again leaves the 32 bits
 };
 
-/// One way in which a rule changes values.
+/// One way in which a rule of arithmetic changes values. The rule's comment in Arithmetic.cpp
+/// carries the same words and the mark "(changes values)".
 struct ValueChangingRule {
   const char* rule;
   ValueChange when;
@@ -67,5 +69,24 @@ inline constexpr ValueChangingRule valueChangingRules[] = {
                          ValueChange::Wrapping, false, "65536*(65536*x)", "0*x",  1, 0},
 };
 // clang-format on
+
+/// Two relations over one left operand to one right operand, and the connective that joins them.
+struct RelationPair {
+  SymbolicOp connective;
+  Rel first, second;
+};
+
+/// The rows of PairRules.hpp that change a value where the operands are not equal but closer to
+/// each other than the evaluator's tolerance of 2^-26. The rows reason with exact comparison; of
+/// evaluation only < and > do, while the other four relations take such operands for equal:
+/// `x > 2 && x == 2` becomes false, and was true for x = 2.0000000001.
+inline constexpr RelationPair pairsWithinTolerance[] = {
+    {SymbolicOp::And, Rel::Lt, Rel::Ge}, {SymbolicOp::And, Rel::Le, Rel::Gt},
+    {SymbolicOp::And, Rel::Lt, Rel::Eq}, {SymbolicOp::And, Rel::Gt, Rel::Eq},
+    {SymbolicOp::And, Rel::Le, Rel::Ne}, {SymbolicOp::And, Rel::Lt, Rel::Ne},
+    {SymbolicOp::And, Rel::Ge, Rel::Ne}, {SymbolicOp::And, Rel::Gt, Rel::Ne},
+    {SymbolicOp::Or, Rel::Lt, Rel::Gt},  {SymbolicOp::Or, Rel::Lt, Rel::Ne},
+    {SymbolicOp::Or, Rel::Gt, Rel::Ne},
+};
 
 }  // namespace KS::detail
