@@ -8,10 +8,19 @@
 
 namespace KS {
 
-std::size_t hash_value(const SymbolicExprRef& aRef) { return aRef.get()->getHash(); }
+namespace {
+
+const SymbolicExpr& nodeOf(const SymbolicExprRef& aRef) {
+  if (aRef.get() == nullptr) throw std::invalid_argument("KS::SymbolicExprRef: the node is null");
+  return *aRef.get();
+}
+
+}  // namespace
+
+std::size_t hash_value(const SymbolicExprRef& aRef) { return nodeOf(aRef).getHash(); }
 
 bool operator==(const SymbolicExprRef& aProbe, const SymbolicExprRef& aStored) {
-  return *aProbe.get() == *aStored.get();
+  return nodeOf(aProbe) == nodeOf(aStored);
 }
 
 SymbolicExprTable::SymbolicExprTable() : storage(std::make_unique<detail::TableStorage>()) {

@@ -18,10 +18,11 @@ struct Intern;
 struct TableStorage;
 }  // namespace detail
 
-/// A hashable key that names a node. Two keys are equal when the nodes are structurally equal.
+/// A hashable key that names a node. Two keys are equal when the nodes are structurally equal. A
+/// key of null names none: hashing or comparing it throws `std::invalid_argument`.
 class SymbolicExprRef {
  public:
-  /// Takes a node that outlives the key; not null.
+  /// Takes a node that outlives the key.
   explicit SymbolicExprRef(const SymbolicExpr* aExpr) : expr(aExpr) {}
   /// The node that was given.
   const SymbolicExpr* get() const { return expr; }

@@ -1,7 +1,6 @@
 // The text renderer: a visitor that writes an expression with the fewest parentheses.
 #pragma once
 
-#include <boost/container/small_vector.hpp>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,7 +21,8 @@ namespace KS {
 ///     table.get(id)->accept(table, renderer);
 ///     std::string text = renderer.get();
 ///
-/// A visit without its inputs' fragments throws `std::logic_error`; a text beyond
+/// A visit without its inputs' fragments throws `std::logic_error`, a null text
+/// `std::invalid_argument`; a text beyond
 /// `SymbolicExprPrinter::maxTextLength` throws `std::length_error`.
 class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
  public:
@@ -56,6 +56,8 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   void pushLeaf(std::string_view aText);
   /// The predicate's text for the node.
   void pushName(const SymbolicString& aNode);
+  /// A text that must not be null.
+  static std::string_view given(const char* aText);
   /// Whether the M spellings are selected.
   bool isMSyntax() const { return mSyntax; }
   /// The precedence of the fragment `aDepth` places below the top.
@@ -93,7 +95,7 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   void concat(Fragment& aLeft, const Fragment& aRight);
   void joinArguments(std::size_t aCount);
 
-  boost::container::small_vector<Fragment, 16> stack;
+  std::vector<Fragment> stack;
   const SymbolicExprPrinter::Predicate* predicate;
   bool mSyntax;
   bool spaceLogicalOps;

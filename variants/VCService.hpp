@@ -11,6 +11,10 @@
 
 namespace KS {
 
+namespace detail {
+class ConditionStore;
+}
+
 /// Answers with the local and the net condition of a block in three families: VV, CG and S. A net
 /// condition is the conjunction of the local conditions of the block and of all that enclose it.
 /// All conditions live in one table that the service owns, so their ids can be combined. Conditions
@@ -42,8 +46,8 @@ class KS_API VCService {
   VCService(const VCService&) = delete;
   VCService& operator=(const VCService&) = delete;
 
-  /// The process-wide service, made on first use. Like every service it is for one thread at a time;
-  /// so are this function and `clean`.
+  /// The process-wide service, made on first use. Like every service it is for one thread at a
+  /// time; so are this function and `clean`.
   static VCService* getInstance();
   /// Destroys the process-wide service, if there is one, with all ids that it gave out. Throws
   /// `std::logic_error`, and changes nothing, while that service is asking a customizer.
@@ -132,8 +136,7 @@ class KS_API VCService {
   const SymbolicExprTable& getTable() const;
 
  private:
-  struct State;
-  std::unique_ptr<State> state;
+  std::unique_ptr<detail::ConditionStore> store;
 
   static VCService* fInstance;
 };
