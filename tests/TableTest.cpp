@@ -246,10 +246,11 @@ TEST(Table, nodesOfHostsAreOfTheirKindOrRefused) {
       const int vectors =
           kind == 26 && count > 1 ? 22 + static_cast<int>(count) : 26 + static_cast<int>(count);
       const bool isShort = count <= 3 && (kind == 30 || (kind == 26 && count > 1));
-      ASSERT_EQ(copies.get(copy)->getHash(),
+      const SymbolicExpr& copied = *copies.get(copy);
+      ASSERT_EQ(copied.getHash(),
                 detail::hashInputs(isShort ? vectors : kind, inputs.data(), count))
           << kind << ' ' << count;
-      EXPECT_NE(typeid(*copies.get(copy)), typeid(HostNode));
+      EXPECT_NE(typeid(copied), typeid(HostNode));
       if (kind == 30 && count == 1) continue;  // calls without arguments are of kind 27 elsewhere
       EXPECT_EQ(worked(t, id), worked(copies, copy)) << kind << ' ' << count;
     }

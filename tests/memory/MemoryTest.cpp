@@ -272,6 +272,7 @@ TEST(Memory, TextsThatAServiceKeepsAreLimited) {
     ids.push_back(service.simplify(text(i)));
     ASSERT_LT(usedBytes() - before, 100 * length) << i;
   }
+  EXPECT_GT(usedBytes() - before, 8 * length) << "beyond the limit, texts are kept again";
   EXPECT_EQ(service.printMExpr(ids[7]), "X == 7");
   const std::size_t nodes = service.getTable().size();
   for (std::size_t i = 0; i < texts; i += 9) ASSERT_EQ(service.simplify(text(i)), ids[i]);

@@ -55,10 +55,9 @@ ConditionStore::ConditionStore()
 VariantConditions& ConditionStore::conditionsOf(const KSBlock* aBlock) {
   const auto known = conditions.find(aBlock);
   if (known != conditions.end()) return *known->second;
-  // One may be left of a block for which the map had no memory.
-  if (allConditions.size() == conditions.size()) allConditions.emplace_back();
-  conditions.emplace(aBlock, &allConditions.back());
-  return allConditions.back();
+  VariantConditions& fresh = allConditions.emplace_back();
+  conditions.emplace(aBlock, &fresh);
+  return fresh;
 }
 
 // ---------------------------------------------------------------------------------------------
