@@ -324,7 +324,7 @@ class Nest final : public VCCustomizer {
 TEST(ServiceDepthTest, OpenCallsOfCustomizersFitInASmallStack) {
   // Instrumented code takes more stack for brackets than this.
   const std::size_t brackets = test::isInstrumented ? 20 : SymbolicExprParser::maxNesting;
-  const std::string text = std::string(brackets, '(') + 'X' + std::string(brackets, ')');
+  std::string text = std::string(brackets, '(') + 'X' + std::string(brackets, ')');
   test::runOnStack(512 << 10, [&] {
     VCService service;
     Nest nest(service, VCService::maxCustomizerDepth);

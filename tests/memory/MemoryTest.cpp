@@ -143,8 +143,7 @@ TEST(MemoryEnds, WhileAnErrorIsReported) {
         try {
           service.getMExprNetVVCEIdx(chain.block(0), &chain);
         } catch (const msgcore::DiagnosticException& error) {
-          const msgcore::DiagnosticException copy = error;
-          if (std::get<std::string>(copy.arguments().at(0)) == chain.topText) ++reports;
+          if (std::get<std::string>(error.arguments().at(0)) == chain.topText) ++reports;
         }
       },
       [] {});
@@ -163,7 +162,6 @@ TEST(MemoryEnds, WhileAMessageIsCopied) {
   endMemoryEverywhere(
       [&] {
         target = BaseMsgID("Component", "Key", {});
-        const BaseMsgID copy = message;
         target = message;
       },
       [&] {
