@@ -165,6 +165,17 @@ void netConditionsCold(benchmark::State& aState) {
   aState.SetItemsProcessed(aState.iterations() * aState.range(0));
 }
 
+// The same where every block has a long condition.
+void netConditionsDense(benchmark::State& aState) {
+  const BlockTree tree = makeTree(static_cast<std::size_t>(aState.range(0)), corpus.conditions);
+  const TreeCustomizer customizer(tree);
+  for (auto unused : aState) {
+    KS::VCService service;
+    queryNets(service, customizer);
+  }
+  aState.SetItemsProcessed(aState.iterations() * aState.range(0));
+}
+
 void netConditionsCached(benchmark::State& aState) {
   const BlockTree tree = makeTree(static_cast<std::size_t>(aState.range(0)));
   const TreeCustomizer customizer(tree);
@@ -242,6 +253,7 @@ BENCHMARK(simplify)->Arg(Dimensions)->Arg(Conditions)->Arg(Redundant)->ArgName("
 BENCHMARK(convertToM)->Arg(Dimensions)->Arg(Conditions)->ArgName("corpus");
 BENCHMARK(convertToC)->Arg(Dimensions)->Arg(Conditions)->ArgName("corpus");
 BENCHMARK(netConditionsCold)->Arg(1000)->Arg(10000)->ArgName("blocks");
+BENCHMARK(netConditionsDense)->Arg(1000)->ArgName("blocks");
 BENCHMARK(netConditionsCached)->Arg(1000)->Arg(10000)->ArgName("blocks");
 BENCHMARK(chain)->RangeMultiplier(8)->Range(8, 4096)->Complexity();
 BENCHMARK(conjunction)->RangeMultiplier(8)->Range(8, 4096)->Complexity();

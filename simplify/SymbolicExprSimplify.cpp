@@ -39,10 +39,6 @@ template <class OnResult>
 std::size_t SymbolicExprSimplify::runPasses(SymbolicExprId aId, OnResult aOnResult) const {
   table.get(aId);  // an unknown id changes nothing
   addBoolSymbols();
-  if (detail::Digests::isSimplified(table, aId)) {
-    aOnResult(aId);
-    return std::size_t{1};
-  }
   return withVisitor([&](SymbolicExprSimplifyVisitor& aVisitor) {
     boost::container::flat_set<SymbolicExprId, std::less<SymbolicExprId>,
                                boost::container::small_vector<SymbolicExprId, 12>>

@@ -204,7 +204,7 @@ using detail::valueChangingRules;
 TEST(ValueChanges, TheListNamesTheMarkedRules) {
   std::set<std::string> listed, marked;
   for (const auto& rule : valueChangingRules) listed.insert(rule.rule);
-  std::ifstream source(KS_SOURCE_DIR "/simplify/Arithmetic.cpp");
+  std::ifstream source(KS_SOURCE_DIR "/simplify/detail/Arithmetic.cpp");
   const std::string mark = "  (changes values)";
   for (std::string line; std::getline(source, line);) {
     const std::size_t start = line.find("// "), end = line.find(mark);

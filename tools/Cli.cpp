@@ -6,45 +6,50 @@
 #include <limits>
 #include <optional>
 #include <ostream>
-#include <sstream>
 
 #include "base/KSVersion.hpp"
 #include "tools/Conditions.hpp"
-#include "tools/Diagnostic.hpp"
 #include "tools/Report.hpp"
+#include "tools/Text.hpp"
 
 namespace ksexpr {
 
 namespace {
 
-// Everything that a command line can say; `run` does it.
+// Everything that a command line can say; `run` does it and notes whether an answer has failed.
 struct Options {
   Request request;
   ConditionsRequest conditions;
-  Format format = Format::Table;
-  bool cForm = false;
-  std::function<int(Streams&)> run;
+  Layout layout;
+  std::function<void(Streams&, bool&)> run;
 };
 
-int runConditions(const Options& aOptions, Streams& aStreams) {
+void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed) {
   const auto start = std::chrono::steady_clock::now();
   const auto model = readModel(aOptions.conditions.path, aStreams.err);
-  if (!model) return 1;
-  ConditionsRequest request = aOptions.conditions;
-  request.needsC = aOptions.cForm || aOptions.format == Format::Json;
-  request.needsCOfVV = aOptions.cForm;
-  std::ostringstream problems;  // told when the progress bar is gone
-  const ConditionsResult result = [&] {
-    ProgressBar bar(aStreams.err, aStreams.errIsTerminal);
-    return answerConditions(*model, request, problems,
-                            [&](std::size_t done, std::size_t total) { bar.show(done, total); });
-  }();
-  aStreams.err << problems.str();
-  writeReport(result, request, aOptions.format, aOptions.cForm, aStreams.out);
-  if (!aStreams.out.flush()) throw WriteError();
+  if (!model) {
+    aHasFailed = true;
+    return;
+  }
+  Layout layout = aOptions.layout;
+  layout.isOnTerminal = aStreams.outIsTerminal;
+  // A table is written when all is answered; other reports and a bar would disturb each other.
+  ProgressBar bar(aStreams.err, aStreams.errIsTerminal &&
+                                    (!aStreams.outIsTerminal || layout.format == Format::Table));
+  const auto tell = [&](const std::string& message) {
+    aHasFailed = true;
+    bar.hide();
+    // Answers and messages stay in order where both go to one terminal.
+    if (!aStreams.out.flush()) throw WriteError();
+    aStreams.err << message << std::flush;
+  };
+  const ConditionsObserver observer{
+      [&bar](std::size_t done, std::size_t total) { bar.show(done, total); }, tell};
+  Conditions conditions(*model, aOptions.conditions, observer);
+  writeReport(conditions, aOptions.conditions, layout, aStreams.out);
+  conditions.finish();
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  writeSummary(result, time.count(), aStreams.err);
-  return result.hasFailed ? 1 : 0;
+  aStreams.err << summary(conditions, time.count());
 }
 
 // Words that an option takes, and what they mean.
@@ -95,10 +100,10 @@ CLI::App* addCommand(CLI::App& aApp, Options& aOptions, const char* aName, const
     command->add_flag("--spaces", request.spaces, "Set off logical operators by blanks");
   }
   command->callback([&aOptions, aCommand] {
-    aOptions.run = [&aOptions, aCommand](Streams& streams) {
+    aOptions.run = [&aOptions, aCommand](Streams& streams, bool& hasFailed) {
       Command asked = aCommand;
       asked.manyLines = asked.manyLines || aOptions.request.explain;
-      return answerAll(asked, aOptions.request, streams);
+      answerAll(asked, aOptions.request, streams, hasFailed);
     };
   });
   return command;
@@ -168,14 +173,16 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
       ->type_name("ID")
       ->allow_extra_args(false);
   addChoice(*command, "--form", "The form of tables and CSV (default: m)", dialects,
-            [&aOptions](Form form) { aOptions.cForm = form == Form::C; });
+            [&aOptions](Form form) { aOptions.layout.cForm = form == Form::C; });
   addChoice<Format>(*command, "--format", "The layout (default: table)",
                     {{"table", Format::Table}, {"json", Format::Json}, {"csv", Format::Csv}},
-                    [&aOptions](Format format) { aOptions.format = format; });
+                    [&aOptions](Format format) { aOptions.layout.format = format; });
   command->add_flag("--dead", request.onlyDead,
                     "List only blocks with a net condition that never holds");
   command->callback([&aOptions] {
-    aOptions.run = [&aOptions](Streams& streams) { return runConditions(aOptions, streams); };
+    aOptions.run = [&aOptions](Streams& streams, bool& hasFailed) {
+      runConditions(aOptions, streams, hasFailed);
+    };
   });
 }
 
@@ -190,7 +197,7 @@ std::vector<std::string> forCLI11(const std::vector<std::string>& aArguments) {
   return out;
 }
 
-int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams) {
+void parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, bool& aHasFailed) {
   Options options;
   CLI::App app("Symbolic expressions and variant conditions", "ksexpr");
   app.set_version_flag("--version", std::string("ksexpr ") + libtqKSSymbolicExpr_version);
@@ -200,26 +207,36 @@ int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams) {
   try {
     app.parse(forCLI11(aArguments));
   } catch (const CLI::ParseError& error) {
-    if (app.get_subcommands().empty() && error.get_exit_code() != 0 && !aArguments.empty() &&
-        aArguments[0].compare(0, 1, "-") != 0) {
-      // CLI11 would not say which word it does not know.
-      throw UsageError("no command \"" + printable(aArguments[0]) + "\"; see ksexpr --help");
+    if (error.get_exit_code() == 0) {
+      app.exit(error, aStreams.out, aStreams.err);
+      if (!aStreams.out.flush()) throw WriteError();
+      return;
     }
-    return app.exit(error, aStreams.out, aStreams.err) == 0 ? 0 : 2;
+    const bool isUnknown = app.get_subcommands().empty() && !aArguments.empty() &&
+                           aArguments[0].compare(0, 1, "-") != 0;
+    // CLI11 would not say which word it does not know.
+    throw UsageError(isUnknown
+                         ? "no command \"" + shortened(aArguments[0]) + "\"; see ksexpr --help"
+                         : shortened(error.what()) + "\nRun with --help for more information.");
   }
-  return options.run(aStreams);
+  options.run(aStreams, aHasFailed);
 }
 
 }  // namespace
 
 int runTool(const std::vector<std::string>& aArguments, Streams aStreams) {
+  bool hasFailed = false;
   try {
-    return parseAndRun(aArguments, aStreams);
+    parseAndRun(aArguments, aStreams, hasFailed);
+    return hasFailed ? 1 : 0;
+  } catch (const WriteError& error) {
+    if (error.isClosedPipe()) return hasFailed ? 1 : 0;
+    aStreams.err << "ksexpr: " << error.what() << '\n';
   } catch (const UsageError& error) {
     aStreams.err << error.what() << '\n';
     return 2;
   } catch (const std::exception& error) {
-    aStreams.err << "ksexpr: " << error.what() << '\n';
+    aStreams.err << "ksexpr: " << shortened(error.what()) << '\n';
   } catch (...) {
     aStreams.err << "ksexpr: the host reports an error\n";
   }

@@ -17,6 +17,7 @@
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "tools/Diagnostic.hpp"
 #include "tools/Graph.hpp"
+#include "tools/Text.hpp"
 #include "xform/SymbolicExprC2M.hpp"
 #include "xform/SymbolicExprCast2Int.hpp"
 #include "xform/SymbolicExprFactorDivision.hpp"
@@ -53,16 +54,18 @@ class Bindings {
     const KS::SymbolicExprId nameId = parse(name);
     if (equals == std::string::npos || nameId == KS::invalidSymbolicExprId ||
         table.get(nameId)->getKind() != static_cast<int>(KS::SymbolicOp::String)) {
-      throw UsageError("-D " + printable(aBinding) + ": expected NAME=EXPR");
+      throw UsageError("-D " + shortened(aBinding) + ": expected NAME=EXPR");
     }
     const std::string text = aBinding.substr(equals + 1);
     if (const auto error = parse.diagnose(text)) {
-      std::string message =
-          diagnostic("<-D " + name + '>', 1, text, error->offset, "expected " + error->expected);
+      std::string message = diagnostic("<-D " + shortened(name) + '>', 1, text, error->offset,
+                                       "expected " + error->expected);
       message.pop_back();
       throw UsageError(message);
     }
-    if (!names.insert(nameId).second) throw UsageError("-D " + name + ": bound twice");
+    if (!names.insert(nameId).second) {
+      throw UsageError("-D " + shortened(name) + ": bound twice");
+    }
     values.emplace_back(static_cast<const KS::SymbolicString*>(table.get(nameId))->getText(),
                         parse(text));
   }
@@ -75,8 +78,12 @@ class Bindings {
 // Answers expressions one after the other and remembers whether one failed.
 class Answering {
  public:
-  Answering(const Command& aCommand, const Request& aRequest, Streams& aStreams)
-      : command(aCommand), request(aRequest), streams(aStreams), bindings(aRequest) {}
+  Answering(const Command& aCommand, const Request& aRequest, Streams& aStreams, bool& aHasFailed)
+      : command(aCommand),
+        request(aRequest),
+        streams(aStreams),
+        hasFailed(aHasFailed),
+        bindings(aRequest) {}
 
   // Answers the text, which is line `aLine` of the source.
   void answer(const std::string& aSource, std::size_t aLine, const std::string& aText) {
@@ -93,7 +100,7 @@ class Answering {
         problem = diagnostic(aSource, aLine, aText, error->offset, "expected " + error->expected);
       }
     } catch (const std::exception& error) {
-      problem = diagnostic(aSource, aLine, aText, 0, error.what());
+      problem = diagnostic(aSource, aLine, aText, 0, shortened(error.what()));
     }
     write(text, problem);
   }
@@ -102,33 +109,33 @@ class Answering {
     if (!streams.out.flush()) throw WriteError();
   }
 
-  int status() const { return hasFailed ? 1 : 0; }
-
  private:
   void write(const std::string& aText, const std::string& aProblem) {
     if (command.manyLines && hasAnswered) streams.out << '\n';
     hasAnswered = true;
+    if (!aProblem.empty()) hasFailed = true;
     if (!(streams.out << aText << '\n')) throw WriteError();
     if (aProblem.empty()) return;
     // Answers and messages stay in order where both go to one terminal.
     flush();
     streams.err << aProblem << std::flush;
-    hasFailed = true;
   }
 
   const Command& command;
   const Request& request;
   Streams& streams;
+  bool& hasFailed;
   Bindings bindings;
   bool hasAnswered = false;
-  bool hasFailed = false;
 };
 
 }  // namespace
 
-WriteError::WriteError()
+WriteError::WriteError() : WriteError(errno) {}
+WriteError::WriteError(int aReason)
     : std::runtime_error(std::string("cannot write to standard output: ") +
-                         (errno != 0 ? std::strerror(errno) : "unknown error")) {}
+                         (aReason != 0 ? std::strerror(aReason) : "unknown error")),
+      reason(aReason) {}
 
 std::string Expression::print(KS::SymbolicExprId aId) const {
   const Form form = request.to.value_or(request.from);
@@ -202,8 +209,9 @@ std::string answerDot(const Expression& aExpression) {
   return dotGraph(aExpression.table, aExpression.id, form == Form::M);
 }
 
-int answerAll(const Command& aCommand, const Request& aRequest, Streams& aStreams) {
-  Answering answering(aCommand, aRequest, aStreams);
+void answerAll(const Command& aCommand, const Request& aRequest, Streams& aStreams,
+               bool& aHasFailed) {
+  Answering answering(aCommand, aRequest, aStreams, aHasFailed);
   std::size_t number = 0;
   for (const std::string& text : aRequest.expressions) {
     answering.answer("<argument " + std::to_string(++number) + '>', 1, text);
@@ -216,10 +224,11 @@ int answerAll(const Command& aCommand, const Request& aRequest, Streams& aStream
       // large pieces.
       if (aStreams.in.rdbuf()->in_avail() <= 0) answering.flush();
     }
-    if (aStreams.in.bad()) throw std::runtime_error("cannot read standard input");
+    if (aStreams.in.bad()) {
+      throw std::runtime_error(std::string("cannot read standard input: ") + std::strerror(errno));
+    }
   }
   answering.flush();
-  return answering.status();
 }
 
 }  // namespace ksexpr

@@ -1,6 +1,7 @@
 // The commands that answer one expression at a time.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <iosfwd>
 #include <optional>
@@ -12,11 +13,12 @@
 
 namespace ksexpr {
 
-/// The program's streams; `errIsTerminal` allows a progress bar.
+/// The program's streams, and which of them a person reads as they are written.
 struct Streams {
   std::istream& in;
   std::ostream& out;
   std::ostream& err;
+  bool outIsTerminal = false;
   bool errIsTerminal = false;
 };
 
@@ -29,7 +31,14 @@ class UsageError : public std::runtime_error {
 /// Standard output can't be written.
 class WriteError : public std::runtime_error {
  public:
+  /// Made right after the failed write, whose reason `errno` still holds.
   WriteError();
+  /// Whether nobody reads on, as `head` does when it has seen enough.
+  bool isClosedPipe() const { return reason == EPIPE; }
+
+ private:
+  explicit WriteError(int aReason);
+  int reason;
 };
 
 /// How an expression is spelled.
@@ -75,8 +84,9 @@ std::string answerDump(const Expression& aExpression);
 std::string answerDot(const Expression& aExpression);
 
 /// Answers the request's expressions, or the lines of standard input where it has none, in order.
-/// Returns the exit status: 1 if one of them failed. Throws `UsageError` for a binding that makes
-/// no sense and `WriteError`.
-int answerAll(const Command& aCommand, const Request& aRequest, Streams& aStreams);
+/// Sets `aHasFailed` as soon as one fails. Throws `UsageError` for a binding that makes no sense
+/// and `WriteError`.
+void answerAll(const Command& aCommand, const Request& aRequest, Streams& aStreams,
+               bool& aHasFailed);
 
 }  // namespace ksexpr

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <exception>
-#include <ostream>
 #include <stdexcept>
+#include <string_view>
 #include <unordered_set>
 
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
-#include "tools/Diagnostic.hpp"
-#include "variants/VCService.hpp"
+#include "tools/Text.hpp"
 #include "xform/SymbolicExprM2C.hpp"
 
 namespace ksexpr {
@@ -18,48 +17,21 @@ namespace {
 
 using KS::VCService;
 
-template <class Result>
-using Getter = Result (VCService::*)(const KSBlock*, const KS::VCCustomizer*);
+// The bytes of the texts that are kept.
+constexpr std::size_t maxKeptLength = std::size_t{16} << 20;
 
-// How the service is asked for one condition.
-struct Query {
-  Getter<KS::SymbolicExprId> getId;
-  Getter<std::string> getM;
-  Getter<std::string> getC;
-};
+using Getter = KS::SymbolicExprId (VCService::*)(const KSBlock*, const KS::VCCustomizer*);
 
-struct FamilyQueries {
+// By Family: its number in the service's questions to the host, and how the service is asked.
+struct Questions {
   int selector;
-  Query local;
-  Query net;
+  Getter local;
+  Getter net;
 };
-
-// By Family. S conditions are asked for as booleans only, VV conditions have no C form of their
-// own.
-constexpr FamilyQueries familyQueries[] = {
-    {1,
-     {&VCService::getMExprLocalVVCEIdx, &VCService::getMExprLocalVVCEString, nullptr},
-     {&VCService::getMExprNetVVCEIdx, &VCService::getMExprNetVVCEString, nullptr}},
-    {0,
-     {&VCService::getMExprLocalCGVCEIdx, &VCService::getMExprLocalCGVCEString,
-      &VCService::getCExprLocalCGVCEString},
-     {&VCService::getMExprNetCGVCEIdx, &VCService::getMExprNetCGVCEString,
-      &VCService::getCExprNetCGVCEString}},
-    {2,
-     {&VCService::getLocalSVCEIdx, nullptr, nullptr},
-     {&VCService::getNetSVCEIdx, nullptr, nullptr}},
-};
-
-// The model as the service sees it.
-class ModelCustomizer : public KS::VCCustomizer {
- public:
-  std::string getLocalCondition(const KSBlock* aBlock, int aSelector) const override {
-    const auto family = std::find_if(
-        std::begin(familyQueries), std::end(familyQueries),
-        [aSelector](const FamilyQueries& queries) { return queries.selector == aSelector; });
-    return aBlock->texts.at(static_cast<std::size_t>(family - std::begin(familyQueries)));
-  }
-  const KSBlock* getParentBlock(const KSBlock* aBlock) const override { return aBlock->parent; }
+constexpr Questions questions[] = {
+    {1, &VCService::getMExprLocalVVCEIdx, &VCService::getMExprNetVVCEIdx},
+    {0, &VCService::getMExprLocalCGVCEIdx, &VCService::getMExprNetCGVCEIdx},
+    {2, &VCService::getLocalSVCEIdx, &VCService::getNetSVCEIdx},
 };
 
 // A C form for conditions that the service gives in M form only.
@@ -74,165 +46,179 @@ std::string currentMessage() {
   try {
     throw;
   } catch (const std::exception& error) {
-    return error.what();
+    return shortened(error.what());
   } catch (...) {
     return "the host reports an error";
   }
 }
 
-// Asks the service for one block after the other, parents first: a block whose ancestor has failed
-// is not asked for its net condition, which would only fail again all the way up.
-class Asking {
- public:
-  Asking(const Model& aModel, const ConditionsRequest& aRequest, ConditionsResult& aResult,
-         std::ostream& aErrors)
-      : model(aModel), request(aRequest), result(aResult), errors(aErrors) {
-    idFALSE = service.simplify("false");
-  }
-
-  BlockAnswer ask(const KSBlock& aBlock) {
-    BlockAnswer answer{&aBlock, {}, {}};
-    std::array<const KSBlock*, 3> hindering{};
-    for (const Family family : {VV, CG, S}) {
-      if (!request.families[family]) continue;
-      const KSBlock* culprit = failedAncestor(aBlock, family);
-      try {
-        // The net condition first: it fills the local one on the way, and a CG condition that is
-        // known is worked out once more on every query.
-        if (culprit == nullptr) answer.net[family] = condition(aBlock, family, false);
-        answer.local[family] = condition(aBlock, family, true);
-        hindering[family] = culprit;
-      } catch (...) {
-        reportFailure(aBlock, family, currentMessage());
-        answer.net[family] = answer.local[family] = nullptr;
-        if (culprit == nullptr) culprit = &aBlock;
-      }
-      if (culprit != nullptr) culprits[family].emplace(&aBlock, culprit);
-    }
-    reportHindered(aBlock, hindering);
-    return answer;
-  }
-
- private:
-  const KSBlock* failedAncestor(const KSBlock& aBlock, Family aFamily) const {
-    const auto found = culprits[aFamily].find(aBlock.parent);
-    return found == culprits[aFamily].end() ? nullptr : found->second;
-  }
-
-  const Condition* condition(const KSBlock& aBlock, Family aFamily, bool aLocal) {
-    const Query& query = aLocal ? familyQueries[aFamily].local : familyQueries[aFamily].net;
-    const KS::SymbolicExprId id = (service.*query.getId)(&aBlock, &customizer);
-    Condition& known = result.conditions[id];
-    known.isTrue = service.getBoolean(id);
-    known.isFalse = id == idFALSE;
-    if (known.isTrue) return &known;
-    if (query.getM != nullptr && known.m.empty())
-      known.m = (service.*query.getM)(&aBlock, &customizer);
-    if (known.c.empty()) {
-      if (request.needsC && query.getC != nullptr) {
-        known.c = (service.*query.getC)(&aBlock, &customizer);
-      } else if (request.needsCOfVV && aFamily == VV) {
-        known.c = convertToC(known.m);
-      }
-    }
-    return &known;
-  }
-
-  std::string about(const KSBlock& aBlock, Family aFamily) const {
-    return "block \"" + printable(aBlock.id) + "\", " + familyNames[aFamily];
-  }
-
-  void reportFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage) {
-    result.hasFailed = true;
-    const std::string& text = aBlock.texts[aFamily];
-    errors << model.path << ':' << model.lineOf(aBlock.textOffsets[aFamily]) << ": "
-           << about(aBlock, aFamily);
-    KS::SymbolicExprTable table;
-    const auto error = KS::SymbolicExprParser(table, false).diagnose(text);
-    if (error && !text.empty()) {
-      errors << ", column " << placeOf(text, error->offset).column << ": expected "
-             << error->expected << '\n'
-             << excerpt(text, error->offset);
-    } else {
-      errors << ": " << aMessage << '\n';
-    }
-  }
-
-  void reportHindered(const KSBlock& aBlock, const std::array<const KSBlock*, 3>& aHindering) {
-    for (const Family family : {VV, CG, S}) {
-      const KSBlock* culprit = aHindering[family];
-      if (culprit == nullptr) continue;
-      errors << model.path << ": " << about(aBlock, family)
-             << ": no net condition, because that of its ancestor \"" << printable(culprit->id)
-             << "\" is not available\n";
-    }
-  }
-
-  const Model& model;
-  const ConditionsRequest& request;
-  ConditionsResult& result;
-  std::ostream& errors;
-  VCService service;
-  ModelCustomizer customizer;
-  KS::SymbolicExprId idFALSE;
-  // By family and block: the nearest block on the way up, itself included, whose own text fails.
-  std::array<std::unordered_map<const KSBlock*, const KSBlock*>, 3> culprits;
-};
-
-using BlockSet = std::unordered_set<const KSBlock*>;
-
-// The blocks that are asked for; throws for an id that the model does not have.
-BlockSet selectBlocks(const Model& aModel, const std::vector<std::string>& aIds) {
-  std::unordered_set<std::string> missing(aIds.begin(), aIds.end());
-  BlockSet selected;
-  for (const KSBlock& block : aModel.blocks) {
-    if (!aIds.empty() && std::find(aIds.begin(), aIds.end(), block.id) == aIds.end()) continue;
-    selected.insert(&block);
-    missing.erase(block.id);
-  }
-  for (const std::string& id : aIds) {
-    if (missing.count(id) != 0) {
-      throw std::runtime_error(aModel.path + ": no block \"" + printable(id) + '"');
-    }
-  }
-  return selected;
-}
-
-// The blocks with all their ancestors.
-BlockSet withAncestors(const BlockSet& aBlocks) {
-  BlockSet all;
-  for (const KSBlock* block : aBlocks) {
-    while (block != nullptr && all.insert(block).second) block = block->parent;
-  }
-  return all;
+std::string about(const KSBlock& aBlock, Family aFamily) {
+  return "block \"" + shortened(aBlock.id) + "\", " + familyNames[aFamily];
 }
 
 }  // namespace
 
-bool BlockAnswer::isDead() const {
-  return std::any_of(net.begin(), net.end(), [](const Condition* condition) {
-    return condition != nullptr && condition->isFalse;
-  });
+std::string Conditions::Customizer::getLocalCondition(const KSBlock* aBlock, int aSelector) const {
+  const auto family = std::find_if(
+      std::begin(questions), std::end(questions),
+      [aSelector](const Questions& question) { return question.selector == aSelector; });
+  return std::string(aBlock->texts.at(static_cast<std::size_t>(family - std::begin(questions))));
 }
 
-ConditionsResult answerConditions(const Model& aModel, const ConditionsRequest& aRequest,
-                                  std::ostream& aErrors, const ProgressCallback& aProgress) {
-  const BlockSet selected = selectBlocks(aModel, aRequest.blockIds);
-  const BlockSet needed = withAncestors(selected);
-  ConditionsResult result;
-  result.answers.reserve(selected.size());
-  Asking asking(aModel, aRequest, result, aErrors);
-  std::size_t done = 0;
-  for (const KSBlock* block : aModel.parentsFirst) {
-    if (needed.count(block) == 0) continue;
-    BlockAnswer answer = asking.ask(*block);
-    if (selected.count(block) != 0) result.answers.push_back(answer);
-    aProgress(++done, needed.size());
+Conditions::Conditions(const Model& aModel, const ConditionsRequest& aRequest,
+                       const ConditionsObserver& aObserver)
+    : model(aModel),
+      request(aRequest),
+      observer(aObserver),
+      idTRUE(static_cast<ConditionId>(service.simplify("true"))),
+      idFALSE(static_cast<ConditionId>(service.simplify("false"))),
+      isAnswered(model.blocks.size(), false),
+      answers(model.blocks.size()) {
+  select();
+}
+
+// Finds the blocks that are asked for and counts them with their ancestors.
+void Conditions::select() {
+  std::unordered_set<std::string_view> wanted(request.blockIds.begin(), request.blockIds.end());
+  isSelected.assign(model.blocks.size(), wanted.empty());
+  numSelected = numNeeded = wanted.empty() ? model.blocks.size() : wanted.size();
+  if (wanted.empty()) return;
+  std::vector<bool> isNeeded(model.blocks.size(), false);
+  numNeeded = 0;
+  for (const KSBlock& selected : model.blocks) {
+    if (wanted.erase(selected.id) == 0) continue;
+    isSelected[model.indexOf(selected)] = true;
+    for (const KSBlock* block = &selected; block != nullptr && !isNeeded[model.indexOf(*block)];
+         block = block->parent) {
+      isNeeded[model.indexOf(*block)] = true;
+      ++numNeeded;
+    }
   }
-  // Blocks stand in the model one after the other, so their addresses are in file order.
-  std::sort(result.answers.begin(), result.answers.end(),
-            [](const BlockAnswer& a, const BlockAnswer& b) { return a.block < b.block; });
-  return result;
+  for (const std::string& id : request.blockIds) {
+    if (wanted.count(id) != 0) {
+      throw std::runtime_error(printable(model.path) + ": no block \"" + shortened(id) + '"');
+    }
+  }
+}
+
+void Conditions::forEach(const std::function<void(const KSBlock&, const BlockConditions&)>& aUse) {
+  for (const KSBlock& block : model.blocks) {
+    if (!isSelected[model.indexOf(block)]) continue;
+    const BlockConditions& conditions = answer(block);
+    if (!request.onlyDead || isDead(conditions)) aUse(block, conditions);
+  }
+}
+
+// A block may stand before its ancestors, which are answered first.
+const BlockConditions& Conditions::answer(const KSBlock& aBlock) {
+  std::vector<const KSBlock*> path;
+  for (const KSBlock* block = &aBlock; block != nullptr && !isAnswered[model.indexOf(*block)];
+       block = block->parent) {
+    path.push_back(block);
+  }
+  for (auto block = path.rbegin(); block != path.rend(); ++block) answerBelowParent(**block);
+  return answers[model.indexOf(aBlock)];
+}
+
+// Answers a block whose parent has been answered. Where that failed, a net condition is not asked
+// for: it would only fail again, all the way up.
+void Conditions::answerBelowParent(const KSBlock& aBlock) {
+  const std::size_t index = model.indexOf(aBlock);
+  BlockConditions& found = answers[index];
+  for (const Family family : {VV, CG, S}) {
+    if (!request.families[family]) continue;
+    const bool isHindered = aBlock.parent != nullptr &&
+                            answers[model.indexOf(*aBlock.parent)].net[family] == notAvailable;
+    try {
+      // The net condition first: it fills the local one on the way, and a CG condition that is
+      // known is worked out once more on every query.
+      if (!isHindered) found.net[family] = ask(aBlock, family, true);
+      found.local[family] = ask(aBlock, family, false);
+    } catch (...) {
+      found.net[family] = found.local[family] = notAvailable;
+      tellFailure(aBlock, family, currentMessage());
+      continue;
+    }
+    if (isHindered) tellHindered(aBlock, family);
+  }
+  isAnswered[index] = true;
+  if (isSelected[index] && isDead(found)) ++numDead;
+  observer.progress(++numAnswered, numNeeded);
+}
+
+ConditionId Conditions::ask(const KSBlock& aBlock, Family aFamily, bool aIsNet) {
+  const Getter get = aIsNet ? questions[aFamily].net : questions[aFamily].local;
+  const auto id = static_cast<ConditionId>((service.*get)(&aBlock, &customizer));
+  if (id >= isKnown.size()) isKnown.resize(id + std::size_t{1}, false);
+  if (!isKnown[id]) ++numDistinct;
+  isKnown[id] = true;
+  return id;
+}
+
+bool Conditions::isDead(const BlockConditions& aConditions) const {
+  return std::find(aConditions.net.begin(), aConditions.net.end(), idFALSE) !=
+         aConditions.net.end();
+}
+
+void Conditions::tellFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage) {
+  failed = true;
+  if (!problems.add("conditions that cannot be answered")) return;
+  const std::string text(aBlock.texts[aFamily]);
+  const std::string_view place = text.empty() ? aBlock.id : aBlock.texts[aFamily];
+  std::string message = printable(model.path) + ':' + std::to_string(model.lineOf(place)) + ": " +
+                        about(aBlock, aFamily);
+  KS::SymbolicExprTable table;
+  const auto error = KS::SymbolicExprParser(table, false).diagnose(text);
+  if (error && !text.empty()) {
+    message += ", column " + std::to_string(placeOf(text, error->offset).column) + ": expected " +
+               error->expected + '\n' + excerpt(text, error->offset);
+  } else {
+    message += ": " + aMessage + '\n';
+  }
+  observer.problem(message);
+}
+
+void Conditions::tellHindered(const KSBlock& aBlock, Family aFamily) {
+  if (!problems.add("net conditions that are not available")) return;
+  const KSBlock* ancestor = aBlock.parent;
+  while (answers[model.indexOf(*ancestor)].local[aFamily] != notAvailable) {
+    ancestor = ancestor->parent;
+  }
+  observer.problem(printable(model.path) + ": " + about(aBlock, aFamily) +
+                   ": no net condition, because that of its ancestor \"" + shortened(ancestor->id) +
+                   "\" is not available\n");
+}
+
+void Conditions::finish() const {
+  const std::string remaining = problems.remaining(model.path);
+  if (!remaining.empty()) observer.problem(remaining);
+}
+
+const std::string& Conditions::text(const KSBlock& aBlock, Family aFamily, bool aIsNet,
+                                    bool aCForm) {
+  const BlockConditions& conditions = answers[model.indexOf(aBlock)];
+  const ConditionId id = aIsNet ? conditions.net[aFamily] : conditions.local[aFamily];
+  if (keptLength > maxKeptLength) {
+    for (auto& texts : keptTexts) texts.clear();
+    keptLength = 0;
+  }
+  const auto [kept, isNew] = keptTexts[aCForm ? 1 : 0].try_emplace(id);
+  if (isNew) {
+    kept->second = makeText(aBlock, aFamily, aIsNet, aCForm);
+    keptLength += sizeof(*kept) + kept->second.size();
+  }
+  return kept->second;
+}
+
+std::string Conditions::makeText(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm) {
+  if (!aCForm || aFamily != CG) {
+    const BlockConditions& conditions = answers[model.indexOf(aBlock)];
+    const std::string m =
+        service.printMExpr(aIsNet ? conditions.net[aFamily] : conditions.local[aFamily]);
+    return aCForm ? convertToC(m) : m;
+  }
+  return aIsNet ? service.getCExprNetCGVCEString(&aBlock, &customizer)
+                : service.getCExprLocalCGVCEString(&aBlock, &customizer);
 }
 
 }  // namespace ksexpr

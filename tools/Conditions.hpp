@@ -2,15 +2,17 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
-#include <iosfwd>
-#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "base/SymbolicExprId.hpp"
+#include "tools/Diagnostic.hpp"
 #include "tools/Model.hpp"
+#include "variants/VCService.hpp"
 
 namespace ksexpr {
 
@@ -22,45 +24,99 @@ struct ConditionsRequest {
   /// The blocks to answer; all if empty.
   std::vector<std::string> blockIds;
   bool onlyDead = false;
-  /// Whether texts in C form are needed at all, and whether also of VV conditions.
-  bool needsC = false;
-  bool needsCOfVV = false;
 };
 
-/// A condition with its texts, which are empty for one that is always true. Texts that the request
-/// does not need are left empty.
-struct Condition {
-  bool isTrue = false;
-  bool isFalse = false;
-  std::string m;
-  std::string c;
+/// How answering is watched. Both may write and throw.
+struct ConditionsObserver {
+  /// Called with the number of blocks that are done and the number that are to be done.
+  std::function<void(std::size_t, std::size_t)> progress;
+  /// Called with a message about what can't be answered, a newline at its end.
+  std::function<void(const std::string&)> problem;
 };
 
-/// The answer for one block. A null condition is not available, since its text or an ancestor's
-/// does not parse.
-struct BlockAnswer {
-  const KSBlock* block;
-  std::array<const Condition*, 3> local{};
-  std::array<const Condition*, 3> net{};
+/// A condition by its number in the service's table. Tables number less than 32 bits hold.
+using ConditionId = std::uint32_t;
+/// Stands for a condition whose text, or that of an ancestor, does not parse.
+inline constexpr ConditionId notAvailable = 0xFFFFFFFF;
 
-  /// Whether a net condition of the block is false.
-  bool isDead() const;
+/// The conditions of one block, by family.
+struct BlockConditions {
+  std::array<ConditionId, 3> local{notAvailable, notAvailable, notAvailable};
+  std::array<ConditionId, 3> net{notAvailable, notAvailable, notAvailable};
 };
 
-/// What the service made of a model.
-struct ConditionsResult {
-  /// In file order.
-  std::vector<BlockAnswer> answers;
-  /// Owns the conditions of the answers, each distinct one once.
-  std::unordered_map<KS::SymbolicExprId, Condition> conditions;
-  bool hasFailed = false;
+/// Answers the blocks of a model one after the other and keeps a few numbers per block. Texts are
+/// made when they are asked for, since those of all blocks take many times the memory of the table
+/// that they are made from.
+class Conditions {
+ public:
+  /// Borrows all that it is given. Throws for a block that is asked for and not in the model.
+  Conditions(const Model& aModel, const ConditionsRequest& aRequest,
+             const ConditionsObserver& aObserver);
+
+  /// Calls `aUse` for every block to be listed, in file order. Blocks are answered on the way, so a
+  /// second call only repeats what is known.
+  void forEach(const std::function<void(const KSBlock&, const BlockConditions&)>& aUse);
+
+  /// Whether a condition is always true.
+  bool isTrue(ConditionId aId) const { return aId == idTRUE; }
+  /// The text of a block's local or net condition, empty for one that is always true. The reference
+  /// lasts until the next call.
+  const std::string& text(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
+
+  // What has been answered so far: blocks to be answered, conditions that differ, blocks with a net
+  // condition that is false, and whether a condition is not available.
+  std::size_t countSelected() const { return numSelected; }
+  std::size_t countDistinct() const { return numDistinct; }
+  std::size_t countDead() const { return numDead; }
+  bool hasFailed() const { return failed; }
+
+  /// Tells how many problems were not told.
+  void finish() const;
+
+ private:
+  // The model as the service sees it.
+  class Customizer : public KS::VCCustomizer {
+   public:
+    std::string getLocalCondition(const KSBlock* aBlock, int aSelector) const override;
+    const KSBlock* getParentBlock(const KSBlock* aBlock) const override { return aBlock->parent; }
+  };
+
+  void select();
+  const BlockConditions& answer(const KSBlock& aBlock);
+  void answerBelowParent(const KSBlock& aBlock);
+  ConditionId ask(const KSBlock& aBlock, Family aFamily, bool aIsNet);
+  bool isDead(const BlockConditions& aConditions) const;
+  void tellFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage);
+  void tellHindered(const KSBlock& aBlock, Family aFamily);
+  std::string makeText(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
+
+  const Model& model;
+  const ConditionsRequest& request;
+  const ConditionsObserver& observer;
+  KS::VCService service;
+  Customizer customizer;
+  ConditionId idTRUE;
+  ConditionId idFALSE;
+
+  // By block.
+  std::vector<bool> isSelected;
+  std::vector<bool> isAnswered;
+  std::vector<BlockConditions> answers;
+  std::size_t numSelected = 0;
+  std::size_t numNeeded = 0;  // the selected blocks and their ancestors
+  std::size_t numAnswered = 0;
+  std::size_t numDead = 0;
+
+  std::vector<bool> isKnown;  // by condition
+  std::size_t numDistinct = 0;
+  ProblemCounts problems;
+  bool failed = false;
+
+  // Texts in M and in C form. Many blocks share a condition, but the texts of all of them together
+  // have no bound.
+  std::array<std::unordered_map<ConditionId, std::string>, 2> keptTexts;
+  std::size_t keptLength = 0;
 };
-
-/// Called with the number of blocks that are done and the number that are to be done.
-using ProgressCallback = std::function<void(std::size_t, std::size_t)>;
-
-/// Answers the model's blocks. What can't be answered is told on `aErrors`, the rest is answered.
-ConditionsResult answerConditions(const Model& aModel, const ConditionsRequest& aRequest,
-                                  std::ostream& aErrors, const ProgressCallback& aProgress);
 
 }  // namespace ksexpr

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace ksexpr {
 
@@ -26,11 +28,18 @@ std::string excerpt(std::string_view aText, std::size_t aOffset);
 std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::string_view aText,
                        std::size_t aOffset, const std::string& aMessage);
 
-/// The text as one line for a terminal or a table: tabs are blanks, what can't be shown is a
-/// question mark.
-std::string printable(std::string_view aText);
+/// Counts problems by kind. One fault may cause as many as there are blocks, and more than a few
+/// would hide those of other kinds.
+class ProblemCounts {
+ public:
+  /// Counts a problem of a kind, which is named in the plural, as the remaining ones are told.
+  /// Returns whether this one is to be told.
+  bool add(std::string_view aKind);
+  /// A line for each kind of which not all problems were to be told.
+  std::string remaining(const std::string& aSource) const;
 
-/// The number of characters of a UTF-8 text; a byte that is no part of one counts as one.
-std::size_t countCharacters(std::string_view aText);
+ private:
+  std::vector<std::pair<std::string_view, std::size_t>> counts;
+};
 
 }  // namespace ksexpr

@@ -1,124 +1,159 @@
 #include "tools/Model.hpp"
 
 #include <algorithm>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <ostream>
-#include <string_view>
-#include <unordered_map>
-#include <unordered_set>
+#include <system_error>
 
 #include "tools/Diagnostic.hpp"
 #include "tools/ModelSyntax.hpp"
+#include "tools/Text.hpp"
 
 namespace ksexpr {
 
 namespace {
 
-// More would only hide the first ones.
-constexpr std::size_t maxReported = 20;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 bool readFile(const std::string& aPath, std::string& aText, std::ostream& aErrors) {
+  // Nothing that grows step by step needs twice the memory of a large file. A pipe has no size.
+  std::error_code hasNoSize;
+  const std::uintmax_t size = std::filesystem::file_size(aPath, hasNoSize);
+  if (!hasNoSize) aText.reserve(size);
+
   errno = 0;
   std::ifstream file(aPath, std::ios::binary);
-  std::array<char, 65536> buffer;
-  while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
+  std::vector<char> buffer(1 << 16);
+  while (file.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) ||
+         file.gcount() > 0) {
     aText.append(buffer.data(), static_cast<std::size_t>(file.gcount()));
   }
   // Only a file that was read to its end has met the end.
-  if (file.eof()) return true;
-  aErrors << aPath << ": cannot read: " << std::strerror(errno) << '\n';
+  if (file.eof()) {
+    if (aText.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
+      aText.erase(0, byteOrderMark.size());
+    }
+    return true;
+  }
+  aErrors << printable(aPath) << ": cannot read: " << std::strerror(errno) << '\n';
   return false;
 }
 
-void linkParents(Model& aModel, std::vector<ModelError>& aErrors) {
-  std::unordered_map<std::string_view, const KSBlock*> byId;
+// Finds blocks by their ids.
+struct IdHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view aId) const { return std::hash<std::string_view>()(aId); }
+  std::size_t operator()(const KSBlock* aBlock) const { return (*this)(aBlock->id); }
+};
+struct IdEqual {
+  using is_transparent = void;
+  bool operator()(const KSBlock* aLeft, const KSBlock* aRight) const {
+    return aLeft->id == aRight->id;
+  }
+  bool operator()(std::string_view aId, const KSBlock* aBlock) const { return aId == aBlock->id; }
+};
+using BlocksById = boost::unordered_flat_set<const KSBlock*, IdHash, IdEqual>;
+
+void linkParents(Model& aModel, const std::vector<ParentName>& aParents, ModelErrors& aErrors) {
+  BlocksById byId;
   byId.reserve(aModel.blocks.size());
   for (const KSBlock& block : aModel.blocks) {
-    const auto [first, isNew] = byId.emplace(block.id, &block);
-    if (isNew) continue;
-    const std::size_t line = aModel.lineOf(first->second->idOffset);
-    aErrors.push_back({block.idOffset, "block \"" + printable(block.id) +
-                                           "\" is defined twice, first in line " +
-                                           std::to_string(line)});
+    const auto [first, isNew] = byId.insert(&block);
+    if (isNew || !aErrors.counts.add("ids that are defined twice")) continue;
+    aErrors.told.push_back(
+        {aModel.offsetOf(block.id), "block \"" + shortened(block.id) +
+                                        "\" is defined twice, first in line " +
+                                        std::to_string(aModel.lineOf((*first)->id))});
   }
   for (KSBlock& block : aModel.blocks) {
-    if (!block.parentId) continue;
-    const auto parent = byId.find(*block.parentId);
+    const ParentName& name = aParents[aModel.indexOf(block)];
+    if (!name) continue;
+    const auto parent = byId.find(*name);
     if (parent != byId.end()) {
-      block.parent = parent->second;
-    } else {
-      aErrors.push_back({block.parentOffset, "block \"" + printable(block.id) +
-                                                 "\" has an unknown parent \"" +
-                                                 printable(*block.parentId) + '"'});
+      block.parent = *parent;
+    } else if (aErrors.counts.add("unknown parents")) {
+      aErrors.told.push_back({aModel.offsetOf(*name), "block \"" + shortened(block.id) +
+                                                          "\" has an unknown parent \"" +
+                                                          shortened(*name) + '"'});
     }
   }
 }
 
-ModelError cycleError(const std::vector<const KSBlock*>& aPath, const KSBlock* aRepeated) {
-  const auto start = std::find(aPath.begin(), aPath.end(), aRepeated);
+// "a -> b -> a", shortened where the way back to the block is long.
+std::string describeCycle(const KSBlock& aBlock) {
+  constexpr std::size_t maxSteps = 10;
   std::string chain;
-  for (auto block = start; block != aPath.end(); ++block) {
-    if (block - start == 10) {
+  const KSBlock* block = &aBlock;
+  for (std::size_t steps = 0; steps == 0 || block != &aBlock; ++steps, block = block->parent) {
+    if (steps == maxSteps) {
       chain += "... -> ";
       break;
     }
-    chain += printable((*block)->id) + " -> ";
+    chain += shortened(block->id) + " -> ";
   }
-  return {aRepeated->parentOffset, "cycle of parents: " + chain + printable(aRepeated->id)};
+  return chain + shortened(aBlock.id);
 }
 
-void orderParentsFirst(Model& aModel, std::vector<ModelError>& aErrors) {
-  std::unordered_set<const KSBlock*> done;
-  std::unordered_set<const KSBlock*> onPath;
-  std::vector<const KSBlock*> path;
+void findCycles(const Model& aModel, const std::vector<ParentName>& aParents,
+                ModelErrors& aErrors) {
+  // By block: the number of the start from which it was first met, walking up; 0 for not yet.
+  std::vector<std::size_t> metFrom(aModel.blocks.size(), 0);
+  std::size_t walk = 0;
   for (const KSBlock& start : aModel.blocks) {
-    path.clear();
-    onPath.clear();
+    ++walk;
     const KSBlock* block = &start;
-    while (block != nullptr && done.count(block) == 0 && onPath.insert(block).second) {
-      path.push_back(block);
+    while (block != nullptr && metFrom[aModel.indexOf(*block)] == 0) {
+      metFrom[aModel.indexOf(*block)] = walk;
       block = block->parent;
     }
-    if (block != nullptr && done.count(block) == 0) aErrors.push_back(cycleError(path, block));
-    done.insert(path.begin(), path.end());
-    aModel.parentsFirst.insert(aModel.parentsFirst.end(), path.rbegin(), path.rend());
+    if (block != nullptr && metFrom[aModel.indexOf(*block)] == walk &&
+        aErrors.counts.add("cycles of parents")) {
+      aErrors.told.push_back({aModel.offsetOf(*aParents[aModel.indexOf(*block)]),
+                              "cycle of parents: " + describeCycle(*block)});
+    }
   }
 }
 
-void report(const Model& aModel, std::vector<ModelError>& aFound, std::ostream& aErrors) {
-  std::stable_sort(aFound.begin(), aFound.end(),
-                   [](const ModelError& a, const ModelError& b) { return a.offset < b.offset; });
-  for (std::size_t i = 0; i < std::min(aFound.size(), maxReported); ++i) {
-    aErrors << diagnostic(aModel.path, 1, aModel.text, aFound[i].offset, aFound[i].message);
+void report(const Model& aModel, ModelErrors& aFound, std::ostream& aErrors) {
+  std::sort(aFound.told.begin(), aFound.told.end(), [](const ModelError& a, const ModelError& b) {
+    return a.offset != b.offset ? a.offset < b.offset : a.message < b.message;
+  });
+  for (const ModelError& error : aFound.told) {
+    aErrors << diagnostic(aModel.path, 1, aModel.text, error.offset, error.message);
   }
-  if (aFound.size() > maxReported) {
-    aErrors << aModel.path << ": " << aFound.size() - maxReported << " more errors\n";
-  }
+  aErrors << aFound.counts.remaining(aModel.path);
 }
 
 }  // namespace
 
-std::size_t Model::lineOf(std::size_t aOffset) const {
-  const auto next = std::upper_bound(lineStarts.begin(), lineStarts.end(), aOffset);
-  return static_cast<std::size_t>(next - lineStarts.begin());
+std::size_t Model::offsetOf(std::string_view aString) const {
+  for (const Decoded& string : decoded) {
+    if (string.value.data() == aString.data()) return string.offset;
+  }
+  return static_cast<std::size_t>(aString.data() - text.data()) - 1;
 }
 
-std::optional<Model> readModel(const std::string& aPath, std::ostream& aErrors) {
-  Model model;
-  model.path = aPath;
-  if (!readFile(aPath, model.text, aErrors)) return std::nullopt;
-  model.lineStarts.push_back(0);
-  for (std::size_t i = 0; (i = model.text.find('\n', i)) != std::string::npos;) {
-    model.lineStarts.push_back(++i);
-  }
-  std::vector<ModelError> errors = parseModel(model.text, model.blocks);
-  if (errors.empty()) linkParents(model, errors);
-  if (errors.empty()) orderParentsFirst(model, errors);
-  if (errors.empty()) return model;
-  report(model, errors, aErrors);
-  return std::nullopt;
+std::size_t Model::lineOf(std::string_view aString) const {
+  return placeOf(text, offsetOf(aString)).line;
+}
+
+std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors) {
+  auto model = std::make_unique<Model>();
+  model->path = aPath;
+  if (!readFile(aPath, model->text, aErrors)) return nullptr;
+  ModelErrors errors;
+  const std::vector<ParentName> parents = parseModel(*model, errors);
+  if (errors.told.empty()) linkParents(*model, parents, errors);
+  if (errors.told.empty()) findCycles(*model, parents, errors);
+  if (errors.told.empty()) return model;
+  report(*model, errors, aErrors);
+  return nullptr;
 }
 
 }  // namespace ksexpr

@@ -3,24 +3,21 @@
 
 #include <array>
 #include <cstddef>
+#include <deque>
 #include <iosfwd>
-#include <optional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// A block as the condition service knows it: an address. The library leaves the class to its host,
-/// which is this program.
+/// which is this program. Its strings lie in the model.
 class KSBlock {
  public:
-  std::string id;
+  std::string_view id;
   const KSBlock* parent = nullptr;
-  /// The condition texts by `ksexpr::Family`, and where each value stands in the model file.
-  std::array<std::string, 3> texts;
-  std::array<std::size_t, 3> textOffsets{};
-  /// The parent's id as written (nothing for null), and where id and parent stand in the file.
-  std::optional<std::string> parentId;
-  std::size_t idOffset = 0;
-  std::size_t parentOffset = 0;
+  /// The condition texts by `ksexpr::Family`.
+  std::array<std::string_view, 3> texts;
 };
 
 namespace ksexpr {
@@ -31,24 +28,38 @@ enum Family : std::size_t { VV, CG, S };
 /// How a family is named in messages and model files.
 inline constexpr std::array<const char*, 3> familyNames{"VV", "CG", "S"};
 
-/// A model in memory.
+/// A model in memory, which stays where it is.
 struct Model {
-  std::string path;
-  /// The file's content, to which offsets refer, and where its lines begin.
-  std::string text;
-  std::vector<std::size_t> lineStarts;
-  /// The blocks in file order; addresses stay.
-  std::vector<KSBlock> blocks;
-  /// All blocks, every one after its parent.
-  std::vector<const KSBlock*> parentsFirst;
+  Model() = default;
+  Model(const Model&) = delete;
+  Model& operator=(const Model&) = delete;
 
-  /// The line of the file that an offset lies in, counted from 1. Found by halving, since a model
-  /// may be wrong in many places.
-  std::size_t lineOf(std::size_t aOffset) const;
+  /// The number of a block, from 0 in file order.
+  std::size_t indexOf(const KSBlock& aBlock) const {
+    return static_cast<std::size_t>(&aBlock - blocks.data());
+  }
+  /// Where a string of the model begins in the file. Takes time in the strings with escapes.
+  std::size_t offsetOf(std::string_view aString) const;
+  /// The line of the file that a string of the model stands in, counted from 1. Takes time in what
+  /// stands before it.
+  std::size_t lineOf(std::string_view aString) const;
+
+  /// A string of the file that is spelled with escapes.
+  struct Decoded {
+    std::string value;
+    std::size_t offset;
+  };
+
+  std::string path;
+  /// The file's content, to which offsets refer. Strings without escapes are parts of it.
+  std::string text;
+  std::deque<Decoded> decoded;
+  /// The blocks in file order.
+  std::vector<KSBlock> blocks;
 };
 
 /// Reads a model file. Writes what is wrong with it to `aErrors`, with line and column, and returns
-/// nothing if there is anything.
-std::optional<Model> readModel(const std::string& aPath, std::ostream& aErrors);
+/// null if there is anything.
+std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors);
 
 }  // namespace ksexpr

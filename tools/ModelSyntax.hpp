@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "tools/Diagnostic.hpp"
 #include "tools/Model.hpp"
 
 namespace ksexpr {
@@ -15,8 +18,23 @@ struct ModelError {
   std::string message;
 };
 
-/// Parses a model's text and appends its blocks, their parents still unresolved. Members that are
-/// not known are skipped. Broken JSON ends the reading, all else that is wrong is collected.
-std::vector<ModelError> parseModel(const std::string& aText, std::vector<KSBlock>& aBlocks);
+/// The errors of a model file that are to be told, and the number of the others.
+struct ModelErrors {
+  std::vector<ModelError> told;
+  ProblemCounts counts;
+
+  /// Adds an error of a kind, see `ProblemCounts`.
+  void add(std::string_view aKind, std::size_t aOffset, std::string aMessage) {
+    if (counts.add(aKind)) told.push_back({aOffset, std::move(aMessage)});
+  }
+};
+
+/// The parent of a block as the file names it, nothing for null.
+using ParentName = std::optional<std::string_view>;
+
+/// Parses a model's text and appends its blocks, their parents still unresolved; returns the names
+/// of the parents, one per block. Members that are not known are skipped. Broken JSON ends the
+/// reading, all else that is wrong is collected.
+std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors);
 
 }  // namespace ksexpr

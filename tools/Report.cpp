@@ -3,174 +3,255 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <ostream>
-#include <string>
 
-#include "tools/Diagnostic.hpp"
+#include "tools/Commands.hpp"
+#include "tools/Text.hpp"
 
 namespace ksexpr {
 
 namespace {
 
-constexpr const char* notAvailable = "?";
+constexpr const char* unknown = "?";
 // A wider text moves the rest of its row, not that of all rows.
 constexpr std::size_t maxColumnWidth = 44;
 
-using Row = std::vector<std::string>;
+// What the layouts have in common: the request, and the answers as text.
+class Writer {
+ public:
+  Writer(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+         std::ostream& aOut)
+      : conditions(aConditions), families(aRequest.families), layout(aLayout), out(aOut) {}
 
-const std::string& textOf(const Condition& aCondition, bool aCForm) {
-  return aCForm ? aCondition.c : aCondition.m;
-}
+ protected:
+  const char* truth(ConditionId aId, const char* aIfUnknown) const {
+    if (aId == notAvailable) return aIfUnknown;
+    return conditions.isTrue(aId) ? "true" : "false";
+  }
 
-std::string truthOf(const Condition* aCondition) {
-  if (aCondition == nullptr) return notAvailable;
-  return aCondition->isTrue ? "true" : "false";
-}
+  void send(const std::string& aText) {
+    if (!(out << aText)) throw WriteError();
+  }
+
+  Conditions& conditions;
+  const std::array<bool, 3> families;
+  const Layout layout;
+
+ private:
+  std::ostream& out;
+};
 
 // ---------------------------------------------------------------------------------------------
 // Table
 
-std::string cell(const Condition* aCondition, bool aCForm) {
-  if (aCondition == nullptr) return notAvailable;
-  return aCondition->isTrue ? "true" : textOf(*aCondition, aCForm);
-}
+using Row = std::vector<std::string>;
 
-// Blanks that show how deep the block lies, up to a depth that still leaves room for the rest.
-std::string indentOf(const KSBlock* aBlock) {
-  std::string indent;
-  while ((aBlock = aBlock->parent) != nullptr && indent.size() < 20) indent += "  ";
-  return indent;
-}
+class TableWriter : public Writer {
+ public:
+  using Writer::Writer;
 
-// Appends the rows of one block: VV and CG share one where they agree, S stands in the first.
-void appendRows(std::vector<Row>& aRows, const BlockAnswer& aAnswer,
-                const ConditionsRequest& aRequest, bool aCForm) {
-  Row row{indentOf(aAnswer.block) + printable(aAnswer.block->id)};
-  if (aRequest.families[S]) {
-    row.push_back(truthOf(aAnswer.local[S]));
-    row.push_back(truthOf(aAnswer.net[S]));
+  void write() {
+    Row header{"BLOCK"};
+    if (families[S]) header.insert(header.end(), {"S", "S NET"});
+    if (families[VV] || families[CG]) header.insert(header.end(), {"FAMILY", "LOCAL", "NET"});
+    widths.assign(header.size(), 0);
+    widen(header);
+    conditions.forEach([this](const KSBlock& block, const BlockConditions& answer) {
+      for (const Row& row : rows(block, answer)) widen(row);
+    });
+    writeRow(header);
+    conditions.forEach([this](const KSBlock& block, const BlockConditions& answer) {
+      for (const Row& row : rows(block, answer)) writeRow(row);
+    });
   }
-  const auto append = [&](const char* aFamilies, Family aFamily) {
-    Row conditions = row;
-    conditions.insert(conditions.end(), {aFamilies, cell(aAnswer.local[aFamily], aCForm),
-                                         cell(aAnswer.net[aFamily], aCForm)});
-    aRows.push_back(std::move(conditions));
-  };
-  const bool vv = aRequest.families[VV];
-  const bool cg = aRequest.families[CG];
-  if (vv && cg && aAnswer.local[VV] == aAnswer.local[CG] && aAnswer.net[VV] == aAnswer.net[CG]) {
-    append("VV CG", VV);
-  } else {
-    if (vv) append("VV", VV);
-    if (vv && cg) row.assign(row.size(), "");
-    if (cg) append("CG", CG);
-  }
-  if (!vv && !cg) aRows.push_back(row);
-}
 
-void writeTable(const std::vector<const BlockAnswer*>& aAnswers, const ConditionsRequest& aRequest,
-                bool aCForm, std::ostream& aOut) {
-  Row header{"BLOCK"};
-  if (aRequest.families[S]) header.insert(header.end(), {"S", "S NET"});
-  if (aRequest.families[VV] || aRequest.families[CG]) {
-    header.insert(header.end(), {"FAMILY", "LOCAL", "NET"});
-  }
-  std::vector<Row> rows{header};
-  for (const BlockAnswer* answer : aAnswers) appendRows(rows, *answer, aRequest, aCForm);
-
-  std::vector<std::size_t> widths(header.size(), 0);
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      widths[i] = std::max(widths[i], std::min(countCharacters(row[i]), maxColumnWidth));
+ private:
+  void widen(const Row& aRow) {
+    for (std::size_t i = 0; i < aRow.size(); ++i) {
+      widths[i] = std::max(widths[i], std::min(countCharacters(aRow[i]), maxColumnWidth));
     }
   }
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i + 1 < row.size(); ++i) {
-      const std::size_t width = countCharacters(row[i]);
-      aOut << row[i] << std::string(2 + (width < widths[i] ? widths[i] - width : 0), ' ');
+
+  void writeRow(const Row& aRow) {
+    std::string line;
+    for (std::size_t i = 0; i + 1 < aRow.size(); ++i) {
+      const std::size_t width = countCharacters(aRow[i]);
+      line += aRow[i];
+      line.append(2 + (width < widths[i] ? widths[i] - width : 0), ' ');
     }
-    aOut << row.back() << '\n';
+    send(line + aRow.back() + '\n');
   }
-}
+
+  // The rows of one block: VV and CG share one where they agree, S stands in the first.
+  std::vector<Row> rows(const KSBlock& aBlock, const BlockConditions& aAnswer) {
+    Row start{indentOf(aBlock) + printable(aBlock.id)};
+    if (families[S]) {
+      start.emplace_back(truth(aAnswer.local[S], unknown));
+      start.emplace_back(truth(aAnswer.net[S], unknown));
+    }
+    if (!families[VV] && !families[CG]) return {start};
+    std::vector<Row> all;
+    const auto append = [&](const char* name, Family family) {
+      all.push_back(start);
+      all.back().insert(all.back().end(), {name, cell(aBlock, family, aAnswer.local[family], false),
+                                           cell(aBlock, family, aAnswer.net[family], true)});
+      start.assign(start.size(), "");
+    };
+    if (families[VV] && families[CG] && aAnswer.local[VV] == aAnswer.local[CG] &&
+        aAnswer.net[VV] == aAnswer.net[CG]) {
+      append("VV CG", VV);
+    } else {
+      if (families[VV]) append("VV", VV);
+      if (families[CG]) append("CG", CG);
+    }
+    return all;
+  }
+
+  // Blanks that show how deep the block lies, up to a depth that still leaves room for the rest.
+  static std::string indentOf(const KSBlock& aBlock) {
+    std::string indent;
+    const KSBlock* block = &aBlock;
+    while ((block = block->parent) != nullptr && indent.size() < 20) indent += "  ";
+    return indent;
+  }
+
+  std::string cell(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
+    if (aId == notAvailable) return unknown;
+    if (conditions.isTrue(aId)) return "true";
+    return conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
+  }
+
+  std::vector<std::size_t> widths;
+};
 
 // ---------------------------------------------------------------------------------------------
 // CSV
 
-std::string csvField(const std::string& aText) {
-  if (aText.find_first_of(",\"\r\n") == std::string::npos) return aText;
-  std::string quoted = "\"";
-  for (const char c : aText) quoted.append(c == '"' ? 2 : 1, c);
-  return quoted + '"';
-}
+class CsvWriter : public Writer {
+ public:
+  using Writer::Writer;
 
-void writeCsv(const std::vector<const BlockAnswer*>& aAnswers, const ConditionsRequest& aRequest,
-              bool aCForm, std::ostream& aOut) {
-  constexpr const char* columns[] = {",vv_local,vv_net", ",cg_local,cg_net", ",s_local,s_net"};
-  aOut << "block,parent";
-  for (const Family family : {VV, CG, S}) {
-    if (aRequest.families[family]) aOut << columns[family];
-  }
-  aOut << '\n';
-  const auto text = [&](const Condition* aCondition) {
-    return aCondition == nullptr ? notAvailable : csvField(textOf(*aCondition, aCForm));
-  };
-  for (const BlockAnswer* answer : aAnswers) {
-    aOut << csvField(answer->block->id) << ',' << csvField(answer->block->parentId.value_or(""));
-    for (const Family family : {VV, CG}) {
-      if (!aRequest.families[family]) continue;
-      aOut << ',' << text(answer->local[family]) << ',' << text(answer->net[family]);
+  void write() {
+    constexpr const char* columns[] = {",vv_local,vv_net", ",cg_local,cg_net", ",s_local,s_net"};
+    line = "block,parent";
+    for (const Family family : {VV, CG, S}) {
+      if (families[family]) line += columns[family];
     }
-    if (aRequest.families[S]) {
-      aOut << ',' << truthOf(answer->local[S]) << ',' << truthOf(answer->net[S]);
-    }
-    aOut << '\n';
+    writeLine();
+    conditions.forEach([this](const KSBlock& block, const BlockConditions& answer) {
+      appendField(block.id);
+      line += ',';
+      if (block.parent != nullptr) appendField(block.parent->id);
+      for (const Family family : {VV, CG}) {
+        if (!families[family]) continue;
+        appendText(block, family, answer.local[family], false);
+        appendText(block, family, answer.net[family], true);
+      }
+      if (families[S]) {
+        line += std::string(",") + truth(answer.local[S], unknown) + ',' +
+                truth(answer.net[S], unknown);
+      }
+      writeLine();
+    });
   }
-}
+
+ private:
+  // Files have the line ends of RFC 4180.
+  void writeLine() {
+    line += layout.isOnTerminal ? "\n" : "\r\n";
+    send(line);
+    line.clear();
+  }
+
+  void appendField(std::string_view aText) {
+    std::string shown;
+    if (layout.isOnTerminal) aText = shown = printable(aText);
+    if (aText.find_first_of(",\"\r\n") == std::string_view::npos) {
+      line += aText;
+      return;
+    }
+    line += '"';
+    for (const char c : aText) line.append(c == '"' ? 2 : 1, c);
+    line += '"';
+  }
+
+  void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
+    line += ',';
+    appendField(aId == notAvailable ? unknown
+                                    : conditions.text(aBlock, aFamily, aIsNet, layout.cForm));
+  }
+
+  std::string line;
+};
 
 // ---------------------------------------------------------------------------------------------
 // JSON, one block a line
 
-std::string quoted(const std::string& aText) { return nlohmann::json(aText).dump(); }
+class JsonWriter : public Writer {
+ public:
+  using Writer::Writer;
 
-std::string jsonText(const Condition* aCondition, bool aCForm) {
-  return aCondition == nullptr ? "null" : quoted(textOf(*aCondition, aCForm));
-}
+  void write() {
+    line = "[\n";
+    bool isFirst = true;
+    conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
+      if (!isFirst) line = ",\n";
+      isFirst = false;
+      appendBlock(block, answer);
+      send(line);
+    });
+    send(isFirst ? "[]\n" : "\n]\n");
+  }
 
-std::string jsonTruth(const Condition* aCondition) {
-  return aCondition == nullptr ? "null" : truthOf(aCondition);
-}
+ private:
+  void appendBlock(const KSBlock& aBlock, const BlockConditions& aAnswer) {
+    line += "{\"block\": ";
+    appendJson(line, aBlock.id);
+    line += ", \"parent\": ";
+    if (aBlock.parent != nullptr) {
+      appendJson(line, aBlock.parent->id);
+    } else {
+      line += "null";
+    }
+    if (families[VV]) {
+      line += ", \"vv\": {\"local\": ";
+      appendText(aBlock, VV, aAnswer.local[VV], false, false);
+      line += ", \"net\": ";
+      appendText(aBlock, VV, aAnswer.net[VV], true, false);
+      line += '}';
+    }
+    if (families[CG]) {
+      line += ", \"cg\": {\"local\": ";
+      appendText(aBlock, CG, aAnswer.local[CG], false, false);
+      line += ", \"net\": ";
+      appendText(aBlock, CG, aAnswer.net[CG], true, false);
+      line += ", \"localC\": ";
+      appendText(aBlock, CG, aAnswer.local[CG], false, true);
+      line += ", \"netC\": ";
+      appendText(aBlock, CG, aAnswer.net[CG], true, true);
+      line += '}';
+    }
+    if (families[S]) {
+      line += ", \"s\": {\"local\": ";
+      line += truth(aAnswer.local[S], "null");
+      line += ", \"net\": ";
+      line += truth(aAnswer.net[S], "null");
+      line += '}';
+    }
+    line += '}';
+  }
 
-std::string jsonBlock(const BlockAnswer& aAnswer, const ConditionsRequest& aRequest) {
-  const KSBlock& block = *aAnswer.block;
-  std::string out = "{\"block\": " + quoted(block.id) +
-                    ", \"parent\": " + (block.parentId ? quoted(*block.parentId) : "null");
-  if (aRequest.families[VV]) {
-    out += ", \"vv\": {\"local\": " + jsonText(aAnswer.local[VV], false) +
-           ", \"net\": " + jsonText(aAnswer.net[VV], false) + '}';
+  void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet,
+                  bool aCForm) {
+    if (aId == notAvailable) {
+      line += "null";
+    } else {
+      appendJson(line, conditions.text(aBlock, aFamily, aIsNet, aCForm));
+    }
   }
-  if (aRequest.families[CG]) {
-    out += ", \"cg\": {\"local\": " + jsonText(aAnswer.local[CG], false) +
-           ", \"net\": " + jsonText(aAnswer.net[CG], false) +
-           ", \"localC\": " + jsonText(aAnswer.local[CG], true) +
-           ", \"netC\": " + jsonText(aAnswer.net[CG], true) + '}';
-  }
-  if (aRequest.families[S]) {
-    out += ", \"s\": {\"local\": " + jsonTruth(aAnswer.local[S]) +
-           ", \"net\": " + jsonTruth(aAnswer.net[S]) + '}';
-  }
-  return out + '}';
-}
 
-void writeJson(const std::vector<const BlockAnswer*>& aAnswers, const ConditionsRequest& aRequest,
-               std::ostream& aOut) {
-  const char* separator = "[\n";
-  for (const BlockAnswer* answer : aAnswers) {
-    aOut << separator << jsonBlock(*answer, aRequest);
-    separator = ",\n";
-  }
-  aOut << (aAnswers.empty() ? "[]\n" : "\n]\n");
-}
+  std::string line;
+};
 
 std::string counted(std::size_t aCount, const char* aWhat) {
   return std::to_string(aCount) + ' ' + aWhat + (aCount == 1 ? "" : "s");
@@ -178,28 +259,23 @@ std::string counted(std::size_t aCount, const char* aWhat) {
 
 }  // namespace
 
-void writeReport(const ConditionsResult& aResult, const ConditionsRequest& aRequest, Format aFormat,
-                 bool aCForm, std::ostream& aOut) {
-  std::vector<const BlockAnswer*> answers;
-  for (const BlockAnswer& answer : aResult.answers) {
-    if (!aRequest.onlyDead || answer.isDead()) answers.push_back(&answer);
+void writeReport(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+                 std::ostream& aOut) {
+  switch (aLayout.format) {
+    case Format::Table: TableWriter(aConditions, aRequest, aLayout, aOut).write(); break;
+    case Format::Json: JsonWriter(aConditions, aRequest, aLayout, aOut).write(); break;
+    case Format::Csv: CsvWriter(aConditions, aRequest, aLayout, aOut).write(); break;
   }
-  switch (aFormat) {
-    case Format::Table: writeTable(answers, aRequest, aCForm, aOut); break;
-    case Format::Json: writeJson(answers, aRequest, aOut); break;
-    case Format::Csv: writeCsv(answers, aRequest, aCForm, aOut); break;
-  }
+  if (!aOut.flush()) throw WriteError();
 }
 
-void writeSummary(const ConditionsResult& aResult, double aSeconds, std::ostream& aErr) {
-  const auto dead = std::count_if(aResult.answers.begin(), aResult.answers.end(),
-                                  [](const BlockAnswer& answer) { return answer.isDead(); });
+std::string summary(const Conditions& aConditions, double aSeconds) {
   char seconds[32];
   const auto end = std::to_chars(seconds, std::end(seconds), aSeconds, std::chars_format::fixed, 2);
-  aErr << counted(aResult.answers.size(), "block") << ", "
-       << counted(aResult.conditions.size(), "distinct condition") << ", "
-       << counted(static_cast<std::size_t>(dead), "dead block") << ", "
-       << std::string(seconds, end.ptr) << " s\n";
+  return counted(aConditions.countSelected(), "block") + ", " +
+         counted(aConditions.countDistinct(), "distinct condition") + ", " +
+         counted(aConditions.countDead(), "dead block") + ", " + std::string(seconds, end.ptr) +
+         " s\n";
 }
 
 ProgressBar::ProgressBar(std::ostream& aErr, bool aIsTerminal)
@@ -207,12 +283,16 @@ ProgressBar::ProgressBar(std::ostream& aErr, bool aIsTerminal)
       isTerminal(aIsTerminal),
       nextDraw(std::chrono::steady_clock::now() + std::chrono::seconds(1)) {}
 
-ProgressBar::~ProgressBar() {
+ProgressBar::~ProgressBar() { hide(); }
+
+void ProgressBar::hide() {
   if (isDrawn) err << "\r\033[K" << std::flush;
+  isDrawn = false;
 }
 
 void ProgressBar::show(std::size_t aDone, std::size_t aTotal) {
-  if (!isTerminal || std::chrono::steady_clock::now() < nextDraw) return;
+  if (aDone == aTotal) hide();
+  if (!isTerminal || aDone == aTotal || std::chrono::steady_clock::now() < nextDraw) return;
   constexpr std::size_t width = 40;
   const std::size_t filled = width * aDone / aTotal;
   err << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << aDone

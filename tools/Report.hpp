@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <iosfwd>
+#include <string>
 
 #include "tools/Conditions.hpp"
 
@@ -11,26 +12,37 @@ namespace ksexpr {
 /// The layouts of a report.
 enum class Format { Table, Json, Csv };
 
-/// Writes the answers, or those of the dead blocks. A condition that is not available is "?" in a
-/// table and in CSV, null in JSON; one that is always true is "true" in a table, else the empty
-/// text. `aCForm` selects the form of tables and CSV; JSON has both.
-void writeReport(const ConditionsResult& aResult, const ConditionsRequest& aRequest, Format aFormat,
-                 bool aCForm, std::ostream& aOut);
+/// How a report looks: `cForm` selects the form of tables and CSV, JSON has both; CSV on a terminal
+/// shows what it would otherwise send.
+struct Layout {
+  Format format = Format::Table;
+  bool cForm = false;
+  bool isOnTerminal = false;
+};
 
-/// Writes the line that sums up the work.
-void writeSummary(const ConditionsResult& aResult, double aSeconds, std::ostream& aErr);
+/// Answers the blocks and writes each as it is answered; a table when all are, since its columns
+/// are as wide as their contents. A condition that is not available is "?" in a table and in CSV,
+/// null in JSON; one that is always true is "true" in a table, else the empty text. Throws
+/// `WriteError`.
+void writeReport(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+                 std::ostream& aOut);
+
+/// The line that sums up the work.
+std::string summary(const Conditions& aConditions, double aSeconds);
 
 /// A bar on a terminal that appears when the work has taken a second and is gone afterwards.
 class ProgressBar {
  public:
   /// Draws on `aErr` if `aIsTerminal`.
   ProgressBar(std::ostream& aErr, bool aIsTerminal);
-  /// Removes the bar.
-  ~ProgressBar();
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
-  /// Draws the bar if it is time to.
+  /// Removes the bar.
+  ~ProgressBar();
+  /// Draws the bar if it is time to, and removes it when all is done.
   void show(std::size_t aDone, std::size_t aTotal);
+  /// Removes the bar, so that something else can be written.
+  void hide();
 
  private:
   std::ostream& err;

@@ -19,13 +19,12 @@ struct Digests {
     return static_cast<SymbolicOp>(of(aTable)[aId].kind);
   }
 
-  /// Whether simplification is known to give the node back, as it does every leaf. Once known, it
-  /// stays so.
-  static bool isSimplified(const SymbolicExprTable& aTable, SymbolicExprId aId) {
-    return of(aTable)[aId].isSimplified || kindOf(aTable, aId) <= SymbolicOp::DoubleValue;
+  /// A mark that simplification keeps with a node. Once set, it stays so.
+  static bool isFinal(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+    return of(aTable)[aId].isFinal;
   }
-  static void setSimplified(SymbolicExprTable& aTable, SymbolicExprId aId) {
-    aTable.storage->digests[aId].isSimplified = true;
+  static void setFinal(SymbolicExprTable& aTable, SymbolicExprId aId) {
+    aTable.storage->digests[aId].isFinal = true;
   }
 
   /// Whether an operator's digest holds all there is to know of its inputs.

@@ -5,7 +5,11 @@
 #include <typeinfo>
 #include <vector>
 
+#include "base/detail/Kinds.hpp"
+
 namespace KS::detail {
+
+static_assert(numKinds == 32, "a new kind: what is a host's node of it?");
 
 namespace {
 
@@ -13,16 +17,15 @@ namespace {
 // of the other kinds a node is known by its inputs.
 bool isShaped(const SymbolicExpr& aExpr) {
   const std::size_t count = aExpr.getNumInputs();
-  switch (static_cast<SymbolicOp>(aExpr.getKind())) {
+  const auto kind = static_cast<SymbolicOp>(aExpr.getKind());
+  if (isUnaryOperator(kind)) return count == 1;
+  if (isBinaryOperator(kind)) return count == 2;
+  switch (kind) {
     case SymbolicOp::String: return typeid(aExpr) == typeid(SymbolicString);
     case SymbolicOp::IntValue: return typeid(aExpr) == typeid(SymbolicIntValue);
     case SymbolicOp::DoubleValue: return typeid(aExpr) == typeid(SymbolicDoubleValue);
     case SymbolicOp::MemberValue: return typeid(aExpr) == typeid(SymbolicMemberValue);
-#define KS_UNARY(code, Op, Class) case SymbolicOp::Op:
-#include "base/SymbolicExprKinds.def"
     case SymbolicOp::FcnCall0U: return count == 1;
-#define KS_BINARY(code, Op, Class) case SymbolicOp::Op:
-#include "base/SymbolicExprKinds.def"
     case SymbolicOp::_2D:
     case SymbolicOp::FcnCall1U: return count == 2;
     case SymbolicOp::_3D:

@@ -25,7 +25,7 @@ struct NodeDigest {
   /// An id that is not in the table.
   static constexpr std::uint32_t none = 0xFFFFFFFF;
   std::uint8_t kind;
-  bool isSimplified;     // whether simplification is known to give the node back
+  bool isFinal;          // whether simplification is known to give the node back
   bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
   std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
   std::uint32_t second;  // the second input

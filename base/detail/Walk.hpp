@@ -7,6 +7,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "base/SymbolicExprVisitor.hpp"
 #include "base/SymbolicExprXFormVisitor.hpp"
+#include "base/detail/NodeView.hpp"
 
 namespace KS::detail {
 
@@ -60,6 +61,74 @@ void forEachDistinct(const SymbolicExprTable& aTable, SymbolicExprId aRoot, IsDo
   }
 }
 
+/// The memory of a walk that rewrites; one that is kept serves the next walk without allocations.
+struct RewriteStack {
+  // A node on the path. Its operands lie in `operands` from `first` on: results up to `next`, the
+  // others as they were.
+  struct Frame {
+    SymbolicExprId id;
+    std::size_t first;
+    std::size_t next;
+  };
+  boost::container::small_vector<Frame, 16> path;
+  boost::container::small_vector<SymbolicExprId, 32> operands;
+};
+
+/// What `aRules` make of an expression: every distinct node is rewritten once, its operands before
+/// it and from left to right.
+/// - `aRules.known(id)` is the result for a node that needs no entering (again), or the invalid id;
+/// - `aRules.appendOperands(id, operands)` appends the ids that are to be rewritten before a node;
+/// - `aRules.rewrite(id, operands, count)` is the result for a node whose operands are rewritten,
+///   and remembers it.
+template <class Rules>
+SymbolicExprId rewriteDistinct(RewriteStack& aStack, SymbolicExprId aRoot, Rules& aRules) {
+  if (const SymbolicExprId known = aRules.known(aRoot); known != invalidSymbolicExprId) {
+    return known;
+  }
+  auto& [path, operands] = aStack;
+  const auto enter = [&, &path = path, &operands = operands](SymbolicExprId aId) {
+    const std::size_t first = operands.size();
+    aRules.appendOperands(aId, operands);
+    path.push_back({aId, first, first});
+  };
+  enter(aRoot);
+  for (;;) {
+    RewriteStack::Frame& top = path.back();
+    if (top.next < operands.size()) {
+      const SymbolicExprId known = aRules.known(operands[top.next]);
+      if (known != invalidSymbolicExprId) {
+        operands[top.next++] = known;
+      } else {
+        enter(operands[top.next]);
+      }
+      continue;
+    }
+    const RewriteStack::Frame done = top;
+    const SymbolicExprId result =
+        aRules.rewrite(done.id, operands.data() + done.first, operands.size() - done.first);
+    operands.resize(done.first);
+    path.pop_back();
+    if (path.empty()) return result;
+    operands[path.back().next++] = result;
+  }
+}
+
+/// Appends the inputs of a node in order.
+template <class List>
+void appendInputs(const SymbolicExprTable& aTable, SymbolicExprId aId, List& aInputs) {
+  const SymbolicExpr& node = *aTable.get(aId);
+  const NodeView view(aTable, aId);
+  if (isBinaryOperator(view.kind())) {
+    if (view.left() >= aId || view.right() >= aId) failBadInput();
+    aInputs.push_back(view.left());
+    aInputs.push_back(view.right());
+    return;
+  }
+  for (std::size_t i = 0, n = node.getNumInputs(); i < n; ++i) {
+    aInputs.push_back(checkedInput(node, aId, i));
+  }
+}
+
 /// Drives a rebuilding visitor over the distinct nodes of an expression.
 class Rebuild {
  public:
@@ -67,18 +136,31 @@ class Rebuild {
   /// a recursive walk.
   static SymbolicExprId run(const SymbolicExprTable& aSource, SymbolicExprId aId,
                             SymbolicExprXFormVisitor& aVisitor) {
-    boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
-    forEachDistinct(
-        aSource, aId, [&](SymbolicExprId id) { return results.contains(id); },
-        [&](SymbolicExprId id, const SymbolicExpr& node) {
-          for (std::size_t i = 0, n = node.getNumInputs(); i < n; ++i) {
-            aVisitor.stack.push_back(results.at(node.getInput(i)));
-          }
-          visitNode(node, aVisitor);
-          results.emplace(id, aVisitor.pop());
-        });
-    return results.at(aId);
+    Rebuild rules(aSource, aVisitor);
+    RewriteStack stack;
+    return rewriteDistinct(stack, aId, rules);
   }
+
+  SymbolicExprId known(SymbolicExprId aId) const {
+    const auto result = results.find(aId);
+    return result == results.end() ? invalidSymbolicExprId : result->second;
+  }
+  template <class List>
+  void appendOperands(SymbolicExprId aId, List& aOperands) const {
+    appendInputs(source, aId, aOperands);
+  }
+  SymbolicExprId rewrite(SymbolicExprId aId, const SymbolicExprId* aOperands, std::size_t aCount) {
+    for (std::size_t i = 0; i < aCount; ++i) visitor.stack.push_back(aOperands[i]);
+    visitNode(*source.get(aId), visitor);
+    return results.emplace(aId, visitor.pop()).first->second;
+  }
+
+ private:
+  Rebuild(const SymbolicExprTable& aSource, SymbolicExprXFormVisitor& aVisitor)
+      : source(aSource), visitor(aVisitor) {}
+  const SymbolicExprTable& source;
+  SymbolicExprXFormVisitor& visitor;
+  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
 };
 
 }  // namespace KS::detail

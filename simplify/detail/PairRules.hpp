@@ -9,14 +9,9 @@
 #include <cstdint>
 #include <iterator>
 
-#include "base/SymbolicOp.hpp"
+#include "base/detail/Kinds.hpp"
 
 namespace KS::detail {
-
-/// Whether the kind is one of the six relations.
-constexpr bool isRelation(SymbolicOp aOp) {
-  return aOp >= SymbolicOp::Equal && aOp <= SymbolicOp::GreaterThanEqual;
-}
 
 /// What becomes of a pair.
 enum class Outcome : std::uint8_t {
@@ -35,16 +30,16 @@ enum class Outcome : std::uint8_t {
 /// The six relations in canonical order.
 enum class Rel : std::uint8_t { Le, Lt, Ge, Gt, Eq, Ne };
 
+/// The kinds of the relations in canonical order.
+inline constexpr SymbolicOp relationKinds[] = {
+    SymbolicOp::LessThanEqual, SymbolicOp::LessThan, SymbolicOp::GreaterThanEqual,
+    SymbolicOp::GreaterThan,   SymbolicOp::Equal,    SymbolicOp::NotEqual};
+
 /// A relation's place in the canonical order, 0 to 5.
 constexpr std::size_t relationOrder(SymbolicOp aOp) {
-  switch (aOp) {
-    case SymbolicOp::LessThanEqual: return 0;
-    case SymbolicOp::LessThan: return 1;
-    case SymbolicOp::GreaterThanEqual: return 2;
-    case SymbolicOp::GreaterThan: return 3;
-    case SymbolicOp::Equal: return 4;
-    default: return 5;
-  }
+  std::size_t place = 0;
+  while (relationKinds[place] != aOp) ++place;
+  return place;
 }
 
 /// The relation of an outcome that makes one.

@@ -6,8 +6,8 @@
 #pragma once
 
 #include "base/KSSymbolicExpr.hpp"
-#include "base/detail/Digest.hpp"
 #include "base/detail/Intern.hpp"
+#include "base/detail/NodeView.hpp"
 
 namespace KS::detail {
 
@@ -30,15 +30,16 @@ struct SameWord {
 struct IntWord {
   int& value;
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    if (Digests::kindOf(aTable, aId) != SymbolicOp::IntValue) return false;
-    value = static_cast<int>(Digests::of(aTable)[aId].first);
+    const NodeView node(aTable, aId);
+    if (!node.is(SymbolicOp::IntValue)) return false;
+    value = node.intValue();
     return true;
   }
 };
 
 struct LeafWord {
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    return Digests::kindOf(aTable, aId) <= SymbolicOp::DoubleValue;
+    return NodeView(aTable, aId).isLeaf();
   }
 };
 
@@ -46,8 +47,8 @@ template <SymbolicOp op, class Input>
 struct UnaryWord {
   Input input;
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    const NodeDigest& node = Digests::of(aTable)[aId];
-    return node.kind == static_cast<int>(op) && input.match(aTable, node.first);
+    const NodeView node(aTable, aId);
+    return node.is(op) && input.match(aTable, node.left());
   }
 };
 
@@ -56,11 +57,16 @@ struct BinaryWord {
   Left left;
   Right right;
   bool match(const SymbolicExprTable& aTable, SymbolicExprId aId) const {
-    const NodeDigest& node = Digests::of(aTable)[aId];
-    return node.kind == static_cast<int>(op) && left.match(aTable, node.first) &&
-           right.match(aTable, node.second);
+    const NodeView node(aTable, aId);
+    return node.is(op) && left.match(aTable, node.left()) && right.match(aTable, node.right());
   }
 };
+
+/// Whether the expression looks like that.
+template <class Word>
+bool is(const SymbolicExprTable& aTable, SymbolicExprId aId, Word aWord) {
+  return aWord.match(aTable, aId);
+}
 
 /// Any expression; binds its id.
 inline AnyWord any(SymbolicExprId& aId) { return {aId}; }

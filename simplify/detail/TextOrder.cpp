@@ -44,12 +44,17 @@ bool TextOrder::isBare(SymbolicExprId aOperand) const {
 }
 
 FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
-  Begun& kept = begun[aId % begun.size()];
+  const Begun& kept = begun[aId % begun.size()];
   if (kept.id == aId) return {kept.number, kept.length};
   const FirstBytes bytes = readFirstBytes(aId);
-  kept = {bytes.number, static_cast<std::uint32_t>(aId), static_cast<std::uint8_t>(bytes.length),
-          Digests::kindOf(table, aId) == SymbolicOp::String};
+  keep(aId, bytes);
   return bytes;
+}
+
+void TextOrder::keep(SymbolicExprId aId, const FirstBytes& aBytes) {
+  begun[aId % begun.size()] = {aBytes.number, static_cast<std::uint32_t>(aId),
+                               static_cast<std::uint8_t>(aBytes.length),
+                               Digests::kindOf(table, aId) == SymbolicOp::String};
 }
 
 TextOrder::Text TextOrder::readText(SymbolicExprId aId, SymbolicExprId aLeft) {
@@ -59,17 +64,35 @@ TextOrder::Text TextOrder::readText(SymbolicExprId aId, SymbolicExprId aLeft) {
 }
 
 FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
+  // An operation begins as what is below it on its left edge. A long edge is walked once: what is
+  // known of a node on it is known of all above, and every so often a node's bytes are kept.
+  boost::container::small_vector<SymbolicExprId, 4> passed;
   SymbolicExprId first = aId;
-  while (startsWithLeft(first)) first = Digests::of(table)[first].first;
-  if (Digests::kindOf(table, first) != SymbolicOp::String) {
+  for (std::size_t links = 1; startsWithLeft(first); ++links) {
+    first = Digests::of(table)[first].first;
+    const Begun& below = begun[first % begun.size()];
+    if (below.id == first && below.length == FirstBytes::capacity) {
+      return {below.number, below.length};
+    }
+    if (links % linksBetweenKept == 0) passed.push_back(first);
+  }
+  const FirstBytes bytes = bytesFromLeftmost(aId, first);
+  // The last one may have a shorter text.
+  for (std::size_t i = 0; i + 1 < passed.size(); ++i) keep(passed[i], bytes);
+  return bytes;
+}
+
+// The first bytes of an operation with that leaf, or other node, at the end of its left edge.
+FirstBytes TextOrder::bytesFromLeftmost(SymbolicExprId aId, SymbolicExprId aFirst) {
+  if (Digests::kindOf(table, aFirst) != SymbolicOp::String) {
     return FirstBytes(keptStart(aId).view());
   }
-  FirstBytes bytes(static_cast<const SymbolicString&>(*table.get(first)).getText());
+  FirstBytes bytes(static_cast<const SymbolicString&>(*table.get(aFirst)).getText());
   const NodeDigest& node = Digests::of(table)[aId];
-  if (first == aId || bytes.isFull()) return bytes;
+  if (aFirst == aId || bytes.isFull()) return bytes;
   // Most relations by far are between a symbol and a literal or a symbol.
   const bool isOfLeaves =
-      node.first == first && Digests::kindOf(table, node.second) <= SymbolicOp::IntValue;
+      node.first == aFirst && Digests::kindOf(table, node.second) <= SymbolicOp::IntValue;
   if (!isOfLeaves) return FirstBytes(keptStart(aId).view());
   bytes.append(operatorText(static_cast<SymbolicOp>(node.kind)).spelling(false));
   bytes.append(firstBytes(node.second));
@@ -149,7 +172,7 @@ bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
   const std::uint64_t x = firstBytes(a).number, y = firstBytes(b).number;
   if (x != y) return x < y;
   const int order = compareBehind(a, b);
-  return order != 0 ? order < 0 : a < b;
+  return order != 0 ? order < 0 : isStructureBefore(a, b);
 }
 
 TextOrder::Start TextOrder::start(SymbolicExprId aId) {
@@ -162,21 +185,35 @@ TextOrder::Start TextOrder::start(SymbolicExprId aId) {
 }
 
 // An operation starts with its left operand where that stands bare, and is at least a character
-// longer. So the start of a deep one is that of an operand on its left edge that has more others
-// below it than the start has characters: it is written once for all of a growing chain.
+// longer. So the start of a deep one is that of any operand on its left edge that has more others
+// below it than the start has characters: it is written once for all of a growing chain. A long
+// edge is walked once: every so often, a node's start is kept.
 const TextStart& TextOrder::keptStart(SymbolicExprId aId) {
   if (const auto known = starts.find(aId); known != starts.end()) return *known->second;
   const auto left = [this](SymbolicExprId id) {
     return SymbolicExprId{Digests::of(table)[id].first};
   };
-  SymbolicExprId deep = aId;
-  std::size_t links = 0;
-  for (SymbolicExprId id = aId; startsWithLeft(id); id = left(id)) {
-    if (++links > TextStart::capacity + 1) deep = left(deep);
+  boost::container::small_vector<SymbolicExprId, 4> passed;
+  SymbolicExprId deep = aId, below = aId;
+  const TextStart* found = nullptr;
+  for (std::size_t links = 1; startsWithLeft(below) && found == nullptr; ++links) {
+    below = left(below);
+    if (links > TextStart::capacity + 1) deep = left(deep);
+    if (links % linksBetweenKept != 0) continue;
+    passed.push_back(below);
+    const auto known = starts.find(below);
+    if (known != starts.end() && !known->second->isWhole) found = known->second;
   }
-  if (deep != aId) return *starts.emplace(aId, &keptStart(deep)).first->second;
-  pool.push_back(textStart(table, aId));
-  return *starts.emplace(aId, &pool.back()).first->second;
+  if (found == nullptr) {
+    pool.push_back(textStart(table, deep));
+    found = &pool.back();
+    starts.emplace(deep, found);
+  }
+  // Above the node whose start was found, all have it.
+  for (const SymbolicExprId id : passed) {
+    if (id > deep) starts.emplace(id, found);
+  }
+  return *starts.emplace(aId, found).first->second;
 }
 
 bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
@@ -188,6 +225,33 @@ bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
   const SymbolicOp left = Digests::kindOf(table, node.first);
   return operatorText(left).spelling(false) == nullptr ||
          operatorText(left).precedence <= operatorText(op).precedence;
+}
+
+// An order of two expressions with one text, such as the integer -3 and the negation of 3, by what
+// they are alone: by their kinds, numbers of inputs and names or values where they first differ.
+bool TextOrder::isStructureBefore(SymbolicExprId a, SymbolicExprId b) const {
+  const auto payload = [](const SymbolicExpr& aNode) -> std::pair<std::string_view, double> {
+    switch (static_cast<SymbolicOp>(aNode.getKind())) {
+      case SymbolicOp::String: return {static_cast<const SymbolicString&>(aNode).getText(), 0};
+      case SymbolicOp::MemberValue:
+        return {static_cast<const SymbolicMemberValue&>(aNode).getMember(), 0};
+      default: return {{}, aNode.getNumericValue()};
+    }
+  };
+  while (a != b) {
+    const SymbolicExpr& x = *table.get(a);
+    const SymbolicExpr& y = *table.get(b);
+    const std::size_t count = x.getNumInputs();
+    if (x.getKind() != y.getKind()) return x.getKind() < y.getKind();
+    if (y.getNumInputs() != count) return count < y.getNumInputs();
+    if (payload(x) != payload(y)) return payload(x) < payload(y);
+    std::size_t differing = 0;
+    while (differing < count && x.getInput(differing) == y.getInput(differing)) ++differing;
+    if (differing == count) return false;
+    a = x.getInput(differing);
+    b = y.getInput(differing);
+  }
+  return false;
 }
 
 int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
@@ -237,10 +301,31 @@ void TextOrder::trim() {
   if (orders.size() > maxOrders / 4) orders = {};
 }
 
+TextOrder::Text* TextOrder::place(Text* aFirst, Text* aLast, const Text& aAdded) {
+  // Up to so many are searched from the end on; more by halves.
+  constexpr std::ptrdiff_t linearSearch = 16;
+  const auto isLess = [this](const Text& a, const Text& b) { return isBefore(a, b); };
+  if (aLast - aFirst > linearSearch) return std::lower_bound(aFirst, aLast, aAdded, isLess);
+  while (aLast != aFirst && !isLess(aLast[-1], aAdded)) --aLast;
+  return aLast;
+}
+
+std::size_t TextOrder::merge(Text* aFirst, std::size_t aCount, const Text* aAdded,
+                             std::size_t aAddedCount) {
+  Text* last = aFirst + aCount;
+  for (std::size_t i = aAddedCount; i-- > 0;) {
+    Text* const to = place(aFirst, last, aAdded[i]);
+    std::move_backward(to, last, last + i + 1);
+    to[i] = aAdded[i];
+    last = to;
+  }
+  return static_cast<std::size_t>(last - aFirst);
+}
+
 void TextOrder::sort(const Text* aPool, Key* aFirst, Key* aLast) {
   const auto isBefore = [this, aPool](const Key& a, const Key& b) {
     const int order = compare(aPool, a, b);
-    return order != 0 ? order < 0 : a.id < b.id;
+    return order != 0 ? order < 0 : isStructureBefore(a.id, b.id);
   };
   // What distribution makes of sorted operands mostly is sorted.
   if (!std::is_sorted(aFirst, aLast, isBefore)) std::sort(aFirst, aLast, isBefore);

@@ -86,11 +86,21 @@ class TextOrder {
     return readText(aId, aLeft);
   }
 
-  /// Whether the first stands before the second; of two with one text the older one does. Neither
-  /// is a conjunction.
+  /// Whether the first stands before the second; of two with one text, their structure decides.
+  bool isBefore(SymbolicExprId a, SymbolicExprId b) {
+    const int order = compare(a, b);
+    return order != 0 ? order < 0 : isStructureBefore(a, b);
+  }
+  /// The same for texts at hand, neither of a conjunction.
   bool isBefore(const Text& a, const Text& b) {
     return areApart(a, b) ? a.number < b.number : isBeforeBehind(a.id, b.id);
   }
+
+  /// Where a text belongs among sorted ones.
+  Text* place(Text* aFirst, Text* aLast, const Text& aAdded);
+  /// Merges sorted texts into sorted ones, behind which there is room. Returns how many of these
+  /// stay in front of the first that was added.
+  std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
 
   /// The key of a conjunction of operands that stand without parentheses.
   static Key key(SymbolicExprId aId, const Text* aPool, std::uint32_t aFirst,
@@ -102,7 +112,7 @@ class TextOrder {
   /// Sorts keys whose operands lie in a pool.
   void sort(const Text* aPool, Key* aFirst, Key* aLast);
 
-  /// Sorts the ids; of ids with one text the older one comes first.
+  /// Sorts the ids.
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
 
   /// Forgets the beginnings and orders that it keeps where they are so many that they take more
@@ -119,6 +129,8 @@ class TextOrder {
   Text readText(SymbolicExprId aId, SymbolicExprId aLeft);
   FirstBytes firstBytes(SymbolicExprId aId);
   FirstBytes readFirstBytes(SymbolicExprId aId);
+  FirstBytes bytesFromLeftmost(SymbolicExprId aId, SymbolicExprId aFirst);
+  void keep(SymbolicExprId aId, const FirstBytes& aBytes);
   Key key(SymbolicExprId aId);
   Start start(SymbolicExprId aId);
   const TextStart& keptStart(SymbolicExprId aId);
@@ -138,8 +150,11 @@ class TextOrder {
   std::optional<int> compareLastLeaves(SymbolicExprId a, SymbolicExprId b);
   int compareLeads(SymbolicExprId a, SymbolicExprId b);
   int compareWholly(SymbolicExprId a, SymbolicExprId b);
+  bool isStructureBefore(SymbolicExprId a, SymbolicExprId b) const;
   static int compareStarts(const Start& a, const Start& b);
 
+  // Of the nodes on a long left edge, one in so many has its beginning kept.
+  static constexpr std::size_t linksBetweenKept = 32;
   static constexpr std::size_t maxStarts = std::size_t{1} << 15;
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
 

@@ -2,13 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <cerrno>
+#include <chrono>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
+#include <streambuf>
 
-#include "tests/tool/RunTool.hpp"
+#include "tests/tool/ModelFile.hpp"
 
 namespace {
 
@@ -17,28 +16,7 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-// Works in a folder of its own, since tests run side by side.
-class KsExprConditions : public testing::Test {
- protected:
-  KsExprConditions() : folder(testing::TempDir() + "ksexprXXXXXX") {
-    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder " + folder);
-    std::filesystem::current_path(folder);
-  }
-  ~KsExprConditions() override {
-    std::filesystem::current_path("/");
-    std::filesystem::remove_all(folder);
-  }
-
-  // Runs "conditions" on model.json with that text.
-  static Outcome conditions(const std::string& aModel, std::vector<std::string> aOptions = {}) {
-    std::ofstream("model.json", std::ios::binary) << aModel;
-    aOptions.insert(aOptions.begin(), {"conditions", "model.json"});
-    return run(aOptions);
-  }
-
- private:
-  std::string folder;
-};
+using KsExprConditions = ModelFile;
 
 const char* const smallModel = R"({"note": [{"id": 1}], "blocks": [
 {"id": "B \"1\"", "parent": "A", "VV": "x > 1", "CG": "bitand(f, 2) ~= 0 && ~s.m", "S": ""},
@@ -63,10 +41,10 @@ TEST_F(KsExprConditions, AnswersEveryBlockInEveryFormat) {
   EXPECT_THAT(json.err, MatchesRegex("3 blocks, 7 distinct conditions, 1 dead block, .* s\n"));
 
   EXPECT_EQ(conditions(smallModel, {"--format", "csv", "--form", "c"}).out,
-            "block,parent,vv_local,vv_net,cg_local,cg_net,s_local,s_net\n"
-            "\"B \"\"1\"\"\",A,x > 1,x > 1,!s_m && (f & 2) != 0,!s_m && (f & 2) != 0,true,false\n"
-            "A,,x > 0,x > 0,,,false,false\n"
-            "\"C,2\",\"B \"\"1\"\"\",x < 1,0,,!s_m && (f & 2) != 0,true,false\n");
+            "block,parent,vv_local,vv_net,cg_local,cg_net,s_local,s_net\r\n"
+            "\"B \"\"1\"\"\",A,x > 1,x > 1,!s_m && (f & 2) != 0,!s_m && (f & 2) != 0,true,false\r\n"
+            "A,,x > 0,x > 0,,,false,false\r\n"
+            "\"C,2\",\"B \"\"1\"\"\",x < 1,0,,!s_m && (f & 2) != 0,true,false\r\n");
   EXPECT_EQ(conditions(smallModel, {"--family", "vv,s"}).out,
             "BLOCK    S      S NET  FAMILY  LOCAL  NET\n"
             "  B \"1\"  true   false  VV      x > 1  x > 1\n"
@@ -81,13 +59,90 @@ TEST_F(KsExprConditions, SelectsBlocks) {
     return conditions(smallModel, more);
   };
   EXPECT_EQ(with({"--dead"}).out,
-            "block,parent,vv_local,vv_net\n\"C,2\",\"B \"\"1\"\"\",x < 1,false\n");
+            "block,parent,vv_local,vv_net\r\n\"C,2\",\"B \"\"1\"\"\",x < 1,false\r\n");
   EXPECT_EQ(with({"--block", "A", "--block", "B \"1\""}).out,
-            "block,parent,vv_local,vv_net\n\"B \"\"1\"\"\",A,x > 1,x > 1\nA,,x > 0,x > 0\n");
+            "block,parent,vv_local,vv_net\r\n\"B \"\"1\"\"\",A,x > 1,x > 1\r\nA,,x > 0,x > 0\r\n");
   EXPECT_EQ(conditions(smallModel, {"--family", "cg", "--dead", "--format", "json"}).out, "[]\n");
   const Outcome unknown = with({"--block", "Z"});
   EXPECT_EQ(unknown.status, 1);
   EXPECT_THAT(unknown.err, HasSubstr("no block \"Z\""));
+}
+
+// Blocks are answered with their ancestors, wherever these stand, and listed alone in file order.
+TEST_F(KsExprConditions, TakesBlocksMoreThanOnce) {
+  const std::string model = modelOf({
+      blockOf("leaf", "\"middle\"", ", \"VV\": \"c\""),
+      blockOf("other", "null", ", \"VV\": \"(\""),
+      blockOf("middle", "\"top\"", ", \"VV\": \"false\""),
+      blockOf("top", "null", ", \"VV\": \"a\""),
+  });
+  const auto linesOf = [&model](const std::vector<std::string>& ids, bool dead = false) {
+    std::vector<std::string> options{"--family", "vv", "--format", "csv"};
+    if (dead) options.emplace_back("--dead");
+    for (const std::string& id : ids) options.insert(options.end(), {"--block", id});
+    const Outcome found = conditions(model, options);
+    EXPECT_EQ(found.status, 0);
+    EXPECT_THAT(found.err, StartsWith(std::to_string(ids.size()) + " block"));
+    return found.out.substr(found.out.find('\n') + 1);
+  };
+  const std::string top = "top,,a,a\r\n";
+  const std::string leaf = "leaf,middle,c,false\r\n";
+  EXPECT_EQ(linesOf({"top"}), top);
+  EXPECT_EQ(linesOf({"leaf"}), leaf);
+  EXPECT_EQ(linesOf({"top", "leaf"}), leaf + top);
+  EXPECT_EQ(linesOf({"top", "leaf"}, true), leaf);
+  EXPECT_EQ(linesOf({"top", "middle", "leaf"}), leaf + "middle,top,false,false\r\n" + top);
+
+  const Outcome twice = conditions(model, {"--block", "top", "--block", "top", "--family", "vv"});
+  EXPECT_EQ(twice.out, "BLOCK  FAMILY  LOCAL  NET\ntop    VV      a      a\n");
+  EXPECT_THAT(twice.err, StartsWith("1 block, 1 distinct condition, 0 dead blocks, "));
+  const Outcome unknown = conditions(model, {"--block", "top", "--block", "x\x1B", "--block", ""});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.out, "");
+  EXPECT_EQ(unknown.err, "ksexpr: model.json: no block \"x?\"\n");
+}
+
+// An id with everything that a terminal would obey, and a parent that is called so.
+TEST_F(KsExprConditions, SendsNoControlCharacters) {
+  const std::string id =
+      "\x1B[2J\r\n\t\x7F\xC2\x9B\xD8\x9C\xE2\x80\x8E\xE2\x80\xAE\xE2\x81\xA6,\"\xC3\xA4";
+  const std::string spelled =
+      "\\u001b[2J\\r\\n\\t\x7F\xC2\x9B\xD8\x9C\xE2\x80\x8E\\u202e\xE2\x81\xA6,\\\"\xC3\xA4";
+  const std::string model =
+      modelOf({blockOf(spelled, "null", ", \"VV\": \"a\""), blockOf("b", '"' + spelled + '"')});
+  const std::string header = "block,parent,vv_local,vv_net";
+  const std::string quoted =
+      "\"\x1B[2J\r\n\t\x7F\xC2\x9B\xD8\x9C\xE2\x80\x8E\xE2\x80\xAE\xE2\x81\xA6,\"\"\xC3\xA4\"";
+  const auto with = [&model](const std::string& format, bool onTerminal) {
+    return conditions(model, {"--family", "vv", "--format", format}, onTerminal).out;
+  };
+  EXPECT_EQ(with("csv", false), header + "\r\n" + quoted + ",,a,a\r\nb," + quoted + ",,a\r\n");
+  const std::string shown = "?[2J??  ??????,\"\xC3\xA4";
+  const std::string shownQuoted = "\"?[2J??  ??????,\"\"\xC3\xA4\"";
+  EXPECT_EQ(with("csv", true), header + '\n' + shownQuoted + ",,a,a\nb," + shownQuoted + ",,a\n");
+  for (const bool onTerminal : {false, true}) {
+    EXPECT_EQ(with("table", onTerminal), "BLOCK              FAMILY  LOCAL  NET\n" + shown +
+                                             "  VV      a      a\n  b                VV      "
+                                             "true   a\n");
+    const std::string json = with("json", onTerminal);
+    EXPECT_THAT(json, HasSubstr("\"\\u001b[2J\\u000d\\u000a\\u0009\\u007f\\u009b\\u061c\\u200e"
+                                "\\u202e\\u2066,\\\"\xC3\xA4\", \"vv\""));
+    EXPECT_EQ(nlohmann::json::parse(json)[1]["parent"], id);
+  }
+  // Messages show the same.
+  const Outcome failing =
+      conditions(modelOf({blockOf(spelled, "null", ", \"VV\": \"a \\u0007 \xE2\x80\xAE\""),
+                          blockOf("b", '"' + spelled + '"')}),
+                 {"--family", "vv"});
+  EXPECT_THAT(failing.err,
+              StartsWith("model.json:2: block \"" + shown +
+                         "\", VV, column 3: expected an operator or the end of the expression\n"
+                         "a ? ?\n  ^\n"
+                         "model.json: block \"b\", VV: no net condition, because that of its "
+                         "ancestor \"" +
+                         shown + "\" is not available\n"));
+  EXPECT_THAT(conditions(modelOf({blockOf(spelled, '"' + spelled + '"')})).err,
+              HasSubstr("cycle of parents: " + shown + " -> " + shown + '\n'));
 }
 
 TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
@@ -122,8 +177,8 @@ TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
                                              {"id": "b", "parent": null, "S": "x"}]})json",
                                   {"--block", "b", "--format", "csv"});
   EXPECT_EQ(part.out,
-            "block,parent,vv_local,vv_net,cg_local,cg_net,s_local,s_net\n"
-            "b,,,,,,false,false\n");
+            "block,parent,vv_local,vv_net,cg_local,cg_net,s_local,s_net\r\n"
+            "b,,,,,,false,false\r\n");
   EXPECT_EQ(part.status, 0);
 }
 
@@ -137,50 +192,82 @@ TEST_F(KsExprConditions, TakesLongChainsOfParents) {
   }
   const Outcome found = conditions(model + "]}", {"--format", "csv"});
   EXPECT_EQ(found.status, 1);
-  EXPECT_THAT(found.out, HasSubstr("\n19999,19998,y,x && y,,?,true,true\n"));
+  EXPECT_THAT(found.out, HasSubstr("\n19999,19998,y,x && y,,?,true,true\r\n"));
 }
 
-TEST_F(KsExprConditions, TellsWhatIsWrongWithAModel) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"", "model.json:1:1: syntax error"},
-      {"{\"blocks\": [\n{\"id\": ]}", "model.json:2:8: syntax error while parsing value"},
-      {"{\"blocks\": [\n{\"id\": \"a\xFF\"}]}", "model.json:2:10: syntax error"},
-      {"{\"blocks\": [{\"id\": \"a\", \"parent\": null}]", "model.json:1:41: syntax error"},
-      {"[]", "model.json:1:1: the model must be an object with \"blocks\", not an array"},
-      {"{}", "model.json:1:2: the model has no \"blocks\""},
-      {"{\"blocks\": 5}", "model.json:1:12: \"blocks\" must be an array, not a number"},
-      {"{\"blocks\": [], \"blocks\": []}", "model.json:1:16: \"blocks\" is given twice"},
-      {"{\"blocks\": [\n 1]}", "model.json:2:2: a block must be an object, not a number"},
-      {"{\"blocks\": [{}]}", "model.json:1:13: the block has no \"id\""},
-      {"{\"blocks\": [{\"id\": \"a\"}]}", "model.json:1:13: the block has no \"parent\""},
-      {"{\"blocks\": [{\"id\": true}]}", "model.json:1:20: \"id\" must be a string, not a boolean"},
-      {"{\"blocks\": [{\"parent\": []}]}",
-       "1:24: \"parent\" must be a string or null, not an array"},
-      {"{\"blocks\": [{\"VV\":  null}]}", "model.json:1:21: \"VV\" must be a string, not null"},
-      {"{\"blocks\": [{\"S\": \"\", \"S\": \"\"}]}", "model.json:1:23: \"S\" is given twice"},
-      {"{\"blocks\": [\n{\"id\": \"a\", \"parent\": null},\n{\"id\": \"a\", \"parent\": null}]}",
-       "model.json:3:8: block \"a\" is defined twice, first in line 2"},
-      {"{\"blocks\": [{\"id\": \"a\", \"parent\": \"b\\n\"}]}",
-       "model.json:1:35: block \"a\" has an unknown parent \"b?\""},
-      {"{\"blocks\": [{\"id\": \"a\", \"parent\": \"a\"}]}",
-       "model.json:1:35: cycle of parents: a -> a"},
-      {"{\"blocks\": [{\"id\": \"c\", \"parent\": \"a\"}, {\"id\": \"a\", \"parent\": \"b\"},\n"
-       "{\"id\": \"b\", \"parent\": \"a\"}]}",
-       "cycle of parents: a -> b -> a"},
-  };
-  for (const auto& [model, message] : rows) {
-    SCOPED_TRACE(model);
-    const Outcome found = conditions(model);
-    EXPECT_EQ(found.status, 1);
-    EXPECT_EQ(found.out, "");
-    EXPECT_THAT(found.err, HasSubstr(message));
+// A place for output that is full after a while.
+class Full : public std::streambuf {
+ public:
+  Full(std::size_t aSize, int aError) : left(aSize), error(aError) {}
+
+ protected:
+  int_type overflow(int_type) override {
+    errno = error;
+    return left-- > 0 ? 0 : traits_type::eof();
   }
-  EXPECT_THAT(conditions("{\"blocks\": [{\"id\": 1}, {\"id\": 2, \"parent\": null}]}").err,
-              testing::AllOf(HasSubstr(":20:"), HasSubstr("no \"parent\""), HasSubstr(":31:")));
-  EXPECT_THAT(run({"conditions", "/nonexistent/m"}).err,
-              HasSubstr("/nonexistent/m: cannot read: No"));
-  EXPECT_THAT(run({"conditions", "/"}).err, HasSubstr("/: cannot read: Is a directory"));
-  EXPECT_EQ(conditions(std::string(1000000, '[')).status, 1);
+
+ private:
+  std::size_t left;
+  int error;
+};
+
+// Reports take no memory of their own, and who can't write stops working.
+TEST_F(KsExprConditions, WritesWhatIsAnswered) {
+  std::vector<std::string> blocks{blockOf("first", "null", ", \"VV\": \"a b\"")};
+  for (int i = 0; i < 100; ++i) blocks.push_back(blockOf(std::to_string(i), "null"));
+  blocks.push_back(blockOf("last", "null", ", \"VV\": \"a b\""));
+  const auto lastRun = [](const std::vector<std::string>& aBlocks, const char* aFormat,
+                          std::size_t aSize, int aError) {
+    write(modelOf(aBlocks));
+    std::istringstream in;
+    std::ostringstream err;
+    Full full(aSize, aError);
+    std::ostream out(&full);
+    const int status =
+        ksexpr::runTool({"conditions", "model.json", "--format", aFormat}, {in, out, err});
+    return Outcome{status, "", err.str()};
+  };
+  for (const char* format : {"json", "csv"}) {
+    const Outcome found = lastRun(blocks, format, 500, ENOSPC);
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.err, HasSubstr("block \"first\", VV"));
+    EXPECT_THAT(found.err, Not(HasSubstr("block \"last\", VV")));
+    EXPECT_THAT(found.err,
+                testing::EndsWith("ksexpr: cannot write to standard output: No space left on "
+                                  "device\n"));
+    EXPECT_EQ(lastRun(blocks, format, 1000000, ENOSPC).err.find("cannot write"), std::string::npos);
+  }
+  EXPECT_THAT(lastRun(blocks, "table", 500, ENOSPC).err, HasSubstr("block \"last\", VV"));
+
+  // Whoever reads has seen enough: the status tells of what was answered so far.
+  const Outcome failed = lastRun(blocks, "json", 500, EPIPE);
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_THAT(failed.err, Not(HasSubstr("cannot write")));
+  blocks.erase(blocks.begin());
+  const Outcome fine = lastRun(blocks, "json", 500, EPIPE);
+  EXPECT_EQ(fine.status, 0);
+  EXPECT_EQ(fine.err, "");
+}
+
+// Texts are kept for the blocks that share them, but all of these are too many.
+TEST_F(KsExprConditions, AnswersMoreTextThanIsKept) {
+  constexpr int depth = 600;
+  const std::string name(100, 'x');
+  std::vector<std::string> blocks;
+  blocks.reserve(depth);
+  for (int i = 0; i < depth; ++i) {
+    blocks.push_back(blockOf(std::to_string(i), i == 0 ? "null" : '"' + std::to_string(i - 1) + '"',
+                             ", \"VV\": \"" + name + std::to_string(i) + '"'));
+  }
+  const Outcome found = conditions(modelOf(blocks), {"--format", "json", "--family", "vv"});
+  EXPECT_GT(found.out.size(), 18000000U);
+  const auto answers = nlohmann::json::parse(found.out);
+  ASSERT_EQ(answers.size(), 600U);
+  for (std::size_t i = 0; i < depth; ++i) {
+    const std::string net = answers[i]["vv"]["net"];
+    EXPECT_EQ(answers[i]["vv"]["local"], name + std::to_string(i));
+    EXPECT_EQ(static_cast<std::size_t>(std::count(net.begin(), net.end(), '&')), 2 * i);
+  }
 }
 
 TEST_F(KsExprConditions, SampleModel) {

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <streambuf>
 
 #include "tests/tool/RunTool.hpp"
@@ -211,22 +210,6 @@ TEST(KsExpr, AnswersALineBeforeItWaitsForTheNext) {
   std::ostringstream err;
   EXPECT_EQ(ksexpr::runTool({"print"}, {in, out, err}), 0);
   EXPECT_THAT(dialogue.answered, testing::ElementsAre("", "x\n", "x\nx\n", "x\nx\nx\n"));
-}
-
-TEST(KsExpr, ReportsWhatItCannotWrite) {
-  const auto shell = [](const std::string& command) {
-    return WEXITSTATUS(std::system(("exec 2>/dev/null; " + command).c_str()));
-  };
-  const std::string program = KSEXPR_PATH;
-  EXPECT_EQ(shell(program + " print a > /dev/full"), 1);
-  EXPECT_EQ(shell(program + " conditions " KSEXPR_SAMPLE " > /dev/full"), 1);
-  EXPECT_EQ(shell(program + " print a >&-"), 1);
-  EXPECT_EQ(shell(program + " print < /"), 1);
-  // A reader that goes away ends the work, not the process.
-  EXPECT_EQ(shell("status=$({ yes a | { " + program +
-                  " print; echo $? >&3; } | true; } 3>&1); "
-                  "exit $status"),
-            1);
 }
 
 }  // namespace

@@ -14,10 +14,11 @@ struct Outcome {
   std::string err;
 };
 
-inline Outcome run(const std::vector<std::string>& aArguments, const std::string& aInput = "") {
+inline Outcome run(const std::vector<std::string>& aArguments, const std::string& aInput = "",
+                   bool aOutIsTerminal = false) {
   std::istringstream in(aInput);
   std::ostringstream out;
   std::ostringstream err;
-  const int status = ksexpr::runTool(aArguments, {in, out, err});
+  const int status = ksexpr::runTool(aArguments, {in, out, err, aOutIsTerminal});
   return {status, out.str(), err.str()};
 }

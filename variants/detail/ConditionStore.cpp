@@ -163,7 +163,7 @@ void ConditionStore::computeNetsAbove(const Family& aFamily, const KSBlock* aBlo
 // The net condition of a block with that local condition. Siblings often have the same one.
 SymbolicExprId ConditionStore::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal) {
   // Most blocks have no condition of their own.
-  if (aLocal == table.getIdTRUE() && Digests::isSimplified(table, aAbove)) return aAbove;
+  if (aLocal == table.getIdTRUE()) return simplifier.conjunction(aLocal, aAbove);
   const std::uint64_t both = std::uint64_t{aAbove} << 32 | aLocal;
   // What throws leaves an entry that is not known yet.
   SymbolicExprId& result = netResults.try_emplace(both, invalidSymbolicExprId).first->second;

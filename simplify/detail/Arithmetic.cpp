@@ -1,20 +1,17 @@
 // Sums, differences, products and quotients. L and R are the operands, already simplified; the
 // rules of a function are tried from top to bottom and the first that matches wins. Those that
 // change a value on purpose are marked; ValueChangingRules.hpp says when.
+#include "simplify/detail/Arithmetic.hpp"
+
+#include <optional>
+#include <utility>
+
 #include "simplify/detail/Pattern.hpp"
-#include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 #include "simplify/detail/WrapArithmetic.hpp"
 
-namespace KS {
-
-using namespace detail;
+namespace KS::detail {
 
 namespace {
-
-template <class Word>
-bool is(const SymbolicExprTable& t, SymbolicExprId aId, Word aWord) {
-  return aWord.match(t, aId);
-}
 
 // The factor that two products share, and what is left of each. The pairings are tried in this
 // order: p with r, p with s, q with r, q with s, for p*q and r*s.
@@ -34,79 +31,60 @@ bool hasOperand(const SymbolicExprTable& t, SymbolicExprId aId, const SymbolicEx
          is(t, aId, plus(same(x), any(other))) || is(t, aId, plus(any(other), same(x)));
 }
 
-}  // namespace
-
 // Two literals of which at least one is real: their values as doubles.
-bool SymbolicExprSimplifyVisitor::realOperands(SymbolicExprId L, SymbolicExprId R, double& a,
-                                               double& b) const {
-  const SymbolicExpr& left = *table().get(L);
-  const SymbolicExpr& right = *table().get(R);
+bool realOperands(const SymbolicExprTable& t, SymbolicExprId L, SymbolicExprId R, double& a,
+                  double& b) {
+  const SymbolicExpr& left = *t.get(L);
+  const SymbolicExpr& right = *t.get(R);
   a = left.getNumericValue();
   b = right.getNumericValue();
   return left.isNumber() && right.isNumber() &&
-         (kindOf(L) == SymbolicOp::DoubleValue || kindOf(R) == SymbolicOp::DoubleValue);
+         (NodeView(t, L).is(SymbolicOp::DoubleValue) || NodeView(t, R).is(SymbolicOp::DoubleValue));
 }
+
+bool isProduct(const SymbolicExprTable& t, SymbolicExprId aId) {
+  return NodeView(t, aId).is(SymbolicOp::Multiply);
+}
+
+// Whether L and R are leaves in text order.
+bool areLeavesInOrder(SimplifyContext& aContext, SymbolicExprId L, SymbolicExprId R) {
+  return aContext.node(L).isLeaf() && aContext.node(R).isLeaf() &&
+         aContext.order.compare(L, R) <= 0;
+}
+
+bool isNumber(const SimplifyContext& aContext, SymbolicExprId aId) {
+  const SymbolicOp kind = aContext.node(aId).kind();
+  return kind == SymbolicOp::IntValue || kind == SymbolicOp::DoubleValue;
+}
+
+}  // namespace
 
 // ---------------------------------------------------------------------------------------------
 // Operand order
 
-void SymbolicExprSimplifyVisitor::normalizeAdd() {
-  const SymbolicExprId R = pop();
-  const SymbolicExprId L = pop();
-  const SymbolicExpr& left = *table().get(L);
-  const SymbolicExpr& right = *table().get(R);
-  const bool keep = left.isNumber() || right.isNumber()
-                        ? !left.isNumber() || right.isNumber()
-                        : !left.isLeaf() || (right.isLeaf() && compareExprs(L, R) <= 0);
-  push(keep ? L : R);
-  push(keep ? R : L);
+void orderSum(SimplifyContext& aContext, SymbolicExprId& L, SymbolicExprId& R) {
+  const bool isNumberL = isNumber(aContext, L), isNumberR = isNumber(aContext, R);
+  const bool keep = isNumberL || isNumberR
+                        ? !isNumberL || isNumberR
+                        : !aContext.node(L).isLeaf() || areLeavesInOrder(aContext, L, R);
+  if (!keep) std::swap(L, R);
 }
 
-void SymbolicExprSimplifyVisitor::normalizeMultiply() {
-  const SymbolicExprId R = pop();
-  const SymbolicExprId L = pop();
-  const SymbolicExpr& left = *table().get(L);
-  const SymbolicExpr& right = *table().get(R);
-  const bool keep = left.isNumber() || right.isNumber()
-                        ? !right.isNumber()
-                        : !right.isLeaf() || (left.isLeaf() && compareExprs(L, R) <= 0);
-  push(keep ? L : R);
-  push(keep ? R : L);
+void orderProduct(SimplifyContext& aContext, SymbolicExprId& L, SymbolicExprId& R) {
+  const bool isNumberL = isNumber(aContext, L), isNumberR = isNumber(aContext, R);
+  const bool keep = isNumberL || isNumberR
+                        ? !isNumberR
+                        : !aContext.node(R).isLeaf() || areLeavesInOrder(aContext, L, R);
+  if (!keep) std::swap(L, R);
 }
 
 // ---------------------------------------------------------------------------------------------
 // L + R
 
-SymbolicExprId SymbolicExprSimplifyVisitor::simplifySum(SymbolicExprId L, SymbolicExprId R) {
-  SymbolicExprTable& t = table();
-  SymbolicExprId x = invalidSymbolicExprId, y = invalidSymbolicExprId;
-  int c = 0, d = 0;
-  double a = 0.0, b = 0.0;
-
-  // c + d -> the sum, wrapping
-  if (is(t, L, intVal(c)) && is(t, R, intVal(d))) return Int{t, wrapAdd(c, d)};
-  // a + b, at least one of them real -> the sum as double
-  if (realOperands(L, R, a, b)) return Double{t, a + b};
-  if (is(t, R, intVal(c))) {
-    // x + 0 -> x
-    if (c == 0) return L;
-    // (x + d) + c -> x + (d + c)  (changes values)
-    if (is(t, L, plus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapAdd(d, c)}};
-    // (x - d) + c -> x + (c - d)  (changes values)
-    if (is(t, L, minus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapSub(c, d)}};
-    // x + c, c negative -> x - (-c)  (changes values)
-    if (c < 0) return Minus{t, L, Int{t, wrapNeg(c)}};
-  }
-  // x + (-y) -> x - y
-  if (is(t, R, negated(any(y)))) return Minus{t, L, y};
-  // (-x) + y -> y - x
-  if (is(t, L, negated(any(x)))) return Minus{t, R, x};
-  return sumOfTerms(L, R);
-}
+namespace {
 
 // Neither operand is negated, and not both are numbers.
-SymbolicExprId SymbolicExprSimplifyVisitor::sumOfTerms(SymbolicExprId L, SymbolicExprId R) {
-  SymbolicExprTable& t = table();
+SymbolicExprId sumOfTerms(SymbolicExprTable& t, SymbolicExprId L, SymbolicExprId R) {
   SymbolicExprId x = invalidSymbolicExprId, y = invalidSymbolicExprId;
   SymbolicExprId f = invalidSymbolicExprId, u = invalidSymbolicExprId, v = invalidSymbolicExprId;
   int c = 0;
@@ -128,8 +106,8 @@ SymbolicExprId SymbolicExprSimplifyVisitor::sumOfTerms(SymbolicExprId L, Symboli
   }
   // f*u + f*v -> f*(u + v)
   if (commonFactor(t, L, R, f, u, v)) return Multiply{t, f, Plus{t, u, v}};
-  const bool leftIsProduct = kindOf(L) == SymbolicOp::Multiply;
-  const bool rightIsProduct = kindOf(R) == SymbolicOp::Multiply;
+  const bool leftIsProduct = isProduct(t, L);
+  const bool rightIsProduct = isProduct(t, R);
   if (rightIsProduct && !leftIsProduct) {
     // L + L*u -> L*(u + 1)
     if (is(t, R, times(same(L), any(u)))) return Multiply{t, L, Plus{t, u, Int{t, 1}}};
@@ -151,11 +129,38 @@ SymbolicExprId SymbolicExprSimplifyVisitor::sumOfTerms(SymbolicExprId L, Symboli
   return Plus{t, L, R};
 }
 
+}  // namespace
+
+SymbolicExprId simplifySum(SymbolicExprTable& t, SymbolicExprId L, SymbolicExprId R) {
+  SymbolicExprId x = invalidSymbolicExprId, y = invalidSymbolicExprId;
+  int c = 0, d = 0;
+  double a = 0.0, b = 0.0;
+
+  // c + d -> the sum, wrapping
+  if (is(t, L, intVal(c)) && is(t, R, intVal(d))) return Int{t, wrapAdd(c, d)};
+  // a + b, at least one of them real -> the sum as double
+  if (realOperands(t, L, R, a, b)) return Double{t, a + b};
+  if (is(t, R, intVal(c))) {
+    // x + 0 -> x
+    if (c == 0) return L;
+    // (x + d) + c -> x + (d + c)  (changes values)
+    if (is(t, L, plus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapAdd(d, c)}};
+    // (x - d) + c -> x + (c - d)  (changes values)
+    if (is(t, L, minus(any(x), intVal(d)))) return Plus{t, x, Int{t, wrapSub(c, d)}};
+    // x + c, c negative -> x - (-c)  (changes values)
+    if (c < 0) return Minus{t, L, Int{t, wrapNeg(c)}};
+  }
+  // x + (-y) -> x - y
+  if (is(t, R, negated(any(y)))) return Minus{t, L, y};
+  // (-x) + y -> y - x
+  if (is(t, L, negated(any(x)))) return Minus{t, R, x};
+  return sumOfTerms(t, L, R);
+}
+
 // ---------------------------------------------------------------------------------------------
 // L - R
 
-SymbolicExprId SymbolicExprSimplifyVisitor::simplifyDifference(SymbolicExprId L, SymbolicExprId R) {
-  SymbolicExprTable& t = table();
+SymbolicExprId simplifyDifference(SymbolicExprTable& t, SymbolicExprId L, SymbolicExprId R) {
   SymbolicExprId x = invalidSymbolicExprId, y = invalidSymbolicExprId;
   SymbolicExprId f = invalidSymbolicExprId, u = invalidSymbolicExprId, v = invalidSymbolicExprId;
   int c = 0, d = 0;
@@ -166,7 +171,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyDifference(SymbolicExprId L,
   // c - d -> the difference, wrapping
   if (is(t, L, intVal(c)) && is(t, R, intVal(d))) return Int{t, wrapSub(c, d)};
   // a - b, at least one of them real -> the difference as double
-  if (realOperands(L, R, a, b)) return Double{t, a - b};
+  if (realOperands(t, L, R, a, b)) return Double{t, a - b};
   if (is(t, R, intVal(c))) {
     // x - c, c negative -> x + (-c)
     if (c < 0) return Plus{t, L, Int{t, wrapNeg(c)}};
@@ -181,7 +186,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyDifference(SymbolicExprId L,
   if (is(t, L, plus(any(x), same(R)))) return x;
   // f*u - f*v -> f*(u - v)
   if (commonFactor(t, L, R, f, u, v)) return Multiply{t, f, Minus{t, u, v}};
-  if (kindOf(R) != SymbolicOp::Multiply) {
+  if (!isProduct(t, R)) {
     // R*u - R -> R*(u - 1)
     if (is(t, L, times(same(R), any(u)))) return Multiply{t, R, Minus{t, u, Int{t, 1}}};
     // u*R - R -> (u - 1)*R
@@ -198,28 +203,10 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyDifference(SymbolicExprId L,
 // ---------------------------------------------------------------------------------------------
 // L * R
 
-SymbolicExprId SymbolicExprSimplifyVisitor::simplifyProduct(SymbolicExprId L, SymbolicExprId R) {
-  SymbolicExprTable& t = table();
-  SymbolicExprId p = invalidSymbolicExprId;
-  int c = 0, d = 0;
-  double a = 0.0, b = 0.0;
-
-  // c * d -> the product, wrapping
-  if (is(t, L, intVal(c)) && is(t, R, intVal(d))) return Int{t, wrapMul(c, d)};
-  // a * b, at least one of them real -> the product as double
-  if (realOperands(L, R, a, b)) return Double{t, a * b};
-  // L * (p / L) -> p  (changes values)
-  if (kindOf(L) != SymbolicOp::Divide && is(t, R, divided(any(p), same(L)))) return p;
-  // (p / R) * R -> p  (changes values)
-  if (is(t, L, divided(any(p), same(R)))) return p;
-  if (is(t, L, intVal(c))) return productWithInt(L, c, R);
-  return Multiply{t, L, R};
-}
+namespace {
 
 // There is no rule for 0 * x: x may be infinite.
-SymbolicExprId SymbolicExprSimplifyVisitor::productWithInt(SymbolicExprId L, int c,
-                                                           SymbolicExprId R) {
-  SymbolicExprTable& t = table();
+SymbolicExprId productWithInt(SymbolicExprTable& t, SymbolicExprId L, int c, SymbolicExprId R) {
   SymbolicExprId x = invalidSymbolicExprId, y = invalidSymbolicExprId;
   int d = 0;
 
@@ -246,11 +233,29 @@ SymbolicExprId SymbolicExprSimplifyVisitor::productWithInt(SymbolicExprId L, int
   return Multiply{t, L, R};
 }
 
+}  // namespace
+
+SymbolicExprId simplifyProduct(SymbolicExprTable& t, SymbolicExprId L, SymbolicExprId R) {
+  SymbolicExprId p = invalidSymbolicExprId;
+  int c = 0, d = 0;
+  double a = 0.0, b = 0.0;
+
+  // c * d -> the product, wrapping
+  if (is(t, L, intVal(c)) && is(t, R, intVal(d))) return Int{t, wrapMul(c, d)};
+  // a * b, at least one of them real -> the product as double
+  if (realOperands(t, L, R, a, b)) return Double{t, a * b};
+  // L * (p / L) -> p  (changes values)
+  if (!NodeView(t, L).is(SymbolicOp::Divide) && is(t, R, divided(any(p), same(L)))) return p;
+  // (p / R) * R -> p  (changes values)
+  if (is(t, L, divided(any(p), same(R)))) return p;
+  if (is(t, L, intVal(c))) return productWithInt(t, L, c, R);
+  return Multiply{t, L, R};
+}
+
 // ---------------------------------------------------------------------------------------------
 // L / R
 
-SymbolicExprId SymbolicExprSimplifyVisitor::simplifyQuotient(SymbolicExprId L, SymbolicExprId R) {
-  SymbolicExprTable& t = table();
+SymbolicExprId simplifyQuotient(SymbolicExprTable& t, SymbolicExprId L, SymbolicExprId R) {
   SymbolicExprId p = invalidSymbolicExprId, q = invalidSymbolicExprId, y = invalidSymbolicExprId;
   int a = 0, c = 0;
   double u = 0.0, v = 0.0;
@@ -258,7 +263,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyQuotient(SymbolicExprId L, S
   // x / x -> 1  (changes values)
   if (L == R) return Int{t, 1};
   // u / v, at least one of them real -> the quotient as double
-  if (realOperands(L, R, u, v)) return Double{t, u / v};
+  if (realOperands(t, L, R, u, v)) return Double{t, u / v};
   // (R * q) / R -> q  (changes values)
   if (is(t, L, times(same(R), any(q)))) return q;
   // (p * R) / R -> p  (changes values)
@@ -280,29 +285,4 @@ SymbolicExprId SymbolicExprSimplifyVisitor::simplifyQuotient(SymbolicExprId L, S
   return Divide{t, L, R};
 }
 
-// ---------------------------------------------------------------------------------------------
-// Visits
-
-void SymbolicExprSimplifyVisitor::visit(const SymbolicPlusExpr&) {
-  normalizeAdd();
-  const SymbolicExprId R = pop();
-  push(simplifySum(pop(), R));
-}
-
-void SymbolicExprSimplifyVisitor::visit(const SymbolicMinusExpr&) {
-  const SymbolicExprId R = pop();
-  push(simplifyDifference(pop(), R));
-}
-
-void SymbolicExprSimplifyVisitor::visit(const SymbolicMultiplyExpr&) {
-  normalizeMultiply();
-  const SymbolicExprId R = pop();
-  push(simplifyProduct(pop(), R));
-}
-
-void SymbolicExprSimplifyVisitor::visit(const SymbolicDivideExpr&) {
-  const SymbolicExprId R = pop();
-  push(simplifyQuotient(pop(), R));
-}
-
-}  // namespace KS
+}  // namespace KS::detail

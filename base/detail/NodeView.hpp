@@ -1,0 +1,35 @@
+// What the library's own code asks of a node.
+#pragma once
+
+#include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Digest.hpp"
+#include "base/detail/Kinds.hpp"
+
+namespace KS::detail {
+
+/// A node as most walks and rules see it: its kind, the inputs of an operator, the value of an
+/// integer. Reads the table's digest of the node, so it neither follows the node's pointer nor
+/// calls its virtual functions. Keeps what it read: nodes never change.
+class NodeView {
+ public:
+  NodeView(const SymbolicExprTable& aTable, SymbolicExprId aId)
+      : digest(Digests::of(aTable)[aId]) {}
+
+  SymbolicOp kind() const { return static_cast<SymbolicOp>(digest.kind); }
+  bool is(SymbolicOp aKind) const { return kind() == aKind; }
+  bool isLeaf() const { return detail::isLeaf(kind()); }
+  bool isRelation() const { return detail::isRelation(kind()); }
+  bool isConnective() const { return detail::isConnective(kind()); }
+
+  /// The first input of an operator; of a unary one the only one.
+  SymbolicExprId left() const { return digest.first; }
+  /// The second input of a binary operator.
+  SymbolicExprId right() const { return digest.second; }
+  /// The value of an integer literal.
+  int intValue() const { return static_cast<int>(digest.first); }
+
+ private:
+  NodeDigest digest;
+};
+
+}  // namespace KS::detail

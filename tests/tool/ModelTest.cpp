@@ -1,0 +1,407 @@
+// What may be wrong with a model file, and how it is told.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/tool/ModelFile.hpp"
+
+namespace {
+
+using std::string_literals::operator""s;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+using KsExprModel = ModelFile;
+
+std::size_t count(const std::string& aText, const std::string& aPart) {
+  std::size_t found = 0;
+  for (std::size_t i = 0; (i = aText.find(aPart, i)) != std::string::npos; ++i) ++found;
+  return found;
+}
+
+std::string repeated(const std::string& aText, std::size_t aTimes) {
+  std::string out;
+  for (std::size_t i = 0; i < aTimes; ++i) out += aText;
+  return out;
+}
+
+struct Row {
+  std::string model;
+  std::string message;  // how standard error begins, after the file's name
+};
+
+TEST_F(KsExprModel, BrokenJsonHasAPlace) {
+  const Row rows[] = {
+      // Texts that end too early.
+      {"", "1:1: syntax error"},
+      {" \n\t", "2:2: syntax error"},
+      {"{", "1:2: syntax error"},
+      {"{\"blocks\": [", "1:13: syntax error"},
+      {"{\"blocks\": [{\"id\": \"a\", \"parent\": null}]", "1:41: syntax error"},
+      {"{\"blocks\": [{\"id\": \"a", "1:22: syntax error while parsing value - invalid string"},
+      // Something behind the end.
+      {"{\"blocks\": []}x", "1:15: syntax error"},
+      {"{\"blocks\": []}\n\n ]", "3:2: syntax error"},
+      {"{\"blocks\": []} {\"blocks\": []}", "1:16: syntax error"},
+      {"{\"blocks\": []},", "1:15: syntax error"},
+      {"{\"blocks\": []}\0"s, "1:15: syntax error: a NUL byte\n{\"blocks\": []}?\n"},
+      {"{\"blocks\": []}\n\0\n"s, "2:1: syntax error: a NUL byte"},
+      {"{\"blocks\": []}\0x"s, "1:15: syntax error: a NUL byte"},
+      // A NUL byte elsewhere.
+      {"\0{\"blocks\": []}"s, "1:1: syntax error: a NUL byte"},
+      {"{\"blocks\":\0 []}"s, "1:11: syntax error: a NUL byte"},
+      {"{\"blocks\": [], \"a\": \"b\0\"}"s, "1:23: syntax error: a NUL byte"},
+      // Tokens that are none.
+      {"{'blocks': []}", "1:2: syntax error while parsing object key"},
+      {"{blocks: []}", "1:2: syntax error"},
+      {"// model\n{\"blocks\": []}", "1:1: syntax error"},
+      {"{\"blocks\": [], \"a\": 01}", "1:22: syntax error"},
+      {"{\"blocks\": [], \"a\": 1.}", "1:23: syntax error"},
+      {"{\"blocks\": [], \"a\": +1}", "1:21: syntax error"},
+      {"{\"blocks\": [], \"a\": .5}", "1:21: syntax error"},
+      {"{\"blocks\": [], \"a\": 1e999}", "1:25: number overflow parsing '1e999'"},
+      {"{\"blocks\": [], \"a\": NaN}", "1:21: syntax error"},
+      {"{\"blocks\": [], \"a\": trUe}", "1:23: syntax error"},
+      {"{\"blocks\": [], \"a\": \"\\q\"}", "1:23: syntax error"},
+      {"{\"blocks\": [], \"a\": \"\\u12G4\"}", "1:26: syntax error"},
+      {"{\"blocks\": [], \"a\": \"\\uD800\"}", "1:28: syntax error"},
+      {"{\"blocks\": [], \"a\": \"b\nc\"}",
+       "1:23: syntax error while parsing value - invalid string: control character U+000A (LF) "
+       "must be escaped to \\u000A or \\n\n"},
+      // Tokens in the wrong place.
+      {"{\"blocks\" []}", "1:11: syntax error while parsing object separator"},
+      {"{\"blocks\": [] \"a\": 1}", "1:17: syntax error"},
+      {"{\"blocks\": [],}", "1:15: syntax error"},
+      {"{\"blocks\": [}]}", "1:13: syntax error"},
+      {"{\"blocks\": [{\"id\": \"\"]}", "1:22: syntax error"},
+      {"{\r\n\"blocks\": [\r\n{\"id\": ]}", "3:8: syntax error while parsing value"},
+      // What is no UTF-8: a byte that begins nothing, a form that is too long, half of a surrogate
+      // pair, a character that is cut off, one beyond the last.
+      {"{\"blocks\": [\n{\"id\": \"a\xFF\"}]}", "2:10: syntax error"},
+      {"{\"\xC0\xAF\": 1}", "1:3: syntax error"},
+      {"{\"\xED\xA0\x80\": 1}", "1:4: syntax error"},
+      {"{\"\xC3\xA4\xE2\x82\": 1}", "1:6: syntax error"},
+      {"{\"\xF4\x90\x80\x80\": 1}", "1:4: syntax error"},
+      // Byte order marks: no part of the text where they are whole.
+      {"\xEF\xBB", "1:3: syntax error"},
+      {"\xEF\xBB\xBF[]x", "1:1: the model must be"},
+      {"\xEF\xBB\xBF{\"\xC3\xA4\": x}", "1:7: syntax error"},
+      {"\xFE\xFF\0{"s, "1:1: syntax error"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.model);
+    const Outcome found = conditions(row.model);
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.out, "");
+    EXPECT_THAT(found.err, StartsWith("model.json:" + row.message));
+    EXPECT_EQ(count(found.err, "model.json:"), 1U) << found.err;
+  }
+}
+
+TEST_F(KsExprModel, TakesWhatJsonAllows) {
+  for (const std::string& model : {
+           "\xEF\xBB\xBF{\"blocks\": [{\"id\": \"a\", \"parent\": null}]}"s,
+           "\r\n\t {\"blocks\":[{\"id\":\"a\",\"parent\":null}]} \r\n\t"s,
+           "{\"a\": [1, -0.5e+3, {\"blocks\": 1}], \"blocks\": [{\"b\": {\"id\": 1}, \"b\": 7,"
+           "\"\\u0069d\": \"\\u0061\", \"parent\": null, \"VV\": \"\"}], \"a\": {}}"s,
+           "{\"nested\": " + std::string(1000000, '[') + std::string(1000000, ']') +
+               ", \"blocks\": [{\"id\": \"a\", \"parent\": null}]}",
+       }) {
+    SCOPED_TRACE(model.substr(0, 200));
+    const Outcome found = conditions(model, {"--family", "vv", "--format", "json"});
+    EXPECT_EQ(found.status, 0);
+    EXPECT_EQ(
+        found.out,
+        "[\n{\"block\": \"a\", \"parent\": null, \"vv\": {\"local\": \"\", \"net\": \"\"}}\n]\n");
+  }
+}
+
+// Texts with escapes are not those that stand in the file.
+TEST_F(KsExprModel, DecodesStrings) {
+  const Outcome found = conditions(
+      modelOf({blockOf("\\u0061\\ud83d\\ude00\\/", "null", ", \"VV\": \"x \\u003e 1\\t\""),
+               blockOf("long enough to be on the heap\\n", "\"a\\ud83d\\ude00/\"",
+                       ", \"VV\": \"y\", \"CG\": \"\\u007a\"")}),
+      {"--family", "vv,cg"});
+  EXPECT_EQ(found.err.find("2 blocks, "), 0U) << found.err;
+  EXPECT_EQ(found.out,
+            "BLOCK                             FAMILY  LOCAL  NET\n"
+            "a\xF0\x9F\x98\x80/                               VV      x > 1  x > 1\n"
+            "                                  CG      true   true\n"
+            "  long enough to be on the heap?  VV      y      x > 1 && y\n"
+            "                                  CG      z      z\n");
+}
+
+TEST_F(KsExprModel, BracketsOfMegabytesAreNoModel) {
+  for (const char* bracket : {"[", "{\"a\":", "{\"blocks\":[", "[{\"id\":"}) {
+    SCOPED_TRACE(bracket);
+    for (const std::string& model :
+         {repeated(bracket, 500000), "{\"blocks\": [{\"id\": " + repeated(bracket, 500000)}) {
+      const Outcome found = conditions(model);
+      EXPECT_EQ(found.status, 1);
+      EXPECT_THAT(found.err, StartsWith("model.json:1:"));
+      EXPECT_LT(found.err.size(), 1500U);
+    }
+  }
+}
+
+TEST_F(KsExprModel, EveryValueHasAType) {
+  const std::pair<std::string, std::string> values[] = {{"\"x\"", "a string"},
+                                                        {"0", "a number"},
+                                                        {"-1", "a number"},
+                                                        {"1.5", "a number"},
+                                                        {"1e3", "a number"},
+                                                        {"18446744073709551616", "a number"},
+                                                        {"true", "a boolean"},
+                                                        {"false", "a boolean"},
+                                                        {"null", "null"},
+                                                        {"[]", "an array"},
+                                                        {"[[\"id\"], 1, {}]", "an array"},
+                                                        {"{}", "an object"},
+                                                        {"{\"id\": [], \"S\": {}}", "an object"}};
+  struct Place {
+    std::string before;
+    std::string after;
+    std::string column;
+    std::string wanted;
+    std::vector<std::string> allowed;
+  };
+  const Place places[] = {
+      {"", "", "1", "the model must be an object with \"blocks\"", {"an object"}},
+      {"{\"blocks\": ", "}", "12", "\"blocks\" must be an array", {"an array"}},
+      {"{\"blocks\": [", "]}", "13", "a block must be an object", {"an object"}},
+      {"{\"blocks\": [{\"parent\": null, \"id\": ", "}]}", "36", "\"id\" must be a string", {}},
+      {"{\"blocks\": [{\"id\":\"x\",\"parent\": ",
+       "}]}",
+       "33",
+       "\"parent\" must be a string or null",
+       {"null"}},
+      {"{\"blocks\": [{\"VV\": ",
+       ",\"id\":\"x\",\"parent\": null}]}",
+       "20",
+       "\"VV\" must be a string",
+       {}},
+      {"{\"blocks\": [{\"CG\": ",
+       ",\"id\":\"x\",\"parent\": null}]}",
+       "20",
+       "\"CG\" must be a string",
+       {}},
+      {"{\"blocks\": [{\"S\": ",
+       ",\"id\":\"x\",\"parent\": null}]}",
+       "19",
+       "\"S\" must be a string",
+       {}},
+      {"{\"blocks\": [{\"X\": ", ",\"id\":\"x\",\"parent\": null}]}", "", "", {}},
+  };
+  for (const Place& place : places) {
+    for (const auto& [value, type] : values) {
+      SCOPED_TRACE(place.before + value + place.after);
+      const Outcome found = conditions(place.before + value + place.after);
+      const std::string message =
+          "model.json:1:" + place.column + ": " + place.wanted + ", not " + type + '\n';
+      const bool isString = place.wanted.find("must be a string") != std::string::npos;
+      if (place.wanted.empty() || (isString && type == "a string") ||
+          std::count(place.allowed.begin(), place.allowed.end(), type) != 0) {
+        EXPECT_THAT(found.err, Not(HasSubstr(place.wanted + ", not")));
+        EXPECT_TRUE(found.status == 0 || !place.wanted.empty());
+      } else {
+        EXPECT_EQ(found.status, 1);
+        EXPECT_EQ(found.out, "");
+        EXPECT_THAT(found.err, StartsWith(message));
+        EXPECT_EQ(count(found.err, "model.json:"), 1U) << found.err;
+      }
+    }
+  }
+}
+
+TEST_F(KsExprModel, WhatIsMissingOrGivenTwice) {
+  const Row rows[] = {
+      {"{}", "1:2: the model has no \"blocks\""},
+      {"{\"a\": 1}", "1:8: the model has no \"blocks\""},
+      {"{\"a\": 1 }", "1:9: the model has no \"blocks\""},
+      {"{\"blocks\": [], \"blocks\": []}", "1:16: \"blocks\" is given twice"},
+      {"{\"blocks\": [\n {}]}",
+       "2:2: the block has no \"id\"\n {}]}\n ^\nmodel.json:2:2: the block has no \"parent\""},
+      {"{\"blocks\": [{\"id\": \"a\"}]}", "1:13: the block has no \"parent\""},
+      {"{\"blocks\": [{\"parent\": null}]}", "1:13: the block has no \"id\""},
+      {"{\"blocks\": [{\"id\": 1}, {\"parent\": null, \"id\": []}]}",
+       "1:13: the block has no \"parent\"\n{\"blocks\": [{\"id\": 1}, {\"parent\": null, "
+       "\"i...\n"
+       "            ^\nmodel.json:1:20: \"id\" must be a string, not a number\n"},
+      {"{\"blocks\": [{\"parent\": null, \"id\": \"a\", \"id\": \"a\"}]}",
+       "1:41: \"id\" is given twice"},
+      {"{\"blocks\": [{\"id\": \"a\", \"parent\": null, \"parent\": \"a\"}]}",
+       "1:41: \"parent\" is given twice"},
+      {"{\"blocks\": [{\"VV\": \"\", \"VV\": \"\"}]}", "1:13: the block has no \"id\""},
+      {"{\"blocks\": [{\"CG\": \"\", \"id\": \"a\", \"parent\": null, \"\\u0043G\": \"\"}]}",
+       "1:51: \"CG\" is given twice"},
+      {"{\"blocks\": [{\"S\": \"\", \"id\": \"a\", \"parent\": null, \"S\": \"\"}]}",
+       "1:50: \"S\" is given twice"},
+      {modelOf({blockOf("a", "null"), blockOf("b", "null"), blockOf("\\u0061", "null")}),
+       "4:8: block \"a\" is defined twice, first in line 2"},
+      {modelOf({blockOf("a", "\"b\\n\"")}), "2:23: block \"a\" has an unknown parent \"b?\""},
+      {modelOf({blockOf("a", "\"\"")}), "2:23: block \"a\" has an unknown parent \"\""},
+      {modelOf({blockOf("b", "\"c\""), blockOf("a", "null"), blockOf("a", "null")}),
+       "2:23: block \"b\" has an unknown parent \"c\"\n{\"id\": \"b\", \"parent\": \"c\"},\n" +
+           std::string(22, ' ') +
+           "^\nmodel.json:4:8: block \"a\" is defined twice, first in line 3"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.model);
+    const Outcome found = conditions(row.model);
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.out, "");
+    EXPECT_THAT(found.err, StartsWith("model.json:" + row.message));
+  }
+  // Other members of a block are nobody's business, however many they are.
+  std::string members;
+  for (int i = 0; i < 100000; ++i) members += ", \"m" + std::to_string(i) + "\": 0";
+  EXPECT_EQ(conditions(modelOf({blockOf("a", "null", members)})).status, 0);
+}
+
+TEST_F(KsExprModel, ParentsInACircle) {
+  const auto chain = [](int first, int last, const std::string& top) {
+    std::vector<std::string> blocks{blockOf(std::to_string(first), top)};
+    for (int i = first + 1; i <= last; ++i) {
+      blocks.push_back(blockOf(std::to_string(i), '"' + std::to_string(i - 1) + '"'));
+    }
+    return blocks;
+  };
+  const std::string longCycle =
+      "cycle of parents: 1 -> 50000 -> 49999 -> 49998 -> 49997 -> 49996 "
+      "-> 49995 -> 49994 -> 49993 -> 49992 -> ... -> 1\n";
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{blockOf("a", "\"a\"")}, "2:23: cycle of parents: a -> a\n"},
+      {{blockOf("c", "\"a\""), blockOf("a", "\"b\""), blockOf("b", "\"a\"")},
+       "3:23: cycle of parents: a -> b -> a\n"},
+      {chain(1, 10, "\"10\""),
+       "2:23: cycle of parents: 1 -> 10 -> 9 -> 8 -> 7 -> 6 -> 5 -> 4 -> 3 -> 2 -> 1\n"},
+      {chain(1, 11, "\"11\""),
+       "2:23: cycle of parents: 1 -> 11 -> 10 -> 9 -> 8 -> 7 -> 6 -> 5 -> 4 -> 3 -> ... -> 1\n"},
+      {chain(1, 50000, "\"50000\""), "2:23: " + longCycle},
+  };
+  for (const auto& [blocks, message] : rows) {
+    const Outcome found = conditions(modelOf(blocks));
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.out, "");
+    EXPECT_THAT(found.err, StartsWith("model.json:" + message));
+    EXPECT_EQ(count(found.err, "cycle of parents"), 1U);
+  }
+  // Each circle once, and none where ways up only meet.
+  EXPECT_EQ(count(conditions(modelOf({blockOf("a", "\"a\""), blockOf("b", "\"c\""),
+                                      blockOf("c", "\"b\""), blockOf("d", "\"b\"")}))
+                      .err,
+                  "cycle of parents"),
+            2U);
+  EXPECT_EQ(conditions(modelOf({blockOf("d", "\"b\""), blockOf("c", "\"b\""), blockOf("b", "\"a\""),
+                                blockOf("a", "null")}))
+                .status,
+            0);
+}
+
+// Looking up all ancestors of every block, or forgetting them all before the next, would take the
+// square of this.
+TEST_F(KsExprModel, ParentsMayStandBehindTheirChildren) {
+  constexpr int numBlocks = 300000;
+  for (const int children : {1, 3, numBlocks}) {
+    std::vector<std::string> blocks;
+    for (int i = numBlocks - 1; i > 0; --i) {
+      blocks.push_back(blockOf(std::to_string(i), '"' + std::to_string((i - 1) / children) + '"',
+                               i % 1000 == 0 ? ", \"VV\": \"y\"" : ""));
+    }
+    blocks.push_back(blockOf("0", "null", ", \"VV\": \"x\""));
+    const auto start = std::chrono::steady_clock::now();
+    const Outcome found = conditions(modelOf(blocks), {"--format", "json", "--family", "vv"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    EXPECT_EQ(found.status, 0);
+    EXPECT_EQ(std::count(found.out.begin(), found.out.end(), '\n'), numBlocks + 2);
+    EXPECT_THAT(found.out,
+                HasSubstr("{\"block\": \"1000\", \"parent\": \"" + std::to_string(999 / children) +
+                          "\", \"vv\": {\"local\": \"y\", \"net\": \"x && y\"}},\n"));
+    EXPECT_THAT(found.out, HasSubstr("\n{\"block\": \"0\", \"parent\": null, \"vv\": {\"local\": "
+                                     "\"x\", \"net\": \"x\"}}\n]\n"));
+  }
+}
+
+TEST_F(KsExprModel, MessagesStayShort) {
+  const std::string large(1000000, 'x');
+  const std::pair<std::string, std::string> rows[] = {
+      {"{\"" + large, "missing closing quote"},
+      {"{\"blocks\": [], \"" + large + "\": \"" + large + "\n\"}", "must be escaped"},
+      {"{\"blocks\": [], \"a\": 1e" + std::string(1000000, '9') + "}", "number overflow"},
+      {"{\"blocks\": [], \"a\": -" + large + "}", "expected digit after '-'"},
+      {modelOf({blockOf(large, "null"), blockOf(large, "null")}), "defined twice"},
+      {modelOf({blockOf(large, '"' + large + "y\"")}), "unknown parent"},
+      {modelOf({blockOf(large, '"' + large + '"')}), "cycle of parents"},
+      {modelOf({blockOf(large, "null", ", \"VV\": \"" + large + " " + large + '"'),
+                blockOf("a", '"' + large + '"')}),
+       "column 1000002: expected"},
+  };
+  for (const auto& [model, message] : rows) {
+    SCOPED_TRACE(message);
+    const Outcome found = conditions(model, {"--format", "csv"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.err, HasSubstr(message));
+    EXPECT_LT(found.err.size(), 1500U) << found.err.substr(0, 3000);
+  }
+  const Outcome noBlock = conditions(modelOf({}), {"--block", large});
+  EXPECT_EQ(noBlock.status, 1);
+  EXPECT_LT(noBlock.err.size(), 200U);
+}
+
+TEST_F(KsExprModel, TellsAFewProblemsOfEachKind) {
+  struct Kind {
+    std::string block;  // "#" becomes the block's number
+    std::string message;
+    std::string plural;
+    std::string others;
+  };
+  const Kind kinds[] = {
+      {"{\"id\": \"#\"}", "has no \"parent\"", "missing members", ""},
+      {"{\"id\": \"#\", \"parent\": 1}", ", not a number", "values of a wrong type", ""},
+      {"{\"id\": \"#\", \"id\": \"#\", \"parent\": null}", "is given twice",
+       "members that are given twice", ""},
+      {"{\"id\": \"a\", \"parent\": null}", "is defined twice", "ids that are defined twice",
+       "{\"id\": \"a\", \"parent\": null},"},
+      {"{\"id\": \"#\", \"parent\": \"a\"}", "an unknown parent", "unknown parents", ""},
+      {"{\"id\": \"#\", \"parent\": \"#\"}", "cycle of parents", "cycles of parents", ""},
+      {"{\"id\": \"#\", \"parent\": null, \"CG\": \")\"}", "CG, column 1: expected an operand",
+       "conditions that cannot be answered", ""},
+      {"{\"id\": \"#\", \"parent\": \"top\"}", "S: no net condition",
+       "net conditions that are not available",
+       "{\"id\": \"top\", \"parent\": null, \"S\": \"a b\"},"},
+  };
+  for (const Kind& kind : kinds) {
+    SCOPED_TRACE(kind.message);
+    const auto errorsOf = [&](int number) {
+      std::string model = "{\"blocks\": [" + kind.others;
+      for (int i = 0; i < number; ++i) {
+        std::string block = (i == 0 ? "\n" : ",\n") + kind.block;
+        for (std::size_t at = 0; (at = block.find('#')) != std::string::npos;) {
+          block.replace(at, 1, std::to_string(i));
+        }
+        model += block;
+      }
+      return conditions(model + "]}", {"--format", "csv"}).err;
+    };
+    const std::string few = errorsOf(20);
+    EXPECT_EQ(count(few, kind.message), 20U);
+    EXPECT_EQ(count(few, " more "), 0U);
+    const std::string many = errorsOf(1020);
+    EXPECT_EQ(count(many, kind.message), 20U);
+    EXPECT_THAT(many, HasSubstr("\nmodel.json: 1000 more " + kind.plural + '\n'));
+  }
+}
+
+TEST_F(KsExprModel, FilesThatCannotBeRead) {
+  EXPECT_THAT(run({"conditions", "/nonexistent/m\x1B[2J"}).err,
+              StartsWith("/nonexistent/m?[2J: cannot read: No such file"));
+  EXPECT_THAT(run({"conditions", "/"}).err, StartsWith("/: cannot read: Is a directory"));
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+#include "tools/Text.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <iterator>
+
+namespace ksexpr {
+
+namespace {
+
+constexpr std::size_t tabWidth = 8;
+// The characters of a name or of another program's words that a message shows.
+constexpr std::size_t maxShown = 120;
+
+// A character of a text: its bytes and its code point. A byte that is no part of a UTF-8 character
+// is one of its own.
+struct Character {
+  std::size_t length;
+  char32_t code;
+};
+constexpr char32_t noCode = 0xFFFFFFFF;
+
+Character characterAt(std::string_view aText, std::size_t aPos) {
+  const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(aText[i]); };
+  const char32_t lead = byteAt(aPos);
+  if (lead < 0x80) return {1, lead};
+  const std::size_t length = lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  if (length == 0 || lead > 0xF4 || aPos + length > aText.size()) return {1, noCode};
+  char32_t code = lead & (0x7F >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byteAt(aPos + i) & 0xC0) != 0x80) return {1, noCode};
+    code = code << 6 | (byteAt(aPos + i) & 0x3F);
+  }
+  // A longer form than is needed, half of a surrogate pair, or beyond the last code point.
+  constexpr std::array<char32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
+  if (code < least[length] || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF) {
+    return {1, noCode};
+  }
+  return {length, code};
+}
+
+// Whether a terminal shows the character instead of obeying it.
+bool isShown(char32_t aCode) {
+  struct Range {
+    char32_t first, last;
+  };
+  constexpr Range obeyed[] = {
+      {0x00, 0x1F},      // control characters
+      {0x7F, 0x9F},      // delete, and control characters once more
+      {0x61C, 0x61C},    // Arabic letter mark
+      {0x200E, 0x200F},  // left-to-right and right-to-left mark
+      {0x2028, 0x202E},  // line and paragraph separator, embeddings and overrides of direction
+      {0x2066, 0x2069},  // isolates of direction
+      {noCode, noCode},
+  };
+  return std::none_of(std::begin(obeyed), std::end(obeyed), [aCode](const Range& range) {
+    return range.first <= aCode && aCode <= range.last;
+  });
+}
+
+bool isPlain(char aByte) { return aByte >= ' ' && aByte <= '~'; }
+
+}  // namespace
+
+std::size_t appendPrintable(std::string& aOut, std::string_view aText, std::size_t aColumn) {
+  for (std::size_t pos = 0; pos < aText.size();) {
+    const Character character = characterAt(aText, pos);
+    if (character.code == '\t') {
+      const std::size_t blanks = tabWidth - aColumn % tabWidth;
+      aOut.append(blanks, ' ');
+      aColumn += blanks;
+    } else {
+      aOut.append(isShown(character.code) ? aText.substr(pos, character.length) : "?");
+      ++aColumn;
+    }
+    pos += character.length;
+  }
+  return aColumn;
+}
+
+std::string printable(std::string_view aText) {
+  std::string out;
+  appendPrintable(out, aText, 0);
+  return out;
+}
+
+std::string shortened(std::string_view aText) {
+  std::size_t end = 0;
+  for (std::size_t i = 0; i < maxShown && end < aText.size(); ++i) {
+    end += characterAt(aText, end).length;
+  }
+  return printable(aText.substr(0, end)) + (end < aText.size() ? "..." : "");
+}
+
+std::size_t countCharacters(std::string_view aText) {
+  std::size_t count = 0;
+  for (std::size_t pos = 0; pos < aText.size(); ++count) pos += characterAt(aText, pos).length;
+  return count;
+}
+
+void appendJson(std::string& aOut, std::string_view aText) {
+  aOut += '"';
+  for (std::size_t pos = 0; pos < aText.size();) {
+    std::size_t end = pos;
+    while (end < aText.size() && isPlain(aText[end]) && aText[end] != '"' && aText[end] != '\\') {
+      ++end;
+    }
+    aOut.append(aText, pos, end - pos);
+    if (end == aText.size()) break;
+    const Character character = characterAt(aText, end);
+    if (character.code == '"' || character.code == '\\') {
+      aOut.append({'\\', aText[end]});
+    } else if (isShown(character.code)) {
+      aOut.append(aText, end, character.length);
+    } else {
+      std::array<char, 8> escape;
+      std::snprintf(escape.data(), escape.size(), "\\u%04x",
+                    static_cast<unsigned>(character.code & 0xFFFF));
+      aOut += escape.data();
+    }
+    pos = end + character.length;
+  }
+  aOut += '"';
+}
+
+}  // namespace ksexpr

@@ -1,0 +1,29 @@
+// Text from files and command lines on its way to terminals, tables and JSON.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace ksexpr {
+
+/// Appends the characters of a text to `aOut`, whose last line ends in the screen column `aColumn`
+/// (counted from 0), and returns where it ends then. Tabs become blanks. What a terminal does not
+/// show but obeys (control characters, marks that turn the direction of writing, separators of
+/// lines) and what is no UTF-8 becomes a question mark.
+std::size_t appendPrintable(std::string& aOut, std::string_view aText, std::size_t aColumn);
+
+/// The text as one line for a terminal or a table, see `appendPrintable`.
+std::string printable(std::string_view aText);
+
+/// The printable text as part of a message: only its beginning if it is long.
+std::string shortened(std::string_view aText);
+
+/// The number of characters of a UTF-8 text; a byte that is no part of one counts as one.
+std::size_t countCharacters(std::string_view aText);
+
+/// Appends a text as a JSON string, in ASCII where a terminal would not show a character. The text
+/// must be UTF-8.
+void appendJson(std::string& aOut, std::string_view aText);
+
+}  // namespace ksexpr
