@@ -4,7 +4,6 @@
 #include "base/KSApi.hpp"
 #include "base/KSSymbolicExpr.hpp"
 #include "base/KSVersion.hpp"
-#include "base/NodeStorage.hpp"
 #include "base/SymbolicExprCopy.hpp"
 #include "base/SymbolicExprId.hpp"
 #include "base/SymbolicExprSymbols.hpp"

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <typeinfo>
 #include <utility>
 
 #include "base/detail/Hash.hpp"
@@ -50,6 +51,12 @@ bool sameInputs(const SymbolicExpr& a, const SymbolicExpr& b) {
     if (a.getInput(i) != b.getInput(i)) return false;
   }
   return true;
+}
+
+// The node as one of that class, or null: a host's own class may have the kind, too.
+template <class Class>
+const Class* as(const SymbolicExpr& aExpr) {
+  return typeid(aExpr) == typeid(Class) ? static_cast<const Class*>(&aExpr) : nullptr;
 }
 
 bool isKind(const SymbolicExpr& aExpr, SymbolicOp aFirst, SymbolicOp aSecond) {
@@ -121,9 +128,7 @@ std::size_t SymbolicBinaryExpr::getNumInputs() const { return 2; }
 bool SymbolicBinaryExpr::isBinary() const { return true; }
 std::size_t SymbolicBinaryExpr::getHash() const { return detail::hashInputs(getKind(), inputs, 2); }
 bool SymbolicBinaryExpr::operator==(const SymbolicExpr& aOther) const {
-  return aOther.isBinary() && getKind() == aOther.getKind() &&
-         static_cast<const SymbolicBinaryExpr&>(aOther).inputs[0] == inputs[0] &&
-         static_cast<const SymbolicBinaryExpr&>(aOther).inputs[1] == inputs[1];
+  return aOther.isBinary() && getKind() == aOther.getKind() && sameInputs(*this, aOther);
 }
 SymbolicExprId SymbolicBinaryExpr::getInput(const std::size_t aIdx) const {
   if (aIdx > 1) fail(binaryInput);
@@ -169,7 +174,8 @@ SymbolicString::~SymbolicString() = default;
 int SymbolicString::getKind() const { return 0; }
 bool SymbolicString::isLeaf() const { return true; }
 bool SymbolicString::operator==(const SymbolicExpr& aOther) const {
-  return aOther.getKind() == 0 && static_cast<const SymbolicString&>(aOther).text == text;
+  const auto* const other = as<SymbolicString>(aOther);
+  return other != nullptr && other->text == text;
 }
 std::size_t SymbolicString::getHash() const { return detail::hashSymbol(text); }
 
@@ -182,7 +188,8 @@ bool SymbolicIntValue::isLeaf() const { return true; }
 bool SymbolicIntValue::isNumber() const { return true; }
 double SymbolicIntValue::getNumericValue() const { return value; }
 bool SymbolicIntValue::operator==(const SymbolicExpr& aOther) const {
-  return aOther.getKind() == 1 && static_cast<const SymbolicIntValue&>(aOther).value == value;
+  const auto* const other = as<SymbolicIntValue>(aOther);
+  return other != nullptr && other->value == value;
 }
 std::size_t SymbolicIntValue::getHash() const { return detail::signExtended(value); }
 
@@ -195,8 +202,9 @@ bool SymbolicDoubleValue::isLeaf() const { return true; }
 bool SymbolicDoubleValue::isNumber() const { return true; }
 double SymbolicDoubleValue::getNumericValue() const { return value; }
 bool SymbolicDoubleValue::operator==(const SymbolicExpr& aOther) const {
-  if (aOther.getKind() != 2) return false;
-  const double other = static_cast<const SymbolicDoubleValue&>(aOther).value;
+  const auto* const node = as<SymbolicDoubleValue>(aOther);
+  if (node == nullptr) return false;
+  const double other = node->value;
   // The tolerance is for finite values; infinities and NaN are themselves and nothing else.
   if (std::isfinite(value) && std::isfinite(other)) {
     return std::abs(value - other) <=
@@ -374,9 +382,8 @@ SymbolicMemberValue::SymbolicMemberValue(SymbolicExprTable& aTable, SymbolicOper
 SymbolicMemberValue::~SymbolicMemberValue() = default;
 int SymbolicMemberValue::getKind() const { return 31; }
 bool SymbolicMemberValue::operator==(const SymbolicExpr& aOther) const {
-  if (aOther.getKind() != 31) return false;
-  const auto& other = static_cast<const SymbolicMemberValue&>(aOther);
-  return other.input == input && other.member == member;
+  const auto* const other = as<SymbolicMemberValue>(aOther);
+  return other != nullptr && other->input == input && other->member == member;
 }
 std::size_t SymbolicMemberValue::getHash() const {
   std::size_t seed = detail::hashText(member);

@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "base/KSApi.hpp"
@@ -73,6 +75,15 @@ class KS_API SymbolicExpr {
   SymbolicExpr() = default;
   SymbolicExpr(const SymbolicExpr&) = default;
 };
+
+/// Whether two nodes of known classes are equal: what the left one's member says. With the member
+/// alone, C++20 takes `a == b` and `b == a` for equally good.
+template <class Left, class Right,
+          class = std::enable_if_t<std::is_base_of_v<SymbolicExpr, Left> &&
+                                   std::is_base_of_v<SymbolicExpr, Right>>>
+bool operator==(const Left& aLeft, const Right& aRight) {
+  return aLeft.operator==(static_cast<const SymbolicExpr&>(aRight));
+}
 
 /// A new vector that holds `first` followed by all of `rest`.
 KS_API std::vector<SymbolicExprId> concatExprIdVector(SymbolicExprId first,

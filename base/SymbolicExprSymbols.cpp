@@ -1,5 +1,7 @@
 #include "base/SymbolicExprSymbols.hpp"
 
+#include <boost/unordered/unordered_flat_set.hpp>
+
 #include "base/detail/Walk.hpp"
 
 namespace KS {
@@ -12,6 +14,14 @@ void SymbolicExprSymbols::operator()(SymbolicExprId aId, std::vector<SymbolicExp
   SymbolsOfSymbolicExpr(table).getSymbolIds(aId, aIds);
 }
 
+struct SymbolsOfSymbolicExpr::Visited {
+  boost::unordered_flat_set<SymbolicExprId> ids;
+};
+
+SymbolsOfSymbolicExpr::SymbolsOfSymbolicExpr(const SymbolicExprTable& aTable)
+    : visited(std::make_unique<Visited>()), table(aTable) {}
+SymbolsOfSymbolicExpr::~SymbolsOfSymbolicExpr() = default;
+
 void SymbolsOfSymbolicExpr::getSymbols(SymbolicExprId aId, std::vector<std::string>& aNames) {
   std::vector<SymbolicExprId> ids;
   getSymbolIds(aId, ids);
@@ -22,9 +32,9 @@ void SymbolsOfSymbolicExpr::getSymbols(SymbolicExprId aId, std::vector<std::stri
 
 void SymbolsOfSymbolicExpr::getSymbolIds(SymbolicExprId aId, std::vector<SymbolicExprId>& aIds) {
   detail::forEachDistinct(
-      table, aId, [&](SymbolicExprId id) { return visited.contains(id); },
+      table, aId, [&](SymbolicExprId id) { return visited->ids.contains(id); },
       [&](SymbolicExprId id, const SymbolicExpr& node) {
-        visited.insert(id);
+        visited->ids.insert(id);
         if (node.getKind() == static_cast<int>(SymbolicOp::String)) aIds.push_back(id);
       });
 }

@@ -1,7 +1,7 @@
 // The symbols that an expression uses.
 #pragma once
 
-#include <boost/unordered/unordered_flat_set.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,7 +33,10 @@ class KS_API SymbolicExprSymbols {
 class KS_API SymbolsOfSymbolicExpr {
  public:
   /// Reads `aTable`.
-  explicit SymbolsOfSymbolicExpr(const SymbolicExprTable& aTable) : table(aTable) {}
+  explicit SymbolsOfSymbolicExpr(const SymbolicExprTable& aTable);
+  ~SymbolsOfSymbolicExpr();
+  SymbolsOfSymbolicExpr(const SymbolsOfSymbolicExpr&) = delete;
+  SymbolsOfSymbolicExpr& operator=(const SymbolsOfSymbolicExpr&) = delete;
 
   /// Appends the names of symbols that were not visited before.
   void getSymbols(SymbolicExprId aId, std::vector<std::string>& aNames);
@@ -41,7 +44,8 @@ class KS_API SymbolsOfSymbolicExpr {
   void getSymbolIds(SymbolicExprId aId, std::vector<SymbolicExprId>& aIds);
 
  private:
-  boost::unordered_flat_set<SymbolicExprId> visited;
+  struct Visited;
+  std::unique_ptr<Visited> visited;
   const SymbolicExprTable& table;
 };
 

@@ -1,21 +1,28 @@
 // The interning table: owner of all expression nodes.
 #pragma once
 
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
-#include <cstdint>
+#include <memory>
 #include <string>
 
 #include "base/KSApi.hpp"
-#include "base/NodeStorage.hpp"
 #include "base/SymbolicExprId.hpp"
 
 namespace KS {
 
-/// A hashable key that names a node. Two keys are equal when the nodes are structurally equal.
+class SymbolicExpr;
+
+namespace detail {
+struct Digests;
+struct Intern;
+struct TableStorage;
+}  // namespace detail
+
+/// A hashable key that names a node. Two keys are equal when the nodes are structurally equal. A
+/// key of null names none: hashing or comparing it throws `std::invalid_argument`.
 class SymbolicExprRef {
  public:
-  /// Takes a node that outlives the key; not null.
+  /// Takes a node that outlives the key.
   explicit SymbolicExprRef(const SymbolicExpr* aExpr) : expr(aExpr) {}
   /// The node that was given.
   const SymbolicExpr* get() const { return expr; }
@@ -47,9 +54,18 @@ class KS_API SymbolicExprTable {
   SymbolicExprTable(const SymbolicExprTable&) = delete;
   SymbolicExprTable& operator=(const SymbolicExprTable&) = delete;
 
-  /// Takes ownership of a heap node and gives it the next id. An equal node that is already stored
-  /// keeps answering `lookup`. Throws `std::invalid_argument` for null, and `std::length_error`
-  /// beyond 4,294,967,295 nodes, as the node constructors do.
+  /// Takes ownership of a heap node that no table owns and gives it the next id. An equal node that
+  /// is already stored keeps answering `lookup`.
+  ///
+  /// The node may be of a host's own class. Everything then goes by what its virtual functions say,
+  /// and a visitor is shown a node of the library's class of that kind over the same inputs, which
+  /// lives as long as the visit. Kinds 0, 1, 2 and 31 are for the library's classes alone, since a
+  /// text or a number is not something that a virtual function says.
+  ///
+  /// Throws `std::invalid_argument` for null, for a kind outside 0 to 31, for a node of a host's
+  /// class of those four kinds, and for a number of inputs that the kind does not have; and
+  /// `std::length_error` beyond 4,294,967,295 nodes, as the node constructors do. What throws
+  /// changes nothing, and the node stays the caller's.
   void add(const SymbolicExpr* aExpr);
 
   /// The id of the stored node that equals the probe, or the invalid id (also for null).
@@ -60,8 +76,8 @@ class KS_API SymbolicExprTable {
 
   /// The node with that id. Throws `std::out_of_range` for an id that is not in the table.
   const SymbolicExpr* get(SymbolicExprId aId) const {
-    if (aId >= nodes.size()) failUnknownId(aId);
-    return nodes[aId];
+    if (aId >= numNodes) failUnknownId(aId);
+    return blocks[aId / blockSize][aId % blockSize];
   }
 
   /// The id of the symbol "true", or the invalid id before `addBoolSymbols`.
@@ -80,42 +96,21 @@ class KS_API SymbolicExprTable {
   SymbolicExprId getValueId(SymbolicExprId aSymbolId) const;
 
   /// The number of nodes; ids run from 0 to `size() - 1`.
-  std::size_t size() const { return nodes.size(); }
+  std::size_t size() const { return numNodes; }
 
  private:
   friend struct detail::Intern;
   friend struct detail::Digests;
 
-  // Whether a stored node equals a probe with that hash. Whole hashes are compared before nodes:
-  // the equality of doubles is tolerant and must not decide between values that hash apart.
-  bool isEqual(const SymbolicExpr& aProbe, std::size_t aHash, SymbolicExprId aId) const;
-
-  // Sees to it that `append` cannot fail: throws, and changes nothing, where one more node is too
-  // many. Returns whether places in the index have changed.
-  bool makeRoom() {
-    if (nodes.size() >= detail::NodeDigest::none) failFull();
-    nodes.makeRoom();
-    digests.makeRoom();
-    return index.makeRoom();
-  }
-  [[noreturn]] static void failFull();
-  // Gives a node the next id.
-  void append(const SymbolicExpr* aNode, const detail::NodeDigest& aDigest) {
-    nodes.append(aNode);
-    digests.append(aDigest);
-  }
-
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
-  detail::NodeArena arena;
-  detail::NodeIndex index;  // of the first of equal nodes
-  detail::BlockArray<const SymbolicExpr*> nodes;
-  detail::BlockArray<detail::NodeDigest> digests;  // one per node
-  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> valueIds;
+
+  // What is read without a call: where the nodes are, in blocks of one size, and their number.
+  static constexpr std::size_t blockSize = 1024;
+  const SymbolicExpr* const* const* blocks = nullptr;
+  std::size_t numNodes = 0;
   SymbolicExprId idTRUE = invalidSymbolicExprId;
   SymbolicExprId idFALSE = invalidSymbolicExprId;
-  // What the last node constructor interned or found: internal builders read the id from here
-  // instead of searching a second time.
-  SymbolicExprId lastInterned = invalidSymbolicExprId;
+  std::unique_ptr<detail::TableStorage> storage;
 };
 
 }  // namespace KS

@@ -2,7 +2,9 @@
 
 #include <boost/container/small_vector.hpp>
 #include <stdexcept>
+#include <typeinfo>
 
+#include "base/detail/HostNode.hpp"
 #include "base/detail/Walk.hpp"
 
 namespace KS {
@@ -13,12 +15,14 @@ namespace detail {
 
 void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor) {
   switch (aExpr.getKind()) {
-#define KS_KIND(code, Op, Class) \
-  case code:                     \
+#define KS_KIND(code, Op, Class)               \
+  case code:                                   \
+    if (typeid(aExpr) != typeid(Class)) break; \
     return aVisitor.visit(static_cast<const Class&>(aExpr));
 #include "base/SymbolicExprKinds.def"
     default: break;
   }
+  visitHostNode(aExpr, aVisitor);
 }
 
 void failBadInput() {

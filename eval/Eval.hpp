@@ -71,6 +71,16 @@ class Value {
   Value(std::vector<Scalar> aElements)               // NOLINT(google-explicit-constructor)
       : content(std::move(aElements)) {}
   Value(const void*) = delete;  // a pointer would quietly become a bool
+  // Copies what the variant holds: where copying a variant throws, the one of g++ 12 goes on to
+  // destroy what it does not hold.
+  Value(const Value& aOther)
+      : Value(aOther.tag() == Single ? Value(aOther.scalar())
+                                     : Value(std::vector<Scalar>(aOther.vector()))) {}
+  Value(Value&&) noexcept = default;
+  Value& operator=(Value aOther) noexcept {
+    content = std::move(aOther.content);
+    return *this;
+  }
 
   /// The alternative that is held.
   Tag tag() const { return static_cast<Tag>(content.index()); }

@@ -1,8 +1,8 @@
 // Evaluation of an expression whose symbols have values.
 #pragma once
 
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <deque>
+#include <unordered_map>
 #include <vector>
 
 #include "base/KSApi.hpp"
@@ -73,7 +73,7 @@ class KS_API SymbolicExprEvalImpl : public SymbolicExprVisitor {
 
   const SymbolicExprTable* table;
   std::deque<Entry> stack;
-  boost::unordered_flat_map<SymbolicExprId, Eval::Value> symbolValues;
+  std::unordered_map<SymbolicExprId, Eval::Value> symbolValues;
 };
 
 }  // namespace KS

@@ -1,6 +1,7 @@
 #include "host/KSHost.hpp"
 
 #include <array>
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +10,7 @@
 
 namespace {
 
-bool terminateIsActive = true;
+std::atomic<bool> terminateIsActive = true;
 
 std::string describe(const msgcore::BaseMsgID& aMessage) {
   std::string text = aMessage.component() + " / " + aMessage.key();
@@ -28,6 +29,18 @@ std::string describe(const msgcore::BaseMsgID& aMessage) {
     }
   }
   return text;
+}
+
+// Copies what the arguments hold and not the variants: where copying one throws, the variant of
+// g++ 12 goes on to destroy what it does not hold.
+std::vector<msgcore::BaseMsgID::Argument> copyOf(
+    const std::vector<msgcore::BaseMsgID::Argument>& aArguments) {
+  std::vector<msgcore::BaseMsgID::Argument> copies;
+  copies.reserve(aArguments.size());
+  for (const msgcore::BaseMsgID::Argument& argument : aArguments) {
+    std::visit([&](const auto& value) { copies.emplace_back(value); }, argument);
+  }
+  return copies;
 }
 
 }  // namespace
@@ -61,10 +74,19 @@ BaseMsgID::BaseMsgID(std::string aComponent, std::string aKey, std::vector<Argum
       messageKey(std::move(aKey)),
       messageArguments(std::move(aArguments)) {}
 BaseMsgID::~BaseMsgID() = default;
+BaseMsgID::BaseMsgID(const BaseMsgID& aOther)
+    : BaseMsgID(aOther.componentName, aOther.messageKey, copyOf(aOther.messageArguments)) {}
+BaseMsgID& BaseMsgID::operator=(BaseMsgID aOther) noexcept {
+  componentName = std::move(aOther.componentName);
+  messageKey = std::move(aOther.messageKey);
+  messageArguments = std::move(aOther.messageArguments);
+  return *this;
+}
 
 DiagnosticException::DiagnosticException(const BaseMsgID& aMessage)
-    : std::runtime_error(describe(aMessage)),
-      message(std::make_shared<const BaseMsgID>(aMessage)) {}
+    : DiagnosticException(std::make_shared<const BaseMsgID>(aMessage)) {}
+DiagnosticException::DiagnosticException(std::shared_ptr<const BaseMsgID> aMessage)
+    : std::runtime_error(describe(*aMessage)), message(std::move(aMessage)) {}
 DiagnosticException::~DiagnosticException() = default;
 
 }  // namespace msgcore
@@ -73,8 +95,6 @@ KSDiagnosticHandle kssvCreateDiagnosticFromMessageID(const msgcore::BaseMsgID& m
   return std::make_shared<const msgcore::BaseMsgID>(message);
 }
 
-// The handle goes by value: hosts declare it so.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void kssvThrowIExceptionFromDiagnostic(KSDiagnosticHandle diagnostic, void*) {
-  throw msgcore::DiagnosticException(*diagnostic);
+  throw msgcore::DiagnosticException(std::move(diagnostic));
 }

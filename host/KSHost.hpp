@@ -40,8 +40,9 @@ class KS_HOST_API BaseMsgID {
 
   BaseMsgID(std::string aComponent, std::string aKey, std::vector<Argument> aArguments);
   virtual ~BaseMsgID();
-  BaseMsgID(const BaseMsgID&) = default;
-  BaseMsgID& operator=(const BaseMsgID&) = default;
+  BaseMsgID(const BaseMsgID& aOther);
+  BaseMsgID(BaseMsgID&&) noexcept = default;
+  BaseMsgID& operator=(BaseMsgID aOther) noexcept;
 
   /// The component that the message belongs to, such as "Kestrin:Variants".
   const std::string& component() const { return componentName; }
@@ -60,6 +61,8 @@ class KS_HOST_API BaseMsgID {
 class KS_HOST_API DiagnosticException : public std::runtime_error {
  public:
   explicit DiagnosticException(const BaseMsgID& aMessage);
+  /// The same for a message that is shared with the caller; not null.
+  explicit DiagnosticException(std::shared_ptr<const BaseMsgID> aMessage);
   ~DiagnosticException() override;
   /// The component of the message.
   const std::string& component() const { return message->component(); }

@@ -65,7 +65,7 @@ class ExprParser : public boost::spirit::qi::grammar<Iterator, expression_ast(),
       elements;
 };
 
-extern template class ExprParser<std::string::const_iterator>;
+extern template class KS_API ExprParser<std::string::const_iterator>;
 
 }  // namespace Parser
 }  // namespace KS

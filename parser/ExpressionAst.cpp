@@ -4,27 +4,72 @@ namespace KS::Parser {
 
 namespace {
 
-// Moves the subtrees out of a tree and leaves it a leaf.
-struct TakeSubtrees : boost::static_visitor<> {
-  std::vector<expression_ast>& subtrees;
-  explicit TakeSubtrees(std::vector<expression_ast>& aSubtrees) : subtrees(aSubtrees) {}
-
-  void operator()(nil) const {}
-  void operator()(int) const {}
-  void operator()(double) const {}
-  void operator()(const variable&) const {}
-  void operator()(expression_ast& aTree) const { subtrees.push_back(std::move(aTree)); }
-  void operator()(std::vector<expression_ast>& aElements) const {
-    for (expression_ast& element : aElements) subtrees.push_back(std::move(element));
-  }
-  void operator()(binary_op& aOperation) const {
-    subtrees.push_back(std::move(aOperation.left));
-    subtrees.push_back(std::move(aOperation.right));
-  }
-  void operator()(unary_op& aOperation) const { subtrees.push_back(std::move(aOperation.subject)); }
-};
-
 bool isLeaf(const expression_ast& aTree) { return aTree.expr.which() < 4; }
+
+// Makes a tree `nil`. Assigning a `nil` itself would look into what the tree holds, where a variant
+// of that type looks at its kind alone.
+void clear(expression_ast& aTree) noexcept { aTree.expr = expression_ast::type(nil()); }
+
+// The alternative that a tree holds, or null. One that was moved out of is none: reading it as
+// something to be written to would take memory.
+template <class Alternative>
+Alternative* held(expression_ast& aTree) {
+  const auto* const read = boost::get<Alternative>(&std::as_const(aTree).expr);
+  return read == &SubtreeBox<Alternative>::empty() ? nullptr : const_cast<Alternative*>(read);
+}
+
+// Destroys a tree piece by piece. It takes no memory: the trees that have subtrees left form a
+// list, and each holds the next one in the place of a subtree that was taken from it.
+void takeApart(expression_ast& aTree) noexcept {
+  using Elements = std::vector<expression_ast>;
+  expression_ast tree = std::move(aTree);
+  expression_ast list;
+  const auto descend = [&](expression_ast& aPlace) {
+    expression_ast subtree = std::move(aPlace);
+    aPlace = std::move(list);
+    list = std::move(tree);
+    tree = std::move(subtree);
+  };
+  const auto replace = [](expression_ast& aOld, expression_ast&& aNew) {
+    clear(aOld);
+    aOld = std::move(aNew);
+  };
+  while (!isLeaf(tree) || !isLeaf(list)) {
+    expression_ast rest;
+    if (isLeaf(tree)) {
+      if (binary_op* const operation = held<binary_op>(list)) {
+        tree = std::move(operation->right);
+        rest = std::move(operation->left);
+        replace(list, std::move(rest));
+      } else {
+        Elements& elements = *held<Elements>(list);
+        rest = std::move(elements.back());
+        elements.pop_back();
+        tree = std::move(elements.back());
+        if (elements.size() == 1) {
+          replace(list, std::move(rest));
+        } else {
+          elements.back() = std::move(rest);
+        }
+      }
+    } else if (binary_op* const operation = held<binary_op>(tree)) {
+      descend(operation->left);
+    } else if (Elements* const elements = held<Elements>(tree)) {
+      if (elements->size() > 1) {
+        descend(elements->back());
+      } else {
+        if (!elements->empty()) rest = std::move(elements->back());
+        replace(tree, std::move(rest));
+      }
+    } else {
+      unary_op* const prefix = held<unary_op>(tree);
+      expression_ast* const only =
+          prefix != nullptr ? &prefix->subject : held<expression_ast>(tree);
+      if (only != nullptr) rest = std::move(*only);
+      replace(tree, std::move(rest));
+    }
+  }
+}
 
 // Copies one level: gives the target the source's alternative with empty subtrees, and lists the
 // pairs of subtrees that are still to be copied.
@@ -68,9 +113,15 @@ struct CopyLevel : boost::static_visitor<> {
 };
 
 expression_ast& fold(expression_ast& aLeft, SymbolicOp aOp, const expression_ast& aRight) {
-  // The right tree first: it may be the left one.
+  // What takes memory comes first, so that the left tree stays where there is none; and the right
+  // tree may be the left one.
   expression_ast right(aRight);
-  return aLeft = binary_op(aOp, std::move(aLeft), std::move(right));
+  expression_ast joined{binary_op()};
+  auto& operation = boost::get<binary_op>(joined.expr);
+  operation.op = aOp;
+  operation.left = std::move(aLeft);
+  operation.right = std::move(right);
+  return aLeft = std::move(joined);
 }
 
 }  // namespace
@@ -93,26 +144,17 @@ expression_ast::expression_ast(const expression_ast& aOther) : expr(nil()) {
   }
 }
 expression_ast::expression_ast(expression_ast&& aOther) noexcept : expr(std::move(aOther.expr)) {
-  aOther.expr = nil();
+  clear(aOther);
 }
 expression_ast& expression_ast::operator=(expression_ast aOther) noexcept {
   // Through a temporary, so that what this tree held is taken apart like any other tree.
   expression_ast old(std::move(*this));
   expr = std::move(aOther.expr);
-  aOther.expr = nil();
+  clear(aOther);
   return *this;
 }
 expression_ast::~expression_ast() {
-  if (isLeaf(*this)) return;
-  std::vector<expression_ast> subtrees;
-  boost::apply_visitor(TakeSubtrees(subtrees), expr);
-  while (!subtrees.empty()) {
-    expression_ast subtree = std::move(subtrees.back());
-    subtrees.pop_back();
-    if (isLeaf(subtree)) continue;
-    boost::apply_visitor(TakeSubtrees(subtrees), subtree.expr);
-    subtree.expr = nil();
-  }
+  if (!isLeaf(*this)) takeApart(*this);
 }
 
 expression_ast& expression_ast::operator+=(const expression_ast& rhs) {

@@ -3,6 +3,7 @@
 
 #include <boost/variant.hpp>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -17,8 +18,7 @@ struct unary_op;
 
 /// Owns one subtree. Boost's own wrapper moves by allocating and moving the whole subtree again;
 /// this one hands its pointer over, so a tree of any size moves at once. A box that was moved from
-/// is only good for destruction and assignment; the variant still looks into it before it assigns
-/// to it, and sees an empty tree.
+/// reads as an empty subtree, and gets one of its own when it is written to.
 template <class T>
 class SubtreeBox {
  public:
@@ -28,6 +28,7 @@ class SubtreeBox {
   /// A box around a copy of, or around, the given subtree.
   SubtreeBox(const T& aTree) : tree(new T(aTree)) {}        // NOLINT(google-explicit-constructor)
   SubtreeBox(T&& aTree) : tree(new T(std::move(aTree))) {}  // NOLINT(google-explicit-constructor)
+  /// A box around a copy of the other's subtree.
   SubtreeBox(const SubtreeBox& aOther) : tree(new T(aOther.get())) {}
   SubtreeBox(SubtreeBox&& aOther) noexcept : tree(std::exchange(aOther.tree, nullptr)) {}
   ~SubtreeBox() { delete tree; }
@@ -37,18 +38,23 @@ class SubtreeBox {
   }
   /// Exchanges the two subtrees.
   void swap(SubtreeBox& aOther) noexcept { std::swap(tree, aOther.tree); }
-  /// The subtree.
-  T& get() { return tree == nullptr ? nothing() : *tree; }
-  const T& get() const { return tree == nullptr ? nothing() : *tree; }
+  /// The subtree, to be read or written. Throws `std::bad_alloc` where a box that was moved from
+  /// gets no new one.
+  T& get() {
+    if (tree == nullptr) tree = new T;
+    return *tree;
+  }
   T* get_pointer() { return &get(); }
+  /// The subtree, to be read.
+  const T& get() const { return tree == nullptr ? empty() : *tree; }
   const T* get_pointer() const { return &get(); }
-
- private:
-  static T& nothing() {
-    static T empty;
-    return empty;
+  /// What all boxes that were moved from read as.
+  static const T& empty() {
+    static const T tree;
+    return tree;
   }
 
+ private:
   T* tree;
 };
 
@@ -92,7 +98,7 @@ struct variable {
 };
 
 /// A syntax tree. Moving costs the same for a tree of any size; copying and destroying take time in
-/// its size and no call depth.
+/// its size and no call depth, and destroying takes no memory.
 ///
 /// The operators build and never compute: each replaces the tree by a `binary_op` over what it was
 /// and `rhs`, comparison and logical operators included, and returns the tree.
@@ -138,6 +144,19 @@ struct KS_API expression_ast {
   expression_ast& operator>>(const expression_ast& rhs);  ///< Code 23.
   expression_ast& operator[](const expression_ast& rhs);  ///< Code 29: arguments[name].
 };
+
+/// The members of these names. Where both trees may be changed, C++20 takes the members alone for
+/// equally good either way round.
+template <class Right,
+          class = std::enable_if_t<std::is_same_v<std::decay_t<Right>, expression_ast>>>
+expression_ast& operator==(expression_ast& aLeft, Right&& aRight) {
+  return aLeft.operator==(std::as_const(aRight));
+}
+template <class Right,
+          class = std::enable_if_t<std::is_same_v<std::decay_t<Right>, expression_ast>>>
+expression_ast& operator!=(expression_ast& aLeft, Right&& aRight) {
+  return aLeft.operator!=(std::as_const(aRight));
+}
 
 /// An operation on two trees. For a call (code 29) left holds the arguments and right the name; for
 /// a member access (code 31) left is the object and right the member's name.

@@ -20,7 +20,7 @@ void PreprocessorVCExpr::visit(const SymbolicMemberValue& aExpr) {
 
 void PreprocessorVCExpr::appendBinaryOp(const char* aOp, unsigned aPrecedence,
                                         unsigned aRightToLeft) {
-  const std::string_view op(aOp);
+  const std::string_view op = given(aOp);
   const auto wraps = [&](unsigned aOperand, bool aEqualWraps) {
     // Compilers warn about "&&" inside "||" without parentheses, so they are always there.
     return aOperand > aPrecedence || (aOperand == aPrecedence && aEqualWraps) ||

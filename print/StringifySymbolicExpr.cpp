@@ -84,9 +84,9 @@ void StringifySymbolicExpr::visit(const SymbolicMemberValue& aExpr) {
 
 void StringifySymbolicExpr::appendBinaryOp(const char* aOp, unsigned aPrecedence,
                                            unsigned aRightToLeft) {
+  const std::string_view op = given(aOp);
   const unsigned left = precedenceAt(1);
   const unsigned right = precedenceAt(0);
-  const std::string_view op(aOp);
   join(op, spaceLogicalOps && isLogical(op),
        left > aPrecedence || (left == aPrecedence && aRightToLeft == 1),
        right > aPrecedence || (right == aPrecedence && aRightToLeft == 0), aPrecedence);
@@ -94,6 +94,7 @@ void StringifySymbolicExpr::appendBinaryOp(const char* aOp, unsigned aPrecedence
 
 void StringifySymbolicExpr::appendUnaryOp(const char* aOp, unsigned aPrecedence,
                                           unsigned aRightToLeft) {
+  const std::string_view op = given(aOp);
   requireFragments(1);
   Fragment& operand = stack.back();
   if (operand.precedence > aPrecedence ||
@@ -101,19 +102,21 @@ void StringifySymbolicExpr::appendUnaryOp(const char* aOp, unsigned aPrecedence,
     append(operand, ")");
     prepend(operand, "(");
   }
-  prepend(operand, aOp);
+  prepend(operand, op);
   operand.precedence = aPrecedence;
 }
 
 void StringifySymbolicExpr::appendArraySelection(const SymbolicExpr& aExpr, const char* aOpen,
                                                  const char* aClose) {
+  const std::string_view open = given(aOpen);
+  const std::string_view close = given(aClose);
   if (aExpr.getNumInputs() == 0) {
     pushLeaf("");
   } else {
     joinArguments(aExpr.getNumInputs());
   }
-  append(stack.back(), aClose);
-  prepend(stack.back(), aOpen);
+  append(stack.back(), close);
+  prepend(stack.back(), open);
   stack.back().precedence = detail::postfixPrecedence;
 }
 
@@ -213,6 +216,11 @@ void StringifySymbolicExpr::joinArguments(std::size_t aCount) {
   for (std::size_t i = 1; i < aCount; ++i) {
     join(",", false, false, false, detail::leafPrecedence);
   }
+}
+
+std::string_view StringifySymbolicExpr::given(const char* aText) {
+  if (aText == nullptr) throw std::invalid_argument("KS::StringifySymbolicExpr: a text is null");
+  return aText;
 }
 
 void StringifySymbolicExpr::requireFragments(std::size_t aCount) const {

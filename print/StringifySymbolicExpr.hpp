@@ -1,7 +1,6 @@
 // The text renderer: a visitor that writes an expression with the fewest parentheses.
 #pragma once
 
-#include <boost/container/small_vector.hpp>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,10 +21,10 @@ namespace KS {
 ///     table.get(id)->accept(table, renderer);
 ///     std::string text = renderer.get();
 ///
-/// A visit without its inputs' fragments throws `std::logic_error`. Text beyond the limit, all
-/// fragments counted, throws `std::length_error`, which names the limit; unlike the printer, a
-/// renderer sees nothing of an expression before it is visited, and fails when the limit is
-/// reached.
+/// A visit without its inputs' fragments throws `std::logic_error`, a null text
+/// `std::invalid_argument`. Text beyond the limit, all fragments counted, throws
+/// `std::length_error`, which names the limit; unlike the printer, a renderer sees nothing of an
+/// expression before it is visited, and fails when the limit is reached.
 class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
  public:
   /// `aMSyntax` selects the M spellings, `aSpaceLogicalOps` sets off "&&" and "||" by blanks.
@@ -63,6 +62,8 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   std::string askName(const SymbolicString& aNode) const;
   /// Pushes the predicate's text for the node.
   void pushName(const SymbolicString& aNode);
+  /// A text that must not be null.
+  static std::string_view given(const char* aText);
   /// Whether the M spellings are selected.
   bool isMSyntax() const { return mSyntax; }
   /// The precedence of the fragment `aDepth` places below the top.
@@ -104,7 +105,7 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
   void concat(Fragment& aLeft, const Fragment& aRight);
   void joinArguments(std::size_t aCount);
 
-  boost::container::small_vector<Fragment, 16> stack;
+  std::vector<Fragment> stack;
   const SymbolicExprPrinter::Predicate* predicate;
   bool mSyntax;
   bool spaceLogicalOps;

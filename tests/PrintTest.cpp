@@ -492,6 +492,23 @@ TEST_F(PrintTest, RendererWithoutOneFragmentHasNoText) {
   EXPECT_EQ(renderer.get(), "a");
 }
 
+TEST_F(PrintTest, NullIsNoTextOfAnOperation) {
+  const auto check = [&](auto&& aRenderer) {
+    const SymbolicExpr& sum = *table.get(parse("a+b"));
+    table.get(parse("a"))->accept(table, aRenderer);
+    table.get(parse("b"))->accept(table, aRenderer);
+    EXPECT_THROW(aRenderer.appendBinaryOp(nullptr, 6, 0), std::invalid_argument);
+    EXPECT_THROW(aRenderer.appendUnaryOp(nullptr, 3, 1), std::invalid_argument);
+    EXPECT_THROW(aRenderer.appendArraySelection(sum, nullptr, "]"), std::invalid_argument);
+    EXPECT_THROW(aRenderer.appendArraySelection(sum, "[", nullptr), std::invalid_argument);
+    aRenderer.appendArraySelection(sum, "[", "]");
+    EXPECT_EQ(aRenderer.get(), "[a,b]");
+  };
+  const SymbolicExprPrinter::Predicate& names = SymbolicExprPrinter::Predicate::instance();
+  check(StringifySymbolicExpr(names, false, false));
+  check(PreprocessorVCExpr(names, false, false));
+}
+
 TEST_F(PrintTest, AppendOperationsCanBeReplaced) {
   class RightToLeft final : public StringifySymbolicExpr {
    public:

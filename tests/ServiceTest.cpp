@@ -5,13 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "host/KSHost.hpp"
+#include "parser/SymbolicExprParser.hpp"
+#include "print/SymbolicExprPrinter.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace KS {
@@ -126,9 +131,11 @@ TEST_F(ServiceTest, ConditionsOfNoBlock) {
     EXPECT_EQ(service.getMExprLocalVVCEIdx(nullptr, host), id("true"));
     EXPECT_EQ(service.getMExprLocalCGVCEIdx(nullptr, host), id("true"));
     EXPECT_EQ(service.getMExprNetVVCEIdx(nullptr, host), id("true"));
+    EXPECT_EQ(service.computeMExprNetVVCE(nullptr, host), id("true"));
     EXPECT_EQ(service.computeMExprNetCGVCE(nullptr, host), id("true"));
     EXPECT_EQ(service.getLocalSVCEIdx(nullptr, host), id("false"));
     EXPECT_EQ(service.getNetSVCEIdx(nullptr, host), id("false"));
+    EXPECT_EQ(service.computeNetSVCE(nullptr, host), id("false"));
     EXPECT_FALSE(service.getNetSVCE(nullptr, host));
   };
   EXPECT_EQ(id("false"), 0U);
@@ -160,6 +167,11 @@ TEST_F(ServiceTest, AlgebraAndBooleans) {
   EXPECT_THROW(service.NOT(invalidSymbolicExprId), std::out_of_range);
   EXPECT_THROW(service.printMExpr(invalidSymbolicExprId), std::out_of_range);
   EXPECT_EQ(id("n2"), before + 1);
+
+  // Others work on the service's ids through its table.
+  const SymbolicExprPrinter print(service.getTable(), false, false, false);
+  EXPECT_EQ(print(service.AND(x, id("Y"))), "X&&Y");
+  EXPECT_EQ(service.getTable().getIdTRUE(), t);
 }
 
 TEST_F(ServiceTest, SettersReplaceLocalConditionsAndNoNetOnes) {
@@ -348,6 +360,93 @@ TEST_F(ServiceTest, CustomizersThatNeverStopAskingAreStopped) {
   EXPECT_EQ(service.getMExprNetVVCEIdx(a, host), id("A > 1"));
 }
 
+// Every answer queries the service for the next block, by way of a parent or directly, up to the
+// deepest one, whose own text is given.
+class Nest final : public VCCustomizer {
+ public:
+  Nest(VCService& aService, std::size_t aDepth) : service(aService), depth(aDepth) {}
+  std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+    const std::size_t place = placeOf(aBlock);
+    if (place % 2 == 0) return {};
+    std::array<char, stackPerAnswer> used{};
+    static_cast<volatile char*>(used.data())[place % used.size()] = 1;
+    if (place / 2 + 1 == depth) return deepest();
+    return service.getCExprNetCGVCEString(at(place + (place % 4 == 1 ? 1 : 2)), this);
+  }
+  const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+    const std::size_t place = placeOf(aBlock);
+    return place % 2 == 0 ? at(place + 1) : nullptr;
+  }
+  std::string answer() const { return service.getCExprNetCGVCEString(at(0), this); }
+
+  std::function<std::string()> deepest = [] { return "X"; };
+
+ private:
+  static constexpr std::size_t stackPerAnswer = test::isInstrumented ? 64 : 1500;
+  static std::size_t placeOf(const KSBlock* aBlock) {
+    return static_cast<std::size_t>(reinterpret_cast<const char*>(aBlock) - blocks.data());
+  }
+  VCService& service;
+  std::size_t depth;
+};
+
+TEST(ServiceDepthTest, OpenCallsOfCustomizersFitInASmallStack) {
+  // Instrumented code takes more stack for brackets than this.
+  const std::size_t brackets = test::isInstrumented ? 20 : SymbolicExprParser::maxNesting;
+  std::string text = std::string(brackets, '(') + 'X' + std::string(brackets, ')');
+  test::runOnStack(512 << 10, [&] {
+    VCService service;
+    Nest nest(service, VCService::maxCustomizerDepth);
+    nest.deepest = [&] { return text; };
+    EXPECT_EQ(nest.answer(), "X");
+
+    VCService another;
+    Nest deeper(another, VCService::maxCustomizerDepth + 1);
+    EXPECT_THROW(deeper.answer(), std::runtime_error);
+    Nest again(another, VCService::maxCustomizerDepth);
+    EXPECT_EQ(again.answer(), "X") << "what threw is no longer open";
+  });
+}
+
+// Both are as deep as they may be at the same time.
+TEST(ServiceThreadsTest, ServicesHaveTheirOwnOpenCalls) {
+  constexpr int rounds = 50;
+  std::atomic<int> arrived{0};
+  std::array<std::vector<std::string>, 2> answers;
+  const auto work = [&](std::size_t aThread) {
+    for (int round = 1; round <= rounds; ++round) {
+      VCService service;
+      Nest nest(service, VCService::maxCustomizerDepth);
+      nest.deepest = [&] {
+        for (++arrived; arrived < 2 * round;) std::this_thread::yield();
+        return "X" + std::to_string(aThread);
+      };
+      try {
+        answers[aThread].push_back(nest.answer());
+      } catch (const std::exception& error) {
+        answers[aThread].push_back(error.what());
+        ++arrived;
+      }
+    }
+  };
+  std::thread other(work, 1);
+  work(0);
+  other.join();
+  EXPECT_EQ(answers[0], std::vector<std::string>(rounds, "X0"));
+  EXPECT_EQ(answers[1], std::vector<std::string>(rounds, "X1"));
+}
+
+TEST_F(ServiceTest, ServicesKnowNothingOfEachOther) {
+  VCService other;
+  const SymbolicExprId here = id("P");
+  other.simplify("Q");
+  EXPECT_EQ(other.simplify("R"), here + 1);
+  EXPECT_EQ(other.getMExprLocalVVCEString(a, host), "A > 1");
+  model.texts[{a, VV}] = "Z";
+  EXPECT_EQ(service.getMExprLocalVVCEString(a, host), "Z");
+  EXPECT_EQ(other.getMExprLocalVVCEString(a, nullptr), "A > 1");
+}
+
 TEST_F(ServiceTest, TheProcessWideServiceIsMadeAndDestroyed) {
   VCService* const first = VCService::getInstance();
   EXPECT_EQ(VCService::getInstance(), first);
@@ -360,6 +459,20 @@ TEST_F(ServiceTest, TheProcessWideServiceIsMadeAndDestroyed) {
   VCService::clean();
   VCService::clean();
   EXPECT_THROW(VCService::getInstance()->getMExprLocalVVCEIdx(a, nullptr), std::invalid_argument);
+  VCService::clean();
+
+  // Only its own open calls keep it.
+  model.before = [](const KSBlock*) { VCService::clean(); };
+  EXPECT_EQ(service.getMExprLocalVVCEString(a, host), "A > 1") << "while there is none";
+  VCService::getInstance()->setMExprLocalVVCEString(a, "X");
+  EXPECT_EQ(service.getMExprLocalVVCEString(b, host), "B") << "while another one is asking";
+  EXPECT_THROW(VCService::getInstance()->getMExprLocalVVCEIdx(a, nullptr), std::invalid_argument);
+  // Also where its customizer asks another service, whose customizer does the rest.
+  Model outer;
+  outer.before = [&](const KSBlock* aBlock) { service.getMExprLocalVVCEIdx(aBlock, host); };
+  EXPECT_THROW(VCService::getInstance()->getMExprLocalVVCEIdx(c, &outer), std::logic_error);
+  model.before = nullptr;
+  EXPECT_EQ(VCService::getInstance()->getMExprLocalVVCEString(c, &outer), "");
   VCService::clean();
 }
 

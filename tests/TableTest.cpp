@@ -4,11 +4,19 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <memory>
 #include <random>
 #include <stdexcept>
+#include <typeinfo>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/SymbolicExprCopy.hpp"
+#include "base/SymbolicExprXFormVisitor.hpp"
 #include "base/detail/Intern.hpp"
+#include "eval/SymbolicExprEval.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+#include "simplify/SymbolicExprSimplify.hpp"
 
 namespace KS {
 namespace {
@@ -177,6 +185,103 @@ TEST(Table, addedNodesKeepTheirOwnHashAndEquality) {
   EXPECT_EQ(t.size(), 5U);
 }
 
+// A node of the test's own, straight from the abstract class, of any kind over any inputs.
+class HostNode final : public SymbolicExpr {
+ public:
+  HostNode(int aKind, std::vector<SymbolicExprId> aInputs)
+      : kind(aKind), inputs(std::move(aInputs)) {}
+  int getKind() const override { return kind; }
+  bool operator==(const SymbolicExpr& aOther) const override { return &aOther == this; }
+  std::size_t getHash() const override { return 1; }
+  std::size_t getNumInputs() const override { return inputs.size(); }
+  bool isUnary() const override { return inputs.size() == 1; }
+  bool isBinary() const override { return inputs.size() == 2; }
+  SymbolicExprId getInput(const std::size_t aIdx) const override { return inputs.at(aIdx); }
+
+ private:
+  int kind;
+  std::vector<SymbolicExprId> inputs;
+};
+
+// An expression over the symbol "f" after printing, simplifying and evaluating.
+std::string worked(SymbolicExprTable& t, SymbolicExprId aId) {
+  const SymbolicExprPrinter print(t, false, false, false);
+  std::size_t passes = 0;
+  std::string text = print(aId) + ' ' + print(SymbolicExprSimplify(t, 10).simplify(aId, passes));
+  t.registerValueId("f", SymbolicIntValue(t, 6).getId(t));
+  for (const double number : SymbolicExprEval(t).eval(aId)) text += ' ' + std::to_string(number);
+  return text;
+}
+
+// What `add` takes, and what the library makes of it.
+TEST(Table, nodesOfHostsAreOfTheirKindOrRefused) {
+  // A row per kind: the numbers of inputs, 0 to 4, that a host's node may have.
+  const char* const fitting[] = {"",  "",  "",  "2", "2",     "1", "2", "2", "2",    "2", "2",
+                                 "2", "2", "2", "2", "2",     "2", "1", "2", "2",    "2", "1",
+                                 "2", "2", "2", "3", "01234", "1", "2", "3", "1234", ""};
+  static_assert(std::size(fitting) == 32);
+  for (int kind = -1; kind <= 32; ++kind) {
+    for (std::size_t count = 0; count <= 4; ++count) {
+      SymbolicExprTable t;
+      const SymbolicExprId f = SymbolicString(t, "f").getId(t);
+      const std::vector<SymbolicExprId> inputs(count, f);
+      auto node = std::make_unique<HostNode>(kind, inputs);
+      const bool isKind = kind >= 0 && kind < 32;
+      const bool fits =
+          isKind && std::strchr(fitting[kind], '0' + static_cast<char>(count)) != nullptr;
+      if (!fits) {
+        EXPECT_THROW(t.add(node.get()), std::invalid_argument) << kind << ' ' << count;
+        EXPECT_EQ(t.size(), 1U);
+        continue;
+      }
+      t.add(node.release());
+      const SymbolicExprId id = t.size() - 1;
+      // The copy has a node of the library's class, known by its hash; a list of none is nothing.
+      SymbolicExprTable copies;
+      const SymbolicExprId copy = SymbolicExprCopy(t, copies)(id);
+      if (kind == 26 && count == 0) {
+        EXPECT_EQ(copy, invalidSymbolicExprId);
+        continue;
+      }
+      const int vectors =
+          kind == 26 && count > 1 ? 22 + static_cast<int>(count) : 26 + static_cast<int>(count);
+      const bool isShort = count <= 3 && (kind == 30 || (kind == 26 && count > 1));
+      const SymbolicExpr& copied = *copies.get(copy);
+      ASSERT_EQ(copied.getHash(),
+                detail::hashInputs(isShort ? vectors : kind, inputs.data(), count))
+          << kind << ' ' << count;
+      EXPECT_NE(typeid(copied), typeid(HostNode));
+      if (kind == 30 && count == 1) continue;  // calls without arguments are of kind 27 elsewhere
+      EXPECT_EQ(worked(t, id), worked(copies, copy)) << kind << ' ' << count;
+    }
+  }
+}
+
+TEST(Table, nodesOfHostsAreNoLibraryClass) {
+  SymbolicExprTable t;
+  const SymbolicString a(t, "a");
+  const SymbolicPlusExpr sum(t, a, a);
+  const SymbolicMemberValue member(t, a, "m");
+  // Equality asks what the other node is, and does not take its kind for its class.
+  EXPECT_FALSE(a == HostNode(0, {}));
+  EXPECT_FALSE(SymbolicIntValue(t, 0) == HostNode(1, {}));
+  EXPECT_FALSE(SymbolicDoubleValue(t, 0) == HostNode(2, {}));
+  EXPECT_FALSE(member == HostNode(31, {0}));
+  EXPECT_TRUE(sum == HostNode(3, {0, 0}));
+  EXPECT_FALSE(sum == HostNode(3, {0, 1}));
+  EXPECT_FALSE(sum == HostNode(4, {0, 0}));
+  // Nor does a walk that begins at one that no table holds.
+  SymbolicExprXFormVisitor rebuild(t);
+  HostNode(3, {0, 0}).accept(t, rebuild);
+  EXPECT_EQ(rebuild.get(), sum.getId(t));
+  EXPECT_THROW(HostNode(0, {}).accept(t, rebuild), std::invalid_argument);
+  EXPECT_THROW(HostNode(3, {0}).accept(t, rebuild), std::invalid_argument);
+  EXPECT_THROW(HostNode(99, {}).accept(t, rebuild), std::invalid_argument);
+  // The library's own are added like any other.
+  t.add(new SymbolicString(t, "b"));
+  EXPECT_EQ(SymbolicExprPrinter(t, false, false, false)(t.size() - 1), "b");
+}
+
 TEST(Table, failureWhileInterningLeavesTheTableAsItWas) {
   int destroyed = 0;
   SymbolicExprTable t;
@@ -200,6 +305,10 @@ TEST(Table, refsHashAndCompareTheirNodes) {
   EXPECT_EQ(hash_value(SymbolicExprRef(&a)), a.getHash());
   EXPECT_TRUE(SymbolicExprRef(&a) == SymbolicExprRef(&alsoA));
   EXPECT_FALSE(SymbolicExprRef(&a) == SymbolicExprRef(t.get(SymbolicIntValue(t, 1).getId(t))));
+  const SymbolicExprRef none(nullptr);
+  EXPECT_THROW(hash_value(none), std::invalid_argument);
+  EXPECT_THROW(static_cast<void>(none == SymbolicExprRef(&a)), std::invalid_argument);
+  EXPECT_THROW(static_cast<void>(SymbolicExprRef(&a) == none), std::invalid_argument);
 }
 
 }  // namespace

@@ -1,27 +1,25 @@
 // The variant conditions of the host's blocks.
 #pragma once
 
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
-#include <cstdint>
-#include <deque>
+#include <memory>
 #include <string>
 
 #include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
-#include "parser/SymbolicExprParser.hpp"
-#include "print/SymbolicExprPrinter.hpp"
-#include "simplify/SymbolicExprSimplify.hpp"
 #include "variants/VCCustomizer.hpp"
-#include "xform/SymbolicExprM2C.hpp"
 
 namespace KS {
+
+namespace detail {
+class ConditionStore;
+}
 
 /// Answers with the local and the net condition of a block in three families: VV, CG and S. A net
 /// condition is the conjunction of the local conditions of the block and of all that enclose it.
 /// All conditions live in one table that the service owns, so their ids can be combined. Conditions
-/// are simplified and kept per block; the table and the cache only grow. Used by one thread at a
-/// time.
+/// are simplified and kept per block; the table and the cache only grow. A service is used by one
+/// thread at a time; services on different threads have nothing to do with each other.
 ///
 ///     VCService& service = *VCService::getInstance();
 ///     std::string net = service.getCExprNetCGVCEString(block, &customizer);
@@ -30,18 +28,20 @@ namespace KS {
 /// - the host's diagnostic "Kestrin:Variants" / "InlineVarCondExprParseError" with the text as its
 ///   argument for a text that is not an expression,
 /// - `std::invalid_argument` where it has to ask a customizer and the customizer is null,
-/// - `std::runtime_error` for a block that stands among its own ancestors, or where a customizer
-///   queries the service from within its answers more than `maxCustomizerDepth` times over,
+/// - `std::runtime_error` for a block that stands among its own ancestors, or where customizers
+///   query the service from within their answers more than `maxCustomizerDepth` times over,
 /// - `std::length_error` where it writes a condition longer than
-///   `SymbolicExprPrinter::maxTextLength`: what it answers as text, and every local CG condition
-///   that it asks the customizer for,
+///   `SymbolicExprPrinter::maxTextLength` (what it answers as text, and every local CG condition
+///   that it asks the customizer for), or where simplification would have to write out too much,
 /// - whatever the customizer throws.
 /// What was being computed then stays uncomputed, so a later query tries again. A customizer may
 /// itself query the service.
 class KS_API VCService {
  public:
-  /// How many calls of customizers may be open at once, each made from within the one before.
-  static constexpr std::size_t maxCustomizerDepth = 1000;
+  /// How many calls of customizers a service may have open at once, each made from within the one
+  /// before. A thread with 512 KB of stack has room for all of them, and for the most deeply nested
+  /// text as the last answer, where no answer takes more than 2 KB of stack itself.
+  static constexpr std::size_t maxCustomizerDepth = 100;
 
   /// A service of its own, beside the process-wide one.
   VCService();
@@ -49,10 +49,11 @@ class KS_API VCService {
   VCService(const VCService&) = delete;
   VCService& operator=(const VCService&) = delete;
 
-  /// The process-wide service, made on first use.
+  /// The process-wide service, made on first use. Like every service it is for one thread at a
+  /// time; so are this function and `clean`.
   static VCService* getInstance();
   /// Destroys the process-wide service, if there is one, with all ids that it gave out. Throws
-  /// `std::logic_error`, and changes nothing, while a customizer is being asked.
+  /// `std::logic_error`, and changes nothing, while that service is asking a customizer.
   static void clean();
 
   /// The local VV condition; "true" for no block. Asks the customizer once.
@@ -136,67 +137,12 @@ class KS_API VCService {
   /// Makes the block known with nothing computed, unless it is known.
   void initializeConditions(const KSBlock* aBlock);
 
+  /// The table that the ids of all conditions belong to. It lives as long as the service, and grows
+  /// with every query that brings something new.
+  const SymbolicExprTable& getTable() const;
+
  private:
-  // An id in half of the space, or the invalid one: tables hold fewer nodes than 32 bits number.
-  class KeptId {
-   public:
-    operator SymbolicExprId() const {  // NOLINT(google-explicit-constructor)
-      return id == none ? invalidSymbolicExprId : SymbolicExprId{id};
-    }
-    KeptId& operator=(SymbolicExprId aId) {
-      id = static_cast<std::uint32_t>(aId);
-      return *this;
-    }
-
-   private:
-    static constexpr std::uint32_t none = 0xFFFFFFFF;
-    std::uint32_t id = none;
-  };
-  // What is known of a block; the invalid id where it has not been computed.
-  struct VariantConditions {
-    KeptId localVV, localCG, netVV, netCG, localS, netS;
-  };
-  using Field = KeptId VariantConditions::*;
-  struct Family;
-  class CustomizerCall;
-  static const Family familyVV;
-  static const Family familyCG;
-  static const Family familyS;
-
-  VariantConditions& conditionsOf(const KSBlock* aBlock);
-  SymbolicExprId local(const Family& aFamily, const KSBlock* aBlock, VariantConditions& aConditions,
-                       const VCCustomizer* aCustomizer);
-  SymbolicExprId localCG(const KSBlock* aBlock, VariantConditions& aConditions,
-                         const VCCustomizer* aCustomizer);
-  SymbolicExprId localForNet(const Family& aFamily, const KSBlock* aBlock,
-                             VariantConditions& aConditions, const VCCustomizer* aCustomizer);
-  SymbolicExprId net(const Family& aFamily, const KSBlock* aBlock, const VCCustomizer* aCustomizer);
-  SymbolicExprId computeNet(const Family& aFamily, const KSBlock* aBlock,
-                            VariantConditions& aConditions, const VCCustomizer* aCustomizer);
-  void computeNetsAbove(const Family& aFamily, const KSBlock* aBlock, const KSBlock* aParent,
-                        const VCCustomizer* aCustomizer);
-  static const KSBlock* parentOf(const KSBlock* aBlock, const VCCustomizer* aCustomizer);
-  SymbolicExprId ofNoBlock(const Family& aFamily) const;
-  SymbolicExprId askLocal(const Family& aFamily, const KSBlock* aBlock,
-                          const VCCustomizer* aCustomizer);
-  SymbolicExprId simplified(SymbolicExprId aId);
-  SymbolicExprId netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal);
-  void remember(const std::string& aText, SymbolicExprId aId);
-
-  SymbolicExprTable table;
-  SymbolicExprParser parser;
-  SymbolicExprSimplify simplifier;
-  SymbolicExprM2C toC;
-  SymbolicExprPrinter printM;
-  SymbolicExprPrinter printC;
-  boost::unordered_flat_map<const KSBlock*, VariantConditions*> conditions;
-  std::deque<VariantConditions> allConditions;  // in place, though a customizer may make more
-  // Simplification depends on nothing but the expression, so its answers are kept: hosts give the
-  // same texts again and again.
-  boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
-  std::size_t textResultsLength = 0;
-  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> idResults;
-  boost::unordered_flat_map<std::uint64_t, SymbolicExprId> netResults;  // by both ids, 32 bits each
+  std::unique_ptr<detail::ConditionStore> store;
 
   static VCService* fInstance;
 };

@@ -4,13 +4,14 @@
 #include <cstdint>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/TableStorage.hpp"
 
 namespace KS::detail {
 
 struct Digests {
   /// The digests of a table's nodes, by id.
   static const BlockArray<NodeDigest>& of(const SymbolicExprTable& aTable) {
-    return aTable.digests;
+    return aTable.storage->digests;
   }
 
   /// The kind of a node of the table.
@@ -23,7 +24,7 @@ struct Digests {
     return of(aTable)[aId].isFinal;
   }
   static void setFinal(SymbolicExprTable& aTable, SymbolicExprId aId) {
-    aTable.digests[aId].isFinal = true;
+    aTable.storage->digests[aId].isFinal = true;
   }
 
   /// Whether an operator's digest holds all there is to know of its inputs.

@@ -15,11 +15,19 @@
 namespace KS::detail {
 
 struct Intern {
+  /// Whether a stored node equals a probe with that hash. Whole hashes are compared before nodes:
+  /// the equality of doubles is tolerant and must not decide between values that hash apart.
+  static bool isEqual(const SymbolicExprTable& aTable, const SymbolicExpr& aProbe,
+                      std::size_t aHash, SymbolicExprId aId) {
+    const SymbolicExpr& stored = *aTable.storage->nodes[aId];
+    return stored.getHash() == aHash && aProbe == stored;
+  }
+
   /// The id of the node with that index hash for which `aIsIt(id)` holds, or the invalid id.
   template <class IsIt>
   static SymbolicExprId search(const SymbolicExprTable& aTable, std::uint32_t aHash,
                                const IsIt& aIsIt) {
-    return idAt(aTable, aTable.index.find(aHash, aIsIt));
+    return idAt(aTable, aTable.storage->index.find(aHash, aIsIt));
   }
 
   /// Finds the node that equals the probe, or stores a copy of the probe.
@@ -27,7 +35,7 @@ struct Intern {
   static void node(SymbolicExprTable& aTable, const Node& aProbe) {
     const std::size_t hash = aProbe.Node::getHash();
     store(aTable, aProbe, Digests::make(aProbe), Digests::indexHash(hash),
-          [&](SymbolicExprId aId) { return aTable.isEqual(aProbe, hash, aId); });
+          [&](SymbolicExprId aId) { return isEqual(aTable, aProbe, hash, aId); });
   }
 
   /// The same for an operator, whose hash the caller has. Digests tell operators apart, so the
@@ -36,8 +44,8 @@ struct Intern {
   static void operation(SymbolicExprTable& aTable, const Node& aProbe, std::size_t aHash) {
     const NodeDigest probe = Digests::make(aProbe);
     store(aTable, aProbe, probe, Digests::indexHash(aHash), [&](SymbolicExprId aId) {
-      return isSame(aTable.digests[aId], probe) &&
-             (Digests::isWhole(probe) || aTable.isEqual(aProbe, aHash, aId));
+      return isSame(Digests::of(aTable)[aId], probe) &&
+             (Digests::isWhole(probe) || isEqual(aTable, aProbe, aHash, aId));
     });
   }
 
@@ -46,7 +54,7 @@ struct Intern {
     const SymbolicExprId known =
         search(aTable, Digests::indexHash(hashSymbol(aText)), [&](SymbolicExprId aId) {
           return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
-                 static_cast<const SymbolicString*>(aTable.nodes[aId])->getText() == aText;
+                 static_cast<const SymbolicString*>(aTable.storage->nodes[aId])->getText() == aText;
         });
     if (known != invalidSymbolicExprId) return known;
     SymbolicString(aTable, std::string(aText));
@@ -66,10 +74,14 @@ struct Intern {
   }
 
   /// Says that a constructor interned nothing.
-  static void nothing(SymbolicExprTable& aTable) { aTable.lastInterned = invalidSymbolicExprId; }
+  static void nothing(SymbolicExprTable& aTable) {
+    aTable.storage->lastInterned = invalidSymbolicExprId;
+  }
 
   /// The id of what the last node constructor interned or found.
-  static SymbolicExprId lastId(const SymbolicExprTable& aTable) { return aTable.lastInterned; }
+  static SymbolicExprId lastId(const SymbolicExprTable& aTable) {
+    return aTable.storage->lastInterned;
+  }
 
   /// Interns a list of any length as it is, one element included, which the public constructor of
   /// SymbolicNDExpr does not: the text "[a]" is a list of one.
@@ -91,7 +103,7 @@ struct Intern {
                            static_cast<std::uint32_t>(aLeft), static_cast<std::uint32_t>(aRight)};
     const SymbolicExprId inputs[] = {aLeft, aRight};
     return search(aTable, Digests::indexHash(hashInputs(probe.kind, inputs, 2)),
-                  [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
+                  [&](SymbolicExprId aId) { return isSame(Digests::of(aTable)[aId], probe); });
   }
 
   /// The same for a unary operator.
@@ -100,38 +112,60 @@ struct Intern {
     const NodeDigest probe{static_cast<std::uint8_t>(aOp), false, false,
                            static_cast<std::uint32_t>(aInput), NodeDigest::none};
     return search(aTable, Digests::indexHash(hashInputs(probe.kind, &aInput, 1)),
-                  [&](SymbolicExprId aId) { return isSame(aTable.digests[aId], probe); });
+                  [&](SymbolicExprId aId) { return isSame(Digests::of(aTable)[aId], probe); });
   }
 
   /// Has memory fetch the place of an operator node over these two inputs, soon to be interned.
   [[gnu::always_inline]] static void prefetch(const SymbolicExprTable& aTable, SymbolicOp aOp,
                                               SymbolicExprId aLeft, SymbolicExprId aRight) {
     const SymbolicExprId inputs[] = {aLeft, aRight};
-    aTable.index.prefetch(Digests::indexHash(hashInputs(static_cast<int>(aOp), inputs, 2)));
+    aTable.storage->index.prefetch(
+        Digests::indexHash(hashInputs(static_cast<int>(aOp), inputs, 2)));
+  }
+
+  /// Sees to it that one more node can be appended: throws, and changes nothing, where it is too
+  /// many. Returns whether places in the index have changed.
+  [[gnu::always_inline]] static bool makeRoom(SymbolicExprTable& aTable) {
+    TableStorage& storage = *aTable.storage;
+    if (aTable.numNodes >= NodeDigest::none) failFull();
+    if (storage.isFull(aTable.numNodes)) growBlocks(aTable);
+    return storage.index.makeRoom();
+  }
+
+  /// Gives a node, for which there is room, the next id.
+  static void append(SymbolicExprTable& aTable, const SymbolicExpr* aNode,
+                     const NodeDigest& aDigest) {
+    aTable.storage->nodes[aTable.numNodes] = aNode;
+    aTable.storage->digests[aTable.numNodes] = aDigest;
+    ++aTable.numNodes;
   }
 
  private:
+  [[noreturn]] static void failFull();
+  static void growBlocks(SymbolicExprTable& aTable);
+
   static bool isSame(const NodeDigest& a, const NodeDigest& b) {
     return a.kind == b.kind && a.first == b.first && a.second == b.second;
   }
 
   static SymbolicExprId idAt(const SymbolicExprTable& aTable, std::size_t aPlace) {
-    const std::uint32_t id = aTable.index.at(aPlace);
+    const std::uint32_t id = aTable.storage->index.at(aPlace);
     return id == NodeDigest::none ? invalidSymbolicExprId : SymbolicExprId{id};
   }
 
   template <class Node, class IsIt>
   static void store(SymbolicExprTable& aTable, const Node& aProbe, const NodeDigest& aDigest,
                     std::uint32_t aHash, const IsIt& aIsIt) {
-    std::size_t place = aTable.index.find(aHash, aIsIt);
-    aTable.lastInterned = idAt(aTable, place);
-    if (aTable.lastInterned != invalidSymbolicExprId) return;
-    if (aTable.makeRoom()) place = aTable.index.find(aHash, aIsIt);
-    void* const memory = aTable.arena.allocate<Node>();
+    TableStorage& storage = *aTable.storage;
+    std::size_t place = storage.index.find(aHash, aIsIt);
+    storage.lastInterned = idAt(aTable, place);
+    if (storage.lastInterned != invalidSymbolicExprId) return;
+    if (makeRoom(aTable)) place = storage.index.find(aHash, aIsIt);
+    void* const memory = storage.arena.allocate<Node>();
     const Node* const copy = new (memory) Node(aProbe);
-    aTable.index.insert(place, aHash, static_cast<std::uint32_t>(aTable.nodes.size()));
-    aTable.append(copy, aDigest);
-    aTable.lastInterned = aTable.nodes.size() - 1;
+    storage.index.insert(place, aHash, static_cast<std::uint32_t>(aTable.size()));
+    storage.lastInterned = aTable.size();
+    append(aTable, copy, aDigest);
   }
 };
 

@@ -11,7 +11,9 @@
 
 namespace KS::detail {
 
-/// Calls the visit operation of the node's class, without its inputs.
+/// Calls the visit operation of the node's class, without its inputs. A node of a host's own class
+/// is shown as one of the library's class of its kind over the same inputs. Throws like
+/// `checkShape`.
 void visitNode(const SymbolicExpr& aExpr, SymbolicExprVisitor& aVisitor);
 
 /// Throws `std::out_of_range` for a node one of whose inputs is not an older one.

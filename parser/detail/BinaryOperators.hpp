@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/spirit/include/qi_symbols.hpp>
+#include <memory>
 
 #include "base/SymbolicOp.hpp"
 
@@ -33,7 +34,7 @@ struct BinaryOperator {
 inline const boost::spirit::qi::symbols<char, BinaryOperator>& binaryOperators() {
   using Op = SymbolicOp;
   static const auto* const table = [] {
-    auto* symbols = new boost::spirit::qi::symbols<char, BinaryOperator>;
+    auto symbols = std::make_unique<boost::spirit::qi::symbols<char, BinaryOperator>>();
     symbols->add
         // clang-format off
         ("||", {Op::Or,            Level::logicalOr})
@@ -56,7 +57,7 @@ inline const boost::spirit::qi::symbols<char, BinaryOperator>& binaryOperators()
         ("/",  {Op::Divide,        Level::multiplicative})
         ("%",  {Op::Modulo,        Level::multiplicative});
     // clang-format on
-    return symbols;
+    return symbols.release();
   }();
   return *table;
 }

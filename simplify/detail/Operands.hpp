@@ -176,7 +176,9 @@ SymbolicExprId extendChain(SimplifyContext& c, SymbolicOp aOp, SymbolicExprId aC
                            const Operand* aFirst, std::size_t aCount) {
   constexpr std::size_t ahead = 8;
   SymbolicExprTable& t = c.table;
-  const auto prefetch = [&](std::size_t aLink, SymbolicExprId aLeft) {
+  // Inlined always: a call that does nothing else is a call without effect to compilers.
+  const auto prefetch = [&](std::size_t aLink, SymbolicExprId aLeft)
+      __attribute__((always_inline)) {
     if (aLink < aCount) Intern::prefetch(t, aOp, aLeft, idOf(aFirst[aLink]));
   };
   for (std::size_t i = 1; i < ahead; ++i) prefetch(i, t.size() + i - 1);

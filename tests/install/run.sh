@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs into a scratch prefix, moves it, and builds and runs a consumer against what moved,
-# through CMake and through pkg-config.
+# Installs into a scratch prefix, moves it, and builds and runs consumers against what moved: through
+# CMake, through pkg-config, and with every compiler and C++ standard that there is.
 #   run.sh BUILD_DIR SCRATCH_DIR COMPILER
 set -eu
 build=$1 scratch=$2 cxx=$3
@@ -29,7 +29,32 @@ pc=$(find "$prefix" -name KSSymbolicExpr.pc)
 export PKG_CONFIG_PATH="${pc%/*}"
 "$cxx" -std=c++17 "$here/main.cpp" -o "$scratch/by-pkg-config" \
        $(pkg-config --cflags --libs KSSymbolicExpr)
-LD_LIBRARY_PATH=$(pkg-config --variable=libdir KSSymbolicExpr) "$scratch/by-pkg-config"
+export LD_LIBRARY_PATH="$(pkg-config --variable=libdir KSSymbolicExpr)"
+"$scratch/by-pkg-config"
+
+# A host need not have the Boost that the library was built with, or any, unless it uses the grammar
+# or the syntax tree.
+echo "-- headers without Boost"
+headers=$(find "$prefix/include" -name '*.hpp' ! -name all.hpp ! -name ExprParser.hpp \
+               ! -name ExpressionAst.hpp ! -name Ast2SymbolicExprId.hpp)
+for header in $headers; do echo "#include \"$header\""; done > "$scratch/headers.cpp"
+"$cxx" -std=c++17 -M $(pkg-config --cflags KSSymbolicExpr) "$scratch/headers.cpp" > "$scratch/headers.d"
+if grep -o '[^ ]*boost/.*' "$scratch/headers.d"; then fail "the public headers include Boost"; fi
+
+echo "-- everything that is public"
+build_everything() { # COMPILER STANDARD
+  program=$scratch/everything-$(basename "$1")-$2
+  "$1" -std="$2" -Wall -Wextra -Wpedantic -Werror "$here/everything.cpp" -o "$program" \
+       $(pkg-config --cflags --libs KSSymbolicExpr) && "$program"
+}
+for standard in c++17 c++20 c++2b; do
+  for compiler in g++ clang++; do
+    if command -v $compiler > /dev/null; then
+      echo "   $compiler $standard"
+      build_everything $compiler $standard
+    fi
+  done
+done
 
 if [ -x "$prefix/bin/ksexpr" ]; then
   echo "-- the installed tool"

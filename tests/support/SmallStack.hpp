@@ -10,6 +10,15 @@
 
 namespace KS::test {
 
+/// Whether functions take more stack than they would elsewhere, for a sanitizer.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool isInstrumented = true;
+#elif defined(__has_feature)
+inline constexpr bool isInstrumented = __has_feature(address_sanitizer);
+#else
+inline constexpr bool isInstrumented = false;
+#endif
+
 /// Runs `aBody` in a thread whose stack has `aBytes` bytes and waits for it. `aBody` must not
 /// throw.
 inline void runOnStack(std::size_t aBytes, const std::function<void()>& aBody) {

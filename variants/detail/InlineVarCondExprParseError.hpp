@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/KSHost.hpp"
 
@@ -11,7 +12,16 @@ namespace Kestrin::Variants {
 class InlineVarCondExprParseError final : public msgcore::BaseMsgID {
  public:
   explicit InlineVarCondExprParseError(const std::string& aText)
-      : BaseMsgID("Kestrin:Variants", "InlineVarCondExprParseError", {aText}) {}
+      : BaseMsgID("Kestrin:Variants", "InlineVarCondExprParseError", listOf(aText)) {}
+
+ private:
+  // Made in place: a list in braces copies its elements, and where copying a variant throws, the
+  // one of g++ 12 goes on to destroy what it does not hold.
+  static std::vector<Argument> listOf(const std::string& aText) {
+    std::vector<Argument> list;
+    list.emplace_back(aText);
+    return list;
+  }
 };
 
 }  // namespace Kestrin::Variants

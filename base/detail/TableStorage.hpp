@@ -1,7 +1,8 @@
-// What a table keeps its nodes in: the table's own business, not an interface.
+// What a table keeps its nodes in.
 #pragma once
 
 #include <algorithm>
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -9,16 +10,13 @@
 #include <utility>
 #include <vector>
 
-#include "base/KSApi.hpp"
+#include "base/SymbolicExprId.hpp"
 
 namespace KS {
 
 class SymbolicExpr;
 
 namespace detail {
-
-struct Intern;
-struct Digests;
 
 /// What most walks need of a node, so that they neither follow its pointer nor call its virtual
 /// functions: the kind code and the inputs of operators, the value of an integer literal, the value
@@ -35,45 +33,51 @@ struct NodeDigest {
 
 /// An array that grows by blocks: memory costs most when it is touched for the first time, and an
 /// array that is copied to a larger one touches all of that. Only a small array, of less than a
-/// block, is copied as it grows.
+/// block, is copied as it grows. How many values it holds is its owner's to know.
 template <class Value>
 class BlockArray {
  public:
   static_assert(std::is_trivial_v<Value>);
+  static constexpr std::size_t blockSize = 1024;
 
-  std::size_t size() const { return used; }
+  BlockArray() = default;
+  ~BlockArray() {
+    for (const Value* block : blocks) delete[] block;
+  }
+  BlockArray(const BlockArray&) = delete;
+  BlockArray& operator=(const BlockArray&) = delete;
+
   Value& operator[](std::size_t aIdx) { return blocks[aIdx / blockSize][aIdx % blockSize]; }
   const Value& operator[](std::size_t aIdx) const {
     return blocks[aIdx / blockSize][aIdx % blockSize];
   }
+  /// Where the blocks are; elsewhere once room was made.
+  Value* const* data() const { return blocks.data(); }
 
-  /// Sees to it that one more value can be appended. Throws `std::bad_alloc`, and changes nothing
-  /// else, where memory ends.
-  void makeRoom() {
-    if (used == capacity) grow();
+  /// Whether there is no room for a value after the first `aUsed`.
+  bool isFull(std::size_t aUsed) const { return aUsed == capacity; }
+  /// Sees to it that there is. Throws `std::bad_alloc`, and changes nothing else, where memory
+  /// ends.
+  void makeRoom(std::size_t aUsed) {
+    if (isFull(aUsed)) grow();
   }
-  /// Appends a value for which there is room.
-  void append(const Value& aValue) { (*this)[used++] = aValue; }
 
  private:
-  using Block = std::unique_ptr<Value[]>;
-  static constexpr std::size_t blockSize = 1024;
-
   void grow() {
-    const std::size_t size = std::clamp<std::size_t>(2 * used, 16, blockSize);
-    Block fresh(new Value[size]);
-    if (used > 0 && used < blockSize) {
-      std::copy_n(blocks[0].get(), used, fresh.get());
-      blocks[0] = std::move(fresh);
+    const std::size_t size = std::clamp<std::size_t>(2 * capacity, 16, blockSize);
+    std::unique_ptr<Value[]> fresh(new Value[size]);
+    if (capacity > 0 && capacity < blockSize) {
+      std::copy_n(blocks[0], capacity, fresh.get());
+      delete[] std::exchange(blocks[0], fresh.release());
       capacity = size;
     } else {
-      blocks.push_back(std::move(fresh));
+      blocks.push_back(fresh.get());
+      fresh.release();
       capacity += size;
     }
   }
 
-  std::vector<Block> blocks;
-  std::size_t used = 0;
+  std::vector<Value*> blocks;
   std::size_t capacity = 0;
 };
 
@@ -121,7 +125,7 @@ class NodeIndex {
     std::uint32_t id = NodeDigest::none;
   };
 
-  KS_API void grow();
+  void grow();
   std::size_t firstChoice(std::uint32_t aHash) const {
     return static_cast<std::size_t>(std::uint64_t{aHash} << 32 >> shift);
   }
@@ -147,13 +151,29 @@ class NodeArena {
   }
 
  private:
-  KS_API void grow();
+  void grow();
 
   std::vector<std::unique_ptr<std::byte[]>> blocks;
   std::byte* next = nullptr;
   std::size_t left = 0;
   std::size_t total = 0;
 };
+
+/// What a table owns.
+struct TableStorage {
+  NodeArena arena;
+  NodeIndex index;  // of the first of equal nodes
+  BlockArray<const SymbolicExpr*> nodes;
+  BlockArray<NodeDigest> digests;  // one per node
+  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> valueIds;
+  /// What the last node constructor interned or found: internal builders read the id from here
+  /// instead of searching a second time.
+  SymbolicExprId lastInterned = invalidSymbolicExprId;
+
+  /// Whether the blocks have no room for a node after the first `aUsed`.
+  bool isFull(std::size_t aUsed) const { return nodes.isFull(aUsed) || digests.isFull(aUsed); }
+};
+
 }  // namespace detail
 
 }  // namespace KS
