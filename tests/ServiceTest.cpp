@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <functional>
@@ -17,6 +18,7 @@
 #include "host/KSHost.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
+#include "tests/support/RandomText.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace KS {
@@ -312,6 +314,44 @@ TEST_F(ServiceTest, BlocksAmongTheirOwnAncestors) {
   EXPECT_EQ(service.getMExprNetVVCEIdx(b, host), service.AND(id("A > 1"), id("B")));
   model.parents[a] = a;
   EXPECT_THROW(service.computeMExprNetVVCE(a, host), std::runtime_error) << "though a's is known";
+}
+
+// In whatever order net conditions are asked for, and whatever the service simplified before: they
+// are those of a service that is asked for nothing else.
+TEST(ServiceOrderTest, NetConditionsDependOnNoOtherQuery) {
+  test::RandomText random(23);
+  constexpr std::size_t numBlocks = 40;
+  for (int world = 0; world < 12; ++world) {
+    Model model;
+    for (std::size_t i = 0; i < numBlocks; ++i) {
+      if (i > 0) model.parents[at(i)] = at(i - 1 - random.pick(std::min<std::size_t>(i, 4)));
+      for (const int family : {VV, CG, S}) {
+        const std::string text = random.pick(2) == 0 ? random.dense(1 + random.pick(3))
+                                                     : random.condition(1 + random.pick(3));
+        // Some conditions are repeated below, some twice in one.
+        model.texts[{at(i), family}] = random.pick(4) == 0 ? "(" + text + ") || (" + text + ")"
+                                       : random.pick(3) == 0
+                                           ? model.texts[{model.parents[at(i)], family}]
+                                           : text;
+      }
+    }
+    const auto textOf = [&](VCService& aService, std::size_t aBlock, std::size_t aQuery) {
+      const KSBlock* const block = at(aBlock);
+      switch (aQuery) {
+        case 0: return aService.getMExprNetVVCEString(block, &model);
+        case 1: return aService.getMExprNetCGVCEString(block, &model);
+        case 2: return aService.printMExpr(aService.getNetSVCEIdx(block, &model));
+        default: return aService.printMExpr(aService.computeMExprNetVVCE(block, &model));
+      }
+    };
+    VCService used;
+    for (std::size_t query = 0; query < 4 * numBlocks; ++query) {
+      if (random.pick(3) == 0) used.simplify(random.dense(1 + random.pick(4)));
+      const std::size_t block = random.pick(numBlocks), which = random.pick(4);
+      VCService fresh;
+      ASSERT_EQ(textOf(used, block, which), textOf(fresh, block, which)) << block << ' ' << which;
+    }
+  }
 }
 
 TEST(ServiceDepthTest, LongChainsOfParentsNeedNoStack) {

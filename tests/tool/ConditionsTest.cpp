@@ -184,6 +184,33 @@ TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
   EXPECT_EQ(part.status, 0);
 }
 
+// A condition whose conjunctions would be written out 257 times with 65,536 symbols.
+TEST_F(KsExprConditions, AnswersTheOthersWhenOneIsTooLargeToSimplify) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "sanitizers take a minute for 16 million literals";
+#endif
+  std::string product, condition;
+  for (int i = 0; i < 64; ++i) {
+    const std::string number = std::to_string(i);
+    product += i < 10 ? "(a" + number + "||b" + number + ")&&" : "r" + number + "&&";
+  }
+  for (int i = 0; i < 257; ++i) {
+    const std::string name = "p" + std::to_string(i);
+    condition += (i == 0 ? "(" : "||(") + product + "(" + name + "||~" + name + "))";
+  }
+  const Outcome found = conditions(
+      modelOf({blockOf("large", "null", ", \"VV\": \"" + condition + '"'),
+               blockOf("below", "\"large\""), blockOf("other", "null", ", \"VV\": \"c && b\"")}),
+      {"--format", "json", "--family", "vv"});
+  EXPECT_EQ(found.status, 1);
+  EXPECT_EQ(nlohmann::json::parse(found.out), nlohmann::json::parse(R"([
+      {"block": "large", "parent": null, "vv": {"local": null, "net": null}},
+      {"block": "below", "parent": "large", "vv": {"local": "", "net": null}},
+      {"block": "other", "parent": null, "vv": {"local": "b && c", "net": "b && c"}}])"));
+  EXPECT_THAT(found.err, HasSubstr("model.json:2: block \"large\", VV: KS::SymbolicExprSimplify: "
+                                   "conjunctions of more than 16777216 literals"));
+}
+
 // Asking every block for a net condition that fails at the far end would take the square of this.
 TEST_F(KsExprConditions, TakesLongChainsOfParents) {
   constexpr int depth = 20000;
