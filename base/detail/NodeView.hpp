@@ -13,7 +13,9 @@ namespace KS::detail {
 class NodeView {
  public:
   NodeView(const SymbolicExprTable& aTable, SymbolicExprId aId)
-      : digest(Digests::of(aTable)[aId]) {}
+      : NodeView(Digests::of(aTable), aId) {}
+  /// The same for one who reads many nodes of a table.
+  NodeView(const BlockArray<NodeDigest>& aDigests, SymbolicExprId aId) : digest(aDigests[aId]) {}
 
   SymbolicOp kind() const { return static_cast<SymbolicOp>(digest.kind); }
   bool is(SymbolicOp aKind) const { return kind() == aKind; }

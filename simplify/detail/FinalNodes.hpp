@@ -21,17 +21,19 @@ namespace KS::detail {
 /// Without it, `contains` would answer for leaves alone, and results would be the same.
 class FinalNodes {
  public:
-  FinalNodes(SymbolicExprTable& aTable, const FastRoads& aRoads) : table(aTable), roads(aRoads) {}
+  FinalNodes(SymbolicExprTable& aTable, const FastRoads& aRoads)
+      : table(aTable), digests(Digests::of(aTable)), roads(aRoads) {}
 
   bool contains(SymbolicExprId aId) const {
-    return isLeaf(NodeView(table, aId).kind()) ||
-           (Digests::isFinal(table, aId) && roads.isOpen(FastRoad::KnownFinal));
+    const NodeDigest& digest = digests[aId];
+    return (digest.isFinal && roads.isOpen(FastRoad::KnownFinal)) ||
+           isLeaf(static_cast<SymbolicOp>(digest.kind));
   }
   /// For a node that a pass gave back.
   void addUnchanged(SymbolicExprId aId) { Digests::setFinal(table, aId); }
   /// For a relation or negation to which no rule applies.
   void addOperation(SymbolicExprId aId) {
-    const NodeView node(table, aId);
+    const NodeView node(digests, aId);
     if (contains(node.left()) && (isUnaryOperator(node.kind()) || contains(node.right()))) {
       Digests::setFinal(table, aId);
     }
@@ -41,11 +43,12 @@ class FinalNodes {
   /// Whether a chain may hold the operand and be final.
   bool mayHold(SymbolicOp aChain, SymbolicExprId aOperand) const {
     return contains(aOperand) &&
-           (aChain == SymbolicOp::Or || !NodeView(table, aOperand).is(SymbolicOp::Or));
+           (aChain == SymbolicOp::Or || !NodeView(digests, aOperand).is(SymbolicOp::Or));
   }
 
  private:
   SymbolicExprTable& table;
+  const BlockArray<NodeDigest>& digests;
   const FastRoads& roads;
 };
 

@@ -17,16 +17,17 @@ namespace KS::detail {
 struct SimplifyContext {
   /// Borrows the table, which has its boolean symbols.
   explicit SimplifyContext(SymbolicExprTable& aTable)
-      : table(aTable), order(aTable), finals(aTable, roads) {}
+      : table(aTable), digests(Digests::of(aTable)), order(aTable), finals(aTable, roads) {}
   SimplifyContext(const SimplifyContext&) = delete;
   SimplifyContext& operator=(const SimplifyContext&) = delete;
 
-  NodeView node(SymbolicExprId aId) const { return {table, aId}; }
+  NodeView node(SymbolicExprId aId) const { return {digests, aId}; }
   SymbolicExprId constant(bool aValue) const {
     return aValue ? table.getIdTRUE() : table.getIdFALSE();
   }
 
   SymbolicExprTable& table;
+  const BlockArray<NodeDigest>& digests;
   TextOrder order;
   FastRoads roads;
   FinalNodes finals;

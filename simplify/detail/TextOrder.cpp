@@ -10,15 +10,15 @@
 
 namespace KS::detail {
 
-TextOrder::TextOrder(const SymbolicExprTable& aTable) : table(aTable) {}
+TextOrder::TextOrder(const SymbolicExprTable& aTable)
+    : table(aTable), digests(Digests::of(aTable)) {}
 
 // ---------------------------------------------------------------------------------------------
 // What decides mostly: the first bytes, and the first operands that differ
 
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
-  const auto& digests = Digests::of(table);
   const auto id = static_cast<std::uint32_t>(aId);
-  if (Digests::kindOf(table, aId) != SymbolicOp::And) {
+  if (kindOf(aId) != SymbolicOp::And) {
     return {firstBytes(aId).number, FirstBytes::capacity, id, 0, 0};
   }
   const std::size_t first = operands.size();
@@ -26,7 +26,7 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
     operands.push_back(text(aOperand, leftOf(aOperand)));
   };
   SymbolicExprId link = aId;
-  for (; Digests::kindOf(table, link) == SymbolicOp::And; link = digests[link].first) {
+  for (; kindOf(link) == SymbolicOp::And; link = digests[link].first) {
     add(digests[link].second);
   }
   add(link);
@@ -39,7 +39,7 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
 
 // Whether the operand stands without parentheses in a conjunction.
 bool TextOrder::isBare(SymbolicExprId aOperand) const {
-  const SymbolicOp op = Digests::kindOf(table, aOperand);
+  const SymbolicOp op = kindOf(aOperand);
   return op != SymbolicOp::And && op != SymbolicOp::Or;
 }
 
@@ -54,11 +54,11 @@ FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
 void TextOrder::keep(SymbolicExprId aId, const FirstBytes& aBytes) {
   begun[aId % begun.size()] = {aBytes.number, static_cast<std::uint32_t>(aId),
                                static_cast<std::uint8_t>(aBytes.length),
-                               Digests::kindOf(table, aId) == SymbolicOp::String};
+                               kindOf(aId) == SymbolicOp::String};
 }
 
 TextOrder::Text TextOrder::readText(SymbolicExprId aId, SymbolicExprId aLeft) {
-  const bool isSymbol = Digests::kindOf(table, aLeft) == SymbolicOp::String;
+  const bool isSymbol = kindOf(aLeft) == SymbolicOp::String;
   const FirstBytes bytes = firstBytes(isSymbol ? aLeft : aId);
   return {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
 }
@@ -69,7 +69,7 @@ FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
   boost::container::small_vector<SymbolicExprId, 4> passed;
   SymbolicExprId first = aId;
   for (std::size_t links = 1; startsWithLeft(first); ++links) {
-    first = Digests::of(table)[first].first;
+    first = digests[first].first;
     const Begun& below = begun[first % begun.size()];
     if (below.id == first && below.length == FirstBytes::capacity) {
       return {below.number, below.length};
@@ -84,15 +84,14 @@ FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
 
 // The first bytes of an operation with that leaf, or other node, at the end of its left edge.
 FirstBytes TextOrder::bytesFromLeftmost(SymbolicExprId aId, SymbolicExprId aFirst) {
-  if (Digests::kindOf(table, aFirst) != SymbolicOp::String) {
+  if (kindOf(aFirst) != SymbolicOp::String) {
     return FirstBytes(keptStart(aId).view());
   }
   FirstBytes bytes(static_cast<const SymbolicString&>(*table.get(aFirst)).getText());
-  const NodeDigest& node = Digests::of(table)[aId];
+  const NodeDigest& node = digests[aId];
   if (aFirst == aId || bytes.isFull()) return bytes;
   // Most relations by far are between a symbol and a literal or a symbol.
-  const bool isOfLeaves =
-      node.first == aFirst && Digests::kindOf(table, node.second) <= SymbolicOp::IntValue;
+  const bool isOfLeaves = node.first == aFirst && kindOf(node.second) <= SymbolicOp::IntValue;
   if (!isOfLeaves) return FirstBytes(keptStart(aId).view());
   bytes.append(operatorText(static_cast<SymbolicOp>(node.kind)).spelling(false));
   bytes.append(firstBytes(node.second));
@@ -148,10 +147,10 @@ int TextOrder::compareBehind(SymbolicExprId a, SymbolicExprId b) {
 // The order of relations of one kind about one operand to leaves, and of negations of symbols: they
 // differ in these leaves alone.
 std::optional<int> TextOrder::compareLastLeaves(SymbolicExprId a, SymbolicExprId b) {
-  const NodeDigest& x = Digests::of(table)[a];
-  const NodeDigest& y = Digests::of(table)[b];
+  const NodeDigest& x = digests[a];
+  const NodeDigest& y = digests[b];
   const auto isBareLeaf = [this](SymbolicExprId aId) {
-    const NodeDigest& node = Digests::of(table)[aId];
+    const NodeDigest& node = digests[aId];
     const auto kind = static_cast<SymbolicOp>(node.kind);
     return kind == SymbolicOp::String ||
            (kind == SymbolicOp::IntValue && static_cast<std::int32_t>(node.first) >= 0);
@@ -177,7 +176,7 @@ bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
 
 TextOrder::Start TextOrder::start(SymbolicExprId aId) {
   // A symbol is its own text.
-  if (Digests::kindOf(table, aId) == SymbolicOp::String) {
+  if (kindOf(aId) == SymbolicOp::String) {
     return {static_cast<const SymbolicString&>(*table.get(aId)).getText(), true};
   }
   const TextStart& begin = keptStart(aId);
@@ -190,9 +189,7 @@ TextOrder::Start TextOrder::start(SymbolicExprId aId) {
 // edge is walked once: every so often, a node's start is kept.
 const TextStart& TextOrder::keptStart(SymbolicExprId aId) {
   if (const auto known = starts.find(aId); known != starts.end()) return *known->second;
-  const auto left = [this](SymbolicExprId id) {
-    return SymbolicExprId{Digests::of(table)[id].first};
-  };
+  const auto left = [this](SymbolicExprId id) { return SymbolicExprId{digests[id].first}; };
   boost::container::small_vector<SymbolicExprId, 4> passed;
   SymbolicExprId deep = aId, below = aId;
   const TextStart* found = nullptr;
@@ -217,12 +214,12 @@ const TextStart& TextOrder::keptStart(SymbolicExprId aId) {
 }
 
 bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
-  const NodeDigest& node = Digests::of(table)[aId];
+  const NodeDigest& node = digests[aId];
   const auto op = static_cast<SymbolicOp>(node.kind);
   const bool isBinary =
       op >= SymbolicOp::Plus && op <= SymbolicOp::ShiftRight && node.second != NodeDigest::none;
   if (!isBinary) return false;
-  const SymbolicOp left = Digests::kindOf(table, node.first);
+  const SymbolicOp left = kindOf(node.first);
   return operatorText(left).spelling(false) == nullptr ||
          operatorText(left).precedence <= operatorText(op).precedence;
 }
@@ -268,12 +265,11 @@ int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
 int TextOrder::compareLeads(SymbolicExprId a, SymbolicExprId b) {
   constexpr int mostLinks = 8;
   const auto lead = [this](SymbolicExprId aId) {
-    for (int i = 0; i < mostLinks && startsWithLeft(aId); ++i) aId = Digests::of(table)[aId].first;
+    for (int i = 0; i < mostLinks && startsWithLeft(aId); ++i) aId = digests[aId].first;
     return aId;
   };
   const SymbolicExprId x = lead(a), y = lead(b);
-  const bool areSymbols = Digests::kindOf(table, x) == SymbolicOp::String &&
-                          Digests::kindOf(table, y) == SymbolicOp::String;
+  const bool areSymbols = kindOf(x) == SymbolicOp::String && kindOf(y) == SymbolicOp::String;
   return x == y || !areSymbols ? 0 : compareStarts(start(x), start(y));
 }
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "base/SymbolicExprTable.hpp"
-#include "base/detail/Digest.hpp"
+#include "base/detail/NodeView.hpp"
 #include "print/detail/TextWriter.hpp"
 #include "simplify/detail/PairRules.hpp"
 
@@ -73,7 +73,7 @@ class TextOrder {
   /// The left operand of a relation, whose text mostly is the beginning of the relation's and is
   /// shared by many; any other id itself.
   SymbolicExprId leftOf(SymbolicExprId aId) const {
-    const NodeDigest& node = Digests::of(table)[aId];
+    const NodeDigest& node = digests[aId];
     return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aId;
   }
 
@@ -120,6 +120,8 @@ class TextOrder {
   void trim();
 
  private:
+  SymbolicOp kindOf(SymbolicExprId aId) const { return NodeView(digests, aId).kind(); }
+
   // How a text begins, or all of it.
   struct Start {
     std::string_view text;
@@ -159,6 +161,7 @@ class TextOrder {
   static constexpr std::size_t maxOrders = std::size_t{1} << 16;
 
   const SymbolicExprTable& table;
+  const BlockArray<NodeDigest>& digests;
   // Each id's first bytes have one place where they may be.
   struct Begun {
     std::uint64_t number = 0;
