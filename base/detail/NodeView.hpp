@@ -8,8 +8,8 @@
 namespace KS::detail {
 
 /// A node as most walks and rules see it: its kind, the inputs of an operator, the value of an
-/// integer. Reads the table's digest of the node, so it neither follows the node's pointer nor
-/// calls its virtual functions. Keeps what it read: nodes never change.
+/// integer. Looks at the table's digest of the node, so it neither follows the node's pointer nor
+/// calls its virtual functions. Lives no longer than the table; digests stay in place as it grows.
 class NodeView {
  public:
   NodeView(const SymbolicExprTable& aTable, SymbolicExprId aId)
@@ -31,7 +31,7 @@ class NodeView {
   int intValue() const { return static_cast<int>(digest.first); }
 
  private:
-  NodeDigest digest;
+  const NodeDigest& digest;
 };
 
 }  // namespace KS::detail

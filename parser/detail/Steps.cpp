@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/detail/Intern.hpp"
+#include "base/detail/Kinds.hpp"
 
 namespace KS::detail {
 
@@ -14,22 +15,8 @@ using Parser::binary_op;
 using Parser::expression_ast;
 using Parser::unary_op;
 
-bool isBinaryOperator(SymbolicOp aOp) {
-  switch (aOp) {
-#define KS_BINARY(code, Op, Class) case SymbolicOp::Op:
-#include "base/SymbolicExprKinds.def"
-    return true;
-    default: return false;
-  }
-}
-
 bool isUnaryOperation(SymbolicOp aOp) {
-  switch (aOp) {
-#define KS_UNARY(code, Op, Class) case SymbolicOp::Op:
-#include "base/SymbolicExprKinds.def"
-    case SymbolicOp::FcnCall0U: return true;
-    default: return false;
-  }
+  return isUnaryOperator(aOp) || aOp == SymbolicOp::FcnCall0U;
 }
 
 // What is still to be flattened, last one first: a tree, or the step that follows its operands.
@@ -137,6 +124,7 @@ void Steps::flatten(const expression_ast& aTree) {
 }
 
 expression_ast Steps::buildTree() const {
+  static_assert(numKinds == 32, "a new kind: is it a step of parsing, here and in `intern`?");
   Values<expression_ast> values;
   for (const Step& step : steps) {
     switch (step.op) {

@@ -40,24 +40,18 @@ struct OperatorStyle {
 };
 
 /// The styles of all kinds in one layout, by kind code.
-using StyleTable = std::array<OperatorStyle, 32>;
-
-/// Whether the kind is an operator with one operand.
-constexpr bool isUnaryOp(SymbolicOp aOp) {
-  return aOp == SymbolicOp::UnaryMinus || aOp == SymbolicOp::Not || aOp == SymbolicOp::BitCompl;
-}
+using StyleTable = std::array<OperatorStyle, numKinds>;
 
 constexpr bool hasBlanks(SymbolicOp aOp, TextLayout aLayout) {
-  if (aOp == SymbolicOp::MemberValue || isUnaryOp(aOp)) return false;
-  const bool isLogical = aOp == SymbolicOp::And || aOp == SymbolicOp::Or;
-  return aLayout.preprocessor || (aLayout.spaceLogicalOps && isLogical);
+  if (aOp == SymbolicOp::MemberValue || isUnaryOperator(aOp)) return false;
+  return aLayout.preprocessor || (aLayout.spaceLogicalOps && isConnective(aOp));
 }
 
 constexpr OperatorStyle styleOf(SymbolicOp aOp, TextLayout aLayout) {
   OperatorStyle style;
   const char* spelling = operatorText(aOp).spelling(aLayout.mSyntax);
   if (spelling == nullptr) {
-    style.precedence = aOp <= SymbolicOp::DoubleValue ? leafPrecedence : postfixPrecedence;
+    style.precedence = isLeaf(aOp) ? leafPrecedence : postfixPrecedence;
     return style;
   }
   const bool joinsMember =
@@ -70,7 +64,7 @@ constexpr OperatorStyle styleOf(SymbolicOp aOp, TextLayout aLayout) {
   const unsigned precedence = operatorText(aOp).precedence;
   style.precedence = static_cast<std::uint8_t>(precedence);
   style.right = below(precedence);
-  style.left = isUnaryOp(aOp) ? below(precedence) : below(precedence + 1);
+  style.left = isUnaryOperator(aOp) ? below(precedence) : below(precedence + 1);
   if (aLayout.preprocessor && aOp == SymbolicOp::Or) {
     style.left &= static_cast<Bare>(~(1U << andPrecedence));
     style.right &= static_cast<Bare>(~(1U << andPrecedence));
@@ -87,7 +81,7 @@ inline constexpr std::array<StyleTable, 8> styleTables = [] {
   std::array<StyleTable, 8> all{};
   for (std::size_t i = 0; i < all.size(); ++i) {
     const TextLayout layout{(i & 4) != 0, (i & 2) != 0, (i & 1) != 0};
-    for (int op = 0; op < 32; ++op) {
+    for (int op = 0; op < numKinds; ++op) {
       all[i][static_cast<std::size_t>(op)] = styleOf(static_cast<SymbolicOp>(op), layout);
     }
   }

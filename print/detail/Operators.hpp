@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-#include "base/SymbolicOp.hpp"
+#include "base/detail/Kinds.hpp"
 
 namespace KS::detail {
 
@@ -26,8 +26,9 @@ inline constexpr unsigned postfixPrecedence = 2;
 inline constexpr unsigned andPrecedence = 13;
 
 /// By kind code. A larger precedence binds more loosely, as C orders its operators.
-inline constexpr std::array<OperatorText, 32> operatorTexts = [] {
-  std::array<OperatorText, 32> all{};
+inline constexpr std::array<OperatorText, numKinds> operatorTexts = [] {
+  static_assert(numKinds == 32, "a new kind: is it an operator with a spelling?");
+  std::array<OperatorText, numKinds> all{};
   const auto set = [&all](SymbolicOp aOp, const char* aMSyntax, const char* aCSyntax,
                           unsigned aPrecedence) {
     all[static_cast<std::size_t>(aOp)] = OperatorText{aMSyntax, aCSyntax, aPrecedence};

@@ -85,6 +85,7 @@ class Lengths {
 
   // What a node writes itself, but for the parentheses around its operands.
   std::size_t ownLength(const SymbolicExpr& aNode, SymbolicOp aKind, std::size_t aCount) const {
+    static_assert(numKinds == 32, "a new kind: how long is its text?");
     switch (aKind) {
       case SymbolicOp::String:
         return nameLength(static_cast<const SymbolicString&>(aNode).getText());

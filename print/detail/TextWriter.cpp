@@ -142,6 +142,7 @@ class TextWalk {
 
   // Writes a node that has no first operand.
   bool writeLeaf(const SymbolicExpr& aNode, SymbolicOp aKind) {
+    static_assert(numKinds == 32, "a new kind: how is it written, here and in `writeAround`?");
     switch (aKind) {
       case SymbolicOp::String: writeName(static_cast<const SymbolicString&>(aNode)); return true;
       case SymbolicOp::IntValue:
@@ -314,15 +315,15 @@ class TextCursor : TextWalk<Piece> {
   void skipNode() { next = invalidSymbolicExprId; }
   void enterNode() {
     const SymbolicExprId id = next;
-    const NodeDigest& node = Digests::of(table)[id];
-    const auto kind = static_cast<SymbolicOp>(node.kind);
-    const OperatorStyle& style = styles[node.kind];
+    const NodeView node(table, id);
+    const SymbolicOp kind = node.kind();
+    const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
     next = invalidSymbolicExprId;
-    // Most nodes by far are operators on two operands, which the digest holds.
-    if (kind >= SymbolicOp::Plus && kind <= SymbolicOp::ShiftRight && !isUnaryOp(kind)) {
-      if (std::max(node.first, node.second) >= id) failBadInput();
-      later(style.view(), node.second, style.right);
-      return place(node.first, style.left);
+    // Most nodes by far are operators on two operands.
+    if (isBinaryOperator(kind)) {
+      if (std::max(node.left(), node.right()) >= id) failBadInput();
+      later(style.view(), node.right(), style.right);
+      return place(node.left(), style.left);
     }
     const SymbolicExpr& expr = *table.get(id);
     if (writeLeaf(expr, kind)) return;
@@ -332,7 +333,7 @@ class TextCursor : TextWalk<Piece> {
 
  private:
   void place(SymbolicExprId aId, Bare aBare) {
-    const auto kind = static_cast<std::size_t>(Digests::kindOf(table, aId));
+    const auto kind = static_cast<std::size_t>(NodeView(table, aId).kind());
     if ((aBare >> styles[kind].precedence & 1) != 0) {
       next = aId;
     } else {

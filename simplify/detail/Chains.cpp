@@ -10,7 +10,7 @@
 namespace KS::detail {
 
 SymbolicExprId Chains::simplify(const Connective& aKind, const SymbolicExprId* aOperands,
-                                std::size_t aCount, const WrittenOrder& aWritten) {
+                                std::size_t aCount, const WrittenOrder* aWritten) {
   // a && a -> a, a || a -> a
   if (std::all_of(aOperands + 1, aOperands + aCount,
                   [&](SymbolicExprId aOperand) { return aOperand == aOperands[0]; })) {
@@ -28,7 +28,10 @@ SymbolicExprId Chains::simplify(const Connective& aKind, const SymbolicExprId* a
   }
   if (!orderTwo(c, rest[0], rest[1])) {
     if (c.order.isBefore(rest[1], rest[0])) std::swap(rest[0], rest[1]);
-    if (aWritten.comesTo(rest[1], rest[0])) std::swap(rest[0], rest[1]);
+    const bool isOtherwise = aWritten != nullptr
+                                 ? aWritten->comesTo(rest[1], rest[0])
+                                 : aOperands[0] == rest[1] && aOperands[1] == rest[0];
+    if (isOtherwise) std::swap(rest[0], rest[1]);
   }
   return makeChain(c, aKind.op, rest);
 }
@@ -41,17 +44,17 @@ SymbolicExprId Chains::simplify(Operands& aOperands) {
 // The conjunction of two final operands by one of the faster roads, if one leads there.
 std::optional<SymbolicExprId> Chains::conjoinTwo(SymbolicExprId a, SymbolicExprId b) {
   // A conjunction of more operands is long: it may be kept taken apart.
-  constexpr std::size_t fewOperands = 16;
+  constexpr std::size_t mostOperandsOfShort = 16;
   if (c.node(a).is(SymbolicOp::Or) || c.node(b).is(SymbolicOp::Or)) {
     return distribution.distributeTwo(a, b);
   }
   if (!c.roads.isOpen(FastRoad::DisjointJoin)) return std::nullopt;
-  const std::size_t countA = join.countOperands(a, fewOperands + 1);
-  const std::size_t countB = join.countOperands(b, fewOperands + 1);
+  const std::size_t countA = join.countOperands(a, mostOperandsOfShort + 1);
+  const std::size_t countB = join.countOperands(b, mostOperandsOfShort + 1);
   const bool isOther = countA == countB ? growing.knows(b) : countA < countB;
   const SymbolicExprId chain = isOther ? b : a, other = isOther ? a : b;
-  const bool mayGrow =
-      std::max(countA, countB) > fewOperands && c.roads.isOpen(FastRoad::GrowingConjunction);
+  const bool mayGrow = std::max(countA, countB) > mostOperandsOfShort &&
+                       c.roads.isOpen(FastRoad::GrowingConjunction);
   std::optional<SymbolicExprId> result;
   FastRoad road = FastRoad::GrowingConjunction;
   if (mayGrow && growing.isWorthKeeping(chain)) result = growing.extend(chain, other);

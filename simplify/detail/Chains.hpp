@@ -8,18 +8,9 @@
 #include "simplify/detail/Distribution.hpp"
 #include "simplify/detail/GrowingConjunction.hpp"
 #include "simplify/detail/Operands.hpp"
+#include "simplify/detail/WrittenOrder.hpp"
 
 namespace KS::detail {
-
-/// How a disjunction is written, for the one result that depends on it: two operands whose kinds
-/// have no order keep the order in which they were joined.
-class WrittenOrder {
- public:
-  virtual ~WrittenOrder() = default;
-  /// Whether the disjunction, taken two operands at a time as it is written, comes to the two in
-  /// this order.
-  virtual bool comesTo(SymbolicExprId aFirst, SymbolicExprId aSecond) const = 0;
-};
 
 /// The order of the rules for conjunctions and disjunctions.
 class Chains {
@@ -27,9 +18,10 @@ class Chains {
   explicit Chains(SimplifyContext& aContext)
       : c(aContext), join(aContext), growing(aContext, join), distribution(aContext, *this, join) {}
 
-  /// What a chain of simplified operands becomes.
+  /// What a chain of simplified operands becomes. A disjunction is written as `aWritten` says, or
+  /// as its two operands are given.
   SymbolicExprId simplify(const Connective& aKind, const SymbolicExprId* aOperands,
-                          std::size_t aCount, const WrittenOrder& aWritten);
+                          std::size_t aCount, const WrittenOrder* aWritten = nullptr);
   /// The same for operands whose order of writing does not matter.
   SymbolicExprId simplify(Operands& aOperands);
 

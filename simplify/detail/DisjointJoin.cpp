@@ -64,7 +64,7 @@ bool DisjointJoin::areDisjoint(const Range& aSubjects, const Range& aOthers) con
   const std::uint32_t* const all = subjects.data();
   Range less = aSubjects, more = aOthers;
   if (less.size() > more.size()) std::swap(less, more);
-  if (std::size_t{less.size()} * more.size() <= fewPairs) {
+  if (std::size_t{less.size()} * more.size() <= mostPairsCompared) {
     return !haveCommon(all + less.first, all + less.last, all + more.first, all + more.last);
   }
   const boost::unordered_flat_set<std::uint32_t> set(all + less.first, all + less.last);
@@ -126,13 +126,14 @@ std::optional<SymbolicExprId> DisjointJoin::extend(SymbolicExprId aChain, Symbol
   const Scope scope(*this);
   const Part other = takeApart(aOther);
   if (!other.isPlain || !c.finals.contains(aChain) || isConstant(aChain)) return std::nullopt;
-  if (other.subjects.size() <= fewSubjects && isDisjoint(aChain, other)) {
+  if (other.subjects.size() <= mostSubjectsSearched && isDisjoint(aChain, other)) {
     return append(aChain, other);
   }
   const Part whole = takeApart(aChain);
   if (!whole.isPlain) return std::nullopt;
   if (areDisjoint(other.subjects, whole.subjects)) return append(aChain, other);
-  if (std::size_t{other.operands.size()} * whole.operands.size() > fewPairs) return std::nullopt;
+  if (std::size_t{other.operands.size()} * whole.operands.size() > mostPairsCompared)
+    return std::nullopt;
   const std::optional<Part> added = withoutCommon(other, whole);
   if (!added) return std::nullopt;
   return added->operands.size() == 0 ? aChain : append(aChain, *added);

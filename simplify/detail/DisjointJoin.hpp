@@ -49,8 +49,11 @@ class Pool {
 /// it, anything else about itself. Operands whose subjects differ meet in no rule but distribution,
 /// so an operand that is a disjunction is left to the general road, as is one about many subjects.
 ///
-/// Saves: the net conditions of a tree of 10,000 blocks take half of the time, those with long
-/// conditions a third. Without it, `Chains` would give the same.
+/// Saves, in instructions of the benchmark's rows: with `FastRoad::DisjointJoin` closed, net
+/// conditions take 1.13 times as many and a conjunction of 4,096 that is built operand by operand
+/// 21 times; with `FastRoad::DisjointDistribution` closed, net conditions take 1.35 times as many,
+/// long ones 2.3 times, and simplifying conditions 1.23 times. `Chains` would give the same; it may
+/// go when closing the two no longer shows in these rows.
 class DisjointJoin {
  public:
   using Text = TextOrder::Text;
@@ -140,9 +143,9 @@ class DisjointJoin {
   // A negation about more subjects than this is left to the general road.
   static constexpr std::size_t mostSubjects = 64;
   // Up to so many pairs of subjects are compared one by one; more are searched for in a hash set.
-  static constexpr std::size_t fewPairs = 512;
+  static constexpr std::size_t mostPairsCompared = 512;
   // A chain is searched for up to so many subjects without taking it apart.
-  static constexpr std::size_t fewSubjects = 8;
+  static constexpr std::size_t mostSubjectsSearched = 8;
 
   bool isConstant(SymbolicExprId aId) const {
     return aId == c.constant(true) || aId == c.constant(false);

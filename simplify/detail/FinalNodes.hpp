@@ -18,7 +18,10 @@ namespace KS::detail {
 ///   holds a disjunction is not known: it was beyond the limits of distribution when it was built
 ///   among others, and alone it may be within them.
 ///
-/// Without it, `contains` would answer for leaves alone, and results would be the same.
+/// Saves, in instructions of the benchmark's rows: without it, simplifying conditions takes 1.8
+/// times as many, net conditions 3.5 times, long ones 5.9 times, and a conjunction of 4,096 that is
+/// built operand by operand 50 times. `contains` would answer for leaves alone, and results would
+/// be the same; it may go when closing `FastRoad::KnownFinal` no longer shows in these rows.
 class FinalNodes {
  public:
   FinalNodes(SymbolicExprTable& aTable, const FastRoads& aRoads)

@@ -125,10 +125,10 @@ void GrowingConjunction::Subjects::dropLast(std::size_t aCount) {
 
 bool GrowingConjunction::Subjects::containsAny(const std::uint32_t* aFirst,
                                                const std::uint32_t* aLast) {
-  constexpr std::size_t fewPairs = 512, fewSubjects = 8;
+  constexpr std::size_t mostPairsCompared = 512, mostSubjectsSearched = 8;
   const auto count = static_cast<std::size_t>(aLast - aFirst);
   const bool isFirst = !std::exchange(wasAsked, true);
-  if (all.size() * count <= fewPairs || (isFirst && count <= fewSubjects)) {
+  if (all.size() * count <= mostPairsCompared || (isFirst && count <= mostSubjectsSearched)) {
     return DisjointJoin::haveCommon(aFirst, aLast, all.data(), all.data() + all.size());
   }
   for (; inSet < all.size(); ++inSet) set.insert(all[inSet]);

@@ -72,4 +72,10 @@ bool orderTwo(SimplifyContext& c, SymbolicExprId& a, SymbolicExprId& b) {
   return rankA != rankB || isSameKind;
 }
 
+SymbolicExprId makeOrderedDisjunction(SimplifyContext& c, SymbolicExprId aOr) {
+  SymbolicExprId a = c.node(aOr).left(), b = c.node(aOr).right();
+  orderTwo(c, a, b);
+  return makeChain(c, SymbolicOp::Or, {a, b});
+}
+
 }  // namespace KS::detail

@@ -195,11 +195,14 @@ SymbolicExprId extendChain(SimplifyContext& c, SymbolicOp aOp, SymbolicExprId aC
 SymbolicExprId makeChain(SimplifyContext& c, SymbolicOp aOp, const Ids& aOperands);
 
 /// The canonical chain of operands among which no rule applies: left-deep in text order. Two
-/// operands of a disjunction have an order of their own, `inOrderOfTwo`.
+/// operands of a disjunction have an order of their own, `orderTwo`.
 SymbolicExprId canonicalChain(SimplifyContext& c, SymbolicOp aOp, Ids&& aOperands);
 
 /// Orders two operands of a disjunction, neither a disjunction itself: relations and negations by
 /// kind, operands of one kind by text. Returns whether that tells their order; others stay.
 bool orderTwo(SimplifyContext& c, SymbolicExprId& a, SymbolicExprId& b);
+
+/// The disjunction of two operands, neither a disjunction itself, with these in order.
+SymbolicExprId makeOrderedDisjunction(SimplifyContext& c, SymbolicExprId aOr);
 
 }  // namespace KS::detail

@@ -60,7 +60,7 @@ bool Products::takeNew() {
 }
 
 void Products::takeProduct(SymbolicExprId aId) {
-  if (factors.capacity() == 0) factors.reserve(fewProducts);
+  if (factors.capacity() == 0) factors.reserve(mostProductsPaired);
   const auto first = static_cast<Index>(factors.size());
   appendOperands(c, SymbolicOp::And, aId, factors);
   std::sort(factors.begin() + first, factors.end());
@@ -184,7 +184,7 @@ void Products::dropImpliedFactors() {
 // (a && b) || (a && b && c) -> a && b
 
 void Products::dropAbsorbedByProducts() {
-  if (products.size() <= fewProducts) {
+  if (products.size() <= mostProductsPaired) {
     for (Index i = 0; i < products.size(); ++i) {
       for (Index other = 0; other < products.size() && !products[i].isGone; ++other) {
         if (absorbs(other, i)) drop(i);

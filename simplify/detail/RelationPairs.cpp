@@ -260,10 +260,11 @@ void pairInOrder(SimplifyContext& c, const Connective& aKind, Ids& aGroup) {
 }  // namespace
 
 void pairRelations(SimplifyContext& c, const Connective& aKind, Ids& aGroup) {
-  constexpr std::size_t fewRelations = 16;
+  constexpr std::size_t mostRelationsPaired = 16;
   c.order.sort(aGroup.data(), aGroup.data() + aGroup.size());
   const bool areToIntegers = c.node(c.node(aGroup.front()).right()).is(SymbolicOp::IntValue);
-  if (areToIntegers && aGroup.size() > fewRelations && c.roads.isOpen(FastRoad::ThinnedRelations)) {
+  if (areToIntegers && aGroup.size() > mostRelationsPaired &&
+      c.roads.isOpen(FastRoad::ThinnedRelations)) {
     c.roads.took(FastRoad::ThinnedRelations);
     ThinnedRelations(c, aKind, aGroup).write(aGroup);
     c.order.sort(aGroup.data(), aGroup.data() + aGroup.size());

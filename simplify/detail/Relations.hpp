@@ -17,10 +17,11 @@ struct Relation {
 /// The relation that the node is, in its canonical orientation; nothing for other nodes.
 std::optional<Relation> relationOf(SimplifyContext& c, SymbolicExprId aId);
 
+/// `normalizeRelOp` for a node that may not be final.
+SymbolicExprId normalizeAnyRelOp(SimplifyContext& c, SymbolicExprId aId);
 /// A relation in its canonical orientation, a negated equality as inequality, and any other id
 /// unchanged.
 inline SymbolicExprId normalizeRelOp(SimplifyContext& c, SymbolicExprId aId) {
-  SymbolicExprId normalizeAnyRelOp(SimplifyContext&, SymbolicExprId);
   return c.finals.contains(aId) ? aId : normalizeAnyRelOp(c, aId);
 }
 

@@ -24,20 +24,14 @@ bool hasRules(SymbolicOp aKind) {
 }  // namespace
 
 SymbolicExprSimplifyVisitor::SymbolicExprSimplifyVisitor(SymbolicExprTable& aTable)
-    : SymbolicExprXFormVisitor(aTable), context(aTable), chains(context) {}
+    : SymbolicExprXFormVisitor(aTable), context(aTable), chains(context), results(context.finals) {}
 SymbolicExprSimplifyVisitor::~SymbolicExprSimplifyVisitor() = default;
 
 // ---------------------------------------------------------------------------------------------
 // The walk
 
 void SymbolicExprSimplifyVisitor::restart() {
-  // Emptying a map takes time in the most that it ever held.
-  constexpr std::size_t fewResults = 256;
-  if (results.bucket_count() > fewResults) {
-    results = {};
-  } else if (!results.empty()) {
-    results.clear();
-  }
+  results.clear();
   context.order.trim();
   context.distributedLiterals = 0;
 }
@@ -52,7 +46,7 @@ std::optional<SymbolicExprId> SymbolicExprSimplifyVisitor::conjoin(SymbolicExprI
   // true && b -> b
   if (a == context.constant(true)) return b;
   const SymbolicExprId both[] = {a, b};
-  const SymbolicExprId result = chains.simplify(conjunction, both, 2, *this);
+  const SymbolicExprId result = chains.simplify(conjunction, both, 2);
   return isFinal(result) ? std::optional(result) : std::nullopt;
 }
 
@@ -83,7 +77,7 @@ SymbolicExprId SymbolicExprSimplifyVisitor::rewrite(SymbolicExprId aId,
     node.result = rebuild(node);
   }
   if (node.result == aId) context.finals.addUnchanged(aId);
-  if (!isFinal(aId)) results.emplace(aId, node.result);
+  results.add(aId, node.result);
   return node.result;
 }
 
@@ -136,24 +130,6 @@ void SymbolicExprSimplifyVisitor::visit(const SymbolicDivideExpr&) {
   give(simplifyQuotient(result(), L, R));
 }
 
-void SymbolicExprSimplifyVisitor::visit(const SymbolicEqualExpr&) {
-  visitRelation(SymbolicOp::Equal);
-}
-void SymbolicExprSimplifyVisitor::visit(const SymbolicNotEqualExpr&) {
-  visitRelation(SymbolicOp::NotEqual);
-}
-void SymbolicExprSimplifyVisitor::visit(const SymbolicLessThanExpr&) {
-  visitRelation(SymbolicOp::LessThan);
-}
-void SymbolicExprSimplifyVisitor::visit(const SymbolicLessThanEqualExpr&) {
-  visitRelation(SymbolicOp::LessThanEqual);
-}
-void SymbolicExprSimplifyVisitor::visit(const SymbolicGreaterThanExpr&) {
-  visitRelation(SymbolicOp::GreaterThan);
-}
-void SymbolicExprSimplifyVisitor::visit(const SymbolicGreaterThanEqualExpr&) {
-  visitRelation(SymbolicOp::GreaterThanEqual);
-}
 void SymbolicExprSimplifyVisitor::visitRelation(SymbolicOp aOp) {
   const auto [L, R] = takeTwo();
   give(simplifyRelation(context, {aOp, L, R}));
@@ -163,98 +139,25 @@ void SymbolicExprSimplifyVisitor::visit(const SymbolicNotExpr&) {
   give(simplifyNot(context, visited != nullptr ? visited->operands[0] : pop()));
 }
 
-void SymbolicExprSimplifyVisitor::visit(const SymbolicAndExpr&) { visitChain(conjunction); }
-void SymbolicExprSimplifyVisitor::visit(const SymbolicOrExpr&) { visitChain(disjunction); }
 void SymbolicExprSimplifyVisitor::visitChain(const Connective& aKind) {
   if (visited != nullptr) {
-    return give(chains.simplify(aKind, visited->operands, visited->count, *this));
+    const WrittenOrder written(context, results, visited->id);
+    return give(chains.simplify(aKind, visited->operands, visited->count, &written));
   }
   const auto [L, R] = takeTwo();
-  written = {L, R};
   const SymbolicExprId both[] = {L, R};
-  give(chains.simplify(aKind, both, 2, *this));
-}
-
-// ---------------------------------------------------------------------------------------------
-// How a disjunction is written
-
-bool SymbolicExprSimplifyVisitor::comesTo(SymbolicExprId aFirst, SymbolicExprId aSecond) const {
-  return visited != nullptr ? isWrittenAs(visited->id, aFirst, aSecond)
-                            : written.L == aFirst && written.R == aSecond;
-}
-
-// A link comes to `first || second` where its two operands come to the one and the other, or where
-// both come to that. Inputs are older than their users, so ids tell the order of links.
-bool SymbolicExprSimplifyVisitor::isWrittenAs(SymbolicExprId aLink, SymbolicExprId aFirst,
-                                              SymbolicExprId aSecond) const {
-  const auto isOpenLink = [this](SymbolicExprId aId) {
-    return context.node(aId).is(SymbolicOp::Or) && !isFinal(aId);
-  };
-  std::vector<SymbolicExprId> links{aLink};
-  boost::unordered_flat_map<SymbolicExprId, bool> comes{{aLink, false}};
-  for (std::size_t i = 0; i < links.size(); ++i) {
-    const NodeView node = context.node(links[i]);
-    for (const SymbolicExprId input : {node.left(), node.right()}) {
-      if (isOpenLink(input) && comes.emplace(input, false).second) links.push_back(input);
-    }
-  }
-  std::sort(links.begin(), links.end());
-  const auto isThat = [&](SymbolicExprId aInput) {
-    if (isOpenLink(aInput)) return comes.at(aInput);
-    const NodeView node = context.node(known(aInput));
-    return node.is(SymbolicOp::Or) && node.left() == aFirst && node.right() == aSecond;
-  };
-  const auto isOperand = [&](SymbolicExprId aInput, SymbolicExprId aOperand) {
-    return !isOpenLink(aInput) && known(aInput) == aOperand;
-  };
-  for (const SymbolicExprId link : links) {
-    const NodeView node = context.node(link);
-    comes.at(link) = (isThat(node.left()) && isThat(node.right())) ||
-                     (isOperand(node.left(), aFirst) && isOperand(node.right(), aSecond));
-  }
-  return comes.at(aLink);
+  give(chains.simplify(aKind, both, 2));
 }
 
 // ---------------------------------------------------------------------------------------------
 // The rules one by one
 
-int SymbolicExprSimplifyVisitor::compareExprs(const SymbolicExprId& aLhs,
-                                              const SymbolicExprId& aRhs) const {
-  return context.order.compare(aLhs, aRhs);
-}
-
-void SymbolicExprSimplifyVisitor::normalizeAdd() {
+void SymbolicExprSimplifyVisitor::orderTop(void (*aOrder)(SimplifyContext&, SymbolicExprId&,
+                                                          SymbolicExprId&)) {
   SymbolicExprId R = pop(), L = pop();
-  orderSum(context, L, R);
+  aOrder(context, L, R);
   push(L);
   push(R);
-}
-
-void SymbolicExprSimplifyVisitor::normalizeMultiply() {
-  SymbolicExprId R = pop(), L = pop();
-  orderProduct(context, L, R);
-  push(L);
-  push(R);
-}
-
-SymbolicExprId SymbolicExprSimplifyVisitor::normalizeRelOp(SymbolicExprId aId) const {
-  return detail::normalizeRelOp(context, aId);
-}
-
-SymbolicExprId SymbolicExprSimplifyVisitor::normalizeSymbolicOrExpr(SymbolicExprId aOr) const {
-  SymbolicExprId a = context.node(aOr).left(), b = context.node(aOr).right();
-  orderTwo(context, a, b);
-  return makeChain(context, SymbolicOp::Or, {a, b});
-}
-
-void SymbolicExprSimplifyVisitor::getUniqueSymbolicAndExprs(const SymbolicExpr& aAnd,
-                                                            OperandSet& aSet) const {
-  addOperands(conjunction, aAnd, aSet);
-}
-
-void SymbolicExprSimplifyVisitor::getUniqueSymbolicOrExprs(const SymbolicExpr& aOr,
-                                                           OperandSet& aSet) const {
-  addOperands(disjunction, aOr, aSet);
 }
 
 void SymbolicExprSimplifyVisitor::addOperands(const Connective& aKind, const SymbolicExpr& aChain,
@@ -263,16 +166,6 @@ void SymbolicExprSimplifyVisitor::addOperands(const Connective& aKind, const Sym
   operands.add(aChain.getId(result()));
   const Ids all = operands.list();
   aSet.insert(all.begin(), all.end());
-}
-
-void SymbolicExprSimplifyVisitor::simplifyANDExprWithNOTTerms(
-    OperandSet& aSet, const SymbolicExprId& aNotTerm) const {
-  decideByNotTerm(conjunction, aSet, aNotTerm);
-}
-
-void SymbolicExprSimplifyVisitor::simplifyORExprWithNOTTerms(OperandSet& aSet,
-                                                             const SymbolicExprId& aNotTerm) const {
-  decideByNotTerm(disjunction, aSet, aNotTerm);
 }
 
 void SymbolicExprSimplifyVisitor::decideByNotTerm(const Connective& aKind, OperandSet& aSet,

@@ -2,14 +2,15 @@
 #pragma once
 
 #include <boost/container/flat_set.hpp>
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <functional>
 #include <optional>
 
 #include "base/SymbolicExprXFormVisitor.hpp"
 #include "base/detail/Walk.hpp"
+#include "simplify/detail/Arithmetic.hpp"
 #include "simplify/detail/Chains.hpp"
+#include "simplify/detail/PassResults.hpp"
 #include "simplify/detail/SimplifyContext.hpp"
 
 namespace KS {
@@ -23,8 +24,7 @@ namespace KS {
 /// see two operands where nothing else is said, which may be chains themselves; visiting a longer
 /// chain link by link, as `accept` does, gives an equivalent expression, but not always the same
 /// id.
-class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor,
-                                          private detail::WrittenOrder {
+class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor {
  public:
   /// The operands of a flattened conjunction or disjunction, ordered by id.
   using OperandSet = boost::container::flat_set<SymbolicExprId>;
@@ -49,46 +49,64 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor,
   bool isFinal(SymbolicExprId aId) const { return context.finals.contains(aId); }
 
   using SymbolicExprXFormVisitor::visit;
-  void visit(const SymbolicPlusExpr& aExpr) override;
-  void visit(const SymbolicMinusExpr& aExpr) override;
-  void visit(const SymbolicMultiplyExpr& aExpr) override;
-  void visit(const SymbolicDivideExpr& aExpr) override;
-  void visit(const SymbolicEqualExpr& aExpr) override;
-  void visit(const SymbolicNotEqualExpr& aExpr) override;
-  void visit(const SymbolicLessThanExpr& aExpr) override;
-  void visit(const SymbolicLessThanEqualExpr& aExpr) override;
-  void visit(const SymbolicGreaterThanExpr& aExpr) override;
-  void visit(const SymbolicGreaterThanEqualExpr& aExpr) override;
-  void visit(const SymbolicAndExpr& aExpr) override;
-  void visit(const SymbolicOrExpr& aExpr) override;
-  void visit(const SymbolicNotExpr& aExpr) override;
+  void visit(const SymbolicPlusExpr&) override;
+  void visit(const SymbolicMinusExpr&) override;
+  void visit(const SymbolicMultiplyExpr&) override;
+  void visit(const SymbolicDivideExpr&) override;
+  void visit(const SymbolicEqualExpr&) override { visitRelation(SymbolicOp::Equal); }
+  void visit(const SymbolicNotEqualExpr&) override { visitRelation(SymbolicOp::NotEqual); }
+  void visit(const SymbolicLessThanExpr&) override { visitRelation(SymbolicOp::LessThan); }
+  void visit(const SymbolicLessThanEqualExpr&) override {
+    visitRelation(SymbolicOp::LessThanEqual);
+  }
+  void visit(const SymbolicGreaterThanExpr&) override { visitRelation(SymbolicOp::GreaterThan); }
+  void visit(const SymbolicGreaterThanEqualExpr&) override {
+    visitRelation(SymbolicOp::GreaterThanEqual);
+  }
+  void visit(const SymbolicAndExpr&) override { visitChain(detail::conjunction); }
+  void visit(const SymbolicOrExpr&) override { visitChain(detail::disjunction); }
+  void visit(const SymbolicNotExpr&) override;
 
   // The rules one by one, for those who look at one alone.
 
   /// Three-way comparison of the rendered texts.
-  int compareExprs(const SymbolicExprId& aLhs, const SymbolicExprId& aRhs) const;
+  int compareExprs(const SymbolicExprId& aLhs, const SymbolicExprId& aRhs) const {
+    return context.order.compare(aLhs, aRhs);
+  }
   /// Orders the two ids on top of the stack as operands of a sum.
-  void normalizeAdd();
+  void normalizeAdd() { orderTop(detail::orderSum); }
   /// Orders the two ids on top of the stack as operands of a product.
-  void normalizeMultiply();
+  void normalizeMultiply() { orderTop(detail::orderProduct); }
   /// A relation in its canonical orientation, a negated equality as inequality, and any other id
   /// unchanged.
-  SymbolicExprId normalizeRelOp(SymbolicExprId aId) const;
+  SymbolicExprId normalizeRelOp(SymbolicExprId aId) const {
+    return detail::normalizeRelOp(context, aId);
+  }
   /// Adds the operands of a chain of conjunctions to the set.
-  void getUniqueSymbolicAndExprs(const SymbolicExpr& aAnd, OperandSet& aSet) const;
+  void getUniqueSymbolicAndExprs(const SymbolicExpr& aAnd, OperandSet& aSet) const {
+    addOperands(detail::conjunction, aAnd, aSet);
+  }
   /// Adds the operands of a chain of disjunctions to the set.
-  void getUniqueSymbolicOrExprs(const SymbolicExpr& aOr, OperandSet& aSet) const;
+  void getUniqueSymbolicOrExprs(const SymbolicExpr& aOr, OperandSet& aSet) const {
+    addOperands(detail::disjunction, aOr, aSet);
+  }
   /// For !y among the operands of a conjunction: the set becomes {FALSE} where y, or all operands
   /// of the conjunction y, are in it.
-  void simplifyANDExprWithNOTTerms(OperandSet& aSet, const SymbolicExprId& aNotTerm) const;
+  void simplifyANDExprWithNOTTerms(OperandSet& aSet, const SymbolicExprId& aNotTerm) const {
+    decideByNotTerm(detail::conjunction, aSet, aNotTerm);
+  }
   /// For !y among the operands of a disjunction: the set becomes {TRUE} where y, or all operands of
   /// the disjunction y, are in it.
-  void simplifyORExprWithNOTTerms(OperandSet& aSet, const SymbolicExprId& aNotTerm) const;
+  void simplifyORExprWithNOTTerms(OperandSet& aSet, const SymbolicExprId& aNotTerm) const {
+    decideByNotTerm(detail::disjunction, aSet, aNotTerm);
+  }
   /// Removes a conjunction from the operands of a disjunction where one of its own operands is a
   /// disjunction of other operands in the set.
   void simplifyORExprForAbsorptionRule(OperandSet& aSet, const SymbolicExprId& aTerm) const;
   /// A disjunction of two operands, neither a disjunction itself, in canonical order.
-  SymbolicExprId normalizeSymbolicOrExpr(SymbolicExprId aOr) const;
+  SymbolicExprId normalizeSymbolicOrExpr(SymbolicExprId aOr) const {
+    return detail::makeOrderedDisjunction(context, aOr);
+  }
 
   /// What all rules share; tests close roads of it.
   detail::SimplifyContext& getContext() { return context; }
@@ -97,26 +115,21 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor,
   template <class Rules>
   friend SymbolicExprId detail::rewriteDistinct(detail::RewriteStack&, SymbolicExprId, Rules&);
 
-  SymbolicExprId known(SymbolicExprId aId) const {
-    if (isFinal(aId)) return aId;
-    const auto rewritten = results.find(aId);
-    return rewritten == results.end() ? invalidSymbolicExprId : rewritten->second;
-  }
+  SymbolicExprId known(SymbolicExprId aId) const { return results.find(aId); }
   template <class List>
   void appendOperands(SymbolicExprId aId, List& aOperands) const;
   SymbolicExprId rewrite(SymbolicExprId aId, const SymbolicExprId* aOperands, std::size_t aCount);
   struct Visited;
   SymbolicExprId rebuild(const Visited& aNode);
-  bool comesTo(SymbolicExprId aFirst, SymbolicExprId aSecond) const override;
   void addOperands(const detail::Connective& aKind, const SymbolicExpr& aChain,
                    OperandSet& aSet) const;
   void decideByNotTerm(const detail::Connective& aKind, OperandSet& aSet,
                        SymbolicExprId aNotTerm) const;
-  bool isWrittenAs(SymbolicExprId aLink, SymbolicExprId aFirst, SymbolicExprId aSecond) const;
 
   struct Two {
     SymbolicExprId L, R;
   };
+  void orderTop(void (*aOrder)(detail::SimplifyContext&, SymbolicExprId&, SymbolicExprId&));
   Two takeTwo();
   void give(SymbolicExprId aResult);
   void visitRelation(SymbolicOp aOp);
@@ -124,8 +137,7 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor,
 
   mutable detail::SimplifyContext context;
   detail::Chains chains;
-  // What a pass makes of the ids that it changes. That it gives others back, the table remembers.
-  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
+  detail::PassResults results;
   detail::RewriteStack stack;
 
   // What the walk visits: the node, its operands and what comes of them. In a walk by `accept`
@@ -137,8 +149,6 @@ class SymbolicExprSimplifyVisitor final : public SymbolicExprXFormVisitor,
     SymbolicExprId result;
   };
   Visited* visited = nullptr;
-  // The operands of the chain that `accept` visits.
-  Two written{};
 };
 
 }  // namespace KS

@@ -18,7 +18,7 @@ TextOrder::TextOrder(const SymbolicExprTable& aTable)
 
 TextOrder::Key TextOrder::key(SymbolicExprId aId) {
   const auto id = static_cast<std::uint32_t>(aId);
-  if (kindOf(aId) != SymbolicOp::And) {
+  if (!node(aId).is(SymbolicOp::And)) {
     return {firstBytes(aId).number, FirstBytes::capacity, id, 0, 0};
   }
   const std::size_t first = operands.size();
@@ -26,9 +26,7 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
     operands.push_back(text(aOperand, leftOf(aOperand)));
   };
   SymbolicExprId link = aId;
-  for (; kindOf(link) == SymbolicOp::And; link = digests[link].first) {
-    add(digests[link].second);
-  }
+  for (; node(link).is(SymbolicOp::And); link = node(link).left()) add(node(link).right());
   add(link);
   std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(first), operands.end());
   Key result = key(aId, operands.data(), static_cast<std::uint32_t>(first),
@@ -38,10 +36,7 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
 }
 
 // Whether the operand stands without parentheses in a conjunction.
-bool TextOrder::isBare(SymbolicExprId aOperand) const {
-  const SymbolicOp op = kindOf(aOperand);
-  return op != SymbolicOp::And && op != SymbolicOp::Or;
-}
+bool TextOrder::isBare(SymbolicExprId aOperand) const { return !node(aOperand).isConnective(); }
 
 FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
   const Begun& kept = begun[aId % begun.size()];
@@ -53,13 +48,11 @@ FirstBytes TextOrder::firstBytes(SymbolicExprId aId) {
 
 void TextOrder::keep(SymbolicExprId aId, const FirstBytes& aBytes) {
   begun[aId % begun.size()] = {aBytes.number, static_cast<std::uint32_t>(aId),
-                               static_cast<std::uint8_t>(aBytes.length),
-                               kindOf(aId) == SymbolicOp::String};
+                               static_cast<std::uint8_t>(aBytes.length), isSymbol(aId)};
 }
 
 TextOrder::Text TextOrder::readText(SymbolicExprId aId, SymbolicExprId aLeft) {
-  const bool isSymbol = kindOf(aLeft) == SymbolicOp::String;
-  const FirstBytes bytes = firstBytes(isSymbol ? aLeft : aId);
+  const FirstBytes bytes = firstBytes(isSymbol(aLeft) ? aLeft : aId);
   return {bytes.number, bytes.length, static_cast<std::uint32_t>(aId)};
 }
 
@@ -69,7 +62,7 @@ FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
   boost::container::small_vector<SymbolicExprId, 4> passed;
   SymbolicExprId first = aId;
   for (std::size_t links = 1; startsWithLeft(first); ++links) {
-    first = digests[first].first;
+    first = node(first).left();
     const Begun& below = begun[first % begun.size()];
     if (below.id == first && below.length == FirstBytes::capacity) {
       return {below.number, below.length};
@@ -84,17 +77,16 @@ FirstBytes TextOrder::readFirstBytes(SymbolicExprId aId) {
 
 // The first bytes of an operation with that leaf, or other node, at the end of its left edge.
 FirstBytes TextOrder::bytesFromLeftmost(SymbolicExprId aId, SymbolicExprId aFirst) {
-  if (kindOf(aFirst) != SymbolicOp::String) {
-    return FirstBytes(keptStart(aId).view());
-  }
+  if (!isSymbol(aFirst)) return FirstBytes(keptStart(aId).view());
   FirstBytes bytes(static_cast<const SymbolicString&>(*table.get(aFirst)).getText());
-  const NodeDigest& node = digests[aId];
   if (aFirst == aId || bytes.isFull()) return bytes;
+  const NodeView whole = node(aId);
   // Most relations by far are between a symbol and a literal or a symbol.
-  const bool isOfLeaves = node.first == aFirst && kindOf(node.second) <= SymbolicOp::IntValue;
+  const bool isOfLeaves = isBinaryOperator(whole.kind()) && whole.left() == aFirst &&
+                          (isSymbol(whole.right()) || node(whole.right()).is(SymbolicOp::IntValue));
   if (!isOfLeaves) return FirstBytes(keptStart(aId).view());
-  bytes.append(operatorText(static_cast<SymbolicOp>(node.kind)).spelling(false));
-  bytes.append(firstBytes(node.second));
+  bytes.append(operatorText(whole.kind()).spelling(false));
+  bytes.append(firstBytes(whole.right()));
   return bytes;
 }
 
@@ -147,23 +139,18 @@ int TextOrder::compareBehind(SymbolicExprId a, SymbolicExprId b) {
 // The order of relations of one kind about one operand to leaves, and of negations of symbols: they
 // differ in these leaves alone.
 std::optional<int> TextOrder::compareLastLeaves(SymbolicExprId a, SymbolicExprId b) {
-  const NodeDigest& x = digests[a];
-  const NodeDigest& y = digests[b];
+  const NodeView x = node(a), y = node(b);
   const auto isBareLeaf = [this](SymbolicExprId aId) {
-    const NodeDigest& node = digests[aId];
-    const auto kind = static_cast<SymbolicOp>(node.kind);
-    return kind == SymbolicOp::String ||
-           (kind == SymbolicOp::IntValue && static_cast<std::int32_t>(node.first) >= 0);
+    return isSymbol(aId) || (node(aId).is(SymbolicOp::IntValue) && node(aId).intValue() >= 0);
   };
-  const auto kind = static_cast<SymbolicOp>(x.kind);
   const auto compareLeaves = [&](SymbolicExprId aLeft, SymbolicExprId aRight) {
     return isBareLeaf(aLeft) && isBareLeaf(aRight)
                ? std::optional(start(aLeft).text.compare(start(aRight).text))
                : std::nullopt;
   };
-  if (x.kind != y.kind) return std::nullopt;
-  if (isRelation(kind) && x.first == y.first) return compareLeaves(x.second, y.second);
-  return kind == SymbolicOp::Not ? compareLeaves(x.first, y.first) : std::nullopt;
+  if (x.kind() != y.kind()) return std::nullopt;
+  if (x.isRelation() && x.left() == y.left()) return compareLeaves(x.right(), y.right());
+  return x.is(SymbolicOp::Not) ? compareLeaves(x.left(), y.left()) : std::nullopt;
 }
 
 bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
@@ -176,7 +163,7 @@ bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
 
 TextOrder::Start TextOrder::start(SymbolicExprId aId) {
   // A symbol is its own text.
-  if (kindOf(aId) == SymbolicOp::String) {
+  if (isSymbol(aId)) {
     return {static_cast<const SymbolicString&>(*table.get(aId)).getText(), true};
   }
   const TextStart& begin = keptStart(aId);
@@ -189,13 +176,12 @@ TextOrder::Start TextOrder::start(SymbolicExprId aId) {
 // edge is walked once: every so often, a node's start is kept.
 const TextStart& TextOrder::keptStart(SymbolicExprId aId) {
   if (const auto known = starts.find(aId); known != starts.end()) return *known->second;
-  const auto left = [this](SymbolicExprId id) { return SymbolicExprId{digests[id].first}; };
   boost::container::small_vector<SymbolicExprId, 4> passed;
   SymbolicExprId deep = aId, below = aId;
   const TextStart* found = nullptr;
   for (std::size_t links = 1; startsWithLeft(below) && found == nullptr; ++links) {
-    below = left(below);
-    if (links > TextStart::capacity + 1) deep = left(deep);
+    below = node(below).left();
+    if (links > TextStart::capacity + 1) deep = node(deep).left();
     if (links % linksBetweenKept != 0) continue;
     passed.push_back(below);
     const auto known = starts.find(below);
@@ -214,12 +200,9 @@ const TextStart& TextOrder::keptStart(SymbolicExprId aId) {
 }
 
 bool TextOrder::startsWithLeft(SymbolicExprId aId) const {
-  const NodeDigest& node = digests[aId];
-  const auto op = static_cast<SymbolicOp>(node.kind);
-  const bool isBinary =
-      op >= SymbolicOp::Plus && op <= SymbolicOp::ShiftRight && node.second != NodeDigest::none;
-  if (!isBinary) return false;
-  const SymbolicOp left = kindOf(node.first);
+  const SymbolicOp op = node(aId).kind();
+  if (!isBinaryOperator(op)) return false;
+  const SymbolicOp left = node(node(aId).left()).kind();
   return operatorText(left).spelling(false) == nullptr ||
          operatorText(left).precedence <= operatorText(op).precedence;
 }
@@ -265,12 +248,11 @@ int TextOrder::compareWholly(SymbolicExprId a, SymbolicExprId b) {
 int TextOrder::compareLeads(SymbolicExprId a, SymbolicExprId b) {
   constexpr int mostLinks = 8;
   const auto lead = [this](SymbolicExprId aId) {
-    for (int i = 0; i < mostLinks && startsWithLeft(aId); ++i) aId = digests[aId].first;
+    for (int i = 0; i < mostLinks && startsWithLeft(aId); ++i) aId = node(aId).left();
     return aId;
   };
   const SymbolicExprId x = lead(a), y = lead(b);
-  const bool areSymbols = kindOf(x) == SymbolicOp::String && kindOf(y) == SymbolicOp::String;
-  return x == y || !areSymbols ? 0 : compareStarts(start(x), start(y));
+  return x == y || !isSymbol(x) || !isSymbol(y) ? 0 : compareStarts(start(x), start(y));
 }
 
 // What the starts of two texts decide.

@@ -42,8 +42,24 @@ struct FirstBytes {
   }
 };
 
-/// Orders expressions by text, so that the order is the same in every table and every run. Keeps
-/// the first bytes of every text, which mostly decide; no text is ever written as a whole.
+/// Orders expressions by text, so that the order is the same in every table and every run. No text
+/// is ever written as a whole: two texts are compared by a ladder, of which each rung is climbed
+/// only where those below leave the order open.
+///
+/// 1. The first eight bytes, as one number. A comparison of integers; the number of an id is kept
+///    in a direct-mapped cache, and costs a walk down the left edge where it is not there.
+/// 2. Of two conjunctions, the first operands that differ, by their first bytes, then by rungs 4
+///    and 5. A step for each operand that they have in common.
+/// 3. Of relations of one kind about one operand, and of negated symbols, the leaves in which they
+///    differ (`compareLastLeaves`). A comparison of two names or numbers.
+/// 4. The symbols with which they begin (`compareLeads`). A few steps down both left edges and a
+///    comparison of two names.
+/// 5. How they begin, some thirty bytes (`start`). Written once for each id, or for all ids above
+///    a long left edge, and kept in a hash map.
+/// 6. The texts from end to end, as far as they agree (`compareTexts`). Time in what they have in
+///    common; the answer is kept, since sorting asks again.
+///
+/// Of two expressions with one text, their structure decides.
 class TextOrder {
  public:
   /// An id with the first bytes of its text, or as many of them as are at hand.
@@ -73,8 +89,7 @@ class TextOrder {
   /// The left operand of a relation, whose text mostly is the beginning of the relation's and is
   /// shared by many; any other id itself.
   SymbolicExprId leftOf(SymbolicExprId aId) const {
-    const NodeDigest& node = digests[aId];
-    return isRelation(static_cast<SymbolicOp>(node.kind)) ? SymbolicExprId{node.first} : aId;
+    return node(aId).isRelation() ? node(aId).left() : aId;
   }
 
   /// How the text of an id begins, whose `leftOf` the caller has.
@@ -120,7 +135,8 @@ class TextOrder {
   void trim();
 
  private:
-  SymbolicOp kindOf(SymbolicExprId aId) const { return NodeView(digests, aId).kind(); }
+  NodeView node(SymbolicExprId aId) const { return {digests, aId}; }
+  bool isSymbol(SymbolicExprId aId) const { return node(aId).is(SymbolicOp::String); }
 
   // How a text begins, or all of it.
   struct Start {
