@@ -12,8 +12,8 @@
 #include <string>
 #include <unordered_set>
 
-#include "all.hpp"
 #include "bench/Measure.hpp"
+#include "core.hpp"
 
 namespace KSBench {
 

@@ -7,11 +7,11 @@
 #include <memory>
 #include <set>
 
-#include "all.hpp"
 #include "bench/Corpus.hpp"
 #include "bench/Measure.hpp"
 #include "bench/Term.hpp"
 #include "bench/TreeCustomizer.hpp"
+#include "core.hpp"
 
 namespace KSBench {
 

@@ -1,10 +1,10 @@
 // The library itself.
 #include <cmath>
 
-#include "all.hpp"
 #include "bench/Engine.hpp"
 #include "bench/Measure.hpp"
 #include "bench/TreeCustomizer.hpp"
+#include "core.hpp"
 
 namespace KSBench {
 

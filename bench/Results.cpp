@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
-#include "all.hpp"
 #include "bench/Corpus.hpp"
+#include "core.hpp"
 #include "tests/support/RandomText.hpp"
 
 /// A block of a model; the library only points to it.

@@ -1,5 +1,5 @@
 // A host in one file: its blocks, what the library wants to know about them, and its questions.
-#include <KSSymbolicExpr/all.hpp>
+#include <KSSymbolicExpr/core.hpp>
 #include <exception>
 #include <iomanip>
 #include <iostream>

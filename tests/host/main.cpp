@@ -1,6 +1,6 @@
 // Checks that the library calls the services of the host that it was built with. The last one does
 // not return: the exit status 7 is the host's.
-#include <KSSymbolicExpr/all.hpp>
+#include <KSSymbolicExpr/core.hpp>
 #include <cstdio>
 #include <host/KSHost.hpp>
 #include <string>

@@ -1,6 +1,6 @@
 // A user of the installed library: reads, simplifies and prints a condition, and catches the host's
 // exception across the library's border.
-#include <KSSymbolicExpr/all.hpp>
+#include <KSSymbolicExpr/core.hpp>
 #include <KSSymbolicExpr/host/KSHost.hpp>
 #include <cstdio>
 #include <string>

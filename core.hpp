@@ -1,0 +1,28 @@
+// Every public class of the library but the grammar's and the syntax tree's, which bring much of
+// Boost and take seconds to compile.
+#pragma once
+
+#include "base/KSApi.hpp"
+#include "base/KSSymbolicExpr.hpp"
+#include "base/KSVersion.hpp"
+#include "base/SymbolicExprCopy.hpp"
+#include "base/SymbolicExprId.hpp"
+#include "base/SymbolicExprSymbols.hpp"
+#include "base/SymbolicExprTable.hpp"
+#include "base/SymbolicExprVisitor.hpp"
+#include "base/SymbolicExprXFormVisitor.hpp"
+#include "base/SymbolicOp.hpp"
+#include "eval/Eval.hpp"
+#include "eval/SymbolicExprEval.hpp"
+#include "eval/SymbolicExprEvalError.hpp"
+#include "parser/SymbolicExprParser.hpp"
+#include "print/PreprocessorVCExpr.hpp"
+#include "print/StringifySymbolicExpr.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+#include "simplify/SymbolicExprSimplify.hpp"
+#include "variants/VCCustomizer.hpp"
+#include "variants/VCService.hpp"
+#include "xform/SymbolicExprC2M.hpp"
+#include "xform/SymbolicExprCast2Int.hpp"
+#include "xform/SymbolicExprFactorDivision.hpp"
+#include "xform/SymbolicExprM2C.hpp"
