@@ -440,7 +440,7 @@ class KS_API SymbolicNDExpr final : public SymbolicMultiExpr {
 
  private:
   friend struct detail::Intern;
-  explicit SymbolicNDExpr(const std::vector<SymbolicExprId>& aElements);
+  KS_HIDDEN explicit SymbolicNDExpr(const std::vector<SymbolicExprId>& aElements);
 };
 
 // ---------------------------------------------------------------------------------------------

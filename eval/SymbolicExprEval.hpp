@@ -62,14 +62,14 @@ class KS_API SymbolicExprEvalImpl : public SymbolicExprVisitor {
     SymbolicExprId deferred;
   };
 
-  void push(Eval::Value aValue);
-  void defer(const SymbolicExpr& aExpr);
-  Entry pop();
-  Eval::Value valueOf(const Entry& aEntry);
-  void binary(SymbolicOp aOp);
-  void unary(SymbolicOp aOp);
-  void list(std::size_t aCount);
-  void call(const SymbolicExpr& aExpr);
+  KS_HIDDEN void push(Eval::Value aValue);
+  KS_HIDDEN void defer(const SymbolicExpr& aExpr);
+  KS_HIDDEN Entry pop();
+  KS_HIDDEN Eval::Value valueOf(const Entry& aEntry);
+  KS_HIDDEN void binary(SymbolicOp aOp);
+  KS_HIDDEN void unary(SymbolicOp aOp);
+  KS_HIDDEN void list(std::size_t aCount);
+  KS_HIDDEN void call(const SymbolicExpr& aExpr);
 
   const SymbolicExprTable* table;
   std::deque<Entry> stack;

@@ -93,17 +93,17 @@ class KS_API StringifySymbolicExpr : public SymbolicExprVisitor {
     unsigned precedence;
   };
 
-  void addLength(std::size_t aMore);
-  std::uint32_t write(std::string_view aText);
-  void requireFragments(std::size_t aCount) const;
-  bool canInsert(const Fragment& aFragment) const;
-  void link(Fragment& aFragment, std::uint32_t aBegin, std::uint32_t aEnd);
-  bool canExtendStart(const Fragment& aFragment) const;
-  void prepend(Fragment& aFragment, std::string_view aText);
-  void append(Fragment& aFragment, std::string_view aText);
-  void writeBefore(Fragment& aFragment, std::string_view aText);
-  void concat(Fragment& aLeft, const Fragment& aRight);
-  void joinArguments(std::size_t aCount);
+  KS_HIDDEN void addLength(std::size_t aMore);
+  KS_HIDDEN std::uint32_t write(std::string_view aText);
+  KS_HIDDEN void requireFragments(std::size_t aCount) const;
+  KS_HIDDEN bool canInsert(const Fragment& aFragment) const;
+  KS_HIDDEN void link(Fragment& aFragment, std::uint32_t aBegin, std::uint32_t aEnd);
+  KS_HIDDEN bool canExtendStart(const Fragment& aFragment) const;
+  KS_HIDDEN void prepend(Fragment& aFragment, std::string_view aText);
+  KS_HIDDEN void append(Fragment& aFragment, std::string_view aText);
+  KS_HIDDEN void writeBefore(Fragment& aFragment, std::string_view aText);
+  KS_HIDDEN void concat(Fragment& aLeft, const Fragment& aRight);
+  KS_HIDDEN void joinArguments(std::size_t aCount);
 
   std::vector<Fragment> stack;
   const SymbolicExprPrinter::Predicate* predicate;

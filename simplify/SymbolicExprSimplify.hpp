@@ -51,7 +51,7 @@ class KS_API SymbolicExprSimplify {
   std::vector<SymbolicExprId> explain(SymbolicExprId aId) const;
 
  private:
-  void addBoolSymbols() const;
+  KS_HIDDEN void addBoolSymbols() const;
   template <class Use>
   auto withVisitor(Use aUse) const;
   template <class OnResult>

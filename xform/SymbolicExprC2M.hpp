@@ -44,7 +44,7 @@ class KS_API SymbolicExprC2MVisitor : public SymbolicExprXFormVisitor {
   void visit(const SymbolicShiftRightExpr& aExpr) override;
 
  private:
-  void pushCall(SymbolicOp aOp);
+  KS_HIDDEN void pushCall(SymbolicOp aOp);
 
   std::array<SymbolicExprId, 7> names;
 };

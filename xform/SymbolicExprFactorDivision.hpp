@@ -47,9 +47,9 @@ class KS_API SymbolicExprFactorDivisionVisitor : public SymbolicExprXFormVisitor
 
  private:
   struct Fraction;
-  Fraction popFraction();
-  SymbolicExprId times(SymbolicExprId aLeft, SymbolicExprId aRight) const;
-  void pushQuotient(SymbolicExprId aNumerator, SymbolicExprId aDenominator);
+  KS_HIDDEN Fraction popFraction();
+  KS_HIDDEN SymbolicExprId times(SymbolicExprId aLeft, SymbolicExprId aRight) const;
+  KS_HIDDEN void pushQuotient(SymbolicExprId aNumerator, SymbolicExprId aDenominator);
 };
 
 }  // namespace KS
