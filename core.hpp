@@ -22,6 +22,7 @@
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "variants/VCCustomizer.hpp"
 #include "variants/VCService.hpp"
+#include "version.hpp"
 #include "xform/SymbolicExprC2M.hpp"
 #include "xform/SymbolicExprCast2Int.hpp"
 #include "xform/SymbolicExprFactorDivision.hpp"
