@@ -10,6 +10,9 @@ namespace {
 
 // Of so many members, each with the kernels below it, the best is taken.
 constexpr std::size_t maxMembersTried = 8;
+// Work on the first kernel that all others together may take, and so much beside.
+constexpr std::size_t kernelsPerFirst = 8;
+constexpr std::size_t alwaysAllowed = std::size_t{1} << 14;
 
 // The hash of a clause is the sum of those of its members, so that the hash of what division leaves
 // is a difference.
@@ -44,129 +47,162 @@ Clause joined(const Clause& a, const Clause& b) {
   return all;
 }
 
-// Takes out of the clauses what all of them have.
-void removeCommon(std::vector<Clause>& aClauses) {
-  Clause common = aClauses.front();
-  for (const Clause& clause : aClauses) {
-    Clause both;
-    std::set_intersection(common.begin(), common.end(), clause.begin(), clause.end(),
-                          std::back_inserter(both));
-    common = std::move(both);
-    if (common.empty()) return;
-  }
-  for (Clause& clause : aClauses) clause = without(clause, common);
+// A bit or more for every member: those of a part are among those of the whole.
+std::uint64_t signatureOf(const Clause& aClause) {
+  std::uint64_t signature = 0;
+  for (const Formula member : aClause) signature |= std::uint64_t{1} << (hashOf(member) >> 58);
+  return signature;
 }
 
 }  // namespace
 
-Clauses::Clauses(const Formulas& aFormulas, std::vector<Clause> aClauses, std::size_t& aWork,
-                 std::size_t aMaxWork)
-    : formulas(aFormulas), clauses(std::move(aClauses)), work(aWork), maxWork(aMaxWork) {
-  file();
-  dropImplied();
-}
-
-// Finds clauses by their members and by their hashes.
-void Clauses::file() {
-  places.clear();
-  byHash.clear();
-  hashes.clear();
+Clauses::Clauses(const Formulas& aFormulas, std::vector<Clause> aClauses, FactoringWork& aWork)
+    : formulas(aFormulas),
+      clauses(std::move(aClauses)),
+      isGone(clauses.size(), false),
+      work(aWork) {
   for (std::uint32_t i = 0; i < clauses.size(); ++i) {
-    for (const Formula member : clauses[i]) places[member.code()].push_back(i);
+    for (const Formula member : clauses[i]) {
+      places[member.code()].push_back(i);
+      ++counts[member.code()];
+    }
     hashes.push_back(hashOf(clauses[i]));
     byHash.emplace(hashes.back(), i);
+    work.done += clauses[i].size();
+  }
+  dropImplied();
+  for (std::size_t i = 0; i < clauses.size(); ++i) {
+    if (isGone[i]) continue;
+    for (const Formula member : clauses[i]) {
+      const std::uint32_t count = counts[member.code()];
+      // Once for every member, at its first place.
+      if (count > 1 && places[member.code()].front() == i) {
+        promises.push({(count - 1) * formulas.literals(member), member});
+      }
+    }
   }
 }
 
-bool Clauses::mayWork(std::size_t aSteps) {
-  work += aSteps;
-  return work <= maxWork;
+void Clauses::drop(std::uint32_t aPlace) {
+  if (isGone[aPlace]) return;
+  isGone[aPlace] = true;
+  for (const Formula member : clauses[aPlace]) --counts[member.code()];
 }
 
-const Clauses::Places& Clauses::placesOf(Formula aMember) const {
-  static const Places none;
-  const auto found = places.find(aMember.code());
-  return found == places.end() ? none : found->second;
+void Clauses::dropImplied() {
+  std::vector<std::uint64_t> signatures;
+  for (const Clause& clause : clauses) signatures.push_back(signatureOf(clause));
+  for (std::uint32_t i = 0; i < clauses.size(); ++i) {
+    if (isGone[i]) continue;
+    for (const std::uint32_t other : fewestPlaces(clauses[i])) {
+      ++work.done;
+      if ((signatures[i] & ~signatures[other]) != 0 || other == i || isGone[other]) continue;
+      work.done += clauses[i].size();
+      if (!work.isThorough()) return;
+      if (isWithin(clauses[i], clauses[other])) drop(other);
+    }
+  }
 }
 
 // The places of the member that is in the fewest clauses.
 const Clauses::Places& Clauses::fewestPlaces(const Clause& aClause) const {
-  const Places* fewest = &placesOf(aClause.front());
+  static const Places none;
+  const Places* fewest = nullptr;
   for (const Formula member : aClause) {
-    const Places& its = placesOf(member);
-    if (its.size() < fewest->size()) fewest = &its;
+    const auto found = places.find(member.code());
+    if (found == places.end()) return none;
+    if (fewest == nullptr || found->second.size() < fewest->size()) fewest = &found->second;
   }
-  return *fewest;
+  return fewest == nullptr ? none : *fewest;
 }
 
-void Clauses::dropImplied() {
-  std::vector<bool> isImplied(clauses.size(), false);
-  for (std::uint32_t i = 0; i < clauses.size(); ++i) {
-    for (const std::uint32_t other : fewestPlaces(clauses[i])) {
-      if (other == i || isImplied[other] || clauses[other].size() < clauses[i].size()) continue;
-      if (!mayWork(clauses[i].size())) break;
-      isImplied[other] = isWithin(clauses[i], clauses[other]) && !isImplied[i];
+// Takes the members that promise most from the queue.
+std::vector<Clauses::Promise> Clauses::takePromises(std::size_t aMost) {
+  std::vector<Promise> taken;
+  while (taken.size() < aMost && !promises.empty()) {
+    Promise top = promises.top();
+    promises.pop();
+    const std::uint32_t count = counts[top.member.code()];
+    if (count < 2) continue;
+    const std::size_t now = (count - 1) * formulas.literals(top.member);
+    if (now == top.saved) {
+      taken.push_back(top);
+    } else if (now > 0) {
+      promises.push({now, top.member});
     }
   }
-  if (std::find(isImplied.begin(), isImplied.end(), true) == isImplied.end()) return;
-  std::vector<Clause> kept;
-  for (std::size_t i = 0; i < clauses.size(); ++i) {
-    if (!isImplied[i]) kept.push_back(std::move(clauses[i]));
-  }
-  clauses = std::move(kept);
-  file();
+  return taken;
 }
 
-// The members that are in more than one clause, most saved literals first.
-std::vector<Clauses::Promise> Clauses::promises(const std::vector<Clause>& aClauses,
-                                                std::size_t aMost) {
-  std::vector<Formula> members;
+// The best member of some clauses; nothing is saved where none is in two of them.
+Clauses::Promise Clauses::bestPromise(const std::vector<Clause>& aClauses) {
+  boost::unordered_flat_map<std::uint32_t, std::uint32_t> found;
+  Promise best{0, Formula::constant(true)};
   for (const Clause& clause : aClauses) {
-    members.insert(members.end(), clause.begin(), clause.end());
+    work.done += clause.size();
+    for (const Formula member : clause) {
+      const std::uint32_t count = ++found[member.code()];
+      best = std::max(best, Promise{(count - 1) * formulas.literals(member), member});
+    }
   }
-  if (!mayWork(members.size())) return {};
-  std::sort(members.begin(), members.end());
-  std::vector<Promise> found;
-  for (std::size_t i = 0, end = 0; i < members.size(); i = end) {
-    for (end = i + 1; end < members.size() && members[end] == members[i];) ++end;
-    if (end - i > 1) found.push_back({members[i], (end - i - 1) * formulas.literals(members[i])});
-  }
-  const std::size_t count = std::min(aMost, found.size());
-  std::partial_sort(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(count), found.end(),
-                    [](const Promise& a, const Promise& b) {
-                      return a.literals != b.literals ? a.literals > b.literals
-                                                      : a.member < b.member;
-                    });
-  found.resize(count, Promise{Formula::constant(true), 0});
-  return found;
+  return best;
 }
 
-// What is left of the clauses with a member, without the members they all have.
-std::vector<Clause> Clauses::kernel(const std::vector<Clause>& aClauses, Formula aMember) {
-  std::vector<Clause> with;
-  for (const Clause& clause : aClauses) {
-    if (std::binary_search(clause.begin(), clause.end(), aMember)) with.push_back(clause);
-    work += 1 + (with.empty() ? 0 : with.back().size());
+Clauses::Kernel Clauses::kernel(Formula aMember) {
+  Kernel result;
+  for (const std::uint32_t place : places[aMember.code()]) {
+    ++work.done;
+    if (!isGone[place]) result.clauses.push_back(clauses[place]);
   }
-  removeCommon(with);
-  return with;
+  removeCommon(result);
+  return result;
+}
+
+Clauses::Kernel Clauses::kernel(const std::vector<Clause>& aClauses, Formula aMember) {
+  Kernel result;
+  for (const Clause& clause : aClauses) {
+    ++work.done;
+    if (std::binary_search(clause.begin(), clause.end(), aMember)) result.clauses.push_back(clause);
+  }
+  removeCommon(result);
+  return result;
+}
+
+void Clauses::removeCommon(Kernel& aKernel) {
+  Clause& common = aKernel.common;
+  common = aKernel.clauses.front();
+  for (const Clause& clause : aKernel.clauses) {
+    work.done += common.empty() ? 0 : clause.size();
+    Clause both;
+    std::set_intersection(common.begin(), common.end(), clause.begin(), clause.end(),
+                          std::back_inserter(both));
+    common = std::move(both);
+  }
+  if (common.empty()) return;
+  for (Clause& clause : aKernel.clauses) {
+    work.done += clause.size();
+    clause = without(clause, common);
+  }
 }
 
 // The clauses that together with each one of the divisor are among these.
 std::vector<Clause> Clauses::divide(const std::vector<Clause>& aDivisor) {
-  // How many clauses of the divisor leave a rest, by the hash of the rest. One that misses in any
-  // of them is not in the quotient.
+  // How many clauses of the divisor leave a rest, by the hash of the rest. One that misses in any of
+  // them is not in the quotient.
   boost::unordered_flat_map<std::uint64_t, std::size_t> rests;
   std::vector<std::uint32_t> firstPlaces;
   for (std::size_t i = 0; i < aDivisor.size(); ++i) {
     const std::uint64_t hash = hashOf(aDivisor[i]);
+    work.done += aDivisor[i].size();
     std::size_t found = 0;
     for (const std::uint32_t place : fewestPlaces(aDivisor[i])) {
-      if (!mayWork(1)) return {};
+      ++work.done;
+      if (isGone[place]) continue;
       const std::uint64_t rest = hashes[place] - hash;
       const auto known = i == 0 ? rests.end() : rests.find(rest);
       if (i != 0 && (known == rests.end() || known->second != i)) continue;
-      if (!mayWork(clauses[place].size()) || !isWithin(aDivisor[i], clauses[place])) continue;
+      work.done += clauses[place].size();
+      if (!isWithin(aDivisor[i], clauses[place])) continue;
       ++found;
       if (i == 0) {
         rests.emplace(rest, 1);
@@ -201,10 +237,8 @@ std::size_t Clauses::saved(const std::vector<Clause>& aQuotient,
   return (aQuotient.size() - 1) * literals(aDivisor) + (aDivisor.size() - 1) * literals(aQuotient);
 }
 
-Factors Clauses::factors(std::vector<Clause> aDivisor) {
-  Factors result;
-  result.quotient = divide(aDivisor);
-  result.divisor = std::move(aDivisor);
+Factors Clauses::factors(const std::vector<Clause>& aDivisor) {
+  Factors result{divide(aDivisor), aDivisor, 0};
   if (result.quotient.empty()) return {};
   result.saved = saved(result.quotient, result.divisor);
   if (result.quotient.size() > 1) improve(result);
@@ -214,48 +248,60 @@ Factors Clauses::factors(std::vector<Clause> aDivisor) {
 // What the clauses of the quotient have in common belongs to the divisor, which then is what the
 // division by the quotient gives.
 void Clauses::improve(Factors& aFactors) {
-  std::vector<Clause> quotient = aFactors.quotient;
+  Kernel quotient{{}, aFactors.quotient};
   removeCommon(quotient);
-  std::vector<Clause> divisor = divide(quotient);
+  std::vector<Clause> divisor = divide(quotient.clauses);
   if (divisor.empty()) return;
-  const std::size_t improved = saved(quotient, divisor);
+  const std::size_t improved = saved(quotient.clauses, divisor);
   if (improved > aFactors.saved) {
-    aFactors = {std::move(quotient), std::move(divisor), improved};
+    aFactors = {std::move(quotient.clauses), std::move(divisor), improved};
   }
 }
 
 Factors Clauses::bestFactors() {
-  Factors best;
-  for (const Promise& promise : promises(clauses, maxMembersTried)) {
-    std::vector<Clause> tried = kernel(clauses, promise.member);
+  if (!work.isAllowed()) return {};
+  const std::vector<Promise> members = takePromises(work.isThorough() ? maxMembersTried : 1);
+  if (members.empty()) return {};
+  const std::size_t start = work.done;
+  Kernel tried = kernel(members.front().member);
+  Factors best{{tried.common}, tried.clauses, 0};
+  best.saved = saved(best.quotient, best.divisor);
+  const std::size_t last = start + kernelsPerFirst * (work.done - start) + alwaysAllowed;
+  for (std::size_t i = 0; i < members.size() && work.isThorough() && work.done < last; ++i) {
+    if (i > 0) tried = kernel(members[i].member);
     for (;;) {
-      const std::vector<Promise> next = promises(tried, 1);
-      Factors found = factors(tried);
+      Factors found = factors(tried.clauses);
       if (found.saved > best.saved) best = std::move(found);
-      if (next.empty()) break;
-      tried = kernel(tried, next.front().member);
+      const Promise next = bestPromise(tried.clauses);
+      if (next.saved == 0 || work.done >= last) break;
+      tried = kernel(tried.clauses, next.member);
     }
   }
-  return work <= maxWork ? best : Factors();
+  for (const Promise& promise : members) promises.push(promise);
+  return best;
 }
 
 bool Clauses::remove(const Factors& aFactors) {
-  std::vector<bool> isCovered(clauses.size(), false);
+  Places covered;
   for (const Clause& quotient : aFactors.quotient) {
     for (const Clause& divisor : aFactors.divisor) {
       const Clause whole = joined(quotient, divisor);
       const auto place = byHash.find(hashOf(whole));
       if (place == byHash.end() || clauses[place->second] != whole) return false;
-      isCovered[place->second] = true;
+      work.done += whole.size();
+      covered.push_back(place->second);
     }
   }
-  std::vector<Clause> rest;
-  for (std::size_t i = 0; i < clauses.size(); ++i) {
-    if (!isCovered[i]) rest.push_back(std::move(clauses[i]));
-  }
-  clauses = std::move(rest);
-  file();
+  for (const std::uint32_t place : covered) drop(place);
   return true;
+}
+
+std::vector<Clause> Clauses::rest() const {
+  std::vector<Clause> kept;
+  for (std::size_t i = 0; i < clauses.size(); ++i) {
+    if (!isGone[i]) kept.push_back(clauses[i]);
+  }
+  return kept;
 }
 
 }  // namespace KS::detail

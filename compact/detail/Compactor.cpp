@@ -10,6 +10,7 @@
 #include "compact/detail/Factoring.hpp"
 #include "compact/detail/FormulaReader.hpp"
 #include "compact/detail/FormulaWriter.hpp"
+#include "compact/detail/ImpliedOperands.hpp"
 #include "compact/detail/Saturating.hpp"
 
 namespace KS::detail {
@@ -20,6 +21,17 @@ namespace {
 constexpr std::size_t maxPasses = 10;
 // What one rewriting leaves, another may shorten; two or three mostly are enough.
 constexpr int maxRounds = 8;
+
+Formula shortened(Formulas& aFormulas, Formula aFormula) {
+  Factoring factoring(aFormulas);
+  Formula formula = aFormula;
+  for (int round = 0; round < maxRounds; ++round) {
+    const Formula before = formula;
+    formula = factoring.factor(Assumptions(aFormulas).rewrite(before));
+    if (formula == before) break;
+  }
+  return formula;
+}
 
 }  // namespace
 
@@ -93,18 +105,24 @@ Compactor::Form Compactor::rewrite(const std::vector<SymbolicExprId>& aConjuncts
   FormulaReader reader(table, sizes, relations, formulas);
   Formulas::List operands;
   for (const SymbolicExprId conjunct : aConjuncts) operands.push_back(reader.read(conjunct));
-  Formula formula = formulas.conjunction(operands);
-  Factoring factoring(formulas);
-  for (int round = 0; round < maxRounds; ++round) {
-    const Formula before = formula;
-    formula = factoring.factor(Assumptions(formulas).rewrite(formula));
-    if (formula == before) break;
-  }
+  const Formula formula = shortened(formulas, formulas.conjunction(operands));
   FormulaWriter writer(table, order, formulas);
   const SymbolicExprId id = writer.write(formula);
   return {id, formulas.literals(formula), writer.length(formula)};
 }
 
-SymbolicExprId Compactor::withoutImplied(SymbolicExprId aId) { return aId; }
+SymbolicExprId Compactor::withoutImplied(SymbolicExprId aId) {
+  if (!implies || sizes(aId).nodes > SymbolicExprCompact::maxNodes) return aId;
+  const auto known = askedForms.find(aId);
+  if (known != askedForms.end()) return known->second;
+  Formulas formulas(table);
+  const Formula formula = FormulaReader(table, sizes, relations, formulas).read(aId);
+  FormulaWriter writer(table, order, formulas);
+  const Formula needed = ImpliedOperands(formulas, writer, implies).drop(formula);
+  const SymbolicExprId id =
+      needed == formula ? aId : writer.write(shortened(formulas, needed));
+  askedForms.emplace(aId, id);
+  return id;
+}
 
 }  // namespace KS::detail

@@ -61,14 +61,14 @@ Formulas::List Factoring::extract(Formula aFormula) {
     std::sort(clause.begin(), clause.end());
   }
   if (all.size() > 1) {
-    Clauses clauses(formulas, std::move(all), work, maxWork);
+    Clauses clauses(formulas, std::move(all), work);
     for (Factors best = clauses.bestFactors(); best.saved > 0; best = clauses.bestFactors()) {
       if (!clauses.remove(best)) break;
       Formulas::List sides{conjunctionOf(formulas, best.quotient),
                            conjunctionOf(formulas, best.divisor)};
       operands.push_back(formulas.disjunction(sides));
     }
-    all = clauses.get();
+    all = clauses.rest();
   }
   for (Clause& clause : all) operands.push_back(clauseOf(formulas, std::move(clause)));
   return operands;

@@ -17,8 +17,8 @@
 
 namespace KS::detail {
 
-/// Factors formulas. One object serves one formula at a time and keeps count of its work: from a
-/// limit on, what is left stays as it is.
+/// Factors formulas of a pool. Keeps what it made of which node, and count of its work: beyond a
+/// limit fewer divisors are tried, and in the end none.
 class Factoring {
  public:
   explicit Factoring(Formulas& aFormulas) : formulas(aFormulas) {}
@@ -36,12 +36,9 @@ class Factoring {
  private:
   Formulas::List extract(Formula aFormula);
 
-  // About a second's work.
-  static constexpr std::size_t maxWork = std::size_t{1} << 27;
-
   Formulas& formulas;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> results;
-  std::size_t work = 0;
+  FactoringWork work;
 };
 
 }  // namespace KS::detail

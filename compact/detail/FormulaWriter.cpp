@@ -83,6 +83,7 @@ SymbolicExprId FormulaWriter::known(SymbolicExprId aCode) const {
   const Formula formula = Formula::ofCode(aCode);
   if (formula.isConstant()) return formula.isNegated() ? table.getIdFALSE() : table.getIdTRUE();
   if (!formulas.isCompound(formula)) return writeAtom(formula);
+  if (formula == root) return invalidSymbolicExprId;
   const auto found = written.find(aCode);
   return found == written.end() ? invalidSymbolicExprId : found->second;
 }
@@ -112,7 +113,7 @@ SymbolicExprId FormulaWriter::rewrite(SymbolicExprId aCode, const SymbolicExprId
     plain.push_back(intern<SymbolicNotExpr>(table, chain(!formula.isNegated(), negated)));
   }
   const SymbolicExprId result = chain(formula.isNegated(), plain);
-  written.emplace(aCode, result);
+  if (formula != root) written.emplace(aCode, result);
   return result;
 }
 
