@@ -187,8 +187,8 @@ void Clauses::removeCommon(Kernel& aKernel) {
 
 // The clauses that together with each one of the divisor are among these.
 std::vector<Clause> Clauses::divide(const std::vector<Clause>& aDivisor) {
-  // How many clauses of the divisor leave a rest, by the hash of the rest. One that misses in any of
-  // them is not in the quotient.
+  // How many clauses of the divisor leave a rest, by the hash of the rest. One that misses in any
+  // of them is not in the quotient.
   boost::unordered_flat_map<std::uint64_t, std::size_t> rests;
   std::vector<std::uint32_t> firstPlaces;
   for (std::size_t i = 0; i < aDivisor.size(); ++i) {

@@ -119,8 +119,7 @@ SymbolicExprId Compactor::withoutImplied(SymbolicExprId aId) {
   const Formula formula = FormulaReader(table, sizes, relations, formulas).read(aId);
   FormulaWriter writer(table, order, formulas);
   const Formula needed = ImpliedOperands(formulas, writer, implies).drop(formula);
-  const SymbolicExprId id =
-      needed == formula ? aId : writer.write(shortened(formulas, needed));
+  const SymbolicExprId id = needed == formula ? aId : writer.write(shortened(formulas, needed));
   askedForms.emplace(aId, id);
   return id;
 }

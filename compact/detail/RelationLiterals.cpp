@@ -105,19 +105,20 @@ RelationLiteral RelationLiteral::operator!() const {
 }
 
 Meeting meet(const RelationLiteral& a, const RelationLiteral& b) {
-  if (a.isNegated || b.isNegated) {
-    const auto canBeNegated = [](const RelationLiteral& aLiteral) {
-      return aLiteral.isNegated || isEquality(aLiteral.op);
-    };
-    if (!canBeNegated(a)) return meetNegated(a, !b);
-    if (!canBeNegated(b)) return swapped(meetNegated(b, !a));
-    Meeting dual = meetAlike(disjunction, !a, !b);
-    if (dual.result == Meeting::Made) dual.made = !dual.made;
-    return dual;
+  // An equality or inequality is a relation and the negation of one.
+  const bool isPlainA = !a.isNegated, isPlainB = !b.isNegated;
+  const bool isNegationA = a.isNegated || isEquality(a.op);
+  const bool isNegationB = b.isNegated || isEquality(b.op);
+  Meeting result;
+  const auto isOpen = [&] { return result.result == Meeting::Stay; };
+  if (isPlainA && isPlainB) result = meetAlike(conjunction, a, b);
+  if (isOpen() && isNegationA && isNegationB) {
+    result = meetAlike(disjunction, !a, !b);
+    result.made = !result.made;
   }
-  const Meeting direct = meetAlike(conjunction, a, b);
-  if (direct.result != Meeting::Stay || !isEquality(a.op) || !isEquality(b.op)) return direct;
-  return meetAlike(disjunction, !a, !b);
+  if (isOpen() && isPlainA && isNegationB) result = meetNegated(a, !b);
+  if (isOpen() && isNegationA && isPlainB) result = swapped(meetNegated(b, !a));
+  return result;
 }
 
 }  // namespace KS::detail
