@@ -427,6 +427,7 @@ TEST(Compact, LiteralsAreMentionsOfSymbolsMembersAndCalls) {
   const SymbolicExprCompact compact(conditions.table);
   EXPECT_THROW(compact.countLiterals(99), std::out_of_range);
   EXPECT_THROW(compact(99), std::out_of_range);
+  EXPECT_THROW(compact(99, {}), std::out_of_range);
   EXPECT_THROW(compact(conditions.parse("a && b"), {99}), std::out_of_range);
 }
 
@@ -443,6 +444,20 @@ TEST(Compact, WhatIsTooLargeComesBackUnchangedOrFromThePath) {
   // The path's condition is simplified.
   EXPECT_EQ(conditions.print(compact(doubled, {doubled})), "(a || b) && c");
   EXPECT_EQ(compact.countLiterals(doubled), static_cast<std::size_t>(-1));
+}
+
+// The canonical form has 5,120 literals; only the path is looked at.
+TEST(Compact, AMuchLargerNetConditionIsNotNeeded) {
+  Conditions conditions;
+  const std::vector<SymbolicExprId> path = conditions.parse(std::vector<std::string>{
+      "a || b || c || x < 1", "d || e || f || x < 2", "g || h || i || x < 3",
+      "j || k || l || x > 4", "m || n || o || x > 5"});
+  const SymbolicExprId net = conditions.simplified(conditions.conjunction(path));
+  const SymbolicExprCompact compact(conditions.table);
+  EXPECT_GT(compact.countLiterals(net), 4096U);
+  EXPECT_EQ(conditions.print(compact(net, path)),
+            "(a || b || c || x<1) && (d || e || f || x<2) && (g || h || i || x<3) && "
+            "(j || k || l || x>4) && (m || n || o || x>5)");
 }
 
 // Depth costs heap.

@@ -55,7 +55,8 @@ SymbolicExprId Compactor::compact(SymbolicExprId aNet) {
 }
 
 SymbolicExprId Compactor::compact(SymbolicExprId aNet, const std::vector<SymbolicExprId>& aPath) {
-  for (const SymbolicExprId condition : aPath) table.get(condition);  // throws for an unknown one
+  table.get(aNet);  // throws for an unknown id, and so for those of the path
+  for (const SymbolicExprId condition : aPath) table.get(condition);
   if (isCompact(aNet)) return withoutImplied(aNet);
   const Form path = pathForm(aPath);
   if (path.isShortest || isHopeless(sizes(aNet).literals, path.literals)) {

@@ -84,7 +84,8 @@ class Formulas {
   SymbolicExprId expression(Formula aFormula) const { return nodes[aFormula.index()].atom; }
   /// The literals of the formula written out: mentions of a symbol, member or call.
   std::size_t literals(Formula aFormula) const { return nodes[aFormula.index()].literals; }
-  /// What relations with others the formula may have, as an operand of a conjunction.
+  /// The relation, or negation of one, that the formula is; null for anything else. Making another
+  /// atom ends its life.
   const RelationLiteral* relation(Formula aFormula) const;
   /// The number of nodes; indexes run from 0 to it.
   std::size_t size() const { return nodes.size(); }

@@ -18,11 +18,14 @@ bool isNumber(SymbolicOp aOp) {
 }  // namespace
 
 // Notes the symbol that an atom is or compares with a number. Returns false where there is none, or
-// it was met before.
+// it was met before. Inputs of a host's own nodes may be anything; who walks on reports them.
 bool ReadOnce::addSymbolOf(SymbolicExprId aAtom) {
   const NodeView node(table, aAtom);
   const SymbolicExprId symbol = node.isRelation() ? node.left() : aAtom;
-  if (node.isRelation() && !isNumber(NodeView(table, node.right()).kind())) return false;
+  if (node.isRelation()) {
+    if (symbol >= aAtom || node.right() >= aAtom) return false;
+    if (!isNumber(NodeView(table, node.right()).kind())) return false;
+  }
   if (!NodeView(table, symbol).is(SymbolicOp::String)) return false;
   if (symbol == table.getIdTRUE() || symbol == table.getIdFALSE()) return false;
   return symbols.insert(symbol).second;
@@ -53,12 +56,15 @@ bool ReadOnce::isCompactConjunction(SymbolicExprId aId, TextOrder& aOrder) {
     const NodeView link(table, rest);
     isLast = !link.is(SymbolicOp::And);
     const SymbolicExprId operand = isLast ? rest : link.right();
+    if (!isLast && (operand >= rest || link.left() >= rest)) return false;
     if (behind != invalidSymbolicExprId && !aOrder.isBefore(operand, behind)) return false;
     const NodeView node(table, operand);
     const bool isNegation = node.is(SymbolicOp::Not);
-    // The negation of a relation may be another relation.
-    if (isNegation && NodeView(table, node.left()).isRelation()) return false;
-    if (isNegation && ++negations > maxNegations) return false;
+    if (isNegation) {
+      if (node.left() >= operand || ++negations > maxNegations) return false;
+      // The negation of a relation may be another relation.
+      if (NodeView(table, node.left()).isRelation()) return false;
+    }
     if (!addSymbolOf(isNegation ? node.left() : operand)) return false;
     behind = operand;
     rest = isLast ? rest : link.left();
