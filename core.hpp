@@ -12,6 +12,7 @@
 #include "base/SymbolicExprVisitor.hpp"
 #include "base/SymbolicExprXFormVisitor.hpp"
 #include "base/SymbolicOp.hpp"
+#include "compact/SymbolicExprCompact.hpp"
 #include "eval/Eval.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"

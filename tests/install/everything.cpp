@@ -227,6 +227,11 @@ void textAndNumbers() {
             SymbolicExprSimplify(simplify).conjunction(parse("a"), parse("b")),
         "simplification");
   check(!simplify.explain(parse("1+1")).empty(), "explanation");
+  const SymbolicExprCompact::Implies never = [](SymbolicExprId, SymbolicExprId) { return false; };
+  const SymbolicExprCompact compact(t, never);
+  const SymbolicExprId net = parse("a && c || b && c");
+  check(compact.countLiterals(compact(net)) == 3 && compact(net, {net}) == compact(net),
+        "compact forms");
 }
 
 class Customizer final : public VCCustomizer {
