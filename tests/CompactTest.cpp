@@ -449,15 +449,16 @@ TEST(Compact, WhatIsTooLargeComesBackUnchangedOrFromThePath) {
 // The canonical form has 5,120 literals; only the path is looked at.
 TEST(Compact, AMuchLargerNetConditionIsNotNeeded) {
   Conditions conditions;
-  const std::vector<SymbolicExprId> path = conditions.parse(std::vector<std::string>{
-      "a || b || c || x < 1", "d || e || f || x < 2", "g || h || i || x < 3",
-      "j || k || l || x > 4", "m || n || o || x > 5"});
+  const std::vector<std::string> texts{"a || b || c || x < 9", "d || e || f || p",
+                                       "g || h || i || q", "j || k || l || r",
+                                       "m || n || o || x > 5"};
+  const std::vector<SymbolicExprId> path = conditions.parse(texts);
   const SymbolicExprId net = conditions.simplified(conditions.conjunction(path));
   const SymbolicExprCompact compact(conditions.table);
   EXPECT_GT(compact.countLiterals(net), 4096U);
   EXPECT_EQ(conditions.print(compact(net, path)),
-            "(a || b || c || x<1) && (d || e || f || x<2) && (g || h || i || x<3) && "
-            "(j || k || l || x>4) && (m || n || o || x>5)");
+            "(a || b || c || x<9) && (d || e || f || p) && (g || h || i || q) && "
+            "(j || k || l || r) && (m || n || o || x>5)");
 }
 
 // Depth costs heap.
