@@ -12,6 +12,7 @@
 #include "base/SymbolicExprXFormVisitor.hpp"
 #include "base/SymbolicOp.hpp"
 #include "eval/Eval.hpp"
+#include "eval/SymbolicExprBindings.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "parser/Ast2SymbolicExprId.hpp"
