@@ -51,6 +51,8 @@ Literal Formula::truth(TermIndex aTerm) {
   const Term& term = terms[aTerm];
   if (term.kind == Term::Number) return negatedIf(term.value == 0, literalTrue);
   if (term.kind == Term::Name) return literalTrue;
+  if (term.isInteger && (term.low > 0 || term.high < 0)) return literalTrue;
+  if (term.isInteger && term.low == 0 && term.high == 0) return literalFalse;
   return intern(FormulaNode::Truth, aTerm, 0);
 }
 

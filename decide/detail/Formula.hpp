@@ -33,6 +33,7 @@ struct Term {
   };
   Kind kind = Number;
   bool isInteger = false;  ///< A variable over the whole numbers from `low` to `high`.
+  bool isBoolean = false;  ///< A variable that is 0 or 1: it is never compared, its truth is.
   double value = 0;        ///< Of a number.
   double low = 0;
   double high = 0;

@@ -14,7 +14,7 @@ Problem::Problem(Formula& aFormula, const std::vector<Literal>& aRoots) : formul
     facts.push_back(local(domain));
   }
   for (std::uint32_t i = 1; i < nodes.size(); ++i) {
-    if (nodes[i].kind != FormulaNode::Truth || !isCompared.at(nodes[i].first)) continue;
+    if (nodes[i].kind != FormulaNode::Truth || !isTermCompared.at(nodes[i].first)) continue;
     const TermIndex term = nodes[i].first;
     const Literal isNegative = formula.less(term, formula.number(0));
     const Literal isPositive = formula.less(formula.number(0), term);
@@ -25,7 +25,7 @@ Problem::Problem(Formula& aFormula, const std::vector<Literal>& aRoots) : formul
 }
 
 void Problem::meet(TermIndex aTerm) {
-  if (!isCompared.emplace(aTerm, false).second) return;
+  if (!isTermCompared.emplace(aTerm, false).second) return;
   terms.push_back(aTerm);
   const Term& term = formula.getTerms()[aTerm];
   if (term.isConstant()) constants.push_back(aTerm);
@@ -53,7 +53,7 @@ void Problem::walk(Literal aRoot) {
       meet(node.first);
       if (node.kind == FormulaNode::Less) {
         meet(node.second);
-        isCompared[node.first] = isCompared[node.second] = true;
+        isTermCompared[node.first] = isTermCompared[node.second] = true;
       }
     }
     open.pop_back();

@@ -26,6 +26,9 @@ class Problem {
   const std::vector<TermIndex>& getTerms() const { return terms; }
   /// Of those the constants.
   const std::vector<TermIndex>& getConstants() const { return constants; }
+  /// Whether a term is among them, and whether it is compared with another.
+  bool hasTerm(TermIndex aTerm) const { return isTermCompared.count(aTerm) != 0; }
+  bool isCompared(TermIndex aTerm) const { return isTermCompared.at(aTerm); }
   /// Whether an arithmetic expression is among them.
   bool hasUnknown() const { return unknown; }
   /// The problem's literals that hold in any case: the variables' domains.
@@ -48,7 +51,7 @@ class Problem {
   boost::unordered_flat_map<std::uint32_t, std::uint32_t> places;
   std::vector<TermIndex> terms;
   std::vector<TermIndex> constants;
-  boost::unordered_flat_map<TermIndex, bool> isCompared;  // of the terms that were met
+  boost::unordered_flat_map<TermIndex, bool> isTermCompared;  // of the terms that were met
   std::vector<Literal> facts;
   std::vector<Tie> ties;
   bool unknown = false;

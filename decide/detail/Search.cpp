@@ -212,6 +212,7 @@ Search::Result Search::run(const std::vector<Literal>& aAssumptions, std::int64_
   spent = 0;
   counter.count = 0;
   limit = aConflicts;
+  valuation.clear();
   for (const Literal literal : aAssumptions) {
     if (literal == literalFalse) return Impossible;
   }
@@ -220,13 +221,33 @@ Search::Result Search::run(const std::vector<Literal>& aAssumptions, std::int64_
 }
 
 double Search::value(TermIndex aTerm) const {
-  if (theory.isPlaced(aTerm)) return theory.value(aTerm);
   const Term& term = formula.getTerms()[aTerm];
+  if (term.isConstant() || theory.isPlaced(aTerm)) return theory.value(aTerm);
   const auto truth = truths.find(aTerm);
   const bool isTrue = truth != truths.end() && truth->second;
   if (!term.isInteger) return isTrue ? 1 : 0;
   if (isTrue) return term.high > 0 ? std::max(term.low, 1.0) : std::min(term.high, -1.0);
   return std::clamp(0.0, term.low, term.high);
+}
+
+// The solver's own assignment tells less: what is not needed for the conditions was not looked at.
+bool Search::holds(Literal aLiteral) {
+  const auto& nodes = problem.getNodes();
+  const auto get = [&](Literal aInput) {
+    return (valuation[nodeOf(aInput)] != 0) != isNegated(aInput);
+  };
+  if (valuation.empty()) {
+    valuation.assign(nodes.size(), 1);
+    for (std::uint32_t i = 1; i < nodes.size(); ++i) {
+      const FormulaNode& node = nodes[i];
+      switch (node.kind) {
+        case FormulaNode::Truth: valuation[i] = value(node.first) != 0; break;
+        case FormulaNode::Less: valuation[i] = value(node.first) < value(node.second); break;
+        default: valuation[i] = get(node.first) && get(node.second); break;
+      }
+    }
+  }
+  return get(aLiteral);
 }
 
 bool Search::isCause(Literal aAssumption) {

@@ -33,8 +33,14 @@ class Search {
   /// `aConflicts` conflicts of both kinds are allowed.
   Result run(const std::vector<Literal>& aAssumptions, std::int64_t aConflicts);
 
-  /// After `Found`: the value of a term of the problem that is no constant.
+  /// After `Found`: the value of a term of the problem.
   double value(TermIndex aTerm) const;
+  /// After `Found`: whether a term of the problem must have that value. Any other would do as well.
+  bool isSettled(TermIndex aTerm) const {
+    return theory.isPlaced(aTerm) || truths.count(aTerm) != 0;
+  }
+  /// After `Found`: whether a literal of the problem holds under these values.
+  bool holds(Literal aLiteral);
   /// After `Impossible`: whether an assumption is among those that exclude each other. None is if
   /// the problem has no solution at all.
   bool isCause(Literal aAssumption);
@@ -74,7 +80,8 @@ class Search {
   std::int64_t limit = 0;
   std::int64_t spent = 0;
   std::vector<OrderEdge> edges;
-  std::vector<char> isNeeded;                       // by node
+  std::vector<char> isNeeded;                         // by node
+  std::vector<char> valuation;                        // by node, under the values, or empty
   boost::unordered_flat_map<TermIndex, bool> truths;  // of variables that are not compared
 };
 
