@@ -90,8 +90,8 @@ class KS_API SymbolicExprDecider {
   /// is no symbol, member or call, for a variable that is the name of a constant in a domain, and
   /// for a domain with a name that is the variable's own or that has a domain itself.
   void setDomain(SymbolicExprId aVariable, const SymbolicExprDomain& aDomain);
-  /// Has what is bound stand for its value in all questions, in place of what an earlier call bound;
-  /// a domain of what is bound is not looked at. Copies the bindings. Throws
+  /// Has what is bound stand for its value in all questions, in place of what an earlier call
+  /// bound; a domain of what is bound is not looked at. Copies the bindings. Throws
   /// `std::invalid_argument` for bindings of another table.
   void assume(const SymbolicExprBindings& aBindings);
   /// Answers from now on only for values under which the condition holds, too. Under assumptions
@@ -108,7 +108,8 @@ class KS_API SymbolicExprDecider {
   /// The verdict on the conjunction of conditions; that of none is always true.
   Truth decide(const std::vector<SymbolicExprId>& aIds);
   /// The verdicts on many conjunctions, such as the conditions along the path to each block of a
-  /// model, faster than one by one. Where `decide` gives a verdict other than `Unknown`, this is it.
+  /// model, faster than one by one. Where `decide` gives a verdict other than `Unknown`, this is
+  /// it.
   std::vector<Truth> decideAll(const std::vector<std::vector<SymbolicExprId>>& aConjunctions);
   /// Why `decide` gives `Unknown` for the conjunction.
   UnknownCause unknownCause(const std::vector<SymbolicExprId>& aIds);

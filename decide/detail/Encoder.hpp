@@ -28,8 +28,8 @@ class Domains {
 };
 
 /// Encodes conditions of the host's table. Connectives and relations become parts of the formula;
-/// what stands beneath a relation, and whatever else is used as a truth value, becomes a term. Every
-/// distinct node is encoded once.
+/// what stands beneath a relation, and whatever else is used as a truth value, becomes a term.
+/// Every distinct node is encoded once.
 class Encoder {
  public:
   /// Borrows all.
@@ -79,8 +79,8 @@ class Encoder {
   const Domains& domains;
   TermBuilder builder;
   Formula formula;
-  std::vector<Literal> truths;                                      // by id
-  boost::unordered_flat_map<SymbolicExprId, TermIndex> terms;       // by copy
+  std::vector<Literal> truths;                                 // by id
+  boost::unordered_flat_map<SymbolicExprId, TermIndex> terms;  // by copy
   std::vector<SymbolicExprId> copyOfTerm;
   std::unordered_map<std::string, TermIndex> names;
 };

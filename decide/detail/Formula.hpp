@@ -15,7 +15,9 @@ inline constexpr Literal literalTrue = 0;
 inline constexpr Literal literalFalse = 1;
 inline constexpr Literal invalidLiteral = ~Literal{0};
 constexpr Literal negated(Literal aLiteral) { return aLiteral ^ 1U; }
-constexpr Literal negatedIf(bool aNegate, Literal aLiteral) { return aLiteral ^ Literal{aNegate}; }
+constexpr Literal negatedIf(bool aNegate, Literal aLiteral) {
+  return aLiteral ^ Literal { aNegate };
+}
 constexpr std::uint32_t nodeOf(Literal aLiteral) { return aLiteral >> 1; }
 constexpr bool isNegated(Literal aLiteral) { return (aLiteral & 1U) != 0; }
 constexpr Literal literalOf(std::uint32_t aNode) { return aNode << 1; }
@@ -37,7 +39,7 @@ struct Term {
   double value = 0;        ///< Of a number.
   double low = 0;
   double high = 0;
-  std::string text;               ///< Of a name.
+  std::string text;              ///< Of a name.
   Literal domain = literalTrue;  ///< What holds of a variable in any case.
 
   bool isConstant() const { return kind <= Name; }

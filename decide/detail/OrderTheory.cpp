@@ -274,8 +274,8 @@ void OrderTheory::sweep(const Steps& aSteps, std::vector<Conflict>& aConflicts) 
       for (std::uint32_t out = firstEdge[members[i]]; out < firstEdge[members[i] + 1]; ++out) {
         const OrderEdge& edge = edges[outgoing[out]];
         if (componentOf[edge.upper] == c) continue;
-        const Bound bound =
-            aSteps.below(components[componentOf[edge.upper]].bound, edge.isStrict, isWhole && !isFixed);
+        const Bound bound = aSteps.below(components[componentOf[edge.upper]].bound, edge.isStrict,
+                                         isWhole && !isFixed);
         if (bound.value < component.bound.value ||
             (bound.value == component.bound.value && bound.below > component.bound.below)) {
           component.bound = bound;

@@ -90,7 +90,7 @@ class OrderTheory {
   std::vector<std::uint32_t> firstEdge;  // by vertex, into `outgoing`
   std::vector<std::uint32_t> outgoing;   // edges to what is above
   std::vector<std::uint32_t> componentOf;
-  std::vector<Component> components;  // what is above comes first
+  std::vector<Component> components;             // what is above comes first
   mutable std::vector<std::uint32_t> reachedBy;  // by vertex, the edge: of a search for a path
   mutable std::vector<std::uint32_t> queue;
 };

@@ -176,8 +176,7 @@ void Search::justify(const std::vector<Literal>& aAssumptions) {
     } else if (isTrue) {
       need(node.first);
       need(node.second);
-    } else if (holds(node.first) ||
-               (isNeeded[nodeOf(node.second)] != 0 && !holds(node.second))) {
+    } else if (holds(node.first) || (isNeeded[nodeOf(node.second)] != 0 && !holds(node.second))) {
       need(node.second);
     } else {
       need(node.first);
@@ -190,8 +189,7 @@ Search::Result Search::search(const std::vector<Literal>& aAssumptions, bool aWi
   for (;;) {
     switch (step(aAssumptions, aWide ? (isWideUsed ? wide : 0) : -wide)) {
       case Step::Limit: return Exhausted;
-      case Step::Unsat:
-        return isWideUsed && solver->failed(wide) ? TooNarrow : Impossible;
+      case Step::Unsat: return isWideUsed && solver->failed(wide) ? TooNarrow : Impossible;
       case Step::Sat: break;
     }
     justify(aAssumptions);
@@ -213,9 +211,8 @@ Search::Result Search::run(const std::vector<Literal>& aAssumptions, std::int64_
   counter.count = 0;
   limit = aConflicts;
   valuation.clear();
-  for (const Literal literal : aAssumptions) {
-    if (literal == literalFalse) return Impossible;
-  }
+  isFalseAssumed = std::count(aAssumptions.begin(), aAssumptions.end(), literalFalse) > 0;
+  if (isFalseAssumed) return Impossible;
   const Result result = search(aAssumptions, true);
   return result == TooNarrow ? search(aAssumptions, false) : result;
 }
@@ -251,8 +248,8 @@ bool Search::holds(Literal aLiteral) {
 }
 
 bool Search::isCause(Literal aAssumption) {
-  if (aAssumption == literalTrue) return false;
-  return aAssumption == literalFalse || solver->failed(variable(aAssumption));
+  if (isFalseAssumed) return aAssumption == literalFalse;
+  return aAssumption != literalTrue && solver->failed(variable(aAssumption));
 }
 
 }  // namespace KS::detail

@@ -77,6 +77,7 @@ class Search {
   std::vector<Literal> required;
   std::vector<std::uint32_t> tieOf;  // by node: one more than its place among the ties
   int wide = 0;                      // the variable for values that evaluation tells apart
+  bool isFalseAssumed = false;
   std::int64_t limit = 0;
   std::int64_t spent = 0;
   std::vector<OrderEdge> edges;

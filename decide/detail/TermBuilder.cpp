@@ -19,10 +19,11 @@ const std::string& textOf(const SymbolicExpr& aExpr) {
 SymbolicExprId makeOperator(SymbolicExprTable& aTable, int aKind,
                             const std::vector<SymbolicExprId>& aInputs) {
   switch (aKind) {
-#define KS_UNARY(code, Op, Class) \
-  case code: return Class(aTable, aInputs[0]).getId(aTable);
-#define KS_BINARY(code, Op, Class) \
-  case code: return Class(aTable, aInputs[0], aInputs[1]).getId(aTable);
+#define KS_UNARY(code, Op, Class)                            \
+  case code: return Class(aTable, aInputs[0]).getId(aTable); \
+      #define KS_BINARY(code, Op, Class)                     \
+  case code:                                                 \
+    return Class(aTable, aInputs[0], aInputs[1]).getId(aTable);
 #include "base/SymbolicExprKinds.def"
     default: return SymbolicNDExpr(aTable, aInputs).getId(aTable);
   }

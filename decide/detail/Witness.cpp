@@ -93,8 +93,8 @@ std::string Witness::nameOf(const Variable& aVariable) const {
   return "";
 }
 
-// Turns the operators of each arithmetic term around, from the value that the search gave it down to
-// a variable that may have any.
+// Turns the operators of each arithmetic term around, from the value that the search gave it down
+// to a variable that may have any.
 void Witness::adapt(SymbolicExprBindings& aBindings, std::vector<Variable>& aVariables) const {
   const SymbolicExprTable& table = encoder.getBuilder().getTable();
   const SymbolicExprEval evaluation(table);
