@@ -18,15 +18,12 @@ const std::string& textOf(const SymbolicExpr& aExpr) {
 // The operator of that kind over inputs of the table.
 SymbolicExprId makeOperator(SymbolicExprTable& aTable, int aKind,
                             const std::vector<SymbolicExprId>& aInputs) {
-  switch (aKind) {
-#define KS_UNARY(code, Op, Class)                            \
-  case code: return Class(aTable, aInputs[0]).getId(aTable); \
-      #define KS_BINARY(code, Op, Class)                     \
-  case code:                                                 \
-    return Class(aTable, aInputs[0], aInputs[1]).getId(aTable);
+#define KS_UNARY(code, Op, Class) \
+  if (aKind == code) return Class(aTable, aInputs[0]).getId(aTable);
+#define KS_BINARY(code, Op, Class) \
+  if (aKind == code) return Class(aTable, aInputs[0], aInputs[1]).getId(aTable);
 #include "base/SymbolicExprKinds.def"
-    default: return SymbolicNDExpr(aTable, aInputs).getId(aTable);
-  }
+  return SymbolicNDExpr(aTable, aInputs).getId(aTable);
 }
 
 }  // namespace
