@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "decide/detail/Batch.hpp"
 #include "decide/detail/Contradiction.hpp"
 #include "decide/detail/Encoder.hpp"
 #include "decide/detail/Problem.hpp"
@@ -117,6 +118,38 @@ struct SymbolicExprDecider::State {
     return Truth::Unknown;
   }
 
+  std::vector<Truth> decideAll(const std::vector<std::vector<SymbolicExprId>>& aConjunctions) {
+    std::vector<Literal> assumptions, goals;
+    for (const SymbolicExprId id : assumed) assumptions.push_back(encoder().truth(id));
+    for (const auto& ids : aConjunctions) goals.push_back(conjunction(ids));
+    for (std::size_t i = 0; i < aConjunctions.size(); ++i) goals.push_back(negated(goals[i]));
+    Batch batch(encoder().getFormula(), assumptions, static_cast<std::int64_t>(conflictLimit));
+    const std::vector<Batch::State> states = batch.run(goals);
+    std::vector<Truth> verdicts;
+    boost::unordered_flat_map<Literal, Truth> known;
+    for (std::size_t i = 0; i < aConjunctions.size(); ++i) {
+      const Batch::State holding = states[i], failing = states[aConjunctions.size() + i];
+      Truth verdict = Truth::Sometimes;
+      if (holding == Batch::Impossible) {
+        verdict = Truth::Never;
+      } else if (failing == Batch::Impossible) {
+        // Under assumptions that exclude each other nothing is possible.
+        verdict = Truth::Always;
+      } else if (holding == Batch::Open || failing == Batch::Open) {
+        const auto place = known.find(goals[i]);
+        verdict = place != known.end() ? place->second : decide(aConjunctions[i]);
+        known.emplace(goals[i], verdict);
+      }
+      verdicts.push_back(verdict);
+    }
+    return verdicts;
+  }
+
+  Truth decide(const std::vector<SymbolicExprId>& aIds) {
+    UnknownCause cause = UnknownCause::None;
+    return decide(aIds, cause);
+  }
+
   // Whether the goal is never met.
   std::optional<bool> isRefuted(const Goal& aGoal) {
     const Answer answer = search(aGoal);
@@ -220,8 +253,7 @@ Truth SymbolicExprDecider::decide(SymbolicExprId aId) {
 }
 
 Truth SymbolicExprDecider::decide(const std::vector<SymbolicExprId>& aIds) {
-  UnknownCause cause = UnknownCause::None;
-  return state->decide(aIds, cause);
+  return state->decide(aIds);
 }
 
 UnknownCause SymbolicExprDecider::unknownCause(const std::vector<SymbolicExprId>& aIds) {
@@ -232,9 +264,7 @@ UnknownCause SymbolicExprDecider::unknownCause(const std::vector<SymbolicExprId>
 
 std::vector<Truth> SymbolicExprDecider::decideAll(
     const std::vector<std::vector<SymbolicExprId>>& aConjunctions) {
-  std::vector<Truth> verdicts;
-  for (const auto& ids : aConjunctions) verdicts.push_back(decide(ids));
-  return verdicts;
+  return state->decideAll(aConjunctions);
 }
 
 std::vector<SymbolicExprId> SymbolicExprDecider::unknownTerms(SymbolicExprId aId) {

@@ -200,16 +200,17 @@ TermIndex Encoder::makeTerm(SymbolicExprId aCopy) {
     Term made;
     made.kind = isVariable(node) ? Term::Variable : Term::Unknown;
     const SymbolicExprDomain* domain = domainOf(aCopy);
-    made.isBoolean = domain != nullptr && domain->kind() == SymbolicExprDomain::Boolean;
-    if (domain != nullptr && domain->kind() == SymbolicExprDomain::Integers) {
-      made.isInteger = true;
-      made.low = domain->low();
-      made.high = domain->high();
-    }
-    index = formula.addTerm(made);
-    if (domain != nullptr) {
-      const Literal holds = domainLiteral(index, *domain);
-      formula.setDomain(index, holds);
+    if (domain == nullptr) {
+      index = formula.addTerm(made);
+    } else {
+      made.isBoolean = domain->kind() == SymbolicExprDomain::Boolean;
+      made.isInteger = domain->kind() == SymbolicExprDomain::Integers;
+      if (domain->kind() != SymbolicExprDomain::List) {
+        made.low = domain->low();
+        made.high = domain->high();
+      }
+      index = formula.addTerm(made);
+      if (!made.isBoolean) formula.setDomain(index, listed(*domain));
     }
   }
   copyOfTerm.resize(formula.getTerms().size(), invalidSymbolicExprId);
@@ -218,21 +219,13 @@ TermIndex Encoder::makeTerm(SymbolicExprId aCopy) {
   return index;
 }
 
-Literal Encoder::domainLiteral(TermIndex aTerm, const SymbolicExprDomain& aDomain) {
-  if (aDomain.kind() == SymbolicExprDomain::Interval) {
-    const Literal isBelow = formula.less(aTerm, formula.number(aDomain.low()));
-    const Literal isAbove = formula.less(formula.number(aDomain.high()), aTerm);
-    return formula.conjunction(negated(isBelow), negated(isAbove));
-  }
-  if (aDomain.kind() != SymbolicExprDomain::List) return literalTrue;  // the term knows it
-  Literal isOne = literalFalse;
+std::vector<TermIndex> Encoder::listed(const SymbolicExprDomain& aDomain) {
+  std::vector<TermIndex> constants;
   for (const SymbolicExprDomain::Value& value : aDomain.list()) {
     const auto* text = std::get_if<std::string>(&value);
-    const TermIndex constant =
-        text != nullptr ? name(*text) : formula.number(std::get<double>(value));
-    isOne = formula.disjunction(isOne, formula.equal(aTerm, constant));
+    constants.push_back(text != nullptr ? name(*text) : formula.number(std::get<double>(value)));
   }
-  return isOne;
+  return constants;
 }
 
 TermIndex Encoder::name(const std::string& aText) {

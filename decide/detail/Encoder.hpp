@@ -71,7 +71,7 @@ class Encoder {
   Side side(SymbolicExprId aId);
   TermIndex term(SymbolicExprId aId);
   TermIndex makeTerm(SymbolicExprId aCopy);
-  Literal domainLiteral(TermIndex aTerm, const SymbolicExprDomain& aDomain);
+  std::vector<TermIndex> listed(const SymbolicExprDomain& aDomain);
   TermIndex name(const std::string& aText);
 
   const SymbolicExprTable& table;

@@ -1,5 +1,6 @@
 #include "decide/detail/Formula.hpp"
 
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -67,6 +68,21 @@ Literal Formula::less(TermIndex aLeft, TermIndex aRight) {
 Literal Formula::equal(TermIndex aLeft, TermIndex aRight) {
   const Literal notLess = negated(less(aLeft, aRight));
   return conjunction(notLess, negated(less(aRight, aLeft)));
+}
+
+void Formula::setDomain(TermIndex aTerm, std::vector<TermIndex> aListed) {
+  Literal domain = literalTrue;
+  const double low = terms[aTerm].low, high = terms[aTerm].high;
+  if (!terms[aTerm].isInteger) {  // the range of whole numbers is a part of the theory of order
+    if (std::isfinite(low)) domain = negated(less(aTerm, number(low)));
+    if (std::isfinite(high)) domain = conjunction(domain, negated(less(number(high), aTerm)));
+  }
+  if (!aListed.empty()) {
+    domain = literalFalse;
+    for (const TermIndex constant : aListed) domain = disjunction(domain, equal(aTerm, constant));
+  }
+  terms[aTerm].listed = std::move(aListed);
+  terms[aTerm].domain = domain;
 }
 
 Literal Formula::conjunction(Literal aLeft, Literal aRight) {

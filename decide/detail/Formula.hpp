@@ -1,10 +1,11 @@
 // Conditions as one graph of conjunctions over truths and comparisons of terms.
 #pragma once
 
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace KS::detail {
@@ -34,13 +35,15 @@ struct Term {
     Unknown    ///< An arithmetic expression: what it depends on is not looked at.
   };
   Kind kind = Number;
-  bool isInteger = false;  ///< A variable over the whole numbers from `low` to `high`.
+  bool isInteger = false;  ///< A variable over whole numbers.
   bool isBoolean = false;  ///< A variable that is 0 or 1: it is never compared, its truth is.
   double value = 0;        ///< Of a number.
-  double low = 0;
-  double high = 0;
-  std::string text;              ///< Of a name.
-  Literal domain = literalTrue;  ///< What holds of a variable in any case.
+  /// The range of a variable.
+  double low = -std::numeric_limits<double>::infinity();
+  double high = std::numeric_limits<double>::infinity();
+  std::vector<TermIndex> listed;  ///< The constants that a variable may be, if these are limited.
+  Literal domain = literalTrue;   ///< What the range and the list come to.
+  std::string text;               ///< Of a name.
 
   bool isConstant() const { return kind <= Name; }
 };
@@ -71,8 +74,8 @@ class Formula {
   const std::vector<FormulaNode>& getNodes() const { return nodes; }
   TermIndex addTerm(Term aTerm);
   TermIndex number(double aValue);
-  /// Has that hold of the variable in any case.
-  void setDomain(TermIndex aTerm, Literal aDomain) { terms[aTerm].domain = aDomain; }
+  /// Limits a variable to its range and, unless that is empty, to the constants of a list.
+  void setDomain(TermIndex aTerm, std::vector<TermIndex> aListed);
 
   /// Whether a term is not 0.
   Literal truth(TermIndex aTerm);
@@ -98,8 +101,8 @@ class Formula {
 
   std::vector<Term> terms;
   std::vector<FormulaNode> nodes;
-  std::unordered_map<FormulaNode, std::uint32_t, NodeHash, NodeEqual> places;
-  std::unordered_map<double, TermIndex> numbers;
+  boost::unordered_flat_map<FormulaNode, std::uint32_t, NodeHash, NodeEqual> places;
+  boost::unordered_flat_map<double, TermIndex> numbers;
 };
 
 }  // namespace KS::detail

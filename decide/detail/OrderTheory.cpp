@@ -39,22 +39,27 @@ struct OrderTheory::Number {
   }
 };
 
-OrderTheory::OrderTheory(const std::vector<Term>& aTerms, const std::vector<TermIndex>& aUsed)
-    : terms(aTerms), vertexOf(aTerms.size(), none) {
+boost::unordered_flat_map<TermIndex, double> placeNames(const std::vector<Term>& aTerms,
+                                                        const std::vector<TermIndex>& aUsed) {
   double greatest = 0x1p39;
   std::vector<TermIndex> names;
   for (const TermIndex term : aUsed) {
-    if (terms[term].kind == Term::Name) names.push_back(term);
-    if (terms[term].kind == Term::Number && std::isfinite(terms[term].value)) {
-      greatest = std::max(greatest, std::abs(terms[term].value));
+    if (aTerms[term].kind == Term::Name) names.push_back(term);
+    if (aTerms[term].kind == Term::Number && std::isfinite(aTerms[term].value)) {
+      greatest = std::max(greatest, std::abs(aTerms[term].value));
     }
   }
   std::sort(names.begin(), names.end(),
-            [&](TermIndex a, TermIndex b) { return isBelow(terms[a], terms[b]); });
+            [&](TermIndex a, TermIndex b) { return isBelow(aTerms[a], aTerms[b]); });
   const double distance = std::max(1.0, greatest * 0x1p-30);
   double value = 2 * greatest;
-  for (const TermIndex name : names) nameValues.emplace(name, value += distance);
+  boost::unordered_flat_map<TermIndex, double> places;
+  for (const TermIndex name : names) places.emplace(name, value += distance);
+  return places;
 }
+
+OrderTheory::OrderTheory(const std::vector<Term>& aTerms, const std::vector<TermIndex>& aUsed)
+    : terms(aTerms), nameValues(placeNames(aTerms, aUsed)), vertexOf(aTerms.size(), none) {}
 
 double OrderTheory::fixedValue(std::uint32_t aVertex) const {
   const Term& term = terms[termOf[aVertex]];

@@ -1,9 +1,9 @@
 // The theory of order: whether comparisons of terms can hold together, and for which values.
 #pragma once
 
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 #include "decide/detail/Formula.hpp"
@@ -17,6 +17,11 @@ struct OrderEdge {
   bool isStrict;
   Literal reason;
 };
+
+/// Numbers for the names of constants among some terms, by term: above the greatest number among
+/// them, in the order of the names.
+boost::unordered_flat_map<TermIndex, double> placeNames(const std::vector<Term>& aTerms,
+                                                        const std::vector<TermIndex>& aUsed);
 
 /// Decides conjunctions of comparisons over the reals and the whole numbers, and gives values.
 ///
@@ -82,7 +87,7 @@ class OrderTheory {
   void appendPath(std::uint32_t aFrom, std::uint32_t aTo, Conflict& aConflict) const;
 
   const std::vector<Term>& terms;
-  std::unordered_map<TermIndex, double> nameValues;
+  boost::unordered_flat_map<TermIndex, double> nameValues;
 
   std::vector<OrderEdge> edges;
   std::vector<std::uint32_t> vertexOf;   // by term

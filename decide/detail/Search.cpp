@@ -235,11 +235,17 @@ bool Search::holds(Literal aLiteral) {
   };
   if (valuation.empty()) {
     valuation.assign(nodes.size(), 1);
+    clear = true;
     for (std::uint32_t i = 1; i < nodes.size(); ++i) {
       const FormulaNode& node = nodes[i];
       switch (node.kind) {
         case FormulaNode::Truth: valuation[i] = value(node.first) != 0; break;
-        case FormulaNode::Less: valuation[i] = value(node.first) < value(node.second); break;
+        case FormulaNode::Less: {
+          const double distance = value(node.second) - value(node.first);
+          valuation[i] = distance > 0;
+          if (distance != 0 && std::abs(distance) < 0x1p-25) clear = false;
+          break;
+        }
         default: valuation[i] = get(node.first) && get(node.second); break;
       }
     }

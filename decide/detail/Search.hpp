@@ -29,6 +29,8 @@ class Search {
 
   /// Has a literal of the problem hold from now on.
   void require(Literal aLiteral);
+  /// Adds what is known to hold wherever what was required does.
+  void learn(Literal aLiteral) { addClause({aLiteral}); }
   /// Searches for values under which the assumptions, literals of the problem, hold. At most
   /// `aConflicts` conflicts of both kinds are allowed.
   Result run(const std::vector<Literal>& aAssumptions, std::int64_t aConflicts);
@@ -41,6 +43,9 @@ class Search {
   }
   /// After `Found`: whether a literal of the problem holds under these values.
   bool holds(Literal aLiteral);
+  /// After `holds`: whether evaluation tells all values apart that are compared. Those that matter
+  /// to what was required and assumed it does in any case.
+  bool isClear() const { return clear; }
   /// After `Impossible`: whether an assumption is among those that exclude each other. None is if
   /// the problem has no solution at all.
   bool isCause(Literal aAssumption);
@@ -81,7 +86,8 @@ class Search {
   std::int64_t limit = 0;
   std::int64_t spent = 0;
   std::vector<OrderEdge> edges;
-  std::vector<char> isNeeded;                         // by node
+  std::vector<char> isNeeded;  // by node
+  bool clear = false;
   std::vector<char> valuation;                        // by node, under the values, or empty
   boost::unordered_flat_map<TermIndex, bool> truths;  // of variables that are not compared
 };
