@@ -46,8 +46,13 @@ Choice choose(Kind aKind, std::mt19937& aRandom) {
     case Kind::Lists:
       if (aRandom() % 2 == 0) return {{0, 1}, {SymbolicExprDomain::boolean()}};
       return {{-1, 1.5, 2}, {SymbolicExprDomain::values({-1.0, 1.5, 2.0})}};
-    default: return choose(static_cast<Kind>(aRandom() % 4), aRandom);
+    default: break;
   }
+  Choice choice = choose(static_cast<Kind>(aRandom() % 4), aRandom);
+  if (choice.domain.empty()) {  // the others' domains bring constants and gaps of their own
+    choice.values.insert(choice.values.end(), {-4, -0.75, -0.5, -0.25, 2.25, 2.5, 2.75, 6});
+  }
+  return choice;
 }
 
 class Generator {
