@@ -77,7 +77,7 @@ struct SymbolicExprContradiction {
 class KS_API SymbolicExprDecider {
  public:
   /// The conflicts that one search may take unless `setConflictLimit` says otherwise.
-  static constexpr std::size_t defaultConflictLimit = 100000;
+  static constexpr std::size_t defaultConflictLimit = 20000;
 
   /// Borrows the table.
   explicit SymbolicExprDecider(const SymbolicExprTable& aTable);

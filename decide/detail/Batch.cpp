@@ -8,7 +8,9 @@ namespace KS::detail {
 
 namespace {
 
-constexpr int attempts = 2;  // that a simulation is led towards a literal
+// To how many literals a choice of values is led, in one attempt after the other: what several
+// goals need often agrees.
+constexpr std::size_t goalsOfLane[] = {16, 4, 1, 1};
 
 }  // namespace
 
@@ -73,16 +75,17 @@ void Batch::simulate(const std::vector<Literal>& aLiterals, std::vector<State>& 
     if (isExact[nodeOf(locals[i - 1])] != 0) open.push_back(i - 1);
   }
   Simulation simulation(formula, problem);
-  for (int attempt = 0; attempt < attempts && !open.empty(); ++attempt) {
+  for (const std::size_t goals : goalsOfLane) {
     for (std::size_t next = 0; next < open.size();) {
       simulation.begin();
-      for (std::size_t lane = 0; lane < Simulation::lanes && next < open.size(); ++next) {
+      for (std::size_t led = 0; led < goals * Simulation::lanes && next < open.size(); ++next) {
         if (aStates[open[next]] != Open) continue;
-        simulation.lead(lane, locals[open[next]]);
+        const std::size_t lane = led++ % Simulation::lanes;
+        if (!simulation.lead(lane, locals[open[next]])) break;
+        if (led > Simulation::lanes) continue;
         for (std::size_t i = problem.getFacts().size(); i < required.size(); ++i) {
           simulation.lead(lane, required[i]);
         }
-        ++lane;
       }
       simulation.run();
       for (const Literal literal : required) simulation.require(literal);

@@ -9,7 +9,7 @@ namespace KS::detail {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr std::size_t maxConflicts = 100;  // of one check: others are found in the next
+constexpr std::size_t maxConflicts = 30;  // of one check: others are found in the next
 
 }  // namespace
 

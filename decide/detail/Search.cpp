@@ -13,6 +13,7 @@ Search::Search(const Formula& aFormula, const Problem& aProblem)
       solver(std::make_unique<CaDiCaL::Solver>()),
       theory(aFormula.getTerms(), aProblem.getConstants()) {
   solver->set("quiet", 1);
+  solver->set("lucky", 0);  // tries that each call would repeat
   solver->connect_learner(&counter);
   addNodes();
   addOrders();

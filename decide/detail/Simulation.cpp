@@ -90,6 +90,7 @@ std::vector<double> Simulation::findCandidates(const Term& aTerm,
 }
 
 void Simulation::begin() {
+  visits = 0;
   std::fill(chosen.begin(), chosen.end(), 0);
   for (std::size_t place = 0; place < candidates.size(); ++place) {
     const auto last = static_cast<std::uint32_t>(candidates[place].size() - 1);
@@ -97,7 +98,8 @@ void Simulation::begin() {
   }
 }
 
-void Simulation::lead(std::size_t aLane, Literal aLiteral) {
+bool Simulation::lead(std::size_t aLane, Literal aLiteral) {
+  if (visits > 4 * words.size()) return false;
   const std::uint64_t lane = std::uint64_t{1} << aLane;
   ++now;
   open.assign(1, aLiteral);
@@ -107,6 +109,7 @@ void Simulation::lead(std::size_t aLane, Literal aLiteral) {
     const std::uint32_t index = nodeOf(literal);
     if (seen[index] == now) continue;
     seen[index] = now;
+    ++visits;
     const FormulaNode& node = problem.getNodes()[index];
     const bool holds = !isNegated(literal);
     if (node.kind == FormulaNode::Less) {
@@ -129,6 +132,7 @@ void Simulation::lead(std::size_t aLane, Literal aLiteral) {
       }
     }
   }
+  return true;
 }
 
 // Keeps of the candidates of either side those that agree; of two variables, the left one is

@@ -25,8 +25,9 @@ class Simulation {
 
   /// Begins another 64 choices.
   void begin();
-  /// Leads the choice of a lane towards a literal of the problem.
-  void lead(std::size_t aLane, Literal aLiteral);
+  /// Leads the choice of a lane towards a literal of the problem. What a literal needs is looked at
+  /// once, a few times as much as the problem has nodes between two runs; false beyond that.
+  bool lead(std::size_t aLane, Literal aLiteral);
   /// Chooses the rest and computes all nodes.
   void run();
 
@@ -66,6 +67,7 @@ class Simulation {
   std::vector<double> values;                   // by place and lane
   std::vector<std::uint32_t> seen;              // by node, when a lane was last led to it
   std::uint32_t now = 0;
+  std::size_t visits = 0;  // since the choices began
   std::vector<Literal> open;
 };
 
