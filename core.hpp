@@ -14,6 +14,7 @@
 #include "base/SymbolicOp.hpp"
 #include "compact/SymbolicExprCompact.hpp"
 #include "eval/Eval.hpp"
+#include "eval/SymbolicExprBindings.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "parser/SymbolicExprParser.hpp"

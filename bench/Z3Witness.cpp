@@ -8,10 +8,9 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "bench/Z3Terms.hpp"
 #include "compact/SymbolicExprCompact.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
@@ -21,108 +20,6 @@
 namespace {
 
 using namespace KS;
-
-// Expressions as Z3 terms over the reals. A symbol is true unless it is zero. What the reals do not
-// have (remainders, bit operations, shifts, calls) is a function of which nothing is known.
-class Terms {
- public:
-  Terms(z3::context& aContext, const SymbolicExprTable& aTable)
-      : context(aContext), table(aTable) {}
-
-  z3::expr truth(SymbolicExprId aId) { return asTruth(term(aId)); }
-  /// What must hold for the terms to mean something: no divisor is zero.
-  const std::vector<z3::expr>& conditions() const { return divisors; }
-
- private:
-  z3::expr asTruth(const z3::expr& aTerm) {
-    return aTerm.is_bool() ? aTerm : aTerm != context.real_val(0);
-  }
-  z3::expr asNumber(const z3::expr& aTerm) {
-    return aTerm.is_bool() ? z3::ite(aTerm, context.real_val(1), context.real_val(0)) : aTerm;
-  }
-
-  // Inputs are older than their users.
-  z3::expr term(SymbolicExprId aId) {
-    std::vector<SymbolicExprId> open{aId};
-    while (!open.empty()) {
-      const SymbolicExprId id = open.back();
-      const SymbolicExpr& node = *table.get(id);
-      const std::size_t before = open.size();
-      for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
-        if (known.count(node.getInput(i)) == 0) open.push_back(node.getInput(i));
-      }
-      if (open.size() > before) continue;
-      open.pop_back();
-      if (known.count(id) == 0) known.emplace(id, make(node));
-    }
-    return known.at(aId);
-  }
-
-  z3::expr make(const SymbolicExpr& aNode) {
-    const auto op = static_cast<SymbolicOp>(aNode.getKind());
-    if (op == SymbolicOp::String)
-      return symbol(static_cast<const SymbolicString&>(aNode).getText());
-    if (aNode.isNumber()) return number(aNode);
-    const auto in = [&](std::size_t i) { return known.at(aNode.getInput(i)); };
-    const z3::expr a = in(0), b = in(aNode.getNumInputs() - 1);
-    switch (op) {
-      case SymbolicOp::And: return asTruth(a) && asTruth(b);
-      case SymbolicOp::Or: return asTruth(a) || asTruth(b);
-      case SymbolicOp::Not: return !asTruth(a);
-      default: break;
-    }
-    const z3::expr x = asNumber(a), y = asNumber(b);
-    switch (op) {
-      case SymbolicOp::Plus: return x + y;
-      case SymbolicOp::Minus: return x - y;
-      case SymbolicOp::UnaryMinus: return -x;
-      case SymbolicOp::Multiply: return x * y;
-      case SymbolicOp::Divide: divisors.push_back(y != context.real_val(0)); return x / y;
-      case SymbolicOp::Equal: return x == y;
-      case SymbolicOp::NotEqual: return x != y;
-      case SymbolicOp::LessThan: return x < y;
-      case SymbolicOp::LessThanEqual: return x <= y;
-      case SymbolicOp::GreaterThan: return x > y;
-      case SymbolicOp::GreaterThanEqual: return x >= y;
-      default: return unknown(aNode);
-    }
-  }
-
-  z3::expr symbol(const std::string& aName) {
-    if (aName == "true" || aName == "false") return context.bool_val(aName == "true");
-    return context.real_const(aName.c_str());
-  }
-
-  z3::expr number(const SymbolicExpr& aNode) {
-    const double value = aNode.getNumericValue();
-    if (aNode.getKind() == static_cast<int>(SymbolicOp::IntValue)) {
-      return context.real_val(std::to_string(static_cast<int>(value)).c_str());
-    }
-    char text[400];
-    std::snprintf(text, sizeof text, "%.60f", value);
-    return context.real_val(text);
-  }
-
-  z3::expr unknown(const SymbolicExpr& aNode) {
-    std::string name = "op" + std::to_string(aNode.getKind());
-    z3::expr_vector inputs(context);
-    z3::sort_vector sorts(context);
-    for (std::size_t i = 0; i < aNode.getNumInputs(); ++i) {
-      inputs.push_back(asNumber(known.at(aNode.getInput(i))));
-      sorts.push_back(context.real_sort());
-    }
-    if (aNode.getKind() == static_cast<int>(SymbolicOp::MemberValue)) {
-      name += "." + static_cast<const SymbolicMemberValue&>(aNode).getMember();
-    }
-    name += "/" + std::to_string(aNode.getNumInputs());
-    return context.function(name.c_str(), sorts, context.real_sort())(inputs);
-  }
-
-  z3::context& context;
-  const SymbolicExprTable& table;
-  std::unordered_map<SymbolicExprId, z3::expr> known;
-  std::vector<z3::expr> divisors;
-};
 
 struct Tally {
   std::size_t equivalent = 0, undecided = 0, different = 0, refused = 0;
@@ -173,7 +70,7 @@ class Prover {
 
   z3::context& context;
   const SymbolicExprTable& table;
-  Terms terms;
+  KSBench::Z3Terms terms;
   z3::solver asked;
   std::string model;
 };

@@ -8,7 +8,15 @@ set_target_properties(KSSymbolicExpr PROPERTIES INSTALL_RPATH $ORIGIN)
 install(TARGETS KSSymbolicExpr kshost EXPORT KSSymbolicExprTargets)
 install(EXPORT KSSymbolicExprTargets NAMESPACE KSSymbolicExpr:: DESTINATION ${packageDir})
 
-foreach(header IN LISTS KS_PUBLIC_HEADERS)
+set(headers ${KS_PUBLIC_HEADERS})
+if(KS_BUILD_DECIDE)
+  # An export set of its own: a package without it is as good for those who don't ask for it.
+  set_target_properties(KSDecide PROPERTIES INSTALL_RPATH $ORIGIN)
+  install(TARGETS KSDecide EXPORT KSSymbolicExprDecideTargets)
+  install(EXPORT KSSymbolicExprDecideTargets NAMESPACE KSSymbolicExpr:: DESTINATION ${packageDir})
+  list(APPEND headers ${KS_DECIDE_HEADERS})
+endif()
+foreach(header IN LISTS headers)
   cmake_path(GET header PARENT_PATH folder)
   install(FILES ${PROJECT_SOURCE_DIR}/${header}
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr/${folder})
@@ -33,3 +41,8 @@ file(RELATIVE_PATH pkgPrefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INST
 configure_file(${PROJECT_SOURCE_DIR}/cmake/KSSymbolicExpr.pc.in
                ${PROJECT_BINARY_DIR}/KSSymbolicExpr.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/KSSymbolicExpr.pc DESTINATION ${pkgConfigDir})
+if(KS_BUILD_DECIDE)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/KSSymbolicExprDecide.pc.in
+                 ${PROJECT_BINARY_DIR}/KSSymbolicExprDecide.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/KSSymbolicExprDecide.pc DESTINATION ${pkgConfigDir})
+endif()

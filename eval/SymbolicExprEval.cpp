@@ -1,5 +1,6 @@
 #include "eval/SymbolicExprEval.hpp"
 
+#include <stdexcept>
 #include <utility>
 
 #include "eval/detail/EvalWalk.hpp"
@@ -23,6 +24,15 @@ std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId) const {
   if (Eval::detail::SmallEval(*table).run(aId, scalar)) return {scalar.toDouble()};
   if (isOpaque(opOf(*table->get(aId)))) return {0.0};
   return Eval::eval(EvalWalk(*table).run(aId));
+}
+
+std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId,
+                                           const SymbolicExprBindings& aBindings) const {
+  if (&aBindings.getTable() != table) {
+    throw std::invalid_argument("KS::SymbolicExprEval::eval: the bindings are of another table");
+  }
+  if (isOpaque(opOf(*table->get(aId))) && aBindings.find(aId) == nullptr) return {0.0};
+  return Eval::eval(EvalWalk(*table, &aBindings).run(aId));
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -9,6 +9,7 @@
 #include "base/SymbolicExprTable.hpp"
 #include "base/SymbolicExprVisitor.hpp"
 #include "eval/Eval.hpp"
+#include "eval/SymbolicExprBindings.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 
 namespace KS {
@@ -31,6 +32,10 @@ class KS_API SymbolicExprEval {
   /// {0.0}, and its inputs are not evaluated. Throws `SymbolicExprEvalError` for what has no value
   /// and `std::out_of_range` for an id that is not in the table.
   std::vector<double> eval(SymbolicExprId aId) const;
+
+  /// The same where what is bound has its value; a call or a member access that is bound has one
+  /// too. Throws `std::invalid_argument` for bindings of another table.
+  std::vector<double> eval(SymbolicExprId aId, const SymbolicExprBindings& aBindings) const;
 
  private:
   const SymbolicExprTable* table;

@@ -49,13 +49,17 @@ struct Intern {
     });
   }
 
+  /// The id of a symbol, or the invalid id. Interns nothing.
+  static SymbolicExprId findSymbol(const SymbolicExprTable& aTable, std::string_view aText) {
+    return search(aTable, Digests::indexHash(hashSymbol(aText)), [&](SymbolicExprId aId) {
+      return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
+             static_cast<const SymbolicString*>(aTable.storage->nodes[aId])->getText() == aText;
+    });
+  }
+
   /// Interns a symbol; one that is known costs no string of its own.
   static SymbolicExprId symbol(SymbolicExprTable& aTable, std::string_view aText) {
-    const SymbolicExprId known =
-        search(aTable, Digests::indexHash(hashSymbol(aText)), [&](SymbolicExprId aId) {
-          return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
-                 static_cast<const SymbolicString*>(aTable.storage->nodes[aId])->getText() == aText;
-        });
+    const SymbolicExprId known = findSymbol(aTable, aText);
     if (known != invalidSymbolicExprId) return known;
     SymbolicString(aTable, std::string(aText));
     return lastId(aTable);

@@ -52,9 +52,19 @@ Value EvalWalk::run(SymbolicExprId aRoot) {
   return valueOf(current);
 }
 
-// The value of a literal or of a symbol that is bound to one.
+// The value that is bound to a node, or null.
+const Value* EvalWalk::bound(std::size_t aId) const {
+  return bindings == nullptr ? nullptr : bindings->find(aId);
+}
+
+// The value of a literal, or of a symbol whose value is a scalar that is bound or registered.
 bool EvalWalk::isLeaf(std::size_t aId, Scalar& aScalar) const {
   if (kindOf(digests[aId]) == SymbolicOp::String) {
+    if (const Value* const value = bound(aId)) {
+      if (value->tag() == Value::Vector) return false;
+      aScalar = value->scalar();
+      return true;
+    }
     aId = digests[aId].first;
     if (aId >= table.size()) return false;
   }
@@ -70,7 +80,7 @@ bool EvalWalk::isSimple(std::uint32_t aId, Scalar& aScalar) const {
   const KS::detail::NodeDigest& digest = digests[aId];
   const SymbolicOp op = kindOf(digest);
   if (op < SymbolicOp::Plus) return isLeaf(aId, aScalar);
-  if (op >= SymbolicOp::_2D) return false;
+  if (op >= SymbolicOp::_2D || bound(aId) != nullptr) return false;
   Scalar left(0);
   if (digest.first >= aId || !isLeaf(digest.first, left)) return false;
   if (isUnary(op)) {
@@ -97,9 +107,18 @@ SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
     current = results[place];
     return computed;
   }
+  results.push_back({0, isOnPath});
+  if (const Value* const value = bound(aId)) {
+    if (value->tag() == Value::Vector) {
+      keep(*value);
+    } else {
+      current = {value->scalar(), isScalar};
+    }
+    results[place] = current;
+    return computed;
+  }
   const Frame frame{id, place, 0, kindOf(digests[id])};
   if (isOpaque(frame.op)) failOpaque(node);
-  results.push_back({0, isOnPath});
   if (frame.op == SymbolicOp::String) return enterSymbol(frame);
   if (isList(frame.op)) return enterList(frame);
   path.push_back(frame);

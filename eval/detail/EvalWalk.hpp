@@ -7,20 +7,22 @@
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/Digest.hpp"
+#include "eval/SymbolicExprBindings.hpp"
 #include "eval/detail/Operations.hpp"
 #include "eval/detail/PlaceMap.hpp"
 
 namespace KS::Eval::detail {
 
 /// Enters every distinct node and the expression of every symbol once, inputs left to right before
-/// their users, with a stack of its own, and keeps every scalar until the end. Only literals,
-/// symbols that are bound to one, and operators on nothing else are computed once per use: that is
-/// cheaper than finding their results again. Vectors that no node needs any more are freed from
-/// time to time, so memory is in the vectors that are needed at the same time.
+/// their users, with a stack of its own, and keeps every scalar until the end. What is bound is not
+/// entered. Only literals, symbols whose value is one, and operators on nothing else are computed
+/// once per use: that is cheaper than finding their results again. Vectors that no node needs any
+/// more are freed from time to time, so memory is in the vectors that are needed at the same time.
 class EvalWalk {
  public:
-  explicit EvalWalk(const SymbolicExprTable& aTable)
-      : table(aTable), digests(KS::detail::Digests::of(aTable)) {}
+  explicit EvalWalk(const SymbolicExprTable& aTable,
+                    const SymbolicExprBindings* aBindings = nullptr)
+      : table(aTable), digests(KS::detail::Digests::of(aTable)), bindings(aBindings) {}
 
   /// The value of `aRoot`. Throws `SymbolicExprEvalError` if there is none.
   Value run(SymbolicExprId aRoot);
@@ -51,6 +53,7 @@ class EvalWalk {
   SymbolicExprId enterList(const Frame& aFrame);
   SymbolicExprId leave();
   SymbolicExprId nextElement(Frame& aFrame);
+  const Value* bound(std::size_t aId) const;
   bool isLeaf(std::size_t aId, Scalar& aScalar) const;
   bool isSimple(std::uint32_t aId, Scalar& aScalar) const;
   void combine(SymbolicOp aOp, const Result& aOperand);
@@ -63,7 +66,8 @@ class EvalWalk {
 
   const SymbolicExprTable& table;
   const KS::detail::BlockArray<KS::detail::NodeDigest>& digests;
-  Result current{0, isScalar};  // of what was computed last
+  const SymbolicExprBindings* bindings;  // or null
+  Result current{0, isScalar};           // of what was computed last
   std::vector<Frame> path;
   std::vector<Result> operands;  // the inputs that nodes on the path have got and not used
   PlaceMap places;

@@ -23,6 +23,7 @@ cmake -S "$here" -B "$scratch/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
       -DCMAKE_CXX_COMPILER="$cxx" > "$scratch/configure.log"
 cmake --build "$scratch/consumer" > "$scratch/build.log" || { cat "$scratch/build.log"; exit 1; }
 "$scratch/consumer/consumer"
+if [ -x "$scratch/consumer/decide" ]; then "$scratch/consumer/decide"; fi
 
 echo "-- consumer through pkg-config"
 pc=$(find "$prefix" -name KSSymbolicExpr.pc)
@@ -31,6 +32,11 @@ export PKG_CONFIG_PATH="${pc%/*}"
        $(pkg-config --cflags --libs KSSymbolicExpr)
 export LD_LIBRARY_PATH="$(pkg-config --variable=libdir KSSymbolicExpr)"
 "$scratch/by-pkg-config"
+if pkg-config --exists KSSymbolicExprDecide; then
+  "$cxx" -std=c++17 "$here/decide.cpp" -o "$scratch/decide-by-pkg-config" \
+         $(pkg-config --cflags --libs KSSymbolicExprDecide)
+  "$scratch/decide-by-pkg-config"
+fi
 
 # A host need not have the Boost that the library was built with, or any, unless it uses the grammar
 # or the syntax tree.
