@@ -17,6 +17,7 @@
 #include "eval/SymbolicExprBindings.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
+#include "eval/SymbolicExprProgram.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/PreprocessorVCExpr.hpp"
 #include "print/StringifySymbolicExpr.hpp"
@@ -29,3 +30,4 @@
 #include "xform/SymbolicExprCast2Int.hpp"
 #include "xform/SymbolicExprFactorDivision.hpp"
 #include "xform/SymbolicExprM2C.hpp"
+#include "xform/SymbolicExprSubstitute.hpp"

@@ -21,6 +21,7 @@ enum class Work {
   EvaluateConditionsOnce,
   EvaluateAgainCycling,
   EvaluateAgainHot,
+  SweepDimensions,
   SimplifyConditions,
   SimplifyRedundant,
   SimplifyRedundantDeeply,

@@ -41,8 +41,9 @@ class MuParser : public Engine {
       case Work::ParseConditions:
       case Work::EvaluateConditionsOnce:
         return [this] { return evaluateOnce(conditions, inputs.conditionSymbols); };
-      case Work::EvaluateAgainCycling: return [this] { return evaluateAgain(1); };
-      case Work::EvaluateAgainHot: return [this] { return evaluateAgain(hotRounds); };
+      case Work::EvaluateAgainCycling: return again(conditions, inputs.conditions, 0, 1);
+      case Work::EvaluateAgainHot: return again(conditions, inputs.conditions, 0, hotRounds);
+      case Work::SweepDimensions: return again(dimensions, inputs.dimensions, 1, 1);
       default: return {};
     }
   }
@@ -94,28 +95,33 @@ class MuParser : public Engine {
 
   // A parser of its own for each expression, compiled; the same one `aRounds` times before the
   // next.
-  double evaluateAgain(std::size_t aRounds) {
-    Variables variables(inputs.conditionSymbols, 0, 0);
-    const mu::Parser empty = makeParser();
-    std::vector<mu::Parser> parsers(conditions.size() / aRounds, empty);
-    for (std::size_t i = 0; i < parsers.size(); ++i) {
+  static Trial again(const std::vector<std::string>& aTexts, const std::vector<Term>& aTerms,
+                     int aLeast, std::size_t aRounds) {
+    return [&aTexts, &aTerms, aLeast, aRounds] {
       std::set<std::string> names;
-      addSymbols(inputs.conditions[i * aRounds], names);
-      for (const std::string& name : names) {
-        parsers[i].DefineVar(name, &variables.values.at(name));
+      for (const Term& term : aTerms) addSymbols(term, names);
+      Variables variables({names.begin(), names.end()}, 0, aLeast);
+      const mu::Parser empty = makeParser();
+      std::vector<mu::Parser> parsers(aTexts.size() / aRounds, empty);
+      for (std::size_t i = 0; i < parsers.size(); ++i) {
+        std::set<std::string> used;
+        addSymbols(aTerms[i * aRounds], used);
+        for (const std::string& name : used) {
+          parsers[i].DefineVar(name, &variables.values.at(name));
+        }
+        parsers[i].SetExpr(aTexts[i * aRounds]);
+        parsers[i].Eval();
       }
-      parsers[i].SetExpr(conditions[i * aRounds]);
-      parsers[i].Eval();
-    }
-    double sum = 0;
-    const auto sweep = [&] {
-      for (mu::Parser& parser : parsers) {
-        for (std::size_t j = 0; j < aRounds; ++j) sum += parser.Eval();
-      }
+      double sum = 0;
+      const auto sweep = [&] {
+        for (mu::Parser& parser : parsers) {
+          for (std::size_t j = 0; j < aRounds; ++j) sum += parser.Eval();
+        }
+      };
+      sweep();
+      const double time = timed(sweep);
+      return std::isnan(sum) ? NAN : time;
     };
-    sweep();
-    const double time = timed(sweep);
-    return std::isnan(sum) ? NAN : time;
   }
 
   std::vector<std::string> dimensions;

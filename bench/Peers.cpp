@@ -42,6 +42,7 @@ constexpr Row rows[] = {
      0.25, 0},
     {Work::EvaluateAgainCycling, "evaluate again, one after the other", Unit::Nanoseconds, 1, 0},
     {Work::EvaluateAgainHot, "evaluate again, each 100 times over", Unit::Nanoseconds, 1, 0},
+    {Work::SweepDimensions, "all dimensions for other values", Unit::Nanoseconds, 0, 80},
     {Work::SimplifyConditions, "simplify a condition", Unit::Nanoseconds, 1, 0},
     {Work::SimplifyRedundant, "simplify a redundant condition", Unit::Nanoseconds, 1, 0},
     {Work::SimplifyRedundantDeeply, "the same, Z3's ctx-simplify", Unit::Nanoseconds, 1, 0},
@@ -62,7 +63,8 @@ double divisor(const Row& aRow, const Inputs& aInputs) {
   switch (aRow.work) {
     case Work::ParseDimensions:
     case Work::PrintDimensions:
-    case Work::EvaluateDimensionsOnce: return static_cast<double>(aInputs.dimensions.size());
+    case Work::EvaluateDimensionsOnce:
+    case Work::SweepDimensions: return static_cast<double>(aInputs.dimensions.size());
     case Work::SimplifyRedundant:
     case Work::SimplifyRedundantDeeply: return static_cast<double>(aInputs.redundant.size());
     case Work::NetConditions:

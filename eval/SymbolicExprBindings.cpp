@@ -8,8 +8,23 @@
 
 namespace KS {
 
+namespace {
+
+void checkValue(const Eval::Value& aValue) {
+  if (aValue.tag() == Eval::Value::Vector && aValue.vector().empty()) {
+    throw std::invalid_argument("KS::SymbolicExprBindings::set: a list has an element at least");
+  }
+}
+
+}  // namespace
+
+SymbolicExprId SymbolicExprBindings::symbolNamed(const std::string& aName) const {
+  return detail::Intern::findSymbol(*table, aName);
+}
+
 void SymbolicExprBindings::set(const std::string& aName, Eval::Value aValue) {
-  const SymbolicExprId symbol = detail::Intern::findSymbol(*table, aName);
+  checkValue(aValue);
+  const SymbolicExprId symbol = symbolNamed(aName);
   if (symbol == invalidSymbolicExprId) {
     unknownNames.insert_or_assign(aName, std::move(aValue));
   } else {
@@ -18,6 +33,7 @@ void SymbolicExprBindings::set(const std::string& aName, Eval::Value aValue) {
 }
 
 void SymbolicExprBindings::set(SymbolicExprId aId, Eval::Value aValue) {
+  checkValue(aValue);
   if (Eval::detail::isLiteral(static_cast<SymbolicOp>(table->get(aId)->getKind()))) {
     throw std::invalid_argument("KS::SymbolicExprBindings::set: a literal has its own value");
   }

@@ -29,7 +29,7 @@ std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId) const {
 std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId,
                                            const SymbolicExprBindings& aBindings) const {
   if (&aBindings.getTable() != table) {
-    throw std::invalid_argument("KS::SymbolicExprEval::eval: the bindings are of another table");
+    throw std::invalid_argument("the bindings are of another table than the expression");
   }
   if (isOpaque(opOf(*table->get(aId))) && aBindings.find(aId) == nullptr) return {0.0};
   return Eval::eval(EvalWalk(*table, &aBindings).run(aId));
@@ -85,7 +85,10 @@ void SymbolicExprEvalImpl::binary(SymbolicOp aOp) {
   push(Eval::detail::apply(aOp, leftValue, valueOf(right)));
 }
 
-void SymbolicExprEvalImpl::unary(SymbolicOp aOp) { push(Eval::detail::apply(aOp, valueOf(pop()))); }
+void SymbolicExprEvalImpl::unary(SymbolicOp aOp) {
+  const Value operand = valueOf(pop());
+  push(Eval::detail::apply(aOp, operand, operand));
+}
 
 void SymbolicExprEvalImpl::list(std::size_t aCount) {
   std::vector<Entry> entries;

@@ -119,6 +119,7 @@ TEST(Bindings, WhatCannotBeBoundIsRefused) {
   SymbolicExprBindings bindings(question.table);
   EXPECT_THROW(bindings.set(literal, 1), std::invalid_argument);
   EXPECT_THROW(bindings.set(question.parse("7.5"), 1), std::invalid_argument);
+  EXPECT_THROW(bindings.set("x", std::vector<Scalar>()), std::invalid_argument);
   EXPECT_THROW(bindings.set(question.table.size(), 1), std::out_of_range);
   EXPECT_THROW(bindings.set(invalidSymbolicExprId, 1), std::out_of_range);
   EXPECT_EQ(bindings.find(literal), nullptr);

@@ -5,26 +5,14 @@
 #include <utility>
 
 #include "base/detail/Walk.hpp"
+#include "eval/detail/Failures.hpp"
 
 namespace KS::Eval::detail {
 
 namespace {
 
-SymbolicOp opOf(const SymbolicExpr& aExpr) { return static_cast<SymbolicOp>(aExpr.getKind()); }
-
-// The value of a symbol for which nothing is registered.
-bool unregistered(const std::string& aName) {
-  if (aName == "true") return true;
-  if (aName == "false") return false;
-  throw SymbolicExprEvalError("the symbol '" + aName + "' has no value");
-}
-
 SymbolicOp kindOf(const KS::detail::NodeDigest& aDigest) {
   return static_cast<SymbolicOp>(aDigest.kind);
-}
-
-const std::string& nameOf(const SymbolicExpr& aSymbol) {
-  return static_cast<const SymbolicString&>(aSymbol).getText();
 }
 
 // What a vector takes, in bytes.
@@ -34,6 +22,8 @@ std::size_t sizeOf(const Value& aVector) {
 
 // What a step of the walk gives when it computed something; else it gives the next id to enter.
 constexpr SymbolicExprId computed = invalidSymbolicExprId;
+
+[[noreturn]] void fail(const std::string& aText) { throw SymbolicExprEvalError(aText); }
 
 // An input is always older than its user; following one that is not might never end.
 SymbolicExprId checked(std::uint32_t aInput, std::uint32_t aId) {
@@ -57,14 +47,10 @@ const Value* EvalWalk::bound(std::size_t aId) const {
   return bindings == nullptr ? nullptr : bindings->find(aId);
 }
 
-// The value of a literal, or of a symbol whose value is a scalar that is bound or registered.
+// The value of a literal or of a symbol that has one for its value.
 bool EvalWalk::isLeaf(std::size_t aId, Scalar& aScalar) const {
+  if (bindings != nullptr) return isBoundLeaf(aId, aScalar);
   if (kindOf(digests[aId]) == SymbolicOp::String) {
-    if (const Value* const value = bound(aId)) {
-      if (value->tag() == Value::Vector) return false;
-      aScalar = value->scalar();
-      return true;
-    }
     aId = digests[aId].first;
     if (aId >= table.size()) return false;
   }
@@ -72,6 +58,20 @@ bool EvalWalk::isLeaf(std::size_t aId, Scalar& aScalar) const {
   if (!isLiteral(op)) return false;
   aScalar = op == SymbolicOp::IntValue ? Scalar(static_cast<int>(digests[aId].first))
                                        : literal(op, *table.get(aId));
+  return true;
+}
+
+// The value of a literal or of a symbol to which a scalar is bound.
+bool EvalWalk::isBoundLeaf(std::size_t aId, Scalar& aScalar) const {
+  const SymbolicOp op = kindOf(digests[aId]);
+  const Value* const value = op == SymbolicOp::String ? bindings->find(aId) : nullptr;
+  if (value != nullptr && value->tag() == Value::Single) {
+    aScalar = value->scalar();
+  } else if (isLiteral(op)) {
+    aScalar = literal(op, *table.get(aId));
+  } else {
+    return false;
+  }
   return true;
 }
 
@@ -83,12 +83,8 @@ bool EvalWalk::isSimple(std::uint32_t aId, Scalar& aScalar) const {
   if (op >= SymbolicOp::_2D || bound(aId) != nullptr) return false;
   Scalar left(0);
   if (digest.first >= aId || !isLeaf(digest.first, left)) return false;
-  if (isUnary(op)) {
-    aScalar = apply(op, left);
-    return true;
-  }
-  Scalar right(0);
-  if (digest.second >= aId || !isLeaf(digest.second, right)) return false;
+  Scalar right = left;
+  if (!isUnary(op) && (digest.second >= aId || !isLeaf(digest.second, right))) return false;
   aScalar = apply(op, left, right);
   return true;
 }
@@ -103,7 +99,7 @@ SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
   const auto newPlace = static_cast<std::uint32_t>(results.size());
   const std::uint32_t place = places.findOrAdd(id, newPlace);
   if (place != newPlace) {
-    if (results[place].shape == isOnPath) failCycle(aId);
+    if (results[place].shape == isOnPath) fail(cycleText(table, path, aId));
     current = results[place];
     return computed;
   }
@@ -118,7 +114,7 @@ SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
     return computed;
   }
   const Frame frame{id, place, 0, kindOf(digests[id])};
-  if (isOpaque(frame.op)) failOpaque(node);
+  if (isOpaque(frame.op)) fail(noValueText(table, node));
   if (frame.op == SymbolicOp::String) return enterSymbol(frame);
   if (isList(frame.op)) return enterList(frame);
   path.push_back(frame);
@@ -128,7 +124,9 @@ SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
 SymbolicExprId EvalWalk::enterSymbol(const Frame& aFrame) {
   const SymbolicExprId value = table.getValueId(aFrame.id);
   if (value == invalidSymbolicExprId) {
-    current = {unregistered(nameOf(*table.get(aFrame.id))), isScalar};
+    const SymbolicExpr& symbol = *table.get(aFrame.id);
+    current.shape = isScalar;
+    if (!isBoolean(symbol, current.scalar)) fail(noValueText(table, symbol));
     results[aFrame.place] = current;
     return computed;
   }
@@ -157,7 +155,7 @@ SymbolicExprId EvalWalk::leave() {
       const SymbolicExprId next = nextElement(top);
       if (next != computed) return next;
     } else if (isUnary(op)) {
-      combine(op, current);
+      combine(op, current, current);
     } else if (op != SymbolicOp::String && top.input == 0) {
       const SymbolicExprId right = checked(digests[top.id].second, top.id);
       Result result{0, isScalar};
@@ -190,14 +188,6 @@ SymbolicExprId EvalWalk::nextElement(Frame& aFrame) {
   operands.resize(operands.size() - count, current);
   keep(std::move(list));
   return computed;
-}
-
-void EvalWalk::combine(SymbolicOp aOp, const Result& aOperand) {
-  if (aOperand.shape == isScalar) {
-    current = {apply(aOp, aOperand.scalar), isScalar};
-  } else {
-    keep(apply(aOp, vectors[aOperand.shape]));
-  }
 }
 
 void EvalWalk::combine(SymbolicOp aOp, const Result& aLeft, const Result& aRight) {
@@ -279,34 +269,6 @@ void EvalWalk::freeUnneeded() {
 
 Value EvalWalk::valueOf(const Result& aResult) const {
   return aResult.shape == isScalar ? Value(aResult.scalar) : vectors[aResult.shape];
-}
-
-// The way round is what was entered since the node. There is a symbol on it, the one that leads to
-// something newer than itself; it ends where the first symbol comes again.
-void EvalWalk::failCycle(SymbolicExprId aId) const {
-  std::string first;
-  std::string names;
-  bool isOnWay = false;
-  for (const Frame& frame : path) {
-    isOnWay = isOnWay || frame.id == aId;
-    if (!isOnWay || frame.op != SymbolicOp::String) continue;
-    const std::string name = "'" + nameOf(*table.get(frame.id)) + "'";
-    if (first.empty()) first = name;
-    names += name + " -> ";
-  }
-  throw SymbolicExprEvalError("the value of a symbol leads back to itself: " + names + first);
-}
-
-void EvalWalk::failOpaque(const SymbolicExpr& aExpr) const {
-  if (opOf(aExpr) == SymbolicOp::MemberValue) {
-    throw SymbolicExprEvalError("the member access '." +
-                                static_cast<const SymbolicMemberValue&>(aExpr).getMember() +
-                                "' has no value");
-  }
-  const SymbolicExpr& name = *table.get(aExpr.getInput(0));
-  throw SymbolicExprEvalError("the call of '" +
-                              (opOf(name) == SymbolicOp::String ? nameOf(name) : std::string("?")) +
-                              "' has no value");
 }
 
 }  // namespace KS::Eval::detail

@@ -55,14 +55,12 @@ class EvalWalk {
   SymbolicExprId nextElement(Frame& aFrame);
   const Value* bound(std::size_t aId) const;
   bool isLeaf(std::size_t aId, Scalar& aScalar) const;
+  bool isBoundLeaf(std::size_t aId, Scalar& aScalar) const;
   bool isSimple(std::uint32_t aId, Scalar& aScalar) const;
-  void combine(SymbolicOp aOp, const Result& aOperand);
   void combine(SymbolicOp aOp, const Result& aLeft, const Result& aRight);
   void keep(Value aVector);
   void freeUnneeded();
   Value valueOf(const Result& aResult) const;
-  [[noreturn]] void failCycle(SymbolicExprId aId) const;
-  [[noreturn]] void failOpaque(const SymbolicExpr& aExpr) const;
 
   const SymbolicExprTable& table;
   const KS::detail::BlockArray<KS::detail::NodeDigest>& digests;

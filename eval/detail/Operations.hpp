@@ -34,39 +34,41 @@ inline Scalar literal(SymbolicOp aOp, const SymbolicExpr& aExpr) {
   return static_cast<const SymbolicDoubleValue&>(aExpr).getValue();
 }
 
-/// Calls `aUse` with the rule of a binary operator.
-template <class Use>
-auto withBinaryRule(SymbolicOp aOp, Use aUse) {
+/// Calls `aBinary` or `aUnary` with the rule of an operator, or `aOther` for another kind.
+template <class Binary, class Unary, class Other>
+[[gnu::always_inline]] inline auto withRule(SymbolicOp aOp, const Binary& aBinary,
+                                            const Unary& aUnary, const Other& aOther) {
   switch (aOp) {
-    case SymbolicOp::Plus: return aUse(Plus{});
-    case SymbolicOp::Minus: return aUse(Minus{});
-    case SymbolicOp::Multiply: return aUse(Times{});
-    case SymbolicOp::Divide: return aUse(Divide{});
-    case SymbolicOp::Modulo: return aUse(Modulo{});
-    case SymbolicOp::Equal: return aUse(Equals{});
-    case SymbolicOp::NotEqual: return aUse(NotEquals{});
-    case SymbolicOp::LessThan: return aUse(LessThan{});
-    case SymbolicOp::LessThanEqual: return aUse(LessThanEqual{});
-    case SymbolicOp::GreaterThan: return aUse(GreaterThan{});
-    case SymbolicOp::GreaterThanEqual: return aUse(GreaterThanEqual{});
-    case SymbolicOp::And: return aUse(And{});
-    case SymbolicOp::Or: return aUse(Or{});
-    case SymbolicOp::BitAnd: return aUse(BitAnd{});
-    case SymbolicOp::BitOr: return aUse(BitOr{});
-    case SymbolicOp::BitXOr: return aUse(BitXor{});
-    case SymbolicOp::ShiftLeft: return aUse(ShiftLeft{});
-    default: assert(aOp == SymbolicOp::ShiftRight); return aUse(ShiftRight{});
+    case SymbolicOp::Plus: return aBinary(Plus{});
+    case SymbolicOp::Minus: return aBinary(Minus{});
+    case SymbolicOp::UnaryMinus: return aUnary(UnaryMinus{});
+    case SymbolicOp::Multiply: return aBinary(Times{});
+    case SymbolicOp::Divide: return aBinary(Divide{});
+    case SymbolicOp::Modulo: return aBinary(Modulo{});
+    case SymbolicOp::Equal: return aBinary(Equals{});
+    case SymbolicOp::NotEqual: return aBinary(NotEquals{});
+    case SymbolicOp::LessThan: return aBinary(LessThan{});
+    case SymbolicOp::LessThanEqual: return aBinary(LessThanEqual{});
+    case SymbolicOp::GreaterThan: return aBinary(GreaterThan{});
+    case SymbolicOp::GreaterThanEqual: return aBinary(GreaterThanEqual{});
+    case SymbolicOp::And: return aBinary(And{});
+    case SymbolicOp::Or: return aBinary(Or{});
+    case SymbolicOp::Not: return aUnary(Not{});
+    case SymbolicOp::BitAnd: return aBinary(BitAnd{});
+    case SymbolicOp::BitOr: return aBinary(BitOr{});
+    case SymbolicOp::BitXOr: return aBinary(BitXor{});
+    case SymbolicOp::BitCompl: return aUnary(BitCompl{});
+    case SymbolicOp::ShiftLeft: return aBinary(ShiftLeft{});
+    case SymbolicOp::ShiftRight: return aBinary(ShiftRight{});
+    default: return aOther();
   }
 }
 
-/// Calls `aUse` with the rule of a unary operator.
-template <class Use>
-auto withUnaryRule(SymbolicOp aOp, Use aUse) {
-  switch (aOp) {
-    case SymbolicOp::UnaryMinus: return aUse(UnaryMinus{});
-    case SymbolicOp::Not: return aUse(Not{});
-    default: assert(aOp == SymbolicOp::BitCompl); return aUse(BitCompl{});
-  }
+/// Stands for the result of what is no operator.
+template <class Result>
+Result noOperator() {
+  assert(false);
+  return 0;
 }
 
 /// The shape of a binary operation: how its rule meets vectors.
@@ -117,20 +119,16 @@ inline void appendElement(Value& aList, const Value& aElement) {
   aList.vector().push_back(aElement.scalar());
 }
 
-/// The result of a binary operator.
+/// The result of an operator. A unary one takes the right operand and no notice of the left.
 inline Scalar apply(SymbolicOp aOp, const Scalar& aLeft, const Scalar& aRight) {
-  return withBinaryRule(aOp, [&](auto rule) { return Scalar(rule(aLeft, aRight)); });
+  return withRule(
+      aOp, [&](auto rule) { return Scalar(rule(aLeft, aRight)); },
+      [&](auto rule) { return Scalar(rule(aRight)); }, noOperator<Scalar>);
 }
 inline Value apply(SymbolicOp aOp, const Value& aLeft, const Value& aRight) {
-  return withBinaryRule(aOp, [&](auto rule) { return elementwise(aLeft, aRight, rule); });
-}
-
-/// The result of a unary operator.
-inline Scalar apply(SymbolicOp aOp, const Scalar& aValue) {
-  return withUnaryRule(aOp, [&](auto rule) { return Scalar(rule(aValue)); });
-}
-inline Value apply(SymbolicOp aOp, const Value& aValue) {
-  return withUnaryRule(aOp, [&](auto rule) { return elementwise(aValue, rule); });
+  return withRule(
+      aOp, [&](auto rule) { return elementwise(aLeft, aRight, rule); },
+      [&](auto rule) { return elementwise(aRight, rule); }, noOperator<Value>);
 }
 
 }  // namespace KS::Eval::detail

@@ -15,7 +15,7 @@ class PlaceMap {
   /// The place of `aId`, which becomes `aPlace` (not 0) if it has none.
   std::uint32_t findOrAdd(std::uint32_t aId, std::uint32_t aPlace) {
     if (count * 2 >= slots.size()) grow();
-    Slot& slot = slotOf(aId);
+    Slot& slot = slots[slotOf(aId)];
     if (slot.place == 0) {
       slot = {aId, aPlace};
       ++count;
@@ -23,7 +23,9 @@ class PlaceMap {
     return slot.place;
   }
   /// The place of `aId`, or 0.
-  std::uint32_t find(std::uint32_t aId) { return slots.empty() ? 0 : slotOf(aId).place; }
+  std::uint32_t find(std::uint32_t aId) const {
+    return slots.empty() ? 0 : slots[slotOf(aId)].place;
+  }
 
  private:
   struct Slot {
@@ -33,11 +35,11 @@ class PlaceMap {
   static constexpr unsigned leastLines = 4;  // as a power of 2
 
   // The slot of `aId`, or the empty one where it belongs.
-  Slot& slotOf(std::uint32_t aId) {
+  std::size_t slotOf(std::uint32_t aId) const {
     const std::uint64_t line = (aId / 8 * 0x9E3779B97F4A7C15U) >> lineShift;
     std::size_t idx = line * 8 + aId % 8;
     while (slots[idx].place != 0 && slots[idx].id != aId) idx = (idx + 1) & (slots.size() - 1);
-    return slots[idx];
+    return idx;
   }
 
   void grow() {
@@ -45,7 +47,7 @@ class PlaceMap {
     lineShift = old.empty() ? 64 - leastLines : lineShift - 1;
     slots = std::vector<Slot>(std::size_t{8} << (64 - lineShift), Slot{0, 0});
     for (const Slot& slot : old) {
-      if (slot.place != 0) slotOf(slot.id) = slot;
+      if (slot.place != 0) slots[slotOf(slot.id)] = slot;
     }
   }
 

@@ -92,10 +92,8 @@ class SmallEval {
   void compute() {
     while (lastStep != steps) {
       const Step step = *--lastStep;
-      const Scalar right = values[step.place + 1].scalar;
-      values[step.place].scalar = isUnary(step.op)
-                                      ? apply(step.op, right)
-                                      : apply(step.op, values[step.left].scalar, right);
+      values[step.place].scalar =
+          apply(step.op, values[step.left].scalar, values[step.place + 1].scalar);
     }
   }
 

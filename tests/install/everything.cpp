@@ -189,6 +189,20 @@ void textAndNumbers() {
     check(false, "evaluation error");
   } catch (const SymbolicExprEvalError&) {
   }
+  SymbolicExprBindings values(t);
+  values.set("N", 5);
+  values.set(parse("s.m"), true);
+  check(values.find(parse("s.m")) != nullptr && &values.getTable() == &t, "bindings");
+  std::size_t bound = 0;
+  values.forEach([&](SymbolicExprId, const Eval::Value&) { ++bound; });
+  check(bound == values.size(), "all bindings");
+  check(SymbolicExprEval(t).eval(parse("N+1"), values) == std::vector<double>{6},
+        "eval with values");
+  const SymbolicExprProgram program(t, {parse("s.m||a"), parse("N/2")});
+  check(program.run(values)[1].value->scalar().getInt() == 2, "program");
+  check(program.truths(values)[0].holds == SymbolicExprProgram::Holds::Yes, "truths");
+  check(SymbolicExprSubstitute(t)(parse("N-3+a"), values) == parse("2+a"), "substitution");
+
   using namespace KS::Eval;
   for (Value (*const operation)(const Value&, const Value&) :
        {plus, minus, times, divide, modulo, equals, notEquals, greaterThan, lessThan,

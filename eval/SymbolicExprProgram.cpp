@@ -1,0 +1,93 @@
+#include "eval/SymbolicExprProgram.hpp"
+
+#include <utility>
+
+#include "eval/detail/Failures.hpp"
+#include "eval/detail/ProgramRun.hpp"
+
+namespace KS {
+
+using Eval::detail::Cell;
+using Eval::detail::compile;
+using Eval::detail::NodeProgram;
+using Eval::detail::ProgramRun;
+using Eval::detail::Valueless;
+
+namespace {
+
+// Whether a node is a call or a member access.
+bool isCallAt(const NodeProgram& aProgram, std::uint32_t aPlace) {
+  const SymbolicExpr& node = *aProgram.table.get(aProgram.ids[aPlace]);
+  return Eval::detail::isOpaque(static_cast<SymbolicOp>(node.getKind()));
+}
+
+// A program in which what is bound cuts cycles: it decides on the order of evaluation then.
+NodeProgram cutByBindings(const NodeProgram& aProgram, const SymbolicExprBindings& aBindings) {
+  std::vector<SymbolicExprId> ids;
+  for (const std::uint32_t root : aProgram.roots) ids.push_back(aProgram.ids[root]);
+  return compile(aProgram.table, ids, &aBindings);
+}
+
+// Calls `aUse(index of the root, run, place of the root in it)` for every root.
+template <class Use>
+void forEachRoot(const NodeProgram& aProgram, const SymbolicExprBindings& aBindings,
+                 Valueless aValueless, const Use& aUse) {
+  std::optional<NodeProgram> cut;
+  if (aProgram.isCyclic) cut.emplace(cutByBindings(aProgram, aBindings));
+  const NodeProgram& program = cut ? *cut : aProgram;
+  const ProgramRun run(program, aBindings, aValueless);
+  for (std::size_t i = 0; i < program.roots.size(); ++i) {
+    const std::uint32_t root = program.roots[i];
+    if (run.at(root).state != NodeProgram::cycleError) {
+      aUse(i, run, root);
+    } else {
+      // How the way round is told depends on where it is entered, so on the root.
+      const NodeProgram alone = compile(program.table, {program.ids[root]}, &aBindings);
+      aUse(i, ProgramRun(alone, aBindings, aValueless), alone.roots[0]);
+    }
+  }
+}
+
+}  // namespace
+
+SymbolicExprProgram::SymbolicExprProgram(const SymbolicExprTable& aTable,
+                                         const std::vector<SymbolicExprId>& aRoots) {
+  auto fresh = std::make_shared<NodeProgram>(compile(aTable, aRoots, nullptr));
+  sortByKinds(*fresh);
+  program = std::move(fresh);
+}
+
+std::vector<SymbolicExprProgram::Outcome> SymbolicExprProgram::run(
+    const SymbolicExprBindings& aBindings) const {
+  std::vector<Outcome> outcomes(program->roots.size());
+  const auto give = [&](std::size_t aIdx, const ProgramRun& aRun, std::uint32_t aRoot) {
+    if (aRun.at(aRoot).isConstant()) {
+      outcomes[aIdx].value = aRun.valueAt(aRoot);
+    } else if (isCallAt(*program, program->roots[aIdx])) {
+      outcomes[aIdx].value = 0;
+    } else {
+      outcomes[aIdx].error = aRun.errorAt(aRoot);
+    }
+  };
+  forEachRoot(*program, aBindings, Valueless::Fails, give);
+  return outcomes;
+}
+
+std::vector<SymbolicExprProgram::TruthOutcome> SymbolicExprProgram::truths(
+    const SymbolicExprBindings& aBindings) const {
+  std::vector<TruthOutcome> outcomes(program->roots.size());
+  const auto give = [&](std::size_t aIdx, const ProgramRun& aRun, std::uint32_t aRoot) {
+    const Cell& cell = aRun.at(aRoot);
+    TruthOutcome& outcome = outcomes[aIdx];
+    switch (cell.state) {
+      case Cell::isScalar: outcome.holds = cell.scalar.toBool() ? Holds::Yes : Holds::No; break;
+      case Cell::isList: outcome.error = Eval::detail::noTruthText(aRun.valueAt(aRoot)); break;
+      case Cell::isOpen: outcome.holds = Holds::Open; break;
+      default: outcome.error = aRun.errorAt(aRoot);
+    }
+  };
+  forEachRoot(*program, aBindings, Valueless::IsUndecided, give);
+  return outcomes;
+}
+
+}  // namespace KS

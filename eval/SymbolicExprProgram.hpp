@@ -1,0 +1,68 @@
+// Many expressions, compiled once, for one set of values after another.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/KSApi.hpp"
+#include "base/SymbolicExprTable.hpp"
+#include "eval/Eval.hpp"
+#include "eval/SymbolicExprBindings.hpp"
+
+namespace KS {
+
+namespace Eval::detail {
+struct NodeProgram;
+}
+
+/// Expressions whose distinct nodes are all computed in one sweep for each set of values. Borrows
+/// the table, which may grow; values that are registered in it later are not for a program that
+/// exists. Costs time and memory in distinct nodes, those of registered values included, when it is
+/// made and in every run; in a run, memory for the lists that are needed at the same time; and for
+/// a root whose registered values lead back to themselves, as much as if it were alone. Any number
+/// of threads may run one program at once over a table that nobody extends. Copies share what was
+/// compiled.
+///
+///     const SymbolicExprProgram program(table, {parse("Mains == 3"), parse("Power / 2")});
+///     for (const SymbolicExprBindings& bindings : questions) {
+///       const auto outcomes = program.run(bindings);  // outcomes[1].value is that of Power / 2
+///     }
+class KS_API SymbolicExprProgram {
+ public:
+  /// What a root came to: its value, or why it has none.
+  struct Outcome {
+    std::optional<Eval::Value> value;
+    std::string error;  ///< empty where there is a value
+  };
+
+  /// Whether a root holds, that is, whether its value is not 0.
+  enum class Holds { No, Yes, Open, Error };
+  struct TruthOutcome {
+    Holds holds = Holds::Error;
+    std::string error;  ///< empty unless `holds` is `Error`
+  };
+
+  /// Compiles the roots. Throws `std::out_of_range` for a root, or a registered value that one
+  /// needs, that is not in the table.
+  SymbolicExprProgram(const SymbolicExprTable& aTable, const std::vector<SymbolicExprId>& aRoots);
+
+  /// The value or the error of each root, as `SymbolicExprEval` gives or throws it: one root that
+  /// fails does not keep the others from their values, and a root that is a call or a member access
+  /// and not bound is the int 0. Throws `std::invalid_argument` for bindings of another table.
+  std::vector<Outcome> run(const SymbolicExprBindings& aBindings) const;
+
+  /// Whether each root holds, as far as the values decide it. A symbol, a call or a member access
+  /// without a value is open, and so is what is computed from it, but for connectives: a
+  /// conjunction with an operand that doesn't hold doesn't hold, a disjunction with one that holds
+  /// holds (Kleene's logic). So `No` and `Yes` stay what they are whatever numbers the open ones
+  /// get; `x == x` is open all the same. An error is what evaluation would fail with otherwise, or
+  /// a list as the root or as an operand of a connective. Throws like `run`.
+  std::vector<TruthOutcome> truths(const SymbolicExprBindings& aBindings) const;
+
+ private:
+  std::shared_ptr<const Eval::detail::NodeProgram> program;
+};
+
+}  // namespace KS

@@ -1,0 +1,29 @@
+#include "eval/detail/Failures.hpp"
+
+namespace KS::Eval::detail {
+
+bool isBoolean(const SymbolicExpr& aSymbol, Scalar& aValue) {
+  const std::string& name = nameOf(aSymbol);
+  if (name != "true" && name != "false") return false;
+  aValue = name == "true";
+  return true;
+}
+
+std::string noValueText(const SymbolicExprTable& aTable, const SymbolicExpr& aExpr) {
+  const auto op = static_cast<SymbolicOp>(aExpr.getKind());
+  if (op == SymbolicOp::String) return "the symbol '" + nameOf(aExpr) + "' has no value";
+  if (op == SymbolicOp::MemberValue) {
+    return "the member access '." + static_cast<const SymbolicMemberValue&>(aExpr).getMember() +
+           "' has no value";
+  }
+  const SymbolicExpr& function = *aTable.get(aExpr.getInput(0));
+  const bool isNamed = static_cast<SymbolicOp>(function.getKind()) == SymbolicOp::String;
+  return "the call of '" + (isNamed ? nameOf(function) : std::string("?")) + "' has no value";
+}
+
+std::string noTruthText(const Value& aList) {
+  return "a list of " + std::to_string(aList.vector().size()) +
+         " elements where a truth value is needed";
+}
+
+}  // namespace KS::Eval::detail

@@ -1,0 +1,45 @@
+// What has no value, and how that is told.
+#pragma once
+
+#include <string>
+
+#include "base/KSSymbolicExpr.hpp"
+#include "eval/Eval.hpp"
+
+namespace KS::Eval::detail {
+
+/// The text of a symbol.
+inline const std::string& nameOf(const SymbolicExpr& aSymbol) {
+  return static_cast<const SymbolicString&>(aSymbol).getText();
+}
+
+/// Whether a symbol for which nothing is bound or registered has a value all the same, which then
+/// is `aValue`: "true" and "false" have.
+bool isBoolean(const SymbolicExpr& aSymbol, Scalar& aValue);
+
+/// Why a symbol, a call or a member access has no value.
+std::string noValueText(const SymbolicExprTable& aTable, const SymbolicExpr& aExpr);
+
+/// Why there is no truth value.
+std::string noTruthText(const Value& aList);
+
+/// Why what leads back to the node `aId` has no value. The way round is what was entered since that
+/// node: the ids of the path's frames. There is a symbol on it, the one that leads to something
+/// newer than itself; the way is told from the first symbol on it to where that comes again.
+template <class Path>
+std::string cycleText(const SymbolicExprTable& aTable, const Path& aPath, SymbolicExprId aId) {
+  std::string first;
+  std::string names;
+  bool isOnWay = false;
+  for (const auto& frame : aPath) {
+    isOnWay = isOnWay || frame.id == aId;
+    const SymbolicExpr& node = *aTable.get(frame.id);
+    if (!isOnWay || static_cast<SymbolicOp>(node.getKind()) != SymbolicOp::String) continue;
+    const std::string name = "'" + nameOf(node) + "'";
+    if (first.empty()) first = name;
+    names += name + " -> ";
+  }
+  return "the value of a symbol leads back to itself: " + names + first;
+}
+
+}  // namespace KS::Eval::detail
