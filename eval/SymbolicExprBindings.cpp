@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/detail/Intern.hpp"
+#include "base/detail/NodeView.hpp"
 #include "eval/detail/Operations.hpp"
 
 namespace KS {
@@ -44,7 +45,7 @@ const Eval::Value* SymbolicExprBindings::find(SymbolicExprId aId) const {
   const auto value = values.find(aId);
   if (value != values.end()) return &value->second;
   if (unknownNames.empty() || aId >= table->size()) return nullptr;
-  if (detail::Digests::kindOf(*table, aId) != SymbolicOp::String) return nullptr;
+  if (!detail::NodeView(*table, aId).is(SymbolicOp::String)) return nullptr;
   const auto& symbol = static_cast<const SymbolicString&>(*table->get(aId));
   const auto named = unknownNames.find(symbol.getText());
   return named == unknownNames.end() ? nullptr : &named->second;

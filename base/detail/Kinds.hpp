@@ -15,6 +15,19 @@ inline constexpr int numKinds = 0
 /// Whether the kind is a symbol or a literal.
 constexpr bool isLeaf(SymbolicOp aKind) { return aKind <= SymbolicOp::DoubleValue; }
 
+/// Whether the kind is an integer or a real literal.
+constexpr bool isLiteral(SymbolicOp aKind) {
+  return aKind == SymbolicOp::IntValue || aKind == SymbolicOp::DoubleValue;
+}
+
+/// Whether the kind is a list.
+constexpr bool isList(SymbolicOp aKind) {
+  return aKind >= SymbolicOp::_2D && aKind <= SymbolicOp::ND;
+}
+
+/// Whether the kind is a call or a member access, of which evaluation knows nothing.
+constexpr bool isOpaque(SymbolicOp aKind) { return aKind >= SymbolicOp::FcnCall0U; }
+
 /// Whether the kind is an operator on one operand.
 constexpr bool isUnaryOperator(SymbolicOp aKind) {
   switch (aKind) {
@@ -45,6 +58,7 @@ constexpr bool isConnective(SymbolicOp aKind) {
   return aKind == SymbolicOp::And || aKind == SymbolicOp::Or;
 }
 
-static_assert(numKinds == 32, "a new kind: is it a leaf, a relation, a connective?");
+static_assert(numKinds == 32,
+              "a new kind: is it a leaf, a list, a call, a relation, a connective?");
 
 }  // namespace KS::detail

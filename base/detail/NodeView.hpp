@@ -29,6 +29,8 @@ class NodeView {
   SymbolicExprId right() const { return digest.second; }
   /// The value of an integer literal.
   int intValue() const { return static_cast<int>(digest.first); }
+  /// The id that is registered for a symbol; one beyond all tables where none is.
+  SymbolicExprId valueId() const { return digest.first; }
 
  private:
   const NodeDigest& digest;

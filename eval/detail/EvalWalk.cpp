@@ -11,10 +11,6 @@ namespace KS::Eval::detail {
 
 namespace {
 
-SymbolicOp kindOf(const KS::detail::NodeDigest& aDigest) {
-  return static_cast<SymbolicOp>(aDigest.kind);
-}
-
 // What a vector takes, in bytes.
 std::size_t sizeOf(const Value& aVector) {
   return sizeof(Value) + aVector.vector().capacity() * sizeof(Scalar);
@@ -26,7 +22,7 @@ constexpr SymbolicExprId computed = invalidSymbolicExprId;
 [[noreturn]] void fail(const std::string& aText) { throw SymbolicExprEvalError(aText); }
 
 // An input is always older than its user; following one that is not might never end.
-SymbolicExprId checked(std::uint32_t aInput, std::uint32_t aId) {
+SymbolicExprId checked(SymbolicExprId aInput, SymbolicExprId aId) {
   if (aInput >= aId) KS::detail::failBadInput();
   return aInput;
 }
@@ -50,20 +46,20 @@ const Value* EvalWalk::bound(std::size_t aId) const {
 // The value of a literal or of a symbol that has one for its value.
 bool EvalWalk::isLeaf(std::size_t aId, Scalar& aScalar) const {
   if (bindings != nullptr) return isBoundLeaf(aId, aScalar);
-  if (kindOf(digests[aId]) == SymbolicOp::String) {
-    aId = digests[aId].first;
+  if (node(aId).is(SymbolicOp::String)) {
+    aId = node(aId).valueId();
     if (aId >= table.size()) return false;
   }
-  const SymbolicOp op = kindOf(digests[aId]);
-  if (!isLiteral(op)) return false;
-  aScalar = op == SymbolicOp::IntValue ? Scalar(static_cast<int>(digests[aId].first))
-                                       : literal(op, *table.get(aId));
+  const KS::detail::NodeView leaf = node(aId);
+  if (!isLiteral(leaf.kind())) return false;
+  aScalar = leaf.is(SymbolicOp::IntValue) ? Scalar(leaf.intValue())
+                                          : literal(leaf.kind(), *table.get(aId));
   return true;
 }
 
 // The value of a literal or of a symbol to which a scalar is bound.
 bool EvalWalk::isBoundLeaf(std::size_t aId, Scalar& aScalar) const {
-  const SymbolicOp op = kindOf(digests[aId]);
+  const SymbolicOp op = node(aId).kind();
   const Value* const value = op == SymbolicOp::String ? bindings->find(aId) : nullptr;
   if (value != nullptr && value->tag() == Value::Single) {
     aScalar = value->scalar();
@@ -77,20 +73,20 @@ bool EvalWalk::isBoundLeaf(std::size_t aId, Scalar& aScalar) const {
 
 // The value of a leaf or of an operator on leaves.
 bool EvalWalk::isSimple(std::uint32_t aId, Scalar& aScalar) const {
-  const KS::detail::NodeDigest& digest = digests[aId];
-  const SymbolicOp op = kindOf(digest);
-  if (op < SymbolicOp::Plus) return isLeaf(aId, aScalar);
-  if (op >= SymbolicOp::_2D || bound(aId) != nullptr) return false;
+  const KS::detail::NodeView operation = node(aId);
+  const SymbolicOp op = operation.kind();
+  if (operation.isLeaf()) return isLeaf(aId, aScalar);
+  if (isList(op) || isOpaque(op) || bound(aId) != nullptr) return false;
   Scalar left(0);
-  if (digest.first >= aId || !isLeaf(digest.first, left)) return false;
+  if (operation.left() >= aId || !isLeaf(operation.left(), left)) return false;
   Scalar right = left;
-  if (!isUnary(op) && (digest.second >= aId || !isLeaf(digest.second, right))) return false;
+  if (!isUnary(op) && (operation.right() >= aId || !isLeaf(operation.right(), right))) return false;
   aScalar = apply(op, left, right);
   return true;
 }
 
 SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
-  const SymbolicExpr& node = *table.get(aId);
+  const SymbolicExpr& expr = *table.get(aId);
   const auto id = static_cast<std::uint32_t>(aId);
   if (isSimple(id, current.scalar)) {
     current.shape = isScalar;
@@ -113,12 +109,12 @@ SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
     results[place] = current;
     return computed;
   }
-  const Frame frame{id, place, 0, kindOf(digests[id])};
-  if (isOpaque(frame.op)) fail(noValueText(table, node));
+  const Frame frame{id, place, 0, node(id).kind()};
+  if (isOpaque(frame.op)) fail(noValueText(table, expr));
   if (frame.op == SymbolicOp::String) return enterSymbol(frame);
   if (isList(frame.op)) return enterList(frame);
   path.push_back(frame);
-  return checked(digests[id].first, id);
+  return checked(node(id).left(), id);
 }
 
 SymbolicExprId EvalWalk::enterSymbol(const Frame& aFrame) {
@@ -157,7 +153,7 @@ SymbolicExprId EvalWalk::leave() {
     } else if (isUnary(op)) {
       combine(op, current, current);
     } else if (op != SymbolicOp::String && top.input == 0) {
-      const SymbolicExprId right = checked(digests[top.id].second, top.id);
+      const SymbolicExprId right = checked(node(top.id).right(), top.id);
       Result result{0, isScalar};
       if (!isLeaf(right, result.scalar)) {
         operands.push_back(current);
@@ -238,8 +234,8 @@ void EvalWalk::freeUnneeded() {
     } else if (aOp == SymbolicOp::String) {
       if (aFirst == 0) look(table.getValueId(aId));
     } else if (!isLiteral(aOp) && !isOpaque(aOp)) {
-      if (aFirst == 0) look(digests[aId].first);
-      if (aFirst < 2 && !isUnary(aOp)) look(digests[aId].second);
+      if (aFirst == 0) look(node(aId).left());
+      if (aFirst < 2 && !isUnary(aOp)) look(node(aId).right());
     }
   };
   for (const Result& operand : operands) need(operand);
@@ -247,7 +243,7 @@ void EvalWalk::freeUnneeded() {
   while (!open.empty()) {
     const SymbolicExprId id = open.back();
     open.pop_back();
-    lookAtInputs(id, kindOf(digests[id]), 0);
+    lookAtInputs(id, node(id).kind(), 0);
   }
 
   std::size_t needed = 0;

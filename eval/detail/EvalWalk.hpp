@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
-#include "base/detail/Digest.hpp"
+#include "base/detail/NodeView.hpp"
 #include "eval/SymbolicExprBindings.hpp"
 #include "eval/detail/Operations.hpp"
 #include "eval/detail/PlaceMap.hpp"
@@ -48,6 +48,7 @@ class EvalWalk {
   // So many bytes of vectors are kept before it is asked which of them are needed.
   static constexpr std::size_t leastFreed = std::size_t{1} << 20;
 
+  KS::detail::NodeView node(SymbolicExprId aId) const { return {digests, aId}; }
   SymbolicExprId enter(SymbolicExprId aId);
   SymbolicExprId enterSymbol(const Frame& aFrame);
   SymbolicExprId enterList(const Frame& aFrame);

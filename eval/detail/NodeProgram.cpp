@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/detail/Digest.hpp"
+#include "base/detail/NodeView.hpp"
 #include "base/detail/Walk.hpp"
 #include "eval/detail/Failures.hpp"
 #include "eval/detail/Operations.hpp"
@@ -44,7 +44,8 @@ class Compiler {
   void leave();
   void markEnds();
 
-  SymbolicOp opOf(SymbolicExprId aId) const { return static_cast<SymbolicOp>(digests[aId].kind); }
+  SymbolicOp opOf(SymbolicExprId aId) const { return node(aId).kind(); }
+  KS::detail::NodeView node(SymbolicExprId aId) const { return {digests, aId}; }
 
   const SymbolicExprTable& table;
   const KS::detail::BlockArray<KS::detail::NodeDigest>& digests;
@@ -121,11 +122,10 @@ void Compiler::push(SymbolicExprId aId, std::uint32_t aPlace, std::size_t aCount
 }
 
 SymbolicExprId Compiler::inputOf(const Frame& aFrame) const {
-  const KS::detail::NodeDigest& digest = digests[aFrame.id];
   const SymbolicOp op = opOf(aFrame.id);
   if (op == SymbolicOp::String) return table.getValueId(aFrame.id);
   if (isList(op)) return KS::detail::checkedInput(*table.get(aFrame.id), aFrame.id, aFrame.next);
-  const SymbolicExprId input = aFrame.next == 0 ? digest.first : digest.second;
+  const SymbolicExprId input = aFrame.next == 0 ? node(aFrame.id).left() : node(aFrame.id).right();
   if (input >= aFrame.id) KS::detail::failBadInput();
   return input;
 }
@@ -134,7 +134,7 @@ void Compiler::leave() {
   const Frame done = path.back();
   path.pop_back();
   const auto first = operands.end() - static_cast<std::ptrdiff_t>(done.count);
-  Step step{digests[done.id].kind, false, false, done.place, 0, 0};
+  Step step{static_cast<std::uint8_t>(opOf(done.id)), false, false, done.place, 0, 0};
   if (isList(step.op())) {
     step.left = static_cast<std::uint32_t>(program.elements.size());
     program.elements.insert(program.elements.end(), first, operands.end());

@@ -6,27 +6,19 @@
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "base/detail/Kinds.hpp"
 #include "eval/Eval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "eval/detail/ScalarRules.hpp"
 
 namespace KS::Eval::detail {
 
-/// Whether the kind is an integer or a real literal.
-inline bool isLiteral(SymbolicOp aOp) {
-  return aOp == SymbolicOp::IntValue || aOp == SymbolicOp::DoubleValue;
-}
+using KS::detail::isList;
+using KS::detail::isLiteral;
+using KS::detail::isOpaque;
+inline bool isUnary(SymbolicOp aOp) { return KS::detail::isUnaryOperator(aOp); }
 
-/// Whether the kind is an operator with one operand.
-inline bool isUnary(SymbolicOp aOp) {
-  return aOp == SymbolicOp::UnaryMinus || aOp == SymbolicOp::Not || aOp == SymbolicOp::BitCompl;
-}
-
-/// Whether the kind is a dimension list.
-inline bool isList(SymbolicOp aOp) { return aOp >= SymbolicOp::_2D && aOp <= SymbolicOp::ND; }
-
-/// Whether the kind is a call or a member access, which have no value.
-inline bool isOpaque(SymbolicOp aOp) { return aOp >= SymbolicOp::FcnCall0U; }
+static_assert(KS::detail::numKinds == 32, "a new kind: what is its value?");
 
 /// The value of a literal of kind `aOp`.
 inline Scalar literal(SymbolicOp aOp, const SymbolicExpr& aExpr) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "base/KSSymbolicExpr.hpp"
-#include "base/detail/Digest.hpp"
+#include "base/detail/NodeView.hpp"
 #include "eval/detail/Operations.hpp"
 
 namespace KS::Eval::detail {
@@ -52,7 +52,6 @@ class SmallEval {
   // Each visit takes a place at most, and leaves one operand more pending at most, so no array can
   // overflow.
   bool enterAll(SymbolicExprId aRoot) {
-    using KS::detail::NodeDigest;
     const auto& digests = KS::detail::Digests::of(table);
     const std::size_t size = table.size();
     Pending pending[maxVisits];
@@ -61,28 +60,28 @@ class SmallEval {
     std::size_t id = aRoot;
     for (std::size_t visits = 0; visits < maxVisits; ++visits) {
       if (id >= size) return false;  // unbound, or not a node of the table
-      const NodeDigest& digest = digests[id];
-      const auto op = static_cast<SymbolicOp>(digest.kind);
+      const KS::detail::NodeView node(digests, id);
+      const SymbolicOp op = node.kind();
       if (op == SymbolicOp::String) {
-        id = digest.first;
+        id = node.valueId();
         continue;
       }
       if (isLiteral(op)) {
-        values[place++].scalar = op == SymbolicOp::IntValue ? Scalar(static_cast<int>(digest.first))
-                                                            : literal(op, *table.get(id));
+        values[place++].scalar =
+            op == SymbolicOp::IntValue ? Scalar(node.intValue()) : literal(op, *table.get(id));
         if (lastPending == pending) return true;
         --lastPending;
         id = lastPending->id;
         lastPending->user->left = place;
         continue;
       }
-      if (op >= SymbolicOp::_2D) return false;
+      if (isList(op) || isOpaque(op)) return false;
       *lastStep = {op, place++, 0};
       if (isUnary(op)) {
-        id = digest.first;
+        id = node.left();
       } else {
-        *lastPending++ = {digest.first, lastStep};
-        id = digest.second;
+        *lastPending++ = {static_cast<std::uint32_t>(node.left()), lastStep};
+        id = node.right();
       }
       ++lastStep;
     }
