@@ -36,6 +36,18 @@ struct SymbolicExprDecider::State {
     std::vector<Witness::Entry> values;
   };
 
+  // Runs a query. One that is broken off, by an unknown id or for want of memory, may leave a
+  // formula behind that is half made.
+  template <class Query>
+  auto run(Query aQuery) {
+    try {
+      return aQuery();
+    } catch (...) {
+      current.reset();
+      throw;
+    }
+  }
+
   Encoder& encoder() {
     if (!current) {
       current = std::make_unique<Encoder>(table, bindings, domains);
@@ -185,6 +197,33 @@ struct SymbolicExprDecider::State {
     return result;
   }
 
+  SymbolicExprContradiction smallestContradiction(const std::vector<SymbolicExprId>& aIds) {
+    std::vector<SymbolicExprId> ids;
+    std::unordered_set<SymbolicExprId> seen;
+    for (const SymbolicExprId id : aIds) {
+      if (seen.insert(id).second) ids.push_back(id);
+    }
+    Formula& formula = encoder().getFormula();
+    std::vector<Literal> roots;
+    for (const SymbolicExprId id : ids) roots.push_back(encoder().truth(id));
+    for (const SymbolicExprId id : assumed) roots.push_back(encoder().truth(id));
+    const Problem problem(formula, roots);
+    Search search(formula, problem);
+    for (std::size_t i = ids.size(); i < roots.size(); ++i) search.require(problem.local(roots[i]));
+    std::vector<Literal> literals;
+    for (std::size_t i = 0; i < ids.size(); ++i) literals.push_back(problem.local(roots[i]));
+    Contradiction contradiction(search, literals, static_cast<std::int64_t>(conflictLimit));
+    SymbolicExprContradiction result;
+    result.exists = contradiction.find();
+    if (!result.exists) return result;
+    for (const std::size_t place : contradiction.places()) result.ids.push_back(ids[place]);
+    // That arithmetic terms may have any value does not show that the conditions can hold.
+    const bool isExact = !problem.hasUnknown() || result.ids.empty();
+    result.isMinimal = isExact && contradiction.isMinimal();
+    result.isShortest = isExact && contradiction.isShortest();
+    return result;
+  }
+
   const SymbolicExprTable& table;
   SymbolicExprBindings bindings;
   Domains domains;
@@ -253,18 +292,18 @@ Truth SymbolicExprDecider::decide(SymbolicExprId aId) {
 }
 
 Truth SymbolicExprDecider::decide(const std::vector<SymbolicExprId>& aIds) {
-  return state->decide(aIds);
+  return state->run([&] { return state->decide(aIds); });
 }
 
 UnknownCause SymbolicExprDecider::unknownCause(const std::vector<SymbolicExprId>& aIds) {
   UnknownCause cause = UnknownCause::None;
-  state->decide(aIds, cause);
+  state->run([&] { return state->decide(aIds, cause); });
   return cause;
 }
 
 std::vector<Truth> SymbolicExprDecider::decideAll(
     const std::vector<std::vector<SymbolicExprId>>& aConjunctions) {
-  return state->decideAll(aConjunctions);
+  return state->run([&] { return state->decideAll(aConjunctions); });
 }
 
 std::vector<SymbolicExprId> SymbolicExprDecider::unknownTerms(SymbolicExprId aId) {
@@ -273,12 +312,12 @@ std::vector<SymbolicExprId> SymbolicExprDecider::unknownTerms(SymbolicExprId aId
 
 std::optional<bool> SymbolicExprDecider::implies(SymbolicExprId aPremise,
                                                  SymbolicExprId aConclusion) {
-  return state->isRefuted({{aPremise}, {aConclusion}, false});
+  return implies(std::vector<SymbolicExprId>{aPremise}, aConclusion);
 }
 
 std::optional<bool> SymbolicExprDecider::implies(const std::vector<SymbolicExprId>& aPremises,
                                                  SymbolicExprId aConclusion) {
-  return state->isRefuted({aPremises, {aConclusion}, false});
+  return state->run([&] { return state->isRefuted({aPremises, {aConclusion}, false}); });
 }
 
 std::optional<bool> SymbolicExprDecider::equivalent(SymbolicExprId aLeft, SymbolicExprId aRight) {
@@ -290,7 +329,7 @@ std::optional<bool> SymbolicExprDecider::equivalent(SymbolicExprId aLeft, Symbol
 }
 
 std::optional<bool> SymbolicExprDecider::exclusive(SymbolicExprId aLeft, SymbolicExprId aRight) {
-  return state->isRefuted({{aLeft, aRight}, {}, false});
+  return state->run([&] { return state->isRefuted({{aLeft, aRight}, {}, false}); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -302,7 +341,9 @@ std::optional<SymbolicExprBindings> SymbolicExprDecider::witness(SymbolicExprId 
 
 std::optional<SymbolicExprBindings> SymbolicExprDecider::witness(
     const std::vector<SymbolicExprId>& aHolding, const std::vector<SymbolicExprId>& aFailing) {
-  const State::Answer answer = state->search({aHolding, aFailing, false});
+  const State::Answer answer = state->run([&] {
+    return state->search({aHolding, aFailing, false});
+  });
   if (answer.isPossible != true) return std::nullopt;
   SymbolicExprBindings bindings = state->bindings;
   for (const Witness::Entry& entry : answer.values) {
@@ -315,7 +356,9 @@ std::optional<SymbolicExprBindings> SymbolicExprDecider::witness(
 
 std::optional<std::vector<SymbolicExprAssignment>> SymbolicExprDecider::assignment(
     const std::vector<SymbolicExprId>& aHolding, const std::vector<SymbolicExprId>& aFailing) {
-  const State::Answer answer = state->search({aHolding, aFailing, false});
+  const State::Answer answer = state->run([&] {
+    return state->search({aHolding, aFailing, false});
+  });
   if (answer.isPossible != true) return std::nullopt;
   std::vector<SymbolicExprAssignment> list;
   const Encoder& encoder = state->encoder();
@@ -333,35 +376,12 @@ std::optional<std::vector<SymbolicExprAssignment>> SymbolicExprDecider::assignme
 
 std::vector<SymbolicExprId> SymbolicExprDecider::unknownTerms(
     const std::vector<SymbolicExprId>& aIds) {
-  return state->unknownTerms(aIds);
+  return state->run([&] { return state->unknownTerms(aIds); });
 }
 
 SymbolicExprContradiction SymbolicExprDecider::smallestContradiction(
     const std::vector<SymbolicExprId>& aIds) {
-  std::vector<SymbolicExprId> ids;
-  std::unordered_set<SymbolicExprId> seen;
-  for (const SymbolicExprId id : aIds) {
-    if (seen.insert(id).second) ids.push_back(id);
-  }
-  Encoder& encoder = state->encoder();
-  std::vector<Literal> roots;
-  for (const SymbolicExprId id : ids) roots.push_back(encoder.truth(id));
-  for (const SymbolicExprId id : state->assumed) roots.push_back(encoder.truth(id));
-  const Problem problem(encoder.getFormula(), roots);
-  Search search(encoder.getFormula(), problem);
-  for (std::size_t i = ids.size(); i < roots.size(); ++i) search.require(problem.local(roots[i]));
-  std::vector<Literal> literals;
-  for (std::size_t i = 0; i < ids.size(); ++i) literals.push_back(problem.local(roots[i]));
-  Contradiction contradiction(search, literals, static_cast<std::int64_t>(state->conflictLimit));
-  SymbolicExprContradiction result;
-  result.exists = contradiction.find();
-  if (!result.exists) return result;
-  for (const std::size_t place : contradiction.places()) result.ids.push_back(ids[place]);
-  // That arithmetic terms may have any value does not show that the conditions can hold.
-  const bool isExact = !problem.hasUnknown() || result.ids.empty();
-  result.isMinimal = isExact && contradiction.isMinimal();
-  result.isShortest = isExact && contradiction.isShortest();
-  return result;
+  return state->run([&] { return state->smallestContradiction(aIds); });
 }
 
 }  // namespace KS

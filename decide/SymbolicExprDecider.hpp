@@ -73,7 +73,8 @@ struct SymbolicExprContradiction {
 /// on earlier questions. How hard a question may be is limited by conflicts, not by time
 /// (`setConflictLimit`). Every query throws `std::out_of_range` for an id that is not in the table,
 /// `std::length_error` for conditions with more than a billion parts, and `std::bad_alloc`; the
-/// decider can be asked again afterwards.
+/// decider can be asked again afterwards. (Where memory ends within the solver, what that solver
+/// has allocated is not given back.)
 class KS_API SymbolicExprDecider {
  public:
   /// The conflicts that one search may take unless `setConflictLimit` says otherwise.

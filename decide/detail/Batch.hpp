@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "decide/detail/Problem.hpp"
@@ -28,10 +29,6 @@ class Batch {
   std::vector<State> run(const std::vector<Literal>& aGoals);
 
  private:
-  struct Goal {
-    Literal literal;  // of the problem
-    State state;
-  };
   Problem makeProblem(const std::vector<Literal>& aLiterals) const;
   std::vector<char> findExact(const Problem& aProblem) const;
   void simulate(const std::vector<Literal>& aLiterals, std::vector<State>& aStates);

@@ -8,21 +8,15 @@
 namespace KS::detail {
 
 Search::Search(const Formula& aFormula, const Problem& aProblem)
-    : formula(aFormula),
-      problem(aProblem),
-      solver(std::make_unique<CaDiCaL::Solver>()),
-      theory(aFormula.getTerms(), aProblem.getConstants()) {
-  solver->set("quiet", 1);
-  solver->set("lucky", 0);  // tries that each call would repeat
-  solver->connect_learner(&counter);
+    : formula(aFormula), problem(aProblem), theory(aFormula.getTerms(), aProblem.getConstants()) {
   addNodes();
   addOrders();
   for (const Literal fact : problem.getFacts()) require(fact);
 }
 
 void Search::addClause(std::initializer_list<Literal> aClause) {
-  for (const Literal literal : aClause) solver->add(variable(literal));
-  solver->add(0);
+  for (const Literal literal : aClause) solver.add(variable(literal));
+  solver.add(0);
 }
 
 void Search::addNodes() {
@@ -30,7 +24,7 @@ void Search::addNodes() {
   tieOf.assign(nodes.size(), 0);
   isNeeded.assign(nodes.size(), 0);
   wide = static_cast<int>(nodes.size());
-  solver->reserve(wide);
+  solver.reserve(wide);
   for (std::uint32_t i = 1; i < nodes.size(); ++i) {
     if (nodes[i].kind != FormulaNode::And) continue;
     const Literal self = literalOf(i);
@@ -106,7 +100,7 @@ void Search::addOrders() {
 void Search::require(Literal aLiteral) {
   if (aLiteral == literalTrue) return;
   if (aLiteral == literalFalse) {
-    solver->add(0);  // the empty clause
+    solver.add(0);  // the empty clause
     return;
   }
   addClause({aLiteral});
@@ -116,22 +110,21 @@ void Search::require(Literal aLiteral) {
 void Search::addConflicts(const std::vector<OrderTheory::Conflict>& aConflicts, bool aWide) {
   spent += static_cast<std::int64_t>(aConflicts.size());
   for (const OrderTheory::Conflict& conflict : aConflicts) {
-    if (aWide) solver->add(-wide);
-    for (const Literal literal : conflict) solver->add(-variable(literal));
-    solver->add(0);
+    if (aWide) solver.add(-wide);
+    for (const Literal literal : conflict) solver.add(-variable(literal));
+    solver.add(0);
   }
 }
 
 Search::Step Search::step(const std::vector<Literal>& aAssumptions, int aWide) {
-  const std::int64_t left = limit - spent - counter.count;
+  const std::int64_t left = limit - spent - solver.conflicts();
   if (left <= 0) return Step::Limit;
   for (const Literal literal : aAssumptions) {
-    if (literal != literalTrue) solver->assume(variable(literal));
+    if (literal != literalTrue) solver.assume(variable(literal));
   }
-  if (aWide != 0) solver->assume(aWide);
-  solver->limit("conflicts",
-                static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max())));
-  switch (solver->solve()) {
+  if (aWide != 0) solver.assume(aWide);
+  switch (solver.solve(
+      static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max())))) {
     case 10: return Step::Sat;
     case 20: return Step::Unsat;
     default: return Step::Limit;
@@ -150,7 +143,7 @@ void Search::justify(const std::vector<Literal>& aAssumptions) {
     if (isKnown == 0) open.push_back(nodeOf(aLiteral));
     isKnown = 1;
   };
-  const auto holds = [&](Literal aLiteral) { return solver->val(variable(aLiteral)) > 0; };
+  const auto holds = [&](Literal aLiteral) { return solver.holds(variable(aLiteral)); };
   for (const Literal literal : required) need(literal);
   for (const Literal literal : aAssumptions) {
     if (literal != literalTrue) need(literal);
@@ -190,7 +183,7 @@ Search::Result Search::search(const std::vector<Literal>& aAssumptions, bool aWi
   for (;;) {
     switch (step(aAssumptions, aWide ? (isWideUsed ? wide : 0) : -wide)) {
       case Step::Limit: return Exhausted;
-      case Step::Unsat: return isWideUsed && solver->failed(wide) ? TooNarrow : Impossible;
+      case Step::Unsat: return isWideUsed && solver.failed(wide) ? TooNarrow : Impossible;
       case Step::Sat: break;
     }
     justify(aAssumptions);
@@ -209,8 +202,7 @@ Search::Result Search::search(const std::vector<Literal>& aAssumptions, bool aWi
 
 Search::Result Search::run(const std::vector<Literal>& aAssumptions, std::int64_t aConflicts) {
   spent = 0;
-  counter.count = 0;
-  limit = aConflicts;
+  limit = solver.conflicts() + aConflicts;
   valuation.clear();
   isFalseAssumed = std::count(aAssumptions.begin(), aAssumptions.end(), literalFalse) > 0;
   if (isFalseAssumed) return Impossible;
@@ -256,7 +248,7 @@ bool Search::holds(Literal aLiteral) {
 
 bool Search::isCause(Literal aAssumption) {
   if (isFalseAssumed) return aAssumption == literalFalse;
-  return aAssumption != literalTrue && solver->failed(variable(aAssumption));
+  return aAssumption != literalTrue && solver.failed(variable(aAssumption));
 }
 
 }  // namespace KS::detail

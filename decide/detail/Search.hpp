@@ -1,13 +1,12 @@
 // The search for values under which conditions hold.
 #pragma once
 
-#include <cadical.hpp>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "decide/detail/OrderTheory.hpp"
 #include "decide/detail/Problem.hpp"
+#include "decide/detail/SatSolver.hpp"
 
 namespace KS::detail {
 
@@ -51,15 +50,6 @@ class Search {
   bool isCause(Literal aAssumption);
 
  private:
-  // Counts conflicts: the solver offers each clause that it learns.
-  struct Counter : CaDiCaL::Learner {
-    bool learning(int) override {
-      ++count;
-      return false;
-    }
-    void learn(int) override {}
-    std::int64_t count = 0;
-  };
   enum class Step { Sat, Unsat, Limit };
 
   static int variable(Literal aLiteral) {
@@ -76,15 +66,14 @@ class Search {
 
   const Formula& formula;
   const Problem& problem;
-  Counter counter;
-  std::unique_ptr<CaDiCaL::Solver> solver;
+  SatSolver solver;
   OrderTheory theory;
   std::vector<Literal> required;
   std::vector<std::uint32_t> tieOf;  // by node: one more than its place among the ties
   int wide = 0;                      // the variable for values that evaluation tells apart
   bool isFalseAssumed = false;
   std::int64_t limit = 0;
-  std::int64_t spent = 0;
+  std::int64_t spent = 0;  // conflicts of the theory
   std::vector<OrderEdge> edges;
   std::vector<char> isNeeded;  // by node
   bool clear = false;

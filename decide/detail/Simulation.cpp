@@ -147,19 +147,21 @@ void Simulation::leadComparison(std::size_t aLane, const Inputs& aSides, bool aH
     leftRange.first += static_cast<std::uint32_t>(random() % count);
     leftRange.last = leftRange.first;
   }
-  Range changed = right.size() > 1 ? rightRange : leftRange;
-  const auto agrees = [&](double aLeft, double aRight) { return (aLeft < aRight) == aHolds; };
-  const auto keep = [&](auto aAgrees) {
-    while (changed.first < changed.last && !aAgrees(changed.first)) ++changed.first;
-    while (changed.first < changed.last && !aAgrees(changed.last)) --changed.last;
-    return aAgrees(changed.first);
-  };
-  if (right.size() > 1) {
-    const double value = left[leftRange.first];
-    if (keep([&](std::uint32_t i) { return agrees(value, right[i]); })) rightRange = changed;
+  // Candidates ascend, so that those which agree are at one end.
+  const bool isRightChosen = right.size() > 1;
+  const auto& list = isRightChosen ? right : left;
+  Range& range = isRightChosen ? rightRange : leftRange;
+  const double value = isRightChosen ? left[leftRange.first] : right[rightRange.first];
+  const auto begin = list.begin() + range.first, end = list.begin() + range.last + 1;
+  const auto border =
+      isRightChosen ? std::upper_bound(begin, end, value) : std::lower_bound(begin, end, value);
+  const bool keepsUpper = isRightChosen == aHolds;
+  if (border == (keepsUpper ? end : begin)) return;  // none does
+  const auto place = static_cast<std::uint32_t>(border - list.begin());
+  if (keepsUpper) {
+    range.first = place;
   } else {
-    const double value = right[rightRange.first];
-    if (keep([&](std::uint32_t i) { return agrees(left[i], value); })) leftRange = changed;
+    range.last = place - 1;
   }
 }
 

@@ -168,22 +168,27 @@ bool Witness::find(const std::function<bool(const SymbolicExprBindings&)>& aHold
   };
   if (tryThese(variables, bound(variables))) return true;
   if (!problem.hasUnknown()) return false;
-  for (const int fill : {0, 1, 2, -1, 3, 10, 1000}) {
-    std::vector<Variable> filled = variables;
-    for (Variable& variable : filled) {
-      if (variable.isSettled) continue;
-      const Eval::Value before = variable.value;
-      variable.value = fill;
-      if (!isAllowed(variable)) variable.value = before;
+  // What the search settled suits the relations over variables; where no value of the others suits
+  // the arithmetic, all but the names are tried anew.
+  for (const bool keepsSettled : {true, false}) {
+    for (const int fill : {0, 1, 2, -1, 3, 10, 1000}) {
+      std::vector<Variable> filled = variables;
+      for (Variable& variable : filled) {
+        if (!keepsSettled && encoder.nameOf(variable.copy) == nullptr) variable.isSettled = false;
+        if (variable.isSettled) continue;
+        const Eval::Value before = variable.value;
+        variable.value = fill;
+        if (!isAllowed(variable)) variable.value = before;
+      }
+      SymbolicExprBindings bindings = bound(filled);
+      if (tryThese(filled, bindings)) return true;
+      try {
+        adapt(bindings, filled);
+      } catch (const SymbolicExprEvalError&) {
+        continue;  // of lists
+      }
+      if (tryThese(filled, bindings)) return true;
     }
-    SymbolicExprBindings bindings = bound(filled);
-    if (tryThese(filled, bindings)) return true;
-    try {
-      adapt(bindings, filled);
-    } catch (const SymbolicExprEvalError&) {
-      continue;  // of lists
-    }
-    if (tryThese(filled, bindings)) return true;
   }
   return false;
 }

@@ -3,10 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
+#include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
+#include "print/SymbolicExprPrinter.hpp"
 
 namespace KS {
 namespace {
@@ -77,6 +83,232 @@ TEST(Decider, Verdicts) {
           << row.condition << (isInteger ? " over integers" : " over reals");
     }
   }
+}
+
+class DeciderTest : public testing::Test {
+ protected:
+  SymbolicExprId parse(const std::string& aText) {
+    const SymbolicExprId id = SymbolicExprParser(table, false)(aText);
+    EXPECT_NE(id, invalidSymbolicExprId) << aText;
+    return id;
+  }
+  std::string verdict(const std::string& aText) { return name(decider.decide(parse(aText))); }
+  // The witness as text, "x=1 y=mips b=true".
+  std::string witness(const std::string& aText) {
+    const auto values = decider.assignment({parse(aText)});
+    if (!values) return "none";
+    std::string text;
+    for (const SymbolicExprAssignment& entry : *values) {
+      const Eval::Scalar& scalar = entry.value.scalar();
+      std::string value = entry.name;
+      if (value.empty() && scalar.tag() == Eval::Scalar::Bool) {
+        value = scalar.getBool() ? "true" : "false";
+      } else if (value.empty() && scalar.tag() == Eval::Scalar::Int) {
+        value = std::to_string(scalar.getInt());
+      } else if (value.empty()) {
+        value = "double";
+      }
+      text += (text.empty() ? "" : " ") + SymbolicExprPrinter(table, true, false, false)(entry.id) +
+              "=" + value;
+    }
+    return text;
+  }
+
+  SymbolicExprTable table;
+  SymbolicExprDecider decider{table};
+};
+
+TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
+  decider.setDomain(parse("ARCH"), SymbolicExprDomain::values({"arm", "mips", 7.0}));
+  decider.setDomain(parse("N"), SymbolicExprDomain::integers(3, 8));
+  decider.setDomain(parse("B"), SymbolicExprDomain::boolean());
+  EXPECT_EQ(witness("a && ~b"), "a=true b=false");
+  EXPECT_EQ(witness("x > 2"), "x=3");
+  EXPECT_EQ(witness("x > 2 && x < 3"), "x=double");
+  EXPECT_EQ(witness("N > 7"), "N=8");
+  EXPECT_EQ(witness("a || N < 100"), "a=true N=3");
+  EXPECT_EQ(witness("B == 1"), "B=true");
+  EXPECT_EQ(witness("ARCH == mips"), "ARCH=mips");
+  EXPECT_EQ(witness("ARCH ~= mips && ARCH ~= arm"), "ARCH=7");
+  EXPECT_EQ(witness("ARCH ~= 7 && ARCH ~= arm"), "ARCH=mips");
+  EXPECT_EQ(witness("S.m == 2 && f(x) == 3"), "S.m=2 f(x)=3");
+  EXPECT_EQ(witness("2*x + 1 == 7"), "x=3");
+  EXPECT_EQ(witness("10 - y/2 > 8 && y > 0"), "y=2");
+  EXPECT_EQ(witness("a && ~a"), "none");
+}
+
+TEST_F(DeciderTest, NamesAreDifferentFromEachOtherAndFromNumbers) {
+  decider.setDomain(parse("ARCH"), SymbolicExprDomain::values({"arm", "mips"}));
+  EXPECT_EQ(verdict("ARCH == arm && ARCH == mips"), "never");
+  EXPECT_EQ(verdict("ARCH == arm || ARCH == mips"), "always");
+  EXPECT_EQ(verdict("ARCH == 3"), "never");
+  EXPECT_EQ(verdict("ARCH == 1e300"), "never");
+  EXPECT_EQ(verdict("arm == mips"), "never");
+  EXPECT_EQ(verdict("arm < mips && 1e300 < arm"), "always");
+  EXPECT_EQ(verdict("x == arm && x == ARCH"), "sometimes");
+  EXPECT_EQ(verdict("arm"), "always");
+  decider.setDomain(parse("I"), SymbolicExprDomain::integers());
+  EXPECT_EQ(verdict("I == arm"), "never");
+  EXPECT_THROW(decider.setDomain(parse("arm"), SymbolicExprDomain::boolean()),
+               std::invalid_argument);
+  EXPECT_THROW(decider.setDomain(parse("x"), SymbolicExprDomain::values({"I"})),
+               std::invalid_argument);
+  EXPECT_EQ(verdict("ARCH == arm || ARCH == mips"), "always");  // as before
+  // Another domain frees the names of the one before.
+  decider.setDomain(parse("ARCH"), SymbolicExprDomain::integers());
+  decider.setDomain(parse("arm"), SymbolicExprDomain::boolean());
+  EXPECT_EQ(verdict("ARCH == arm"), "sometimes");
+}
+
+TEST_F(DeciderTest, AssumptionsHoldUntilTheyAreTakenBack) {
+  decider.assume(parse("x > 3"));
+  decider.assume(parse("y == x"));
+  EXPECT_EQ(verdict("y > 3"), "always");
+  EXPECT_EQ(verdict("y < 3"), "never");
+  SymbolicExprBindings bindings(table);
+  bindings.set("x", 5);
+  bindings.set(parse("S.m"), 2.5);
+  decider.assume(bindings);
+  EXPECT_EQ(verdict("y == 5 && S.m > 2"), "always");
+  EXPECT_EQ(verdict("x + 1 == 6"), "always");
+  EXPECT_EQ(witness("y > 4"), "y=5");
+  decider.clearAssumptions();
+  EXPECT_EQ(verdict("y > 3"), "sometimes");
+  SymbolicExprTable other;
+  EXPECT_THROW(decider.assume(SymbolicExprBindings(other)), std::invalid_argument);
+}
+
+TEST_F(DeciderTest, TellsWhatStandsInTheWay) {
+  const SymbolicExprId hard = parse("x*x == 2 && x+1 < 7 && (b || x*x > 1)");
+  EXPECT_EQ(decider.decide(hard), Truth::Unknown);
+  EXPECT_EQ(decider.unknownCause({hard}), UnknownCause::Terms);
+  EXPECT_EQ(decider.unknownTerms(hard), (std::vector<SymbolicExprId>{parse("x*x"), parse("x+1")}));
+  EXPECT_TRUE(decider.unknownTerms(parse("x > 1")).empty());
+  EXPECT_EQ(decider.unknownCause({parse("x > 1 && x < 1.00000000001")}), UnknownCause::NarrowGap);
+  EXPECT_EQ(decider.unknownCause({parse("x > 1")}), UnknownCause::None);
+  decider.setConflictLimit(0);
+  EXPECT_EQ(decider.unknownCause({parse("x > 1 && y > x || z")}), UnknownCause::ConflictLimit);
+}
+
+TEST_F(DeciderTest, ManyVariablesInOneGapAreEvenlyPlaced) {
+  std::string text = "1 < v0";
+  for (int i = 1; i < 1000; ++i) {
+    text += " && v" + std::to_string(i - 1) + " < v" + std::to_string(i);
+  }
+  const auto values = decider.assignment({parse(text + " && v999 < 2")});
+  ASSERT_TRUE(values);
+  double before = 1;
+  for (const SymbolicExprAssignment& entry : *values) {
+    EXPECT_GE(entry.value.scalar().toDouble() - before, 1.0 / 4096);
+    before = entry.value.scalar().toDouble();
+  }
+  EXPECT_LT(before, 2);
+}
+
+TEST_F(DeciderTest, AnswersDoNotDependOnEarlierQuestions) {
+  const char* const texts[] = {"x < y && y < 3 && (a || x > 1)", "y < x || (x == 2 && ~a)",
+                               "z == x && z ~= y && y <= 7", "(a || b) && (~a || z < x)"};
+  SymbolicExprDecider used(table);
+  std::vector<SymbolicExprId> ids;
+  for (const char* text : texts) ids.push_back(parse(text));
+  for (const SymbolicExprId id : ids) used.smallestContradiction({id, ids[0], ids[3]});
+  used.decideAll({ids, {ids[1], ids[2]}, {ids[2]}});
+  for (auto id = ids.rbegin(); id != ids.rend(); ++id) used.witness(*id);
+  for (const SymbolicExprId id : ids) {
+    SymbolicExprDecider fresh(table);
+    const auto expected = fresh.assignment({id}), found = used.assignment({id});
+    ASSERT_TRUE(expected && found);
+    ASSERT_EQ(expected->size(), found->size());
+    for (std::size_t i = 0; i < found->size(); ++i) {
+      EXPECT_EQ((*found)[i].id, (*expected)[i].id);
+      EXPECT_EQ((*found)[i].value.scalar().toDouble(), (*expected)[i].value.scalar().toDouble());
+    }
+  }
+}
+
+TEST_F(DeciderTest, SmallestContradictionAmongManyConditions) {
+  std::vector<SymbolicExprId> ids;
+  for (int i = 0; i < 60; ++i) ids.push_back(parse("c" + std::to_string(i) + " > 0"));
+  for (int i = 1; i < 30; ++i) {  // a circle of 30, and one of three
+    ids.push_back(parse("v" + std::to_string(i - 1) + " < v" + std::to_string(i)));
+  }
+  ids.push_back(parse("v29 < v0"));
+  const SymbolicExprId shortOne = parse("v7 < v3");
+  ids.push_back(shortOne);
+  ids.push_back(parse("v5 <= v3"));
+  const SymbolicExprContradiction found = decider.smallestContradiction(ids);
+  ASSERT_TRUE(found.exists && found.isMinimal && found.isShortest);
+  EXPECT_EQ(found.ids,
+            (std::vector<SymbolicExprId>{parse("v3 < v4"), parse("v4 < v5"), parse("v5 <= v3")}));
+  EXPECT_FALSE(decider.smallestContradiction({ids[0], ids[1]}).exists);
+  decider.assume(parse("a && ~a"));
+  const SymbolicExprContradiction assumed = decider.smallestContradiction(ids);
+  EXPECT_TRUE(assumed.exists && assumed.ids.empty() && assumed.isShortest);
+}
+
+// Distribution gives up on the first, and a decision per operand on the second.
+TEST_F(DeciderTest, ConditionsThatAreTooMuchForCanonicalForms) {
+  std::string text = "~a0 && ~b0";
+  for (int i = 0; i < 6; ++i) {
+    const std::string n = std::to_string(i);
+    text += " && (a" + n + " || b" + n + ") && (c" + n + " || d" + n + ")";
+  }
+  EXPECT_EQ(verdict(text), "never");
+  std::string chain = "x";
+  for (int i = 0; i < 100000; ++i) chain += i % 2 == 0 ? " && x" : " || y";
+  EXPECT_EQ(verdict(chain), "sometimes");
+}
+
+// A pigeon more than there are holes; few conflicts don't suffice, which is no verdict.
+TEST_F(DeciderTest, TheConflictLimitEndsHardQuestions) {
+  std::string text;
+  const auto in = [](int aPigeon, int aHole) {
+    return "p" + std::to_string(aPigeon) + "_" + std::to_string(aHole);
+  };
+  constexpr int holes = 8;
+  for (int pigeon = 0; pigeon <= holes; ++pigeon) {
+    text += pigeon == 0 ? "(false" : " && (false";
+    for (int hole = 0; hole < holes; ++hole) text += " || " + in(pigeon, hole);
+    text += ")";
+  }
+  for (int hole = 0; hole < holes; ++hole) {
+    for (int pigeon = 1; pigeon <= holes; ++pigeon) {
+      for (int other = 0; other < pigeon; ++other) {
+        text += " && ~(" + in(pigeon, hole) + " && " + in(other, hole) + ")";
+      }
+    }
+  }
+  decider.setConflictLimit(100);
+  EXPECT_EQ(verdict(text), "unknown");
+  EXPECT_EQ(decider.decideAll({{parse(text)}, {parse("a")}}),
+            (std::vector<Truth>{Truth::Unknown, Truth::Sometimes}));
+  EXPECT_FALSE(decider.smallestContradiction({parse(text)}).exists);
+  decider.setConflictLimit(SymbolicExprDecider::defaultConflictLimit);
+  EXPECT_EQ(verdict(text), "never");
+}
+
+TEST_F(DeciderTest, RefusesWhatIsNotThere) {
+  EXPECT_THROW(decider.decide(12345), std::out_of_range);
+  EXPECT_THROW(decider.assume(invalidSymbolicExprId), std::out_of_range);
+  EXPECT_THROW(decider.setDomain(parse("x + 1"), SymbolicExprDomain::boolean()),
+               std::invalid_argument);
+  EXPECT_THROW(decider.setDomain(parse("3"), SymbolicExprDomain::boolean()), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprDomain::values({}), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprDomain::values({std::nan("")}), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprDomain::values({"true"}), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprDomain::integers(2, 1), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprDomain::interval(0, std::nan("")), std::invalid_argument);
+  EXPECT_EQ(name(decider.decide(std::vector<SymbolicExprId>{})), std::string("always"));
+  EXPECT_EQ(verdict("[a, b]"), "unknown");
+}
+
+TEST_F(DeciderTest, ReadsWhatIsAddedToTheTableLater) {
+  EXPECT_EQ(verdict("x < 1"), "sometimes");
+  const SymbolicExprId first = parse("x < 1"), later = parse("fresh > 2 && x > 1");
+  EXPECT_EQ(decider.exclusive(first, later), true);
+  EXPECT_EQ(decider.implies(std::vector<SymbolicExprId>{later, first}, parse("zero")), true);
+  EXPECT_EQ(decider.equivalent(parse("~(x < 1)"), parse("1 <= x")), true);
+  EXPECT_EQ(decider.equivalent(first, later), false);
 }
 
 }  // namespace
