@@ -1,14 +1,15 @@
 #include "tools/Cli.hpp"
 
-#include <CLI/CLI.hpp>
 #include <chrono>
-#include <functional>
 #include <limits>
 #include <optional>
 #include <ostream>
 
 #include "base/KSVersion.hpp"
+#include "tools/CliOptions.hpp"
 #include "tools/Conditions.hpp"
+#include "tools/EvalTable.hpp"
+#include "tools/QuestionsCli.hpp"
 #include "tools/Report.hpp"
 #include "tools/Text.hpp"
 
@@ -21,10 +22,16 @@ struct Options {
   Request request;
   ConditionsRequest conditions;
   Layout layout;
-  std::function<void(Streams&, bool&)> run;
+  Run run;
 };
 
 void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed) {
+  const ConditionsRequest& request = aOptions.conditions;
+  if (request.onlyDead) requireDecisions("conditions --dead");
+  if (request.withDecision) requireDecisions("conditions --with decision");
+  if ((request.withDecision || request.withCompact) && aOptions.layout.format != Format::Json) {
+    throw UsageError("conditions --with: only JSON (--format json) has these");
+  }
   const auto start = std::chrono::steady_clock::now();
   const auto model = readModel(aOptions.conditions.path, aStreams.err);
   if (!model) {
@@ -50,31 +57,6 @@ void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed)
   conditions.finish();
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   aStreams.err << summary(conditions, time.count());
-}
-
-// Words that an option takes, and what they mean.
-template <class Value>
-using Choices = std::vector<std::pair<std::string, Value>>;
-
-template <class Value>
-std::optional<Value> choose(const Choices<Value>& aChoices, const std::string& aWord) {
-  for (const auto& [word, value] : aChoices) {
-    if (word == aWord) return value;
-  }
-  return std::nullopt;
-}
-
-// An option that takes one of a few words.
-template <class Value, class Store>
-void addChoice(CLI::App& aCommand, const char* aName, const char* aHelp,
-               const Choices<Value>& aChoices, Store aStore) {
-  std::string words;
-  for (const auto& [word, value] : aChoices) words += (words.empty() ? "" : "|") + word;
-  const auto store = [=](const std::string& word) { aStore(*choose(aChoices, word)); };
-  const auto check = [=](const std::string& word) {
-    return choose(aChoices, word) ? "" : '"' + word + "\" is not one of " + words;
-  };
-  aCommand.add_option_function<std::string>(aName, store, aHelp)->type_name(words)->check(check);
 }
 
 const Choices<Form> dialects{{"m", Form::M}, {"c", Form::C}};
@@ -104,6 +86,7 @@ CLI::App* addCommand(CLI::App& aApp, Options& aOptions, const char* aName, const
       Command asked = aCommand;
       asked.manyLines = asked.manyLines || aOptions.request.explain;
       answerAll(asked, aOptions.request, streams, hasFailed);
+      return 0;
     };
   });
   return command;
@@ -123,9 +106,26 @@ void defineExpressionCommands(CLI::App& aApp, Options& aOptions) {
 
   CLI::App* eval =
       addCommand(aApp, aOptions, "eval", "Evaluate to numbers", {answerEval}, Printed::Nothing);
-  eval->add_option("-D", request.bindings, "Bind a symbol to an expression; may be repeated")
-      ->type_name("NAME=EXPR")
-      ->allow_extra_args(false);
+  eval->add_option("--values", request.valuesPath,
+                   "A table (CSV) of values: a header of names, a row per configuration")
+      ->type_name("FILE");
+  for (CLI::App* const command : {simplify, eval}) {
+    command
+        ->add_option("-D", request.bindings,
+                     "Bind a symbol to an expression, or a member to a value; may be repeated")
+        ->type_name("NAME=EXPR")
+        ->allow_extra_args(false);
+  }
+  eval->callback([&aOptions] {
+    aOptions.run = [&aOptions](Streams& streams, bool& hasFailed) {
+      if (aOptions.request.valuesPath.empty()) {
+        answerAll({answerEval}, aOptions.request, streams, hasFailed);
+      } else {
+        answerTable(aOptions.request, streams, hasFailed);
+      }
+      return 0;
+    };
+  });
 
   CLI::App* convert =
       addCommand(aApp, aOptions, "convert",
@@ -151,24 +151,12 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
       "conditions", "Answer the local and net conditions of every block of a model file");
   ConditionsRequest& request = aOptions.conditions;
   command->add_option("MODEL", request.path, "The model file (JSON)")->required();
-  const Choices<Family> families{{"vv", VV}, {"cg", CG}, {"s", S}};
-  command
-      ->add_option_function<std::vector<std::string>>(
-          "--family",
-          [&request, families](const std::vector<std::string>& names) {
-            request.families = {};
-            for (const std::string& name : names) {
-              const auto family = choose(families, name);
-              if (!family) {
-                throw CLI::ValidationError("--family", '"' + name + "\" is not one of vv, cg, s");
-              }
-              request.families[*family] = true;
-            }
-          },
-          "The families to answer (default: all)")
-      ->type_name("vv,cg,s")
-      ->delimiter(',')
-      ->allow_extra_args(false);
+  addChoices<Family>(*command, "--family", "The families to answer (default: all)",
+                     {{"vv", VV}, {"cg", CG}, {"s", S}},
+                     [&request](const std::vector<Family>& families) {
+                       request.families = {};
+                       for (const Family family : families) request.families[family] = true;
+                     });
   command->add_option("--block", request.blockIds, "A block to answer; may be repeated")
       ->type_name("ID")
       ->allow_extra_args(false);
@@ -178,10 +166,18 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
                     {{"table", Format::Table}, {"json", Format::Json}, {"csv", Format::Csv}},
                     [&aOptions](Format format) { aOptions.layout.format = format; });
   command->add_flag("--dead", request.onlyDead,
-                    "List only blocks with a net condition that never holds");
+                    "List only blocks with a net condition that is proven never to hold");
+  addChoices<bool ConditionsRequest::*>(
+      *command, "--with", "What JSON has in addition",
+      {{"decision", &ConditionsRequest::withDecision},
+       {"compact", &ConditionsRequest::withCompact}},
+      [&request](const std::vector<bool ConditionsRequest::*>& members) {
+        for (const auto member : members) request.*member = true;
+      });
   command->callback([&aOptions] {
     aOptions.run = [&aOptions](Streams& streams, bool& hasFailed) {
       runConditions(aOptions, streams, hasFailed);
+      return 0;
     };
   });
 }
@@ -197,20 +193,21 @@ std::vector<std::string> forCLI11(const std::vector<std::string>& aArguments) {
   return out;
 }
 
-void parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, bool& aHasFailed) {
+int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, bool& aHasFailed) {
   Options options;
   CLI::App app("Symbolic expressions and variant conditions", "ksexpr");
   app.set_version_flag("--version", std::string("ksexpr ") + libtqKSSymbolicExpr_version);
   app.require_subcommand(1);
   defineExpressionCommands(app, options);
   defineConditions(app, options);
+  defineQuestions(app, options.run);
   try {
     app.parse(forCLI11(aArguments));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
       app.exit(error, aStreams.out, aStreams.err);
       if (!aStreams.out.flush()) throw WriteError();
-      return;
+      return 0;
     }
     const bool isUnknown = app.get_subcommands().empty() && !aArguments.empty() &&
                            aArguments[0].compare(0, 1, "-") != 0;
@@ -219,7 +216,7 @@ void parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, 
                          ? "no command \"" + shortened(aArguments[0]) + "\"; see ksexpr --help"
                          : shortened(error.what()) + "\nRun with --help for more information.");
   }
-  options.run(aStreams, aHasFailed);
+  return options.run(aStreams, aHasFailed);
 }
 
 }  // namespace
@@ -227,14 +224,16 @@ void parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, 
 int runTool(const std::vector<std::string>& aArguments, Streams aStreams) {
   bool hasFailed = false;
   try {
-    parseAndRun(aArguments, aStreams, hasFailed);
-    return hasFailed ? 1 : 0;
+    const int status = parseAndRun(aArguments, aStreams, hasFailed);
+    return hasFailed ? 1 : status;
   } catch (const WriteError& error) {
     if (error.isClosedPipe()) return hasFailed ? 1 : 0;
     aStreams.err << "ksexpr: " << error.what() << '\n';
   } catch (const UsageError& error) {
     aStreams.err << error.what() << '\n';
     return 2;
+  } catch (const AnswerError& error) {
+    aStreams.err << "ksexpr: " << error.what() << '\n';
   } catch (const std::exception& error) {
     aStreams.err << "ksexpr: " << shortened(error.what()) << '\n';
   } catch (...) {

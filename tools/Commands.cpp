@@ -1,7 +1,7 @@
 #include "tools/Commands.hpp"
 
+#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <istream>
@@ -22,62 +22,11 @@
 #include "xform/SymbolicExprCast2Int.hpp"
 #include "xform/SymbolicExprFactorDivision.hpp"
 #include "xform/SymbolicExprM2C.hpp"
+#include "xform/SymbolicExprSubstitute.hpp"
 
 namespace ksexpr {
 
 namespace {
-
-// The shortest text that reads back as the same number; at most 17 significant digits.
-std::string numberText(double aValue) {
-  if (std::isnan(aValue)) return "nan";
-  char buffer[32];
-  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, aValue).ptr};
-}
-
-// The symbols' values that the command line binds, parsed once.
-class Bindings {
- public:
-  explicit Bindings(const Request& aRequest) {
-    for (const std::string& binding : aRequest.bindings) add(binding, aRequest.from == Form::C);
-  }
-
-  void registerIn(KS::SymbolicExprTable& aTable) const {
-    const KS::SymbolicExprCopy copy(table, aTable);
-    for (const auto& [name, id] : values) aTable.registerValueId(name, copy(id));
-  }
-
- private:
-  void add(const std::string& aBinding, bool aCSyntax) {
-    const std::size_t equals = aBinding.find('=');
-    const std::string name = aBinding.substr(0, equals);
-    const KS::SymbolicExprParser parse(table, aCSyntax);
-    const KS::SymbolicExprId nameId = parse(name);
-    if (equals == std::string::npos || nameId == KS::invalidSymbolicExprId ||
-        table.get(nameId)->getKind() != static_cast<int>(KS::SymbolicOp::String)) {
-      std::string message = "-D " + shortened(aBinding) + ": expected NAME=EXPR";
-      const auto error = parse.diagnose(name);
-      if (error && !error->note.empty()) message += "\nnote: " + error->note;
-      throw UsageError(message);
-    }
-    const std::string text = aBinding.substr(equals + 1);
-    if (const auto error = parse.diagnose(text)) {
-      std::string message = diagnostic("<-D " + shortened(name) + '>', 1, text, error->offset,
-                                       "expected " + error->expected) +
-                            noteLine(error->note);
-      message.pop_back();
-      throw UsageError(message);
-    }
-    if (!names.insert(nameId).second) {
-      throw UsageError("-D " + shortened(name) + ": bound twice");
-    }
-    values.emplace_back(static_cast<const KS::SymbolicString*>(table.get(nameId))->getText(),
-                        parse(text));
-  }
-
-  KS::SymbolicExprTable table;
-  std::set<KS::SymbolicExprId> names;
-  std::vector<std::pair<std::string, KS::SymbolicExprId>> values;
-};
 
 // Answers expressions one after the other and remembers whether one failed.
 class Answering {
@@ -87,7 +36,7 @@ class Answering {
         request(aRequest),
         streams(aStreams),
         hasFailed(aHasFailed),
-        bindings(aRequest) {}
+        definitions(aRequest) {}
 
   // Answers the text, which is line `aLine` of the source.
   void answer(const std::string& aSource, std::size_t aLine, const std::string& aText) {
@@ -95,11 +44,12 @@ class Answering {
     std::string text;
     try {
       KS::SymbolicExprTable table;
-      bindings.registerIn(table);
+      KS::SymbolicExprBindings bindings(table);
+      definitions.bind(table, bindings);
       const KS::SymbolicExprParser parse(table, request.from == Form::C);
       const KS::SymbolicExprId id = parse(aText);
       if (id != KS::invalidSymbolicExprId) {
-        text = command.answer({table, id, request});
+        text = command.answer({table, id, request, bindings});
       } else if (const auto error = parse.diagnose(aText)) {
         problem = diagnostic(aSource, aLine, aText, error->offset, "expected " + error->expected) +
                   noteLine(error->note);
@@ -130,9 +80,31 @@ class Answering {
   const Request& request;
   Streams& streams;
   bool& hasFailed;
-  Bindings bindings;
+  Definitions definitions;
   bool hasAnswered = false;
 };
+
+KS::SymbolicOp opOf(const KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId) {
+  return static_cast<KS::SymbolicOp>(aTable.get(aId)->getKind());
+}
+
+bool isCall(KS::SymbolicOp aOp) {
+  return aOp >= KS::SymbolicOp::FcnCall0U && aOp <= KS::SymbolicOp::FcnCall;
+}
+
+const std::string& nameOf(const KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId) {
+  return static_cast<const KS::SymbolicString*>(aTable.get(aId))->getText();
+}
+
+// What the bindings leave of an expression, in the dialect that it was read in.
+KS::SymbolicExprId residual(const Expression& aExpression) {
+  if (aExpression.request.bindings.empty()) return aExpression.id;
+  KS::SymbolicExprTable& table = aExpression.table;
+  const KS::SymbolicExprId operators = toOperators(table, aExpression.id, aExpression.request.from);
+  const KS::SymbolicExprId left =
+      KS::SymbolicExprSubstitute(table)(operators, aExpression.bindings);
+  return operators == aExpression.id ? left : KS::SymbolicExprC2M(table)(left);
+}
 
 }  // namespace
 
@@ -141,6 +113,104 @@ WriteError::WriteError(int aReason)
     : std::runtime_error(std::string("cannot write to standard output: ") +
                          (aReason != 0 ? std::strerror(aReason) : "unknown error")),
       reason(aReason) {}
+
+Definitions::Definitions(const Request& aRequest) : cSyntax(aRequest.from == Form::C) {
+  table.addBoolSymbols();
+  for (const std::string& definition : aRequest.bindings) add(definition);
+}
+
+void Definitions::add(const std::string& aDefinition) {
+  const std::size_t equals = aDefinition.find('=');
+  const std::string name = aDefinition.substr(0, equals);
+  const KS::SymbolicExprParser parse(table, cSyntax);
+  const KS::SymbolicExprId nameId = parse(name);
+  if (equals == std::string::npos || nameId == KS::invalidSymbolicExprId ||
+      (opOf(table, nameId) != KS::SymbolicOp::String &&
+       opOf(table, nameId) != KS::SymbolicOp::MemberValue)) {
+    std::string message = "-D " + shortened(aDefinition) + ": expected NAME=EXPR";
+    const auto error = parse.diagnose(name);
+    if (error && !error->note.empty()) message += "\nnote: " + error->note;
+    throw UsageError(message);
+  }
+  const std::string text = aDefinition.substr(equals + 1);
+  if (const auto error = parse.diagnose(text)) {
+    std::string message = diagnostic("<-D " + shortened(name) + '>', 1, text, error->offset,
+                                     "expected " + error->expected) +
+                          noteLine(error->note);
+    message.pop_back();
+    throw UsageError(message);
+  }
+  const bool isTwice = std::any_of(values.begin(), values.end(),
+                                   [nameId](const auto& value) { return value.first == nameId; });
+  if (isTwice) throw UsageError("-D " + shortened(name) + ": bound twice");
+  values.emplace_back(nameId, toOperators(table, parse(text), cSyntax ? Form::C : Form::M));
+}
+
+bool Definitions::isBound(const std::string& aName) const {
+  KS::SymbolicExprTable scratch;
+  const KS::SymbolicExprId id = KS::SymbolicExprParser(scratch, cSyntax)(aName);
+  if (id == KS::invalidSymbolicExprId) return false;
+  const KS::SymbolicExprId known = table.lookup(scratch.get(id));
+  return std::any_of(values.begin(), values.end(),
+                     [known](const auto& value) { return value.first == known; });
+}
+
+void Definitions::bind(KS::SymbolicExprTable& aTable, KS::SymbolicExprBindings& aBindings) const {
+  const KS::SymbolicExprCopy copy(table, aTable);
+  for (const auto& [name, value] : values) {
+    if (opOf(table, name) == KS::SymbolicOp::String) {
+      aTable.registerValueId(nameOf(table, name), copy(value));
+    }
+  }
+  for (const auto& [name, value] : values) {
+    if (opOf(table, name) == KS::SymbolicOp::String) continue;
+    const KS::SymbolicExprId member = copy(name);
+    const KS::SymbolicExprId id = copy(value);
+    requireValue(aTable, id, aBindings);
+    std::vector<KS::Eval::Scalar> numbers;
+    for (const double number : KS::SymbolicExprEval(aTable).eval(id)) {
+      const bool isInt = std::floor(number) == number && std::abs(number) < 0x1p31;
+      numbers.push_back(isInt ? KS::Eval::Scalar(static_cast<int>(number))
+                              : KS::Eval::Scalar(number));
+    }
+    aBindings.set(member, numbers.size() == 1 ? KS::Eval::Value(numbers[0])
+                                              : KS::Eval::Value(std::move(numbers)));
+  }
+}
+
+KS::SymbolicExprId toOperators(KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId, Form aFrom) {
+  return aFrom == Form::M ? KS::SymbolicExprM2C(aTable)(aId) : aId;
+}
+
+void requireValue(const KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId,
+                  const KS::SymbolicExprBindings& aBindings) {
+  std::set<KS::SymbolicExprId> met;
+  while (aBindings.find(aId) == nullptr && met.insert(aId).second) {
+    const KS::SymbolicOp op = opOf(aTable, aId);
+    if (isCall(op)) {
+      throw KS::SymbolicExprEvalError(
+          "the call of '" + nameOf(aTable, aTable.get(aId)->getInput(0)) + "' has no value");
+    }
+    if (op == KS::SymbolicOp::MemberValue) {
+      throw KS::SymbolicExprEvalError("the member '" +
+                                      KS::SymbolicExprPrinter(aTable, true, false, false)(aId) +
+                                      "' has no value");
+    }
+    if (op != KS::SymbolicOp::String) return;
+    const KS::SymbolicExprId value = aTable.getValueId(aId);
+    if (value == KS::invalidSymbolicExprId) return;
+    aId = value;
+  }
+}
+
+std::string numbersText(const std::vector<double>& aNumbers) {
+  std::string out;
+  for (const double number : aNumbers) {
+    if (!out.empty()) out += ' ';
+    out += numberText(number);
+  }
+  return out;
+}
 
 std::string Expression::print(KS::SymbolicExprId aId) const {
   const Form form = request.to.value_or(request.from);
@@ -153,14 +223,15 @@ std::string answerPrint(const Expression& aExpression) { return aExpression.prin
 std::string answerSimplify(const Expression& aExpression) {
   const Request& request = aExpression.request;
   const KS::SymbolicExprSimplify simplify(aExpression.table, request.maxPasses);
+  const KS::SymbolicExprId simplified = residual(aExpression);
   if (!request.explain) {
     std::size_t passes = 0;
-    const KS::SymbolicExprId id = simplify.simplify(aExpression.id, passes);
+    const KS::SymbolicExprId id = simplify.simplify(simplified, passes);
     return (request.passes ? std::to_string(passes) + '\t' : "") + aExpression.print(id);
   }
   std::string out;
   std::size_t pass = 0;
-  for (const KS::SymbolicExprId id : simplify.explain(aExpression.id)) {
+  for (const KS::SymbolicExprId id : simplify.explain(simplified)) {
     if (pass++ > 0) out += '\n';
     if (request.passes) out += std::to_string(pass) + '\t';
     out += aExpression.print(id);
@@ -169,12 +240,10 @@ std::string answerSimplify(const Expression& aExpression) {
 }
 
 std::string answerEval(const Expression& aExpression) {
-  std::string out;
-  for (const double value : KS::SymbolicExprEval(aExpression.table).eval(aExpression.id)) {
-    if (!out.empty()) out += ' ';
-    out += numberText(value);
-  }
-  return out;
+  const KS::SymbolicExprId id =
+      toOperators(aExpression.table, aExpression.id, aExpression.request.from);
+  requireValue(aExpression.table, id, aExpression.bindings);
+  return numbersText(KS::SymbolicExprEval(aExpression.table).eval(id, aExpression.bindings));
 }
 
 std::string answerConvert(const Expression& aExpression) {

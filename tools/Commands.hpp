@@ -7,9 +7,11 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/SymbolicExprTable.hpp"
+#include "eval/SymbolicExprBindings.hpp"
 
 namespace ksexpr {
 
@@ -24,6 +26,12 @@ struct Streams {
 
 /// A command line that does not make sense; the exit status is 2.
 class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A question that can't be answered; the message is fit for a terminal. The exit status is 1.
+class AnswerError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -53,6 +61,7 @@ struct Request {
   bool explain = false;
   std::size_t maxPasses = 10;
   std::vector<std::string> bindings;
+  std::string valuesPath;  ///< of a table whose rows are configurations
   std::vector<std::string> expressions;
 };
 
@@ -61,6 +70,8 @@ struct Expression {
   KS::SymbolicExprTable& table;
   KS::SymbolicExprId id;
   const Request& request;
+  /// The values of members; symbols have theirs registered in the table.
+  const KS::SymbolicExprBindings& bindings;
 
   /// The text of another expression of the same table, in the form that is asked for.
   std::string print(KS::SymbolicExprId aId) const;
@@ -82,6 +93,39 @@ std::string answerFactor(const Expression& aExpression);
 std::string answerSymbols(const Expression& aExpression);
 std::string answerDump(const Expression& aExpression);
 std::string answerDot(const Expression& aExpression);
+
+/// What the command line binds, parsed once: symbols to expressions, members to their values.
+class Definitions {
+ public:
+  /// Throws `UsageError` for a definition that makes no sense.
+  explicit Definitions(const Request& aRequest);
+
+  /// Whether a name, as a text spells it, is bound.
+  bool isBound(const std::string& aName) const;
+  /// Whether there is none.
+  bool empty() const { return values.empty(); }
+  /// Registers the symbols' values in a table and binds its members. Throws
+  /// `KS::SymbolicExprEvalError` for a member without a value.
+  void bind(KS::SymbolicExprTable& aTable, KS::SymbolicExprBindings& aBindings) const;
+
+ private:
+  void add(const std::string& aDefinition);
+
+  const bool cSyntax;
+  KS::SymbolicExprTable table;
+  std::vector<std::pair<KS::SymbolicExprId, KS::SymbolicExprId>> values;  // by name's node
+};
+
+/// The expression with functions of M syntax as operators, where the text is in that syntax.
+KS::SymbolicExprId toOperators(KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId, Form aFrom);
+
+/// Throws `KS::SymbolicExprEvalError` for a call or member that has no value and stands where
+/// evaluation would take it for 0: as the expression, or as the value that a symbol is bound to.
+void requireValue(const KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId,
+                  const KS::SymbolicExprBindings& aBindings);
+
+/// The numbers of a value, separated by blanks.
+std::string numbersText(const std::vector<double>& aNumbers);
 
 /// Answers the request's expressions, or the lines of standard input where it has none, in order.
 /// Sets `aHasFailed` as soon as one fails. Throws `UsageError` for a binding that makes no sense

@@ -8,7 +8,9 @@
 
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
+#include "tools/Commands.hpp"
 #include "tools/Text.hpp"
+#include "tools/TypedModel.hpp"
 #include "xform/SymbolicExprM2C.hpp"
 
 namespace ksexpr {
@@ -52,10 +54,6 @@ std::string currentMessage() {
   }
 }
 
-std::string about(const KSBlock& aBlock, Family aFamily) {
-  return "block \"" + shortened(aBlock.id) + "\", " + familyNames[aFamily];
-}
-
 }  // namespace
 
 std::string Conditions::Customizer::getLocalCondition(const KSBlock* aBlock, int aSelector) const {
@@ -73,8 +71,16 @@ Conditions::Conditions(const Model& aModel, const ConditionsRequest& aRequest,
       idTRUE(static_cast<ConditionId>(service.simplify("true"))),
       idFALSE(static_cast<ConditionId>(service.simplify("false"))),
       isAnswered(model.blocks.size(), false),
-      answers(model.blocks.size()) {
+      answers(model.blocks.size()),
+      lines(request.withDecision || request.withCompact ? std::string_view(model.text)
+                                                        : std::string_view()),
+      compactCopy(service.getTable(), compactTable),
+      compact(compactTable) {
   select();
+  if (!request.onlyDead && !request.withDecision) return;
+  for (const Family family : {VV, CG, S}) {
+    if (request.families[family]) verdicts[family] = familyVerdicts(model, family);
+  }
 }
 
 // Finds the blocks that are asked for and counts them with their ancestors.
@@ -96,7 +102,7 @@ void Conditions::select() {
   }
   for (const std::string& id : request.blockIds) {
     if (wanted.count(id) != 0) {
-      throw std::runtime_error(printable(model.path) + ": no block \"" + shortened(id) + '"');
+      throw AnswerError(noBlockMessage(model, id));
     }
   }
 }
@@ -105,7 +111,7 @@ void Conditions::forEach(const std::function<void(const KSBlock&, const BlockCon
   for (const KSBlock& block : model.blocks) {
     if (!isSelected[model.indexOf(block)]) continue;
     const BlockConditions& conditions = answer(block);
-    if (!request.onlyDead || isDead(conditions)) aUse(block, conditions);
+    if (!request.onlyDead || isDead(block)) aUse(block, conditions);
   }
 }
 
@@ -142,7 +148,7 @@ void Conditions::answerBelowParent(const KSBlock& aBlock) {
     if (isHindered) tellHindered(aBlock, family);
   }
   isAnswered[index] = true;
-  if (isSelected[index] && isDead(found)) ++numDead;
+  if (isSelected[index] && isDead(aBlock)) ++numDead;
   observer.progress(++numAnswered, numNeeded);
 }
 
@@ -155,27 +161,20 @@ ConditionId Conditions::ask(const KSBlock& aBlock, Family aFamily, bool aIsNet) 
   return id;
 }
 
-bool Conditions::isDead(const BlockConditions& aConditions) const {
-  return std::find(aConditions.net.begin(), aConditions.net.end(), idFALSE) !=
-         aConditions.net.end();
+// A net condition that is "false" is never true; others may be, which takes a proof to tell.
+bool Conditions::isDead(const KSBlock& aBlock) const {
+  const std::size_t index = model.indexOf(aBlock);
+  for (const Family family : {VV, CG, S}) {
+    if (answers[index].net[family] == idFALSE) return true;
+    if (!verdicts[family].empty() && verdicts[family][index] == Verdict::Never) return true;
+  }
+  return false;
 }
 
 void Conditions::tellFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage) {
   failed = true;
   if (!problems.add("conditions that cannot be answered")) return;
-  const std::string text(aBlock.texts[aFamily]);
-  const std::string_view place = text.empty() ? aBlock.id : aBlock.texts[aFamily];
-  std::string message = printable(model.path) + ':' + std::to_string(model.lineOf(place)) + ": " +
-                        about(aBlock, aFamily);
-  KS::SymbolicExprTable table;
-  const auto error = KS::SymbolicExprParser(table, false).diagnose(text);
-  if (error && !text.empty()) {
-    message += ", column " + std::to_string(placeOf(text, error->offset).column) + ": expected " +
-               error->expected + '\n' + excerpt(text, error->offset) + noteLine(error->note);
-  } else {
-    message += ": " + aMessage + '\n';
-  }
-  observer.problem(message);
+  observer.problem(conditionProblem(model, aBlock, aFamily, aMessage));
 }
 
 void Conditions::tellHindered(const KSBlock& aBlock, Family aFamily) {
@@ -184,9 +183,9 @@ void Conditions::tellHindered(const KSBlock& aBlock, Family aFamily) {
   while (answers[model.indexOf(*ancestor)].local[aFamily] != notAvailable) {
     ancestor = ancestor->parent;
   }
-  observer.problem(printable(model.path) + ": " + about(aBlock, aFamily) +
-                   ": no net condition, because that of its ancestor \"" + shortened(ancestor->id) +
-                   "\" is not available\n");
+  observer.problem(printable(model.path) + ": block \"" + shortened(aBlock.id) + "\", " +
+                   familyNames[aFamily] + ": no net condition, because that of its ancestor \"" +
+                   shortened(ancestor->id) + "\" is not available\n");
 }
 
 void Conditions::finish() const {
@@ -208,6 +207,19 @@ const std::string& Conditions::text(const KSBlock& aBlock, Family aFamily, bool 
     keptLength += sizeof(*kept) + kept->second.size();
   }
   return kept->second;
+}
+
+std::string Conditions::compactText(const KSBlock& aBlock, Family aFamily) {
+  const KS::SymbolicExprId net = compactCopy(answers[model.indexOf(aBlock)].net[aFamily]);
+  std::vector<KS::SymbolicExprId> path;
+  for (const KSBlock* block = &aBlock; block != nullptr; block = block->parent) {
+    const ConditionId local = answers[model.indexOf(*block)].local[aFamily];
+    if (local != idTRUE) path.push_back(compactCopy(local));
+  }
+  std::reverse(path.begin(), path.end());
+  const KS::SymbolicExprId id = compact(net, path);
+  if (id == compactTable.getIdTRUE()) return "";
+  return KS::SymbolicExprPrinter(compactTable, true, true, true)(id);
 }
 
 std::string Conditions::makeText(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm) {

@@ -9,9 +9,12 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/SymbolicExprCopy.hpp"
 #include "base/SymbolicExprId.hpp"
+#include "compact/SymbolicExprCompact.hpp"
 #include "tools/Diagnostic.hpp"
 #include "tools/Model.hpp"
+#include "tools/Verdicts.hpp"
 #include "variants/VCService.hpp"
 
 namespace ksexpr {
@@ -24,6 +27,9 @@ struct ConditionsRequest {
   /// The blocks to answer; all if empty.
   std::vector<std::string> blockIds;
   bool onlyDead = false;
+  /// What JSON has in addition.
+  bool withDecision = false;
+  bool withCompact = false;
 };
 
 /// How answering is watched. Both may write and throw.
@@ -50,7 +56,8 @@ struct BlockConditions {
 /// that they are made from.
 class Conditions {
  public:
-  /// Borrows all that it is given. Throws for a block that is asked for and not in the model.
+  /// Borrows all that it is given. Decides all blocks where that is asked for. Throws for a block
+  /// that is asked for and not in the model, and as `familyVerdicts` does.
   Conditions(const Model& aModel, const ConditionsRequest& aRequest,
              const ConditionsObserver& aObserver);
 
@@ -63,6 +70,17 @@ class Conditions {
   /// The text of a block's local or net condition, empty for one that is always true. The reference
   /// lasts until the next call.
   const std::string& text(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
+
+  /// The verdict on a block's net condition, where the request asks for verdicts.
+  Verdict verdict(const KSBlock& aBlock, Family aFamily) const {
+    return verdicts[aFamily][model.indexOf(aBlock)];
+  }
+  /// The compact text of a block's net condition, empty for one that is always true.
+  std::string compactText(const KSBlock& aBlock, Family aFamily);
+  /// The line of the file that a block stands in.
+  std::size_t lineOf(const KSBlock& aBlock) const {
+    return lines.lineOf(model.offsetOf(aBlock.id));
+  }
 
   // What has been answered so far: blocks to be answered, conditions that differ, blocks with a net
   // condition that is false, and whether a condition is not available.
@@ -86,7 +104,7 @@ class Conditions {
   const BlockConditions& answer(const KSBlock& aBlock);
   void answerBelowParent(const KSBlock& aBlock);
   ConditionId ask(const KSBlock& aBlock, Family aFamily, bool aIsNet);
-  bool isDead(const BlockConditions& aConditions) const;
+  bool isDead(const KSBlock& aBlock) const;
   void tellFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage);
   void tellHindered(const KSBlock& aBlock, Family aFamily);
   std::string makeText(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
@@ -107,6 +125,13 @@ class Conditions {
   std::size_t numNeeded = 0;  // the selected blocks and their ancestors
   std::size_t numAnswered = 0;
   std::size_t numDead = 0;
+
+  std::array<std::vector<Verdict>, 3> verdicts;  // by family and block, if asked for
+  const Lines lines;
+  // Compact forms are made in a table of their own.
+  KS::SymbolicExprTable compactTable;
+  KS::SymbolicExprCopy compactCopy;
+  KS::SymbolicExprCompact compact;
 
   std::vector<bool> isKnown;  // by condition
   std::size_t numDistinct = 0;

@@ -35,6 +35,17 @@ Place placeOf(std::string_view aText, std::size_t aOffset) {
           countCharacters(before.substr(lineStart(aText, aOffset))) + 1};
 }
 
+Lines::Lines(std::string_view aText) {
+  for (std::size_t i = 0; (i = aText.find('\n', i)) != std::string_view::npos; ++i) {
+    ends.push_back(i);
+  }
+}
+
+std::size_t Lines::lineOf(std::size_t aOffset) const {
+  const auto end = std::lower_bound(ends.begin(), ends.end(), aOffset);
+  return static_cast<std::size_t>(end - ends.begin()) + 1;
+}
+
 std::string excerpt(std::string_view aText, std::size_t aOffset) {
   aOffset = std::min(aOffset, aText.size());
   const std::size_t start = lineStart(aText, aOffset);

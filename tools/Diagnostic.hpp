@@ -18,6 +18,18 @@ struct Place {
 /// The place of the byte at `aOffset`, which may be the end of the text.
 Place placeOf(std::string_view aText, std::size_t aOffset);
 
+/// The lines of a text, for many questions.
+class Lines {
+ public:
+  /// Looks at the text once and keeps nothing of it but where lines end.
+  explicit Lines(std::string_view aText);
+  /// The line that the byte at `aOffset` stands in, counted from 1.
+  std::size_t lineOf(std::size_t aOffset) const;
+
+ private:
+  std::vector<std::size_t> ends;
+};
+
 /// The line of `aText` around `aOffset` and a line with a caret under it, each with its newline.
 /// Tabs are expanded, what a terminal can't show is a question mark, and of a long line only the
 /// surroundings are shown.

@@ -10,7 +10,10 @@
 #include <functional>
 #include <ostream>
 #include <system_error>
+#include <unordered_map>
 
+#include "parser/SymbolicExprParser.hpp"
+#include "tools/Commands.hpp"
 #include "tools/Diagnostic.hpp"
 #include "tools/ModelSyntax.hpp"
 #include "tools/Text.hpp"
@@ -21,7 +24,8 @@ namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-bool readFile(const std::string& aPath, std::string& aText, std::ostream& aErrors) {
+// Returns whether the file was read to its end; if not, `errno` says why.
+bool readFile(const std::string& aPath, std::string& aText) {
   // Nothing that grows step by step needs twice the memory of a large file. A pipe has no size.
   std::error_code hasNoSize;
   const std::uintmax_t size = std::filesystem::file_size(aPath, hasNoSize);
@@ -41,8 +45,11 @@ bool readFile(const std::string& aPath, std::string& aText, std::ostream& aError
     }
     return true;
   }
-  aErrors << printable(aPath) << ": cannot read: " << std::strerror(errno) << '\n';
   return false;
+}
+
+std::string cannotRead(const std::string& aPath) {
+  return printable(aPath) + ": cannot read: " + std::strerror(errno);
 }
 
 // Finds blocks by their ids.
@@ -130,30 +137,82 @@ void report(const Model& aModel, ModelErrors& aFound, std::ostream& aErrors) {
   aErrors << aFound.counts.remaining(aModel.path);
 }
 
+void checkVariables(const Model& aModel, ModelErrors& aErrors) {
+  std::unordered_map<std::string_view, const DeclaredVariable*> byName;
+  for (const DeclaredVariable& variable : aModel.variables) {
+    const auto [first, isNew] = byName.emplace(variable.name, &variable);
+    if (isNew) continue;
+    aErrors.add("variables that are described twice", aModel.offsetOf(variable.name),
+                "variable \"" + shortened(variable.name) + "\" is described twice, first in line " +
+                    std::to_string(aModel.lineOf(first->second->name)));
+  }
+  for (const DeclaredVariable& variable : aModel.variables) {
+    for (const Domain::Value& value : variable.domain.values) {
+      const auto* name = std::get_if<std::string>(&value);
+      const auto described = name == nullptr ? byName.end() : byName.find(*name);
+      if (described == byName.end()) continue;
+      aErrors.add("constants that are variables", aModel.offsetOf(described->second->name),
+                  "variable \"" + shortened(*name) + "\" is among the values of \"" +
+                      shortened(variable.name) + "\" and so a constant");
+    }
+  }
+}
+
+void checkConstraints(const Model& aModel, ModelErrors& aErrors) {
+  KS::SymbolicExprTable table;
+  const KS::SymbolicExprParser parser(table, false);
+  for (const std::string_view constraint : aModel.constraints) {
+    const std::string text(constraint);
+    const auto error = parser.diagnose(text);
+    if (!error) continue;
+    aErrors.add("constraints that do not parse", aModel.offsetOf(constraint),
+                "constraint, column " + std::to_string(placeOf(text, error->offset).column) +
+                    ": expected " + error->expected);
+  }
+}
+
 }  // namespace
 
 std::size_t Model::offsetOf(std::string_view aString) const {
+  const std::less<const char*> isBefore;
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  if (!isBefore(aString.data(), begin) && isBefore(aString.data(), end)) {
+    return static_cast<std::size_t>(aString.data() - begin) - 1;
+  }
   for (const Decoded& string : decoded) {
     if (string.value.data() == aString.data()) return string.offset;
   }
-  return static_cast<std::size_t>(aString.data() - text.data()) - 1;
+  return 0;
 }
 
 std::size_t Model::lineOf(std::string_view aString) const {
   return placeOf(text, offsetOf(aString)).line;
 }
 
+std::string readWholeFile(const std::string& aPath) {
+  std::string text;
+  if (!readFile(aPath, text)) throw AnswerError(cannotRead(aPath));
+  return text;
+}
+
 std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors) {
   auto model = std::make_unique<Model>();
   model->path = aPath;
-  if (!readFile(aPath, model->text, aErrors)) return nullptr;
+  if (!readFile(aPath, model->text)) {
+    aErrors << cannotRead(aPath) << '\n';
+    return nullptr;
+  }
   ModelErrors errors;
-  const std::vector<ParentName> parents = parseModel(*model, errors);
+  ModelErrors warnings;
+  const std::vector<ParentName> parents = parseModel(*model, errors, warnings);
+  if (errors.told.empty()) checkVariables(*model, errors);
+  if (errors.told.empty()) checkConstraints(*model, errors);
   if (errors.told.empty()) linkParents(*model, parents, errors);
   if (errors.told.empty()) findCycles(*model, parents, errors);
-  if (errors.told.empty()) return model;
   report(*model, errors, aErrors);
-  return nullptr;
+  report(*model, warnings, aErrors);
+  return errors.told.empty() ? std::move(model) : nullptr;
 }
 
 }  // namespace ksexpr

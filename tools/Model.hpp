@@ -1,13 +1,16 @@
-// The model file: blocks with their parents and the texts of their conditions.
+// The model file: blocks with their parents and the texts of their conditions, what is known of the
+// variables, and constraints that always hold.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <deque>
 #include <iosfwd>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 /// A block as the condition service knows it: an address. The library leaves the class to its host,
@@ -27,6 +30,26 @@ enum Family : std::size_t { VV, CG, S };
 
 /// How a family is named in messages and model files.
 inline constexpr std::array<const char*, 3> familyNames{"VV", "CG", "S"};
+
+/// What a variable may be.
+struct Domain {
+  enum class Kind { Values, Integer, Real, Boolean };
+  /// A number, or the name of a constant that differs from every other and from all numbers.
+  using Value = std::variant<double, std::string>;
+
+  Kind kind = Kind::Real;
+  /// The ends of a range, both included.
+  double min = -std::numeric_limits<double>::infinity();
+  double max = std::numeric_limits<double>::infinity();
+  /// The values of a list.
+  std::vector<Value> values;
+};
+
+/// What a model file says of a variable, which its name may spell as a member ("Site.remote").
+struct DeclaredVariable {
+  std::string_view name;
+  Domain domain;
+};
 
 /// A model in memory, which stays where it is.
 struct Model {
@@ -56,10 +79,17 @@ struct Model {
   std::deque<Decoded> decoded;
   /// The blocks in file order.
   std::vector<KSBlock> blocks;
+  /// The variables that the file describes, in its order.
+  std::vector<DeclaredVariable> variables;
+  /// The texts of the constraints.
+  std::vector<std::string_view> constraints;
 };
 
+/// The content of a file without a byte order mark. Throws `AnswerError`.
+std::string readWholeFile(const std::string& aPath);
+
 /// Reads a model file. Writes what is wrong with it to `aErrors`, with line and column, and returns
-/// null if there is anything.
+/// null if there is anything. A key that nothing reads is only warned of.
 std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors);
 
 }  // namespace ksexpr

@@ -1,11 +1,14 @@
 #include "tools/ModelSyntax.hpp"
 
 #include <algorithm>
-#include <array>
 #include <bitset>
+#include <cmath>
 #include <iterator>
+#include <limits>
 #include <nlohmann/json.hpp>
 
+#include "tools/Names.hpp"
+#include "tools/Nearest.hpp"
 #include "tools/Text.hpp"
 
 namespace ksexpr {
@@ -42,12 +45,28 @@ class TrackedIterator {
   const char** reached;
 };
 
-// The members of a block: the condition texts by family, then the others.
+// The members that are read: of the model; of a block, where the condition texts by family come
+// first; of a variable.
+enum ModelMember : std::size_t { blocksMember, variablesMember, constraintsMember };
+constexpr std::string_view modelMembers[] = {"blocks", "variables", "constraints"};
 constexpr std::size_t idMember = familyNames.size();
 constexpr std::size_t parentMember = idMember + 1;
-constexpr std::size_t unknownMember = parentMember + 1;
-constexpr std::array<std::string_view, unknownMember> memberNames{familyNames[VV], familyNames[CG],
-                                                                  familyNames[S], "id", "parent"};
+constexpr std::string_view blockMembers[] = {familyNames[VV], familyNames[CG], familyNames[S], "id",
+                                             "parent"};
+enum VariableMember : std::size_t {
+  valuesMember,
+  integerMember,
+  minMember,
+  maxMember,
+  booleanMember
+};
+constexpr std::string_view variableMembers[] = {"values", "integer", "min", "max", "boolean"};
+constexpr std::size_t unknownMember = 5;
+
+struct MemberNames {
+  const std::string_view* first;
+  std::size_t count;
+};
 
 // The parser's complaint without the place and without the token, which may be as long as the file.
 std::string withoutPlaceAndToken(std::string_view aMessage) {
@@ -62,8 +81,12 @@ std::string withoutPlaceAndToken(std::string_view aMessage) {
 // Handles the JSON events. A handler that returns false ends the reading.
 class ModelReader : public nlohmann::json_sax<nlohmann::json> {
  public:
-  ModelReader(Model& aModel, ModelErrors& aErrors)
-      : model(aModel), text(aModel.text), reached(aModel.text.data()), errors(aErrors) {}
+  ModelReader(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings)
+      : model(aModel),
+        text(aModel.text),
+        reached(aModel.text.data()),
+        errors(aErrors),
+        warnings(aWarnings) {}
 
   std::vector<ParentName> read() {
     const char* end = text.data() + text.size();
@@ -72,22 +95,41 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     // The parser takes a NUL byte for the end of the text.
     const std::size_t nul = text.find('\0', tokenEnd);
     if (isComplete && nul != std::string_view::npos) addSyntaxError(nul, "");
-    if (errors.told.empty() && !hasBlocks) add("missing members", "the model has no \"blocks\"");
+    // Where the text is no JSON, what the keys seem to be may be wrong, too.
+    if (!isComplete || nul != std::string_view::npos) warnings = {};
+    if (errors.told.empty() && !seenOfModel[blocksMember])
+      add("missing members", "the model has no \"blocks\"");
     return std::move(parents);
   }
 
   bool null() override {
     return !startsValue() || (level == Level::Block && member == parentMember) || wrongType("null");
   }
-  bool boolean(bool) override { return !startsValue() || wrongType("a boolean"); }
-  bool number_integer(number_integer_t) override { return number(); }
-  bool number_unsigned(number_unsigned_t) override { return number(); }
-  bool number_float(number_float_t, const string_t&) override { return number(); }
+  bool boolean(bool aValue) override {
+    if (!startsValue()) return true;
+    if (level == Level::Variable && (member == integerMember || member == booleanMember)) {
+      if (aValue) flags.set(member);
+      return true;
+    }
+    return wrongType("a boolean");
+  }
+  bool number_integer(number_integer_t aValue) override {
+    return number(static_cast<double>(aValue));
+  }
+  bool number_unsigned(number_unsigned_t aValue) override {
+    return number(static_cast<double>(aValue));
+  }
+  bool number_float(number_float_t aValue, const string_t&) override { return number(aValue); }
   bool binary(binary_t&) override { return false; }
 
   bool string(string_t& aValue) override {
     if (!startsValue()) return true;
-    if (level != Level::Block) return wrongType("a string");
+    switch (level) {
+      case Level::Block: break;
+      case Level::Values: return name(aValue);
+      case Level::Constraints: model.constraints.push_back(keep(aValue)); return true;
+      default: return wrongType("a string");
+    }
     KSBlock& block = model.blocks.back();
     const std::string_view value = keep(aValue);
     if (member < familyNames.size()) {
@@ -103,57 +145,75 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   bool key(string_t& aName) override {
     endToken();
     if (skipped > 0) return true;
-    bool isRepeated = false;
-    if (level == Level::Block) {
-      member = static_cast<std::size_t>(std::find(memberNames.begin(), memberNames.end(), aName) -
-                                        memberNames.begin());
-      if (member == unknownMember) return true;
-      isRepeated = seen[member];
-      seen[member] = true;
-    } else {
-      isBlocks = aName == "blocks";
-      isRepeated = isBlocks && hasBlocks;
-      hasBlocks = hasBlocks || isBlocks;
+    if (level == Level::Variables) {
+      if (!isVariableName(aName)) {
+        add("names that are none", '"' + shortened(aName) + "\" is not the name of a variable");
+      }
+      model.variables.push_back({keep(aName), {}});
+      return true;
     }
-    return !isRepeated || add("members that are given twice", '"' + aName + "\" is given twice");
+    const auto [names, count] = memberNames();
+    member = static_cast<std::size_t>(std::find(names, names + count, aName) - names);
+    if (member == count) {
+      member = unknownMember;
+      return warnOfKey(aName);
+    }
+    auto& seen = level == Level::Model ? seenOfModel : seenOfPart;
+    if (seen[member]) return add("members that are given twice", '"' + aName + "\" is given twice");
+    seen.set(member);
+    return true;
   }
 
   bool start_object(std::size_t) override {
     if (!startsValue()) return enterSkipped();
-    if (level == Level::Document) {
-      level = Level::Model;
-    } else if (level == Level::Blocks) {
-      level = Level::Block;
-      blockOffset = tokenStart();
-      seen.reset();
-      model.blocks.emplace_back();
-      parents.emplace_back();
-    } else {
-      return wrongType("an object") && enterSkipped();
+    switch (level) {
+      case Level::Document: level = Level::Model; return true;
+      case Level::Blocks:
+        enterPart(Level::Block);
+        model.blocks.emplace_back();
+        parents.emplace_back();
+        return true;
+      case Level::Variables: enterPart(Level::Variable); return true;
+      case Level::Model:
+        if (member == variablesMember) {
+          level = Level::Variables;
+          return true;
+        }
+        break;
+      default: break;
     }
-    return true;
+    return wrongType("an object") && enterSkipped();
   }
 
   bool end_object() override {
     endToken();
     if (leaveSkipped()) return true;
-    if (level == Level::Model) {
-      level = Level::Document;
-      return true;
+    switch (level) {
+      case Level::Model: level = Level::Document; return true;
+      case Level::Variables: level = Level::Model; return true;
+      case Level::Variable:
+        level = Level::Variables;
+        finishVariable();
+        return true;
+      default: break;
     }
     level = Level::Blocks;
     for (const std::size_t needed : {idMember, parentMember}) {
-      if (seen[needed]) continue;
-      errors.add("missing members", blockOffset,
-                 "the block has no \"" + std::string(memberNames[needed]) + '"');
+      if (seenOfPart[needed]) continue;
+      errors.add("missing members", partOffset,
+                 "the block has no \"" + std::string(blockMembers[needed]) + '"');
     }
     return true;
   }
 
   bool start_array(std::size_t) override {
     if (!startsValue()) return enterSkipped();
-    if (level == Level::Model) {
-      level = Level::Blocks;
+    if (level == Level::Model && member != variablesMember) {
+      level = member == blocksMember ? Level::Blocks : Level::Constraints;
+      return true;
+    }
+    if (level == Level::Variable && member == valuesMember) {
+      level = Level::Values;
       return true;
     }
     return wrongType("an array") && enterSkipped();
@@ -161,7 +221,7 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
 
   bool end_array() override {
     endToken();
-    if (!leaveSkipped()) level = Level::Model;
+    if (!leaveSkipped()) level = level == Level::Values ? Level::Variable : Level::Model;
     return true;
   }
 
@@ -172,7 +232,21 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   }
 
  private:
-  enum class Level { Document, Model, Blocks, Block };
+  enum class Level { Document, Model, Blocks, Block, Variables, Variable, Values, Constraints };
+
+  MemberNames memberNames() const {
+    if (level == Level::Model) return {modelMembers, std::size(modelMembers)};
+    if (level == Level::Block) return {blockMembers, std::size(blockMembers)};
+    return {variableMembers, std::size(variableMembers)};
+  }
+
+  // Enters a block or a variable.
+  void enterPart(Level aLevel) {
+    level = aLevel;
+    partOffset = tokenStart();
+    seenOfPart.reset();
+    flags.reset();
+  }
 
   // Called when the reading has just reached the end of a token.
   void endToken() {
@@ -189,16 +263,66 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   bool startsValue() {
     endToken();
     if (skipped > 0) return false;
-    if (level == Level::Model) return isBlocks;
-    return level != Level::Block || member != unknownMember;
+    const bool isMember =
+        level == Level::Model || level == Level::Block || level == Level::Variable;
+    return !isMember || member != unknownMember;
   }
 
-  bool number() {
+  bool number(double aValue) {
     const bool isWanted = startsValue();
     // Only the byte behind a number tells that it has ended.
     tokenEnd = std::min(text.find_first_of(" \t\r\n,]}", tokenStart()), text.size());
-    return !isWanted || wrongType("a number");
+    if (!isWanted) return true;
+    if (level == Level::Values) {
+      model.variables.back().domain.values.emplace_back(aValue);
+    } else if (level == Level::Variable && (member == minMember || member == maxMember)) {
+      Domain& domain = model.variables.back().domain;
+      (member == minMember ? domain.min : domain.max) = aValue;
+    } else {
+      return wrongType("a number");
+    }
+    return true;
   }
+
+  // A constant among the values of a variable.
+  bool name(const std::string& aName) {
+    if (!isConstantName(aName)) {
+      add("names that are none", '"' + shortened(aName) + "\" is not the name of a constant");
+    }
+    model.variables.back().domain.values.emplace_back(aName);
+    return true;
+  }
+
+  void finishVariable() {
+    Domain& domain = model.variables.back().domain;
+    const bool hasValues = seenOfPart[valuesMember];
+    const bool hasRange = flags[integerMember] || seenOfPart[minMember] || seenOfPart[maxMember];
+    const auto complain = [this](const std::string& message) {
+      errors.add("domains that make no sense", partOffset, "the variable " + message);
+    };
+    if (hasValues + hasRange + flags[booleanMember] > 1) {
+      complain("has more than one of \"values\", \"boolean\", and a range");
+    } else if (hasValues) {
+      domain.kind = Domain::Kind::Values;
+      // A value of a wrong type is none either, but has been told.
+      if (domain.values.empty() && errors.told.empty()) complain("has no values");
+    } else if (flags[booleanMember]) {
+      domain.kind = Domain::Kind::Boolean;
+      domain.min = 0;
+      domain.max = 1;
+    } else if (flags[integerMember]) {
+      domain.kind = Domain::Kind::Integer;
+      if (!seenOfPart[minMember]) domain.min = std::numeric_limits<int>::min();
+      if (!seenOfPart[maxMember]) domain.max = std::numeric_limits<int>::max();
+      for (const double end : {domain.min, domain.max}) {
+        if (std::floor(end) != end || std::abs(end) > 0x1p31 || end == 0x1p31) {
+          complain("has an end that is no whole number of 32 bits");
+        }
+      }
+    }
+    if (domain.min > domain.max) complain("has a \"min\" above its \"max\"");
+  }
+
   bool enterSkipped() { return ++skipped > 0; }
   bool leaveSkipped() { return skipped > 0 && skipped-- > 0; }
 
@@ -217,16 +341,41 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
       case Level::Document:
         add(kind, "the model must be an object with \"blocks\", not " + aFound);
         return false;
-      case Level::Model: return add(kind, "\"blocks\" must be an array, not " + aFound);
+      case Level::Model:
+        return add(kind, '"' + std::string(modelMembers[member]) + "\" must be an " +
+                             (member == variablesMember ? "object" : "array") + ", not " + aFound);
       case Level::Blocks: return add(kind, "a block must be an object, not " + aFound);
-      default: break;
+      case Level::Variables: return add(kind, "a variable must be an object, not " + aFound);
+      case Level::Constraints: return add(kind, "a constraint must be a string, not " + aFound);
+      case Level::Values:
+        return add(kind, "a value must be a number or the name of a constant, not " + aFound);
+      case Level::Variable:
+        return add(kind, '"' + std::string(variableMembers[member]) + "\" must be " +
+                             (member == valuesMember                       ? "an array"
+                              : member == minMember || member == maxMember ? "a number"
+                                                                           : "true or false") +
+                             ", not " + aFound);
+      case Level::Block: break;
     }
-    return add(kind, '"' + std::string(memberNames[member]) + "\" must be a string" +
+    return add(kind, '"' + std::string(blockMembers[member]) + "\" must be a string" +
                          (member == parentMember ? " or null" : "") + ", not " + aFound);
   }
 
   bool add(std::string_view aKind, std::string aMessage) {
     errors.add(aKind, tokenStart(), std::move(aMessage));
+    return true;
+  }
+
+  bool warnOfKey(const std::string& aName) {
+    if (!warnings.counts.add("keys that nothing reads")) return true;
+    const auto [first, count] = memberNames();
+    const std::vector<std::string_view> names(first, first + count);
+    std::string meant = didYouMean(aName, names, 1);
+    for (const std::string_view name : meant.empty() ? names : std::vector<std::string_view>()) {
+      meant += (meant.empty() ? "; what is read here is \"" : ", \"") + std::string(name) + '"';
+    }
+    warnings.told.push_back(
+        {tokenStart(), "warning: nothing reads \"" + shortened(aName) + '"' + meant});
     return true;
   }
 
@@ -242,20 +391,21 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   std::size_t previousEnd = 0;  // of the token before the one that has been reached
   std::size_t tokenEnd = 0;
   Level level = Level::Document;
-  bool isBlocks = false;                 // the member of the model that is being read
-  std::size_t member = unknownMember;    // that of the block
-  std::bitset<memberNames.size()> seen;  // members of the block so far
-  std::size_t skipped = 0;               // open brackets of a value that is not looked at
-  bool hasBlocks = false;
-  std::size_t blockOffset = 0;
+  std::size_t member = unknownMember;      // of the model, block or variable that is being read
+  std::bitset<unknownMember> seenOfModel;  // members so far
+  std::bitset<unknownMember> seenOfPart;   // those of the block or variable
+  std::bitset<unknownMember> flags;        // members of the variable that are true
+  std::size_t skipped = 0;                 // open brackets of a value that is not looked at
+  std::size_t partOffset = 0;
   std::vector<ParentName> parents;
   ModelErrors& errors;
+  ModelErrors& warnings;
 };
 
 }  // namespace
 
-std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors) {
-  return ModelReader(aModel, aErrors).read();
+std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings) {
+  return ModelReader(aModel, aErrors, aWarnings).read();
 }
 
 }  // namespace ksexpr

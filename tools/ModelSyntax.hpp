@@ -18,7 +18,8 @@ struct ModelError {
   std::string message;
 };
 
-/// The errors of a model file that are to be told, and the number of the others.
+/// What is wrong with a model file and to be told, and the number of the rest; or the same for
+/// warnings.
 struct ModelErrors {
   std::vector<ModelError> told;
   ProblemCounts counts;
@@ -33,8 +34,8 @@ struct ModelErrors {
 using ParentName = std::optional<std::string_view>;
 
 /// Parses a model's text and appends its blocks, their parents still unresolved; returns the names
-/// of the parents, one per block. Members that are not known are skipped. Broken JSON ends the
-/// reading, all else that is wrong is collected.
-std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors);
+/// of the parents, one per block. Members that are not known are skipped with a warning. Broken
+/// JSON ends the reading, all else that is wrong is collected.
+std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings);
 
 }  // namespace ksexpr

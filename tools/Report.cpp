@@ -13,15 +13,17 @@ namespace ksexpr {
 namespace {
 
 constexpr const char* unknown = "?";
-// A wider text moves the rest of its row, not that of all rows.
-constexpr std::size_t maxColumnWidth = 44;
 
 // What the layouts have in common: the request, and the answers as text.
 class Writer {
  public:
   Writer(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
          std::ostream& aOut)
-      : conditions(aConditions), families(aRequest.families), layout(aLayout), out(aOut) {}
+      : conditions(aConditions),
+        request(aRequest),
+        families(aRequest.families),
+        layout(aLayout),
+        out(aOut) {}
 
  protected:
   const char* truth(ConditionId aId, const char* aIfUnknown) const {
@@ -29,11 +31,10 @@ class Writer {
     return conditions.isTrue(aId) ? "true" : "false";
   }
 
-  void send(const std::string& aText) {
-    if (!(out << aText)) throw WriteError();
-  }
+  void send(const std::string& aText) { ksexpr::send(out, aText); }
 
   Conditions& conditions;
+  const ConditionsRequest& request;
   const std::array<bool, 3> families;
   const Layout layout;
 
@@ -44,8 +45,6 @@ class Writer {
 // ---------------------------------------------------------------------------------------------
 // Table
 
-using Row = std::vector<std::string>;
-
 class TableWriter : public Writer {
  public:
   using Writer::Writer;
@@ -54,34 +53,18 @@ class TableWriter : public Writer {
     Row header{"BLOCK"};
     if (families[S]) header.insert(header.end(), {"S", "S NET"});
     if (families[VV] || families[CG]) header.insert(header.end(), {"FAMILY", "LOCAL", "NET"});
-    widths.assign(header.size(), 0);
-    widen(header);
-    conditions.forEach([this](const KSBlock& block, const BlockConditions& answer) {
-      for (const Row& row : rows(block, answer)) widen(row);
+    Columns columns(header.size());
+    columns.widen(header);
+    conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
+      for (const Row& row : rows(block, answer)) columns.widen(row);
     });
-    writeRow(header);
-    conditions.forEach([this](const KSBlock& block, const BlockConditions& answer) {
-      for (const Row& row : rows(block, answer)) writeRow(row);
+    send(columns.line(header));
+    conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
+      for (const Row& row : rows(block, answer)) send(columns.line(row));
     });
   }
 
  private:
-  void widen(const Row& aRow) {
-    for (std::size_t i = 0; i < aRow.size(); ++i) {
-      widths[i] = std::max(widths[i], std::min(countCharacters(aRow[i]), maxColumnWidth));
-    }
-  }
-
-  void writeRow(const Row& aRow) {
-    std::string line;
-    for (std::size_t i = 0; i + 1 < aRow.size(); ++i) {
-      const std::size_t width = countCharacters(aRow[i]);
-      line += aRow[i];
-      line.append(2 + (width < widths[i] ? widths[i] - width : 0), ' ');
-    }
-    send(line + aRow.back() + '\n');
-  }
-
   // The rows of one block: VV and CG share one where they agree, S stands in the first.
   std::vector<Row> rows(const KSBlock& aBlock, const BlockConditions& aAnswer) {
     Row start{indentOf(aBlock) + printable(aBlock.id)};
@@ -107,21 +90,11 @@ class TableWriter : public Writer {
     return all;
   }
 
-  // Blanks that show how deep the block lies, up to a depth that still leaves room for the rest.
-  static std::string indentOf(const KSBlock& aBlock) {
-    std::string indent;
-    const KSBlock* block = &aBlock;
-    while ((block = block->parent) != nullptr && indent.size() < 20) indent += "  ";
-    return indent;
-  }
-
   std::string cell(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
     if (aId == notAvailable) return unknown;
     if (conditions.isTrue(aId)) return "true";
     return conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
   }
-
-  std::vector<std::size_t> widths;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -156,24 +129,13 @@ class CsvWriter : public Writer {
   }
 
  private:
-  // Files have the line ends of RFC 4180.
   void writeLine() {
-    line += layout.isOnTerminal ? "\n" : "\r\n";
+    line += csvLineEnd(layout.isOnTerminal);
     send(line);
     line.clear();
   }
 
-  void appendField(std::string_view aText) {
-    std::string shown;
-    if (layout.isOnTerminal) aText = shown = printable(aText);
-    if (aText.find_first_of(",\"\r\n") == std::string_view::npos) {
-      line += aText;
-      return;
-    }
-    line += '"';
-    for (const char c : aText) line.append(c == '"' ? 2 : 1, c);
-    line += '"';
-  }
+  void appendField(std::string_view aText) { appendCsvField(line, aText, layout.isOnTerminal); }
 
   void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
     line += ',';
@@ -213,11 +175,15 @@ class JsonWriter : public Writer {
     } else {
       line += "null";
     }
+    if (request.withDecision || request.withCompact) {
+      line += ", \"line\": " + std::to_string(conditions.lineOf(aBlock));
+    }
     if (families[VV]) {
       line += ", \"vv\": {\"local\": ";
       appendText(aBlock, VV, aAnswer.local[VV], false, false);
       line += ", \"net\": ";
       appendText(aBlock, VV, aAnswer.net[VV], true, false);
+      appendMore(aBlock, VV, aAnswer.net[VV]);
       line += '}';
     }
     if (families[CG]) {
@@ -229,6 +195,7 @@ class JsonWriter : public Writer {
       appendText(aBlock, CG, aAnswer.local[CG], false, true);
       line += ", \"netC\": ";
       appendText(aBlock, CG, aAnswer.net[CG], true, true);
+      appendMore(aBlock, CG, aAnswer.net[CG]);
       line += '}';
     }
     if (families[S]) {
@@ -239,6 +206,27 @@ class JsonWriter : public Writer {
       line += '}';
     }
     line += '}';
+  }
+
+  // What is only there when it is asked for.
+  void appendMore(const KSBlock& aBlock, Family aFamily, ConditionId aNet) {
+    constexpr const char* names[] = {"never", "always", "sometimes", "unknown"};  // by Verdict
+    if (request.withDecision) {
+      line += ", \"decision\": ";
+      if (aNet == notAvailable) {
+        line += "null";
+      } else {
+        appendJson(line, names[static_cast<std::size_t>(conditions.verdict(aBlock, aFamily))]);
+      }
+    }
+    if (request.withCompact) {
+      line += ", \"compact\": ";
+      if (aNet == notAvailable) {
+        line += "null";
+      } else {
+        appendJson(line, conditions.compactText(aBlock, aFamily));
+      }
+    }
   }
 
   void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet,
@@ -252,10 +240,6 @@ class JsonWriter : public Writer {
 
   std::string line;
 };
-
-std::string counted(std::size_t aCount, const char* aWhat) {
-  return std::to_string(aCount) + ' ' + aWhat + (aCount == 1 ? "" : "s");
-}
 
 }  // namespace
 

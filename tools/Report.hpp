@@ -6,19 +6,9 @@
 #include <string>
 
 #include "tools/Conditions.hpp"
+#include "tools/Layout.hpp"
 
 namespace ksexpr {
-
-/// The layouts of a report.
-enum class Format { Table, Json, Csv };
-
-/// How a report looks: `cForm` selects the form of tables and CSV, JSON has both; CSV on a terminal
-/// shows what it would otherwise send.
-struct Layout {
-  Format format = Format::Table;
-  bool cForm = false;
-  bool isOnTerminal = false;
-};
 
 /// Answers the blocks and writes each as it is answered; a table when all are, since its columns
 /// are as wide as their contents. A condition that is not available is "?" in a table and in CSV,

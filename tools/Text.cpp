@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 
@@ -97,6 +99,12 @@ std::size_t countCharacters(std::string_view aText) {
   std::size_t count = 0;
   for (std::size_t pos = 0; pos < aText.size(); ++count) pos += characterAt(aText, pos).length;
   return count;
+}
+
+std::string numberText(double aValue) {
+  if (std::isnan(aValue)) return "nan";
+  char buffer[32];
+  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, aValue).ptr};
 }
 
 void appendJson(std::string& aOut, std::string_view aText) {

@@ -22,6 +22,9 @@ std::string shortened(std::string_view aText);
 /// The number of characters of a UTF-8 text; a byte that is no part of one counts as one.
 std::size_t countCharacters(std::string_view aText);
 
+/// The shortest text that reads back as the same number; at most 17 significant digits.
+std::string numberText(double aValue);
+
 /// Appends a text as a JSON string, in ASCII where a terminal would not show a character. The text
 /// must be UTF-8.
 void appendJson(std::string& aOut, std::string_view aText);

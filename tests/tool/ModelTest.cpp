@@ -404,4 +404,96 @@ TEST_F(KsExprModel, FilesThatCannotBeRead) {
   EXPECT_THAT(run({"conditions", "/"}).err, StartsWith("/: cannot read: Is a directory"));
 }
 
+// The text of a model with one block and these members beside "blocks".
+std::string modelWith(const std::string& aMembers, const std::string& aBlockMembers = "") {
+  return "{\"blocks\": [" + blockOf("a", "null", aBlockMembers) + "],\n" + aMembers + "}";
+}
+
+TEST_F(KsExprModel, WarnsOfKeysThatNothingReads) {
+  const std::string read = "; what is read here is \"";
+  const Row rows[] = {
+      {modelWith("\"x\": 1", ", \"vv\": \"x\""),
+       "1:41: warning: nothing reads \"vv\"; did you mean \"VV\"?\n"},
+      {modelWith("\"x\": 1", ", \"Parent\": 1"),
+       "1:41: warning: nothing reads \"Parent\"; did you mean \"parent\"?\n"},
+      {modelWith("\"vv\": 1"), "2:1: warning: nothing reads \"vv\"" + read + "blocks\", \"var"},
+      {modelWith("\"constrains\": [7]"),
+       "2:1: warning: nothing reads \"constrains\"; did you mean \"constraints\"?\n"},
+      {modelWith("\"variables\": {\"x\": {\"maximum\": 3, \"nax\": {}}}"),
+       "2:21: warning: nothing reads \"maximum\"; did you mean \"max\"?\n"},
+      {modelWith("\"variables\": {\"x\": {\"value\": {\"blocks\": 1}}}"),
+       "2:21: warning: nothing reads \"value\"; did you mean \"values\"?\n"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.model);
+    const Outcome found = conditions(row.model);
+    EXPECT_EQ(found.status, 0);
+    EXPECT_THAT(found.err, StartsWith("model.json:" + row.message));
+    EXPECT_THAT(found.err, HasSubstr("\n1 block, "));
+  }
+  // What is wrong comes first; many warnings are counted.
+  const Outcome wrong = conditions("{\"block\": []}");
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_THAT(wrong.err, StartsWith("model.json:1:13: the model has no \"blocks\"\n"));
+  EXPECT_THAT(wrong.err, HasSubstr("model.json:1:2: warning: nothing reads \"block\"; did you mean "
+                                   "\"blocks\"?\n"));
+  const Outcome many = conditions(modelWith(repeated("\"x\": 1, ", 29) + "\"x\": 1"));
+  EXPECT_EQ(count(many.err, "warning: "), 20U);
+  EXPECT_THAT(many.err, HasSubstr("model.json: 10 more keys that nothing reads\n"));
+}
+
+TEST_F(KsExprModel, VariablesAndConstraintsArePlacedToo) {
+  const auto variable = [](const std::string& domain) {
+    return modelWith("\"variables\": {\"x\": " + domain + "}");
+  };
+  const std::string range = "\"values\", \"boolean\", and a range";
+  const Row rows[] = {
+      {modelWith("\"variables\": []"), "2:14: \"variables\" must be an object, not an array"},
+      {modelWith("\"constraints\": {}"), "2:16: \"constraints\" must be an array, not an object"},
+      {modelWith("\"constraints\": [\"a\", 1]"),
+       "2:22: a constraint must be a string, not a number"},
+      {modelWith("\"constraints\": [\"a + \"]"), "2:17: constraint, column 5: expected"},
+      {modelWith("\"constraints\": [], \"constraints\": []"),
+       "2:20: \"constraints\" is given twice"},
+      {variable("[]"), "2:20: a variable must be an object, not an array"},
+      {variable("{\"values\": 3}"), "2:31: \"values\" must be an array, not a number"},
+      {variable("{\"values\": [true]}"), "2:32: a value must be a number or the name of a const"},
+      {variable("{\"values\": [\"a b\"]}"), "2:32: \"a b\" is not the name of a constant"},
+      {variable("{\"values\": [\"true\"]}"), "2:32: \"true\" is not the name of a constant"},
+      {variable("{\"values\": []}"), "2:20: the variable has no values"},
+      {variable("{\"min\": \"1\"}"), "2:28: \"min\" must be a number, not a string"},
+      {variable("{\"max\": true}"), "2:28: \"max\" must be a number, not a boolean"},
+      {variable("{\"integer\": 1}"), "2:32: \"integer\" must be true or false, not a number"},
+      {variable("{\"min\": 2, \"max\": 1.5}"),
+       "2:20: the variable has a \"min\" above its \"max\""},
+      {variable("{\"integer\": true, \"min\": 0.5}"),
+       "2:20: the variable has an end that is no who"},
+      {variable("{\"integer\": true, \"max\": 2147483648}"),
+       "2:20: the variable has an end that is"},
+      {variable("{\"boolean\": true, \"min\": 0}"),
+       "2:20: the variable has more than one of " + range},
+      {variable("{\"values\": [1], \"integer\": true}"), "2:20: the variable has more than one of"},
+      {variable("{\"max\": 1, \"max\": 1}"), "2:31: \"max\" is given twice"},
+      {modelWith("\"variables\": {\"a+b\": {}}"), "2:15: \"a+b\" is not the name of a variable"},
+      {modelWith("\"variables\": {\"x\": {},\n\"x\": {}}"),
+       "3:1: variable \"x\" is described twice, "
+       "first in line 2"},
+      {modelWith("\"variables\": {\"x\": {\"values\": [\"y\"]},\n\"y\": {}}"),
+       "3:1: variable \"y\" is among the values of \"x\" and so a constant"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.model);
+    const Outcome found = conditions(row.model);
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.out, "");
+    EXPECT_THAT(found.err, StartsWith("model.json:" + row.message));
+  }
+  const Outcome fine = conditions(modelWith(
+      R"("variables": {"A": {"values": [0, -1.5, "str_a"]}, "S.m": {"boolean": true, "integer": false},
+         "N": {"integer": true, "min": -2147483648, "max": 2147483647}, "R": {"max": 2.5}, "Q": {}},
+         "constraints": ["A + N <= 1"])"));
+  EXPECT_EQ(fine.status, 0);
+  EXPECT_THAT(fine.err, StartsWith("1 block, "));
+}
+
 }  // namespace
