@@ -47,8 +47,9 @@ std::vector<World> worldsWith(const std::vector<World>& aWorlds, const json& aVa
 std::vector<std::string> definitions(const json& aValues) {
   std::vector<std::string> options;
   for (const auto& [name, value] : aValues.items()) {
-    options.insert(options.end(),
-                   {"-D", name + "=" + (value.is_string() ? value.get<std::string>() : value.dump())});
+    options.insert(
+        options.end(),
+        {"-D", name + "=" + (value.is_string() ? value.get<std::string>() : value.dump())});
   }
   return options;
 }
@@ -116,13 +117,12 @@ std::size_t fewestExcluding(const std::vector<Condition>& aConditions,
   for (unsigned set = 0; set < (1U << aConditions.size()); ++set) {
     std::size_t size = 0;
     for (unsigned rest = set; rest != 0; rest >>= 1) size += rest & 1;
-    const bool isPossible =
-        std::any_of(aWorlds.begin(), aWorlds.end(), [&](const World& world) {
-          for (std::size_t i = 0; i < aConditions.size(); ++i) {
-            if ((set >> i & 1) != 0 && !aConditions[i].holds(world)) return false;
-          }
-          return true;
-        });
+    const bool isPossible = std::any_of(aWorlds.begin(), aWorlds.end(), [&](const World& world) {
+      for (std::size_t i = 0; i < aConditions.size(); ++i) {
+        if ((set >> i & 1) != 0 && !aConditions[i].holds(world)) return false;
+      }
+      return true;
+    });
     if (!isPossible) fewest = std::min(fewest, size);
   }
   return fewest;
@@ -144,10 +144,10 @@ void expectWhy(const SmallModel& aModel, std::size_t aBlock, const json& aGiven,
   const auto isOn = [&](const World& w) { return aModel.isOn(aBlock, w); };
   const int on = countWorlds(left, isOn);
   const bool isNever = countWorlds(worlds, isOn) == 0;
-  EXPECT_EQ(aAnswer["state"], isNever              ? "never"
-                              : on == 0            ? "inactive"
+  EXPECT_EQ(aAnswer["state"], isNever                  ? "never"
+                              : on == 0                ? "inactive"
                               : on == int(left.size()) ? "active"
-                                                   : "open");
+                                                       : "open");
   const std::vector<std::size_t> path = aModel.path(aBlock);
   ASSERT_EQ(aAnswer["path"].size(), path.size());
   std::vector<Condition> conditions;
@@ -199,8 +199,8 @@ TEST_F(KsExprEnumeration, Why) {
     write(model.text());
     // The values may break the constraints.
     const std::vector<World> worlds = allWorlds();
-    const json given = someValues(worlds[static_cast<std::size_t>(maker.below(int(worlds.size())))],
-                                  maker, 5);
+    const json given =
+        someValues(worlds[static_cast<std::size_t>(maker.below(int(worlds.size())))], maker, 5);
     const std::size_t block = model.blocks.size() - 1;
     SCOPED_TRACE(model.text() + " with " + given.dump());
     const json answer =
@@ -286,8 +286,8 @@ TEST_F(KsExprEnumeration, Check) {
         EXPECT_EQ(entry["because"].size(), fewestExcluding(conditions, worlds));
       } else if (verdict == "implied") {
         for (const World& w : worlds) {
-          const bool isBecause =
-              std::all_of(entry["because"].begin(), entry["because"].end(), [&](const json& reason) {
+          const bool isBecause = std::all_of(
+              entry["because"].begin(), entry["because"].end(), [&](const json& reason) {
                 return model.blocks[model.indexOf(reason["block"])].condition.holds(w);
               });
           EXPECT_TRUE(!isBecause || model.blocks[block].condition.holds(w));

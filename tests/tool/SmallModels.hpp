@@ -136,9 +136,8 @@ class ModelMaker {
     const int count = 4 + below(4);
     for (int i = 0; i < count; ++i) {
       const int parent = i == 0 ? -1 : below(i + 1) - 1;
-      made.blocks.push_back({"b" + std::to_string(i), parent, {"", {[](const World&) {
-                               return true;
-                             }}}});
+      made.blocks.push_back(
+          {"b" + std::to_string(i), parent, {"", {[](const World&) { return true; }}}});
       if (below(5) > 0) made.blocks.back().condition = condition(2);
     }
     for (int i = below(3); i > 0; --i) made.constraints.push_back(condition(1));
