@@ -16,7 +16,7 @@ fi
 
 missing=
 for package in cmake ninja-build g++ libbenchmark-dev libginac-dev libmuparser-dev libz3-dev \
-               libbdd-dev; do
+               libbdd-dev libcadical-dev; do
   dpkg-query -W -f '${Status}\n' "$package" 2> /dev/null | grep -q '^install ok installed' ||
     missing="$missing $package"
 done
@@ -38,6 +38,11 @@ $build/bench/ks_peers "$@" > "$out/peers" || status=1
 echo "Growth ..." >&2
 $build/bench/ks_growth > "$out/growth" || status=1
 
+if [ -x $build/bench/ks_decide ]; then
+  echo "Deciding ..." >&2
+  $build/bench/ks_decide > "$out/decide" || status=1
+fi
+
 {
   compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' $build/CMakeCache.txt)
   echo "Measured on $(date -u +%Y-%m-%d) at commit $(git rev-parse --short HEAD || echo unknown):"
@@ -48,6 +53,10 @@ $build/bench/ks_growth > "$out/growth" || status=1
   cat "$out/peers"
   printf '\n## Growth\n\n'
   cat "$out/growth"
+  if [ -s "$out/decide" ]; then
+    printf '\n## Deciding\n\n'
+    cat "$out/decide"
+  fi
 } > "$out/tables"
 
 awk -v tables="$out/tables" '
