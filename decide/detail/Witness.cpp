@@ -55,6 +55,7 @@ void Witness::addVariable(SymbolicExprId aCopy) {
   } else if (variable.domain != nullptr && variable.domain->kind() == SymbolicExprDomain::List) {
     const auto* number = std::get_if<double>(&variable.domain->list()[0]);
     variable.value = number != nullptr ? asValue(*number) : Eval::Value(freeName);
+    variable.isSettled = number == nullptr;
   } else if (variable.domain != nullptr) {
     variable.value = asValue(std::clamp(0.0, variable.domain->low(), variable.domain->high()));
   } else {

@@ -51,13 +51,31 @@ TEST(KsExpr, Answers) {
       {{"cast-int", "x + 2.5", "[0.49999999999999994, -2.5]"}, "", "x+3\n[0,-3]\n", "", 0},
       {{"factor", "a / b * c"}, "", "a*c/b\n", "", 0},
       {{"symbols", "f(b, a) + b * s.m", "1 + 2"}, "", "f b a s\n\n", "", 0},
-      {{"eval", "0.1 + 0.2", "[1, 1/2.0, -0.0]", "1e22", "7 % 0", "-1/0.0", "f(x)"},
+      {{"eval", "0.1 + 0.2", "[1, 1/2.0, -0.0]", "1e22", "7 % 0", "-1/0.0"},
        "",
-       "0.30000000000000004\n1 0.5 -0\n1e+22\nnan\n-inf\n0\n",
+       "0.30000000000000004\n1 0.5 -0\n1e+22\nnan\n-inf\n",
        "",
        0},
       {{"eval", "-D", "N=4", "-D", "M=[1, N]", "N * M", "M == N"}, "", "4 16\n0 1\n", "", 0},
       {{"eval", "--from", "c", "-D", "N=~0", "N"}, "", "-1\n", "", 0},
+      {{"eval", "-D", "N=bitor(4, 1)", "-D", "S.m=[3, 0.5]", "bitand(6, 3)", "S.m * N"},
+       "",
+       "2\n15 2.5\n",
+       "",
+       0},
+      {{"eval", "-D", "g=S.m", "f(2)", "S.m", "g", "1"},
+       "",
+       "\n\n\n1\n",
+       "<argument 1>:1:1: the call of 'f' has no value\nf(2)\n^\n"
+       "<argument 2>:1:1: the member 'S.m' has no value\nS.m\n^\n"
+       "<argument 3>:1:1: the member 'S.m' has no value\ng\n^\n",
+       1},
+      {{"simplify", "-D", "A=1", "-D", "B=2.5", "-D", "S.m=false", "A && B > 2 && C",
+        "bitand(X, A) == 1 || S.m", "B + X", "A"},
+       "",
+       "C\nbitand(X,1)==1\nX+2.5\n1\n",
+       "",
+       0},
   });
 }
 
