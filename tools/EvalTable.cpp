@@ -152,11 +152,11 @@ class ValueTable {
       const SymbolicExprId value = toOperators(scratch, id, cSyntax ? Form::C : Form::M);
       const KS::SymbolicExprBindings none(scratch);
       requireValue(scratch, value, none);
-      return *KS::SymbolicExprProgram(scratch, {value}).run(none)[0].value;
+      const auto outcome = KS::SymbolicExprProgram(scratch, {value}).run(none)[0];
+      if (!outcome.value) throw KS::SymbolicExprEvalError(outcome.error);
+      return outcome.value;
     } catch (const KS::SymbolicExprEvalError& error) {
       reader.fail(aField, shortened(error.what()));
-    } catch (const std::bad_optional_access&) {
-      reader.fail(aField, "no value: " + shortened(aField.text));
     }
   }
 

@@ -50,7 +50,7 @@ std::vector<std::string_view> nearest(std::string_view aName,
   constexpr std::size_t maxLength = 200;
   std::vector<std::pair<std::size_t, std::string_view>> found;
   if (aName.size() <= maxLength) {
-    const std::size_t limit = aName.size() * editCost / 2 + editCost;
+    const std::size_t limit = aName.size() * editCost / 2 + editCost / 2;
     for (const std::string_view name : aNames) {
       const std::size_t cost = distance(aName, name, limit);
       if (cost < limit) found.emplace_back(cost, name);

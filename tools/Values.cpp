@@ -131,7 +131,7 @@ class FileReader {
     const std::string remaining = problems.remaining(path);
     if (!remaining.empty()) tell(remaining);
     if (numUnknown > 0) {
-      tell(printable(path) + ": " + counted(numUnknown, "name") +
+      tell("warning: " + printable(path) + ": " + counted(numUnknown, "name") +
            " that the model does not know\n");
     }
     return !hasFailed;

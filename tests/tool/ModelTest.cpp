@@ -420,7 +420,7 @@ TEST_F(KsExprModel, WarnsOfKeysThatNothingReads) {
       {modelWith("\"constrains\": [7]"),
        "2:1: warning: nothing reads \"constrains\"; did you mean \"constraints\"?\n"},
       {modelWith("\"variables\": {\"x\": {\"maximum\": 3, \"nax\": {}}}"),
-       "2:21: warning: nothing reads \"maximum\"; did you mean \"max\"?\n"},
+       "2:21: warning: nothing reads \"maximum\"" + read + "values\", \"integer\", \"min\", \"max"},
       {modelWith("\"variables\": {\"x\": {\"value\": {\"blocks\": 1}}}"),
        "2:21: warning: nothing reads \"value\"; did you mean \"values\"?\n"},
   };
