@@ -64,9 +64,8 @@ class Cover {
   bool isMissed(const KSBlock& aBlock) const {
     const auto place = places.find(typed.net(aBlock));
     if (place == places.end()) return false;
-    return std::any_of(goals.begin(), goals.end(), [&](const Goal& goal) {
-      return goal.net == place->second && !goal.isCovered;
-    });
+    const std::size_t first = 2 * place->second;
+    return !goals[first].isCovered || !goals[first + 1].isCovered;
   }
 
  private:
@@ -254,7 +253,7 @@ class Cover {
   std::vector<SymbolicExprId> nets;
   std::vector<const KSBlock*> examples;
   std::unordered_map<SymbolicExprId, std::size_t> places;
-  std::vector<Goal> goals;
+  std::vector<Goal> goals;  // two for each net: on and off
   std::vector<Configuration> configurations;
   std::size_t bound = 0;
 };

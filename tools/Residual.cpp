@@ -6,7 +6,6 @@
 #include "base/SymbolicExprXFormVisitor.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "tools/Values.hpp"
-#include "xform/SymbolicExprC2M.hpp"
 
 namespace ksexpr {
 
@@ -41,9 +40,18 @@ class ConstantNames : public KS::SymbolicExprXFormVisitor2 {
 
 Residuals::Residuals(const TypedModel& aModel, const KS::SymbolicExprBindings& aBindings,
                      bool aCForm)
-    : model(aModel), bindings(aBindings), cForm(aCForm), substitute(aModel.getTable()) {}
+    : model(aModel),
+      bindings(aBindings),
+      cForm(aCForm),
+      substitute(aModel.getTable()),
+      simplify(aModel.getTable(), maxPasses) {}
 
-std::string Residuals::text(const KSBlock& aBlock) { return model.text(net(aBlock), cForm); }
+const std::string& Residuals::text(const KSBlock& aBlock) {
+  const SymbolicExprId id = net(aBlock);
+  const auto [place, isNew] = texts.try_emplace(id);
+  if (isNew) place->second = model.text(id, cForm);
+  return place->second;
+}
 
 SymbolicExprId Residuals::net(const KSBlock& aBlock) {
   std::vector<const KSBlock*> above;
@@ -52,7 +60,6 @@ SymbolicExprId Residuals::net(const KSBlock& aBlock) {
     above.push_back(block);
   }
   KS::SymbolicExprTable& table = model.getTable();
-  const KS::SymbolicExprSimplify simplify(table, maxPasses);
   for (auto block = above.rbegin(); block != above.rend(); ++block) {
     const SymbolicExprId parent =
         (*block)->parent == nullptr ? table.getIdTRUE() : nets.at((*block)->parent);
@@ -81,7 +88,7 @@ SymbolicExprId Residuals::local(SymbolicExprId aCondition) {
     id = names.get();
   }
   std::size_t passes = 0;
-  id = KS::SymbolicExprSimplify(table, maxPasses).simplify(KS::SymbolicExprC2M(table)(id), passes);
+  id = KS::SymbolicExprSimplify(table, maxPasses).simplify(model.inMSyntax(id), passes);
   locals.emplace(aCondition, id);
   return id;
 }

@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "eval/SymbolicExprBindings.hpp"
+#include "simplify/SymbolicExprSimplify.hpp"
 #include "tools/TypedModel.hpp"
 #include "xform/SymbolicExprSubstitute.hpp"
 
@@ -17,7 +18,7 @@ class Residuals {
   Residuals(const TypedModel& aModel, const KS::SymbolicExprBindings& aBindings, bool aCForm);
   /// The text of a block that is available. Throws `std::length_error` where simplification would
   /// have to write out too much.
-  std::string text(const KSBlock& aBlock);
+  const std::string& text(const KSBlock& aBlock);
 
  private:
   KS::SymbolicExprId net(const KSBlock& aBlock);
@@ -27,8 +28,10 @@ class Residuals {
   const KS::SymbolicExprBindings& bindings;
   const bool cForm;
   KS::SymbolicExprSubstitute substitute;
+  KS::SymbolicExprSimplify simplify;
   std::unordered_map<KS::SymbolicExprId, KS::SymbolicExprId> locals;  // by condition as typed
   std::unordered_map<const KSBlock*, KS::SymbolicExprId> nets;
+  std::unordered_map<KS::SymbolicExprId, std::string> texts;  // by simplified net
 };
 
 }  // namespace ksexpr

@@ -24,6 +24,12 @@ SymbolicOp opOf(const KS::SymbolicExpr& aExpr) { return static_cast<SymbolicOp>(
 
 bool isConnective(SymbolicOp aOp) { return aOp >= SymbolicOp::And && aOp <= SymbolicOp::Not; }
 
+// Whether M syntax may spell the operator as a function.
+bool isOperatorOfC(SymbolicOp aOp) {
+  return aOp == SymbolicOp::Divide || aOp == SymbolicOp::Modulo ||
+         (aOp >= SymbolicOp::BitAnd && aOp <= SymbolicOp::ShiftRight);
+}
+
 }  // namespace
 
 bool isVariable(const KS::SymbolicExprTable& aTable, SymbolicExprId aId) {
@@ -168,6 +174,7 @@ void TypedModel::addVariablesOf(SymbolicExprId aId) {
       if (!isConstant(id)) addVariable(id, isTruth);
       continue;
     }
+    hasOperatorsOfC = hasOperatorsOfC || isOperatorOfC(opOf(node));
     for (std::size_t i = node.getNumInputs(); i > 0; --i) {
       open.emplace_back(node.getInput(i - 1), isConnective(opOf(node)));
     }
@@ -255,12 +262,16 @@ std::vector<SymbolicExprId> TypedModel::path(const KSBlock& aBlock) const {
   return ids;
 }
 
+SymbolicExprId TypedModel::inMSyntax(SymbolicExprId aId) const {
+  return hasOperatorsOfC ? KS::SymbolicExprC2M(table)(aId) : aId;
+}
+
 std::string TypedModel::text(SymbolicExprId aId, bool aCForm) const {
   if (aId == table.getIdTRUE()) return "";
   if (aCForm) {
     return KS::SymbolicExprPrinter(table, false, true, true)(KS::SymbolicExprM2C(table)(aId));
   }
-  return KS::SymbolicExprPrinter(table, true, true, true)(KS::SymbolicExprC2M(table)(aId));
+  return KS::SymbolicExprPrinter(table, true, true, true)(inMSyntax(aId));
 }
 
 }  // namespace ksexpr

@@ -70,6 +70,8 @@ class TypedModel {
   /// Appends the variables of an expression, each once, in the order in which they are met.
   void appendVariables(KS::SymbolicExprId aId, std::vector<KS::SymbolicExprId>& aVariables) const;
 
+  /// The condition with functions of M syntax for the operators that M syntax has none for.
+  KS::SymbolicExprId inMSyntax(KS::SymbolicExprId aId) const;
   /// The text of a condition as it is; empty for "true".
   std::string text(KS::SymbolicExprId aId, bool aCForm) const;
 
@@ -98,6 +100,7 @@ class TypedModel {
   std::unordered_map<KS::SymbolicExprId, const Domain*> domains;
   std::vector<std::string> constants;
   std::unordered_set<KS::SymbolicExprId> constantIds;
+  bool hasOperatorsOfC = false;
   // The walk that looks for variables enters a node at most once as a truth value and once as
   // another one.
   std::vector<unsigned char> entered;
