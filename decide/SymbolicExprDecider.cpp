@@ -16,7 +16,7 @@
 
 namespace KS {
 
-using namespace detail;
+using namespace Decide::detail;
 
 // All that is made of the table, the domains and the assumptions is thrown away when one of the
 // latter changes, and made again by the next question.

@@ -4,7 +4,7 @@
 
 #include "decide/detail/Search.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 namespace {
 
@@ -134,4 +134,4 @@ void Batch::search(const std::vector<Literal>& aLiterals, std::vector<State>& aS
   }
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

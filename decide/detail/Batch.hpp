@@ -8,7 +8,7 @@
 #include "decide/detail/Problem.hpp"
 #include "decide/detail/Simulation.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// Finds out for many literals of a formula whether they can hold together with what is assumed.
 /// Examples come from a simulation first. What is left is searched for by one solver for all, and
@@ -39,4 +39,4 @@ class Batch {
   std::int64_t limit;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

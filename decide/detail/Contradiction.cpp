@@ -4,7 +4,7 @@
 
 #include "decide/detail/HittingSet.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 Search::Result Contradiction::run(const Set& aPlaces) {
   std::vector<Literal> assumptions;
@@ -112,4 +112,4 @@ void Contradiction::findShortest() {
   }
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

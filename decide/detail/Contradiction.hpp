@@ -8,7 +8,7 @@
 
 #include "decide/detail/Search.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// Looks for the fewest of some literals that cannot hold together.
 class Contradiction {
@@ -42,4 +42,4 @@ class Contradiction {
   bool shortest = false;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

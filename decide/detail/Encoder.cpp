@@ -6,7 +6,7 @@
 
 #include "base/KSSymbolicExpr.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 namespace {
 
@@ -237,4 +237,4 @@ TermIndex Encoder::name(const std::string& aText) {
   return names.emplace(aText, formula.addTerm(made)).first->second;
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

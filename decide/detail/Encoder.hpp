@@ -10,7 +10,7 @@
 #include "decide/detail/Formula.hpp"
 #include "decide/detail/TermBuilder.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// The domains of variables by the host's ids, and the names of constants among their values.
 class Domains {
@@ -85,4 +85,4 @@ class Encoder {
   std::unordered_map<std::string, TermIndex> names;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

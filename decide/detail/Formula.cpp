@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 bool isBelow(const Term& aLeft, const Term& aRight) {
   if (aLeft.kind != aRight.kind) return aLeft.kind == Term::Number;
@@ -94,4 +94,4 @@ Literal Formula::conjunction(Literal aLeft, Literal aRight) {
   return intern(FormulaNode::And, aLeft, aRight);
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// A node of a formula, or its negation: twice the node's index, plus one for the negation.
 using Literal = std::uint32_t;
@@ -105,4 +105,4 @@ class Formula {
   boost::unordered_flat_map<double, TermIndex> numbers;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

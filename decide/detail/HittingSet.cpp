@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 std::optional<HittingSet::Set> HittingSet::smallest(std::size_t aMost) {
   for (; least <= aMost; ++least) {
@@ -94,4 +94,4 @@ bool HittingSet::meetAll(std::size_t aMost) {
   }
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

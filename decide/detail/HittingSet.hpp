@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// Finds the fewest elements that meet each of the sets that were added, by branch and bound: it
 /// takes an element of a set that is not met, one after the other, and gives up where sets without
@@ -38,4 +38,4 @@ class HittingSet {
   std::int64_t steps;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

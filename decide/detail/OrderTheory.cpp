@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 namespace {
 
@@ -354,4 +354,4 @@ std::vector<OrderTheory::Conflict> OrderTheory::place() {
   return conflicts;
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

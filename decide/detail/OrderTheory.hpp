@@ -8,7 +8,7 @@
 
 #include "decide/detail/Formula.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// `lower < upper` or `lower <= upper`, because the literal holds.
 struct OrderEdge {
@@ -100,4 +100,4 @@ class OrderTheory {
   mutable std::vector<std::uint32_t> queue;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

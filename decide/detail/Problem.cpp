@@ -1,6 +1,6 @@
 #include "decide/detail/Problem.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 Problem::Problem(Formula& aFormula, const std::vector<Literal>& aRoots) : formula(aFormula) {
   nodes.push_back({FormulaNode::True, 0, 0});
@@ -62,4 +62,4 @@ void Problem::walk(Literal aRoot) {
   }
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -6,7 +6,7 @@
 
 #include "decide/detail/Formula.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// The nodes below some literals, numbered in the order of a walk from these: the same for a
 /// condition whatever else the formula holds. The domains of the variables that are met belong to
@@ -57,4 +57,4 @@ class Problem {
   bool unknown = false;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -4,7 +4,7 @@
 #include <cadical.hpp>
 #include <cstdint>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// CaDiCaL, as far as it is needed, with a count of its conflicts. Where memory ends inside of it,
 /// it is left in a state in which it cannot even be destroyed: then it is abandoned, and its memory
@@ -89,4 +89,4 @@ class SatSolver {
   CaDiCaL::Solver* solver;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

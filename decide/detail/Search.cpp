@@ -5,7 +5,7 @@
 #include <limits>
 #include <map>
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 Search::Search(const Formula& aFormula, const Problem& aProblem)
     : formula(aFormula), problem(aProblem), theory(aFormula.getTerms(), aProblem.getConstants()) {
@@ -251,4 +251,4 @@ bool Search::isCause(Literal aAssumption) {
   return aAssumption != literalTrue && solver.failed(variable(aAssumption));
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

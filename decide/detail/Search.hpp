@@ -8,7 +8,7 @@
 #include "decide/detail/Problem.hpp"
 #include "decide/detail/SatSolver.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// Searches for values with a Boolean solver and the theory of order in turns: where the solver's
 /// choice of comparisons cannot hold together, it learns why and chooses again (lazy satisfiability
@@ -81,4 +81,4 @@ class Search {
   boost::unordered_flat_map<TermIndex, bool> truths;  // of variables that are not compared
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

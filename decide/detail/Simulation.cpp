@@ -5,7 +5,7 @@
 
 #include "decide/detail/OrderTheory.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 Simulation::Simulation(const Formula& aFormula, const Problem& aProblem)
     : problem(aProblem), nameValues(placeNames(aFormula.getTerms(), aProblem.getConstants())) {
@@ -215,4 +215,4 @@ void Simulation::run() {
   }
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -9,7 +9,7 @@
 
 #include "decide/detail/Problem.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// Tries 64 choices of values at a time, one in each bit of a word: cheap examples for what can
 /// hold, so that searches are left with what can't. A choice may be led towards a literal: what the
@@ -71,4 +71,4 @@ class Simulation {
   std::vector<Literal> open;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -5,7 +5,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "eval/SymbolicExprEval.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 namespace {
 
@@ -172,4 +172,4 @@ void TermBuilder::appendVariables(SymbolicExprId aCopy,
   }
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -9,7 +9,7 @@
 #include "eval/SymbolicExprBindings.hpp"
 #include "xform/SymbolicExprM2C.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// The number of a literal, or of the symbol "true" or "false".
 std::optional<double> constantOf(const SymbolicExpr& aExpr);
@@ -64,4 +64,4 @@ class TermBuilder {
   boost::unordered_flat_map<SymbolicExprId, std::vector<SymbolicExprId>> originsOf;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -6,7 +6,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "eval/SymbolicExprEval.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 namespace {
 
@@ -194,4 +194,4 @@ bool Witness::find(const std::function<bool(const SymbolicExprBindings&)>& aHold
   return false;
 }
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

@@ -9,7 +9,7 @@
 #include "decide/detail/Problem.hpp"
 #include "decide/detail/Search.hpp"
 
-namespace KS::detail {
+namespace KS::Decide::detail {
 
 /// Makes values for the variables of some conditions out of those that a search found for the terms
 /// of a problem. Arithmetic is a term of its own to the search, so its variables are looked for: as
@@ -54,4 +54,4 @@ class Witness {
   std::vector<Entry> found;
 };
 
-}  // namespace KS::detail
+}  // namespace KS::Decide::detail

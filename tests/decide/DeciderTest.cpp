@@ -154,6 +154,12 @@ TEST_F(DeciderTest, NamesAreDifferentFromEachOtherAndFromNumbers) {
   EXPECT_THROW(decider.setDomain(parse("x"), SymbolicExprDomain::values({"I"})),
                std::invalid_argument);
   EXPECT_EQ(verdict("ARCH == arm || ARCH == mips"), "always");  // as before
+  // A variable that can only be named constants has a value that is a name where nothing else is
+  // asked of it, and holds where its name does.
+  decider.setDomain(parse("OS"), SymbolicExprDomain::values({"linux"}));
+  EXPECT_EQ(verdict("OS"), "always");
+  EXPECT_EQ(witness("OS || b"), "OS=linux b=false");
+  EXPECT_EQ(witness("x < 0 || ~OS"), "x=-1 OS=linux");
   // Another domain frees the names of the one before.
   decider.setDomain(parse("ARCH"), SymbolicExprDomain::integers());
   decider.setDomain(parse("arm"), SymbolicExprDomain::boolean());
@@ -259,32 +265,111 @@ TEST_F(DeciderTest, ConditionsThatAreTooMuchForCanonicalForms) {
   EXPECT_EQ(verdict(chain), "sometimes");
 }
 
-// A pigeon more than there are holes; few conflicts don't suffice, which is no verdict.
-TEST_F(DeciderTest, TheConflictLimitEndsHardQuestions) {
-  std::string text;
-  const auto in = [](int aPigeon, int aHole) {
-    return "p" + std::to_string(aPigeon) + "_" + std::to_string(aHole);
-  };
-  constexpr int holes = 8;
-  for (int pigeon = 0; pigeon <= holes; ++pigeon) {
-    text += pigeon == 0 ? "(false" : " && (false";
-    for (int hole = 0; hole < holes; ++hole) text += " || " + in(pigeon, hole);
+// The conjunction of texts that `aMake(i, j)` gives for all i < j < aCount.
+template <class Make>
+std::string forAllPairs(int aCount, const Make& aMake) {
+  std::string text = "true";
+  for (int j = 1; j < aCount; ++j) {
+    for (int i = 0; i < j; ++i) text += " && " + aMake(std::to_string(i), std::to_string(j));
+  }
+  return text;
+}
+
+// A pigeon more than there are holes: each sits in one, and no two in the same.
+std::string pigeons(int aHoles) {
+  std::string text = "true";
+  for (int pigeon = 0; pigeon <= aHoles; ++pigeon) {
+    text += " && (false";
+    for (int hole = 0; hole < aHoles; ++hole) {
+      text += " || p" + std::to_string(pigeon) + "_" + std::to_string(hole);
+    }
     text += ")";
   }
-  for (int hole = 0; hole < holes; ++hole) {
-    for (int pigeon = 1; pigeon <= holes; ++pigeon) {
-      for (int other = 0; other < pigeon; ++other) {
-        text += " && ~(" + in(pigeon, hole) + " && " + in(other, hole) + ")";
-      }
-    }
+  for (int hole = 0; hole < aHoles; ++hole) {
+    const std::string in = "_" + std::to_string(hole);
+    text += " && " + forAllPairs(aHoles + 1, [&](const std::string& i, const std::string& j) {
+              return "~(p" + i + in + " && p" + j + in + ")";
+            });
   }
-  decider.setConflictLimit(100);
-  EXPECT_EQ(verdict(text), "unknown");
-  EXPECT_EQ(decider.decideAll({{parse(text)}, {parse("a")}}),
-            (std::vector<Truth>{Truth::Unknown, Truth::Sometimes}));
-  EXPECT_FALSE(decider.smallestContradiction({parse(text)}).exists);
-  decider.setConflictLimit(SymbolicExprDecider::defaultConflictLimit);
-  EXPECT_EQ(verdict(text), "never");
+  return text;
+}
+
+// Numbers from 1 on that are all different; one more than there are where they are whole.
+std::string differentNumbers(int aCount) {
+  std::string text = forAllPairs(
+      aCount, [](const std::string& i, const std::string& j) { return "v" + i + " ~= v" + j; });
+  for (int i = 0; i < aCount; ++i) {
+    const std::string v = "v" + std::to_string(i);
+    text += " && 1 <= " + v + " && " + v + " <= " + std::to_string(aCount - 1);
+  }
+  return text;
+}
+
+// That an odd number of booleans hold, taken together from the first on or from the last on.
+std::string parity(int aCount, bool aFromLast) {
+  std::string text = "false";
+  for (int i = 0; i < aCount; ++i) {
+    const std::string b = "b" + std::to_string(aFromLast ? aCount - 1 - i : i);
+    text = "((" + text + ") ~= " + b + ")";
+  }
+  return text;
+}
+
+std::string orderedVariables(int aCount) {
+  std::string text = "x0 > 0";
+  for (int i = 1; i < aCount; ++i) {
+    text += " && x" + std::to_string(i) + " > x" + std::to_string(i - 1);
+  }
+  return text;
+}
+
+struct HardRow {
+  const char* what;
+  std::string condition;
+  std::size_t limit;  // of conflicts
+  const char* verdict;
+};
+
+// What is hard ends with a proof, or as unknown within the limit, never with a wrong verdict.
+TEST(Decider, HardConditionsEndWithinTheConflictLimit) {
+  const HardRow rows[] = {
+      {"pigeons", pigeons(5), 20000, "never"},
+      {"pigeons", pigeons(8), 20000, "never"},
+      {"pigeons", pigeons(8), 100, "unknown"},
+      {"pigeons", pigeons(12), 2000, "unknown"},
+      {"whole numbers", differentNumbers(5), 20000, "never"},
+      {"whole numbers", differentNumbers(9), 300, "unknown"},
+      {"one number less", differentNumbers(9) + " && v0 == 1.5", 300, "never"},
+      {"parity", "(" + parity(20, false) + ") == ~(" + parity(20, false) + ")", 1000, "never"},
+      {"parity", parity(20, false), 1000, "sometimes"},
+      {"parity", "(" + parity(6, false) + ") ~= (" + parity(6, true) + ")", 20000, "never"},
+      {"many variables", orderedVariables(10000), 1000, "sometimes"},
+      {"a circle", orderedVariables(10000) + " && x0 > x9999", 1000, "never"},
+  };
+  for (const HardRow& row : rows) {
+    SymbolicExprTable table;
+    const SymbolicExprId id = SymbolicExprParser(table, false)(row.condition);
+    ASSERT_NE(id, invalidSymbolicExprId) << row.what;
+    SymbolicExprDecider decider(table);
+    for (int i = 0; i < 20; ++i) {
+      decider.setDomain(SymbolicString(table, "v" + std::to_string(i)).getId(table),
+                        SymbolicExprDomain::integers());
+      decider.setDomain(SymbolicString(table, "b" + std::to_string(i)).getId(table),
+                        SymbolicExprDomain::boolean());
+    }
+    decider.setConflictLimit(row.limit);
+    EXPECT_STREQ(name(decider.decide(id)), row.verdict) << row.what << ", " << row.limit;
+    if (row.verdict != std::string("unknown")) continue;
+    EXPECT_EQ(decider.unknownCause({id}), UnknownCause::ConflictLimit) << row.what;
+    // Others are not touched by one that is given up, and no contradiction is claimed.
+    const SymbolicExprId easy = SymbolicString(table, "easy").getId(table);
+    EXPECT_EQ(decider.decideAll({{id}, {easy}, {easy, id}}),
+              (std::vector<Truth>{Truth::Unknown, Truth::Sometimes, Truth::Unknown}))
+        << row.what;
+    EXPECT_FALSE(decider.smallestContradiction({easy, id}).exists) << row.what;
+    EXPECT_EQ(decider.implies(id, easy), std::nullopt) << row.what;
+    EXPECT_FALSE(decider.witness(id)) << row.what;
+  }
 }
 
 TEST_F(DeciderTest, RefusesWhatIsNotThere) {
