@@ -18,8 +18,9 @@ namespace {
 constexpr const char* stateNames[] = {"inactive", "active", "open"};  // by Holds
 constexpr const char* unknown = "?";
 
-// The state of each block that is available: what evaluation leaves open is decided.
-std::vector<Holds> statesOf(const Question& aQuestion, Decision& aDecision) {
+// The state of each block that is available: the three-valued value of the conditions along its
+// path, but for blocks of which the model alone proves that they are never or always on.
+std::vector<Holds> statesOf(const Question& aQuestion) {
   const TypedModel& typed = aQuestion.getTyped();
   const Model& model = aQuestion.getModel();
   std::vector<SymbolicExprId> locals;
@@ -38,7 +39,8 @@ std::vector<Holds> statesOf(const Question& aQuestion, Decision& aDecision) {
     isAnyOpen = isAnyOpen || state == Holds::Open;
   }
   if (!isAnyOpen) return states;
-  const std::vector<KS::Truth> verdicts = verdictsOf(typed, aDecision);
+  Decision free(aQuestion, Decision::Values::Free);
+  const std::vector<KS::Truth> verdicts = verdictsOf(typed, free);
   for (std::size_t i = 0; i < states.size(); ++i) {
     if (states[i] != Holds::Open) continue;
     if (verdicts[i] == KS::Truth::Never) states[i] = Holds::No;
@@ -54,9 +56,8 @@ std::string answerActive(const Question& aQuestion, bool aResidual, const Questi
   const TypedModel& typed = aQuestion.getTyped();
   const Model& model = aQuestion.getModel();
   const Layout& layout = aQuestion.getLayout();
-  Decision decision(aQuestion, Decision::Values::Given);
-  decision.requireConsistency();
-  const std::vector<Holds> states = statesOf(aQuestion, decision);
+  Decision(aQuestion, Decision::Values::Given).requireConsistency();
+  const std::vector<Holds> states = statesOf(aQuestion);
 
   std::vector<std::string> residuals(model.blocks.size());
   if (aResidual || layout.format == Format::Json) {

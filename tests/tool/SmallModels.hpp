@@ -4,7 +4,9 @@
 #include <array>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,10 +43,16 @@ inline std::vector<World> allWorlds() {
   return worlds;
 }
 
-/// A condition as text, and what it means.
+/// The names of variables that have values.
+using Names = std::set<std::string>;
+
+/// A condition as text, and what it means: whether it holds in a world, and what evaluation knows
+/// of that where only some variables have values.
 struct Condition {
   std::string text;
   std::function<bool(const World&)> holds = [](const World&) { return true; };
+  std::function<std::optional<bool>(const World&, const Names&)> known =
+      [](const World&, const Names&) { return true; };
 };
 
 struct SmallBlock {
@@ -68,6 +76,19 @@ struct SmallModel {
       if (isAllowed) found.push_back(world);
     }
     return found;
+  }
+
+  /// What evaluation knows of whether a block is on: nothing where no condition fails and one is
+  /// not known.
+  std::optional<bool> isKnownOn(std::size_t aBlock, const World& aWorld,
+                                const Names& aGiven) const {
+    std::optional<bool> state = true;
+    for (const std::size_t block : path(aBlock)) {
+      const std::optional<bool> known = blocks[block].condition.known(aWorld, aGiven);
+      if (known == false) return false;
+      if (!known) state.reset();
+    }
+    return state;
   }
 
   bool isOn(std::size_t aBlock, const World& aWorld) const {
@@ -120,15 +141,21 @@ class ModelMaker {
     if (aDepth == 0 || below(4) == 0) return atom();
     const Condition left = condition(aDepth - 1);
     if (below(6) == 0) {
-      return {"~(" + left.text + ")", [left](const World& w) { return !left.holds(w); }};
+      return {"~(" + left.text + ")", [left](const World& w) { return !left.holds(w); },
+              [left](const World& w, const Names& given) -> std::optional<bool> {
+                const std::optional<bool> known = left.known(w, given);
+                return known ? std::optional<bool>(!*known) : known;
+              }};
     }
     const Condition right = condition(aDepth - 1);
     if (below(2) == 0) {
       return {"(" + left.text + ") && (" + right.text + ")",
-              [left, right](const World& w) { return left.holds(w) && right.holds(w); }};
+              [left, right](const World& w) { return left.holds(w) && right.holds(w); },
+              decidedBy(false, left, right)};
     }
     return {"(" + left.text + ") || (" + right.text + ")",
-            [left, right](const World& w) { return left.holds(w) || right.holds(w); }};
+            [left, right](const World& w) { return left.holds(w) || right.holds(w); },
+            decidedBy(true, left, right)};
   }
 
   SmallModel model() {
@@ -136,8 +163,7 @@ class ModelMaker {
     const int count = 4 + below(4);
     for (int i = 0; i < count; ++i) {
       const int parent = i == 0 ? -1 : below(i + 1) - 1;
-      made.blocks.push_back(
-          {"b" + std::to_string(i), parent, {"", {[](const World&) { return true; }}}});
+      made.blocks.push_back({"b" + std::to_string(i), parent, {}});
       if (below(5) > 0) made.blocks.back().condition = condition(2);
     }
     for (int i = below(3); i > 0; --i) made.constraints.push_back(condition(1));
@@ -146,24 +172,42 @@ class ModelMaker {
   }
 
  private:
+  // A connective that one operand decides where it is `aDeciding`.
+  static decltype(Condition::known) decidedBy(bool aDeciding, const Condition& aLeft,
+                                              const Condition& aRight) {
+    return [=](const World& w, const Names& given) -> std::optional<bool> {
+      const std::optional<bool> left = aLeft.known(w, given), right = aRight.known(w, given);
+      if (left == aDeciding || right == aDeciding) return aDeciding;
+      return left && right ? std::optional<bool>(!aDeciding) : std::nullopt;
+    };
+  }
+
+  // A condition over variables all of which need values.
+  static Condition over(const Names& aNames, const std::string& aText,
+                        const std::function<bool(const World&)>& aHolds) {
+    return {aText, aHolds, [=](const World& w, const Names& given) -> std::optional<bool> {
+              for (const std::string& name : aNames) {
+                if (given.count(name) == 0) return std::nullopt;
+              }
+              return aHolds(w);
+            }};
+  }
+
   Condition atom() {
     const int k = below(4);
     const std::string number = std::to_string(k);
-    const auto colour = static_cast<std::size_t>(below(3));
+    const int c = below(3);
+    const std::string colour = colours[static_cast<std::size_t>(c)];
     switch (below(9)) {
-      case 0: return {"A", [](const World& w) { return w.A; }};
-      case 1: return {"~B", [](const World& w) { return !w.B; }};
-      case 2: return {"B", [](const World& w) { return w.B; }};
-      case 3: return {"M == " + number, [k](const World& w) { return w.M == k; }};
-      case 4: return {"N >= " + number, [k](const World& w) { return w.N >= k; }};
-      case 5: return {"M < N", [](const World& w) { return w.M < w.N; }};
-      case 6: return {"N ~= M", [](const World& w) { return w.N != w.M; }};
-      case 7:
-        return {std::string("C == ") + colours[colour],
-                [colour](const World& w) { return w.C == static_cast<int>(colour); }};
-      default:
-        return {std::string("C ~= ") + colours[colour],
-                [colour](const World& w) { return w.C != static_cast<int>(colour); }};
+      case 0: return over({"A"}, "A", [](const World& w) { return w.A; });
+      case 1: return over({"B"}, "~B", [](const World& w) { return !w.B; });
+      case 2: return over({"B"}, "B", [](const World& w) { return w.B; });
+      case 3: return over({"M"}, "M == " + number, [k](const World& w) { return w.M == k; });
+      case 4: return over({"N"}, "N >= " + number, [k](const World& w) { return w.N >= k; });
+      case 5: return over({"M", "N"}, "M < N", [](const World& w) { return w.M < w.N; });
+      case 6: return over({"M", "N"}, "N ~= M", [](const World& w) { return w.N != w.M; });
+      case 7: return over({"C"}, "C == " + colour, [c](const World& w) { return w.C == c; });
+      default: return over({"C"}, "C ~= " + colour, [c](const World& w) { return w.C != c; });
     }
   }
 
