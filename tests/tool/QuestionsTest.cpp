@@ -192,6 +192,30 @@ TEST_F(KsExprQuestions, WhatIsNotProvenIsUnknown) {
       {"block": "c", "parent": "b", "state": null, "residual": null})"));
 }
 
+// What values leave is not decided by `active`, but by `why`.
+TEST_F(KsExprQuestions, ActiveEvaluates) {
+  write(modelOf({blockOf("a", "null", ", \"VV\": \"A || N == 1\""),
+                 blockOf("b", "\"a\"", ", \"VV\": \"N == 2\""),
+                 blockOf("c", "\"b\"", ", \"VV\": \"N > 2\"")}));
+  EXPECT_EQ(states({"-D", "A=0"}), "ooi");  // "c" can never be on, whatever the values
+  EXPECT_EQ(states({"-D", "A=1"}), "aoi");
+  EXPECT_EQ(states({"-D", "A=0", "-D", "N=3"}), "iii");
+  EXPECT_EQ(json::parse(ask({"why", "--block", "b", "-D", "A=0", "--format", "json"}).out)["state"],
+            "inactive");
+}
+
+TEST_F(KsExprQuestions, AListIsNoTruthValue) {
+  write(modelOf({blockOf("a", "null", ", \"VV\": \"[P,2]\""), blockOf("b", "\"a\""),
+                 blockOf("c", "null", ", \"VV\": \"A && [1,2]\""),
+                 blockOf("d", "\"c\"", ", \"VV\": \"D\"")}));
+  const Outcome found = ask({"active", "--format", "csv", "-D", "P=1", "-D", "A=1"});
+  EXPECT_EQ(found.status, 1);
+  EXPECT_EQ(found.out, "block,parent,state\r\na,,?\r\nb,a,?\r\nc,,?\r\nd,c,?\r\n");
+  EXPECT_THAT(found.err, HasSubstr("model.json:2: block \"a\", VV: "));
+  EXPECT_THAT(found.err, HasSubstr("model.json:4: block \"c\", VV: "));
+  EXPECT_THAT(found.err, HasSubstr("4 blocks: 0 active, 0 inactive, 0 open\n"));
+}
+
 TEST_F(KsExprQuestions, DeadConditionsAreProven) {
   write(modelOf({blockOf("a", "null", ", \"VV\": \"M == 1 && N == M\""),
                  blockOf("b", "\"a\"", ", \"VV\": \"N == 2\"")}));
