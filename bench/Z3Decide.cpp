@@ -4,12 +4,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
+#include "bench/RandomConditions.hpp"
 #include "bench/Z3Terms.hpp"
 #include "decide/SymbolicExprDecider.hpp"
 #include "parser/SymbolicExprParser.hpp"
@@ -18,51 +18,18 @@ namespace {
 
 using namespace KS;
 
-// Conditions over a few symbols that are compared with each other and with small constants.
-class Conditions {
- public:
-  explicit Conditions(std::uint64_t aSeed) : random(aSeed) {}
-  std::size_t below(std::size_t aEnd) { return static_cast<std::size_t>(random() % aEnd); }
-
-  std::string make(std::size_t aAtoms) {
-    if (aAtoms <= 1) return below(6) == 0 ? "~" + atom() : atom();
-    const std::size_t left = 1 + below(aAtoms - 1);
-    const std::string text =
-        "(" + make(left) + (below(2) == 0 ? " && " : " || ") + make(aAtoms - left) + ")";
-    return below(6) == 0 ? "~" + text : text;
-  }
-
- private:
-  std::string side() {
-    static const char* const constants[] = {"0", "1", "2", "3", "-1", "7", "true"};
-    if (below(3) == 0) return constants[below(7)];
-    return symbol();
-  }
-  std::string symbol() { return std::string(1, static_cast<char>('p' + below(7))); }
-  std::string atom() {
-    static const char* const relations[] = {"==", "~=", "<", "<=", ">", ">="};
-    switch (below(10)) {
-      case 0:
-      case 1: return symbol();
-      case 2: return "((" + symbol() + " < " + side() + ") == " + symbol() + ")";
-      default: return "(" + side() + relations[below(6)] + side() + ")";
-    }
-  }
-
-  std::mt19937_64 random;
-};
-
 struct Tally {
   std::size_t same = 0, different = 0, unknown = 0, undecided = 0;
 };
 
-void compare(z3::context& aContext, Conditions& aConditions, std::size_t aAtoms, Tally& aTally) {
+void compare(z3::context& aContext, KSBench::RandomConditions& aConditions, std::size_t aAtoms,
+             Tally& aTally) {
   SymbolicExprTable table;
   const SymbolicExprParser parse(table, false);
   SymbolicExprDecider decider(table);
   std::unordered_set<std::string> wholes;
   const std::size_t kind = aConditions.below(3);  // reals, whole numbers, some of both
-  for (char symbol = 'p'; symbol < 'p' + 7; ++symbol) {
+  for (char symbol = aConditions.firstSymbol; symbol <= aConditions.lastSymbol; ++symbol) {
     if (kind == 0 || (kind == 2 && aConditions.below(2) == 0)) continue;
     wholes.insert(std::string(1, symbol));
     decider.setDomain(parse(std::string(1, symbol)), SymbolicExprDomain::integers());
@@ -123,7 +90,7 @@ int main(int argc, char** argv) {
   CLI11_PARSE(app, argc, argv);
   try {
     z3::context context;
-    Conditions conditions(seed);
+    KSBench::RandomConditions conditions(seed);
     Tally tally;
     for (std::size_t i = 0; i < sets; ++i) compare(context, conditions, atoms, tally);
     std::printf("same %zu, different %zu, unknown to us %zu, unknown to Z3 %zu\n", tally.same,

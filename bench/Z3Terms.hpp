@@ -24,6 +24,8 @@ class Z3Terms {
 
   /// Whether the expression holds.
   z3::expr truth(KS::SymbolicExprId aId) { return asTruth(term(aId)); }
+  /// Its value, a truth value being 0 or 1.
+  z3::expr number(KS::SymbolicExprId aId) { return asNumber(term(aId)); }
   /// What must hold for the terms to mean something: no divisor is zero.
   const std::vector<z3::expr>& conditions() const { return divisors; }
 
@@ -56,7 +58,7 @@ class Z3Terms {
     const auto op = static_cast<KS::SymbolicOp>(aNode.getKind());
     if (op == KS::SymbolicOp::String)
       return symbol(static_cast<const KS::SymbolicString&>(aNode).getText());
-    if (aNode.isNumber()) return number(aNode);
+    if (aNode.isNumber()) return literal(aNode);
     const auto in = [&](std::size_t i) { return known.at(aNode.getInput(i)); };
     const z3::expr a = in(0), b = in(aNode.getNumInputs() - 1);
     switch (op) {
@@ -88,7 +90,7 @@ class Z3Terms {
     return context.real_const(aName.c_str());
   }
 
-  z3::expr number(const KS::SymbolicExpr& aNode) {
+  z3::expr literal(const KS::SymbolicExpr& aNode) {
     const double value = aNode.getNumericValue();
     if (aNode.getKind() == static_cast<int>(KS::SymbolicOp::IntValue)) {
       return context.real_val(std::to_string(static_cast<int>(value)).c_str());

@@ -27,7 +27,7 @@ fi
 
 build=build/bench
 cmake -S . -B $build -G Ninja -DCMAKE_BUILD_TYPE=Release -DKS_BUILD_BENCH=ON -DKS_BUILD_TESTS=OFF \
-      -DKS_BUILD_TOOLS=OFF -DKS_BUILD_EXAMPLES=OFF > /dev/null
+      -DKS_BUILD_TOOLS=ON -DKS_BUILD_EXAMPLES=OFF > /dev/null
 cmake --build $build --parallel "$(nproc)" > /dev/null
 
 out=$(mktemp -d)
