@@ -28,8 +28,8 @@ enum class UnknownCause : int {
 /// A variable and its value.
 struct SymbolicExprAssignment {
   SymbolicExprId id;  ///< A symbol, a member or a call.
-  Eval::Value value;
-  std::string name;  ///< That of the constant that the value is, for domains with names; or empty.
+  Eval::Value value;  ///< A number even where it is a constant with a name: one of its own.
+  std::string name;   ///< That of the constant that the value is, for domains with names; or empty.
 };
 
 /// Conditions that cannot hold together.

@@ -17,6 +17,7 @@ namespace KS {
 ///     decider.setDomain(parse("N"), SymbolicExprDomain::integers(1, 8));
 class KS_API SymbolicExprDomain {
  public:
+  /// Which of them a domain is.
   enum Kind : int { List, Interval, Integers, Boolean };
   /// A number, or the name of a constant.
   using Value = std::variant<double, std::string>;
@@ -35,11 +36,13 @@ class KS_API SymbolicExprDomain {
   /// False or true, which in comparisons are 0 and 1.
   static SymbolicExprDomain boolean();
 
+  /// Which of them this is.
   Kind kind() const { return theKind; }
   /// The values of a list; empty for the other kinds.
   const std::vector<Value>& list() const { return listed; }
-  /// The ends of a range; 0 for a list, 0 and 1 for a boolean.
+  /// The least value of a range; 0 for a list and for a boolean.
   double low() const { return lowest; }
+  /// The greatest value of a range; 0 for a list, 1 for a boolean.
   double high() const { return highest; }
 
  private:

@@ -13,6 +13,7 @@ namespace KS {
 /// which.
 class KS_API SymbolicExprEvalError : public std::runtime_error {
  public:
+  /// Says what has no value.
   explicit SymbolicExprEvalError(const std::string& aMessage);
   ~SymbolicExprEvalError() override;
 };

@@ -33,15 +33,16 @@ class KS_API SymbolicExprProgram {
  public:
   /// What a root came to: its value, or why it has none.
   struct Outcome {
-    std::optional<Eval::Value> value;
-    std::string error;  ///< empty where there is a value
+    std::optional<Eval::Value> value;  ///< nothing where it has none
+    std::string error;                 ///< empty where there is a value
   };
 
   /// Whether a root holds, that is, whether its value is not 0.
   enum class Holds { No, Yes, Open, Error };
+  /// Whether a root holds, and why that cannot be told.
   struct TruthOutcome {
-    Holds holds = Holds::Error;
-    std::string error;  ///< empty unless `holds` is `Error`
+    Holds holds = Holds::Error;  ///< what is known of the root
+    std::string error;           ///< empty unless `holds` is `Error`
   };
 
   /// Compiles the roots. Throws `std::out_of_range` for a root, or a registered value that one
