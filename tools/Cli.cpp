@@ -22,26 +22,32 @@ struct Options {
   Request request;
   ConditionsRequest conditions;
   Layout layout;
+  bool isQuiet = false;
   Run run;
 };
 
 void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed) {
-  const ConditionsRequest& request = aOptions.conditions;
+  const Layout layout = aOptions.layout.on(aStreams);
+  ConditionsRequest request = aOptions.conditions;
+  if (!request.style && layout.isOnTerminal && layout.format == Format::Table) {
+    request.style = Style::Compact;
+  }
   if (request.onlyDead) requireDecisions("conditions --dead");
   if (request.withDecision) requireDecisions("conditions --with decision");
   if ((request.withDecision || request.withCompact) && aOptions.layout.format != Format::Json) {
     throw UsageError("conditions --with: only JSON (--format json) has these");
   }
+  if (request.isRelative && (request.onlyDead || request.withDecision)) {
+    throw UsageError("conditions --relative: what is decided is the whole net condition");
+  }
   const auto start = std::chrono::steady_clock::now();
-  const auto model = readModel(aOptions.conditions.path, aStreams.err);
+  const auto model = readModel(aOptions.conditions.path, aStreams);
   if (!model) {
     aHasFailed = true;
     return;
   }
-  Layout layout = aOptions.layout;
-  layout.isOnTerminal = aStreams.outIsTerminal;
   // A table is written when all is answered; other reports and a bar would disturb each other.
-  ProgressBar bar(aStreams.err, aStreams.errIsTerminal &&
+  ProgressBar bar(aStreams.err, aStreams.errIsTerminal && !aStreams.isQuiet &&
                                     (!aStreams.outIsTerminal || layout.format == Format::Table));
   const auto tell = [&](const std::string& message) {
     aHasFailed = true;
@@ -52,11 +58,11 @@ void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed)
   };
   const ConditionsObserver observer{
       [&bar](std::size_t done, std::size_t total) { bar.show(done, total); }, tell};
-  Conditions conditions(*model, aOptions.conditions, observer);
-  writeReport(conditions, aOptions.conditions, layout, aStreams.out);
+  Conditions conditions(*model, request, observer);
+  writeReport(conditions, request, layout, aStreams.out);
   conditions.finish();
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  aStreams.err << summary(conditions, time.count());
+  if (!aStreams.isQuiet) aStreams.err << summary(conditions, time.count());
 }
 
 const Choices<Form> dialects{{"m", Form::M}, {"c", Form::C}};
@@ -78,6 +84,7 @@ CLI::App* addCommand(CLI::App& aApp, Options& aOptions, const char* aName, const
               aPrinted == Printed::Expression ? spellings : dialects,
               [&request](Form form) { request.to = form; });
   }
+  addQuiet(*command, aOptions.isQuiet);
   if (aPrinted == Printed::Expression) {
     command->add_flag("--spaces", request.spaces, "Set off logical operators by blanks");
   }
@@ -102,12 +109,14 @@ void defineExpressionCommands(CLI::App& aApp, Options& aOptions) {
       ->type_name("N")
       ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
   simplify->add_flag("--passes", request.passes, "Put the number of passes and a tab before");
-  simplify->add_flag("--explain", request.explain, "Print the result of every pass");
+  simplify->add_flag("--explain", request.explain,
+                     "Print input, the result of every pass and what changed; the answer last");
 
   CLI::App* eval =
       addCommand(aApp, aOptions, "eval", "Evaluate to numbers", {answerEval}, Printed::Nothing);
   eval->add_option("--values", request.valuesPath,
-                   "A table (CSV) of values: a header of names, a row per configuration")
+                   "A table (CSV) of values: a header of names, a row per configuration; - for "
+                   "standard input")
       ->type_name("FILE");
   for (CLI::App* const command : {simplify, eval}) {
     command
@@ -150,16 +159,31 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
   CLI::App* command = aApp.add_subcommand(
       "conditions", "Answer the local and net conditions of every block of a model file");
   ConditionsRequest& request = aOptions.conditions;
-  command->add_option("MODEL", request.path, "The model file (JSON)")->required();
+  command->add_option("MODEL", request.path, modelHelp)->required();
   addChoices<Family>(*command, "--family", "The families to answer (default: all)",
                      {{"vv", VV}, {"cg", CG}, {"s", S}},
                      [&request](const std::vector<Family>& families) {
                        request.families = {};
                        for (const Family family : families) request.families[family] = true;
                      });
-  command->add_option("--block", request.blockIds, "A block to answer; may be repeated")
+  command
+      ->add_option("--block", request.blockIds,
+                   "A block to answer, or a pattern of ids such as \"Pump*\"; may be repeated")
       ->type_name("ID")
       ->allow_extra_args(false);
+  CLI::Option* const under =
+      command->add_option("--under", request.underId, "Answer only this block and those below it")
+          ->type_name("ID");
+  command
+      ->add_flag("--relative", request.isRelative,
+                 "Show net conditions below the block of --under: without its own and those above")
+      ->needs(under);
+  addChoice<Style>(
+      *command, "--style",
+      "The style of conditions (default: compact for a table on a terminal, else "
+      "canonical)",
+      {{"canonical", Style::Canonical}, {"compact", Style::Compact}, {"typed", Style::Typed}},
+      [&request](Style style) { request.style = style; });
   addChoice(*command, "--form", "The form of tables and CSV (default: m)", dialects,
             [&aOptions](Form form) { aOptions.layout.cForm = form == Form::C; });
   addChoice<Format>(*command, "--format", "The layout (default: table)",
@@ -174,6 +198,8 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
       [&request](const std::vector<bool ConditionsRequest::*>& members) {
         for (const auto member : members) request.*member = true;
       });
+  addTableOptions(*command, aOptions.layout);
+  addQuiet(*command, aOptions.isQuiet);
   command->callback([&aOptions] {
     aOptions.run = [&aOptions](Streams& streams, bool& hasFailed) {
       runConditions(aOptions, streams, hasFailed);
@@ -193,6 +219,44 @@ std::vector<std::string> forCLI11(const std::vector<std::string>& aArguments) {
   return out;
 }
 
+std::vector<std::string_view> viewsOf(const std::vector<std::string>& aTexts) {
+  return {aTexts.begin(), aTexts.end()};
+}
+
+// Words that nothing takes; of a command's options, the ones that may have been meant are named.
+std::string extraWords(const CLI::App& aApp) {
+  const auto commands = aApp.get_subcommands();
+  const CLI::App& command = commands.empty() ? aApp : *commands.front();
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  std::string text;
+  for (const std::string& word : command.remaining()) {
+    const std::string option = word.substr(0, word.find('='));
+    text += (text.empty() ? "" : "\n") + std::string("not expected: ") + shortened(word);
+    if (word.compare(0, 2, "--") == 0) text += didYouMean(option, viewsOf(names), 1);
+  }
+  return text;
+}
+
+// CLI11 would not say which word it does not know, nor which one is like it.
+std::string whatIsWrong(const CLI::ParseError& aError, const CLI::App& aApp,
+                        const std::vector<std::string>& aArguments) {
+  if (aApp.get_subcommands().empty() && !aArguments.empty() && aArguments[0][0] != '-') {
+    std::vector<std::string> commands;
+    for (const CLI::App* const command : aApp.get_subcommands({})) {
+      commands.push_back(command->get_name());
+    }
+    return "no command \"" + shortened(aArguments[0]) + '"' +
+           didYouMean(aArguments[0], viewsOf(commands), 1) + "\nSee ksexpr --help.";
+  }
+  std::string text;
+  if (dynamic_cast<const CLI::ExtrasError*>(&aError) != nullptr) text = extraWords(aApp);
+  if (text.empty()) text = shortened(aError.what());
+  return text + "\nRun with --help for more information.";
+}
+
 int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, bool& aHasFailed) {
   Options options;
   CLI::App app("Symbolic expressions and variant conditions", "ksexpr");
@@ -200,7 +264,7 @@ int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, b
   app.require_subcommand(1);
   defineExpressionCommands(app, options);
   defineConditions(app, options);
-  defineQuestions(app, options.run);
+  defineQuestions(app, options.run, options.isQuiet);
   try {
     app.parse(forCLI11(aArguments));
   } catch (const CLI::ParseError& error) {
@@ -209,13 +273,9 @@ int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, b
       if (!aStreams.out.flush()) throw WriteError();
       return 0;
     }
-    const bool isUnknown = app.get_subcommands().empty() && !aArguments.empty() &&
-                           aArguments[0].compare(0, 1, "-") != 0;
-    // CLI11 would not say which word it does not know.
-    throw UsageError(isUnknown
-                         ? "no command \"" + shortened(aArguments[0]) + "\"; see ksexpr --help"
-                         : shortened(error.what()) + "\nRun with --help for more information.");
+    throw UsageError(whatIsWrong(error, app, aArguments));
   }
+  aStreams.isQuiet = options.isQuiet;
   return options.run(aStreams, aHasFailed);
 }
 

@@ -16,6 +16,7 @@
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "tools/Diagnostic.hpp"
+#include "tools/Explain.hpp"
 #include "tools/Graph.hpp"
 #include "tools/Text.hpp"
 #include "xform/SymbolicExprC2M.hpp"
@@ -107,6 +108,12 @@ KS::SymbolicExprId residual(const Expression& aExpression) {
 }
 
 }  // namespace
+
+std::istream& Streams::takeInput() {
+  if (isInputTaken) throw UsageError("standard input (-) can be read once only");
+  isInputTaken = true;
+  return in;
+}
 
 WriteError::WriteError() : WriteError(errno) {}
 WriteError::WriteError(int aReason)
@@ -222,21 +229,12 @@ std::string answerPrint(const Expression& aExpression) { return aExpression.prin
 
 std::string answerSimplify(const Expression& aExpression) {
   const Request& request = aExpression.request;
-  const KS::SymbolicExprSimplify simplify(aExpression.table, request.maxPasses);
-  const KS::SymbolicExprId simplified = residual(aExpression);
-  if (!request.explain) {
-    std::size_t passes = 0;
-    const KS::SymbolicExprId id = simplify.simplify(simplified, passes);
-    return (request.passes ? std::to_string(passes) + '\t' : "") + aExpression.print(id);
-  }
-  std::string out;
-  std::size_t pass = 0;
-  for (const KS::SymbolicExprId id : simplify.explain(simplified)) {
-    if (pass++ > 0) out += '\n';
-    if (request.passes) out += std::to_string(pass) + '\t';
-    out += aExpression.print(id);
-  }
-  return out;
+  const KS::SymbolicExprId withValues = residual(aExpression);
+  if (request.explain) return explainSimplification(aExpression, withValues);
+  std::size_t passes = 0;
+  const KS::SymbolicExprId id =
+      KS::SymbolicExprSimplify(aExpression.table, request.maxPasses).simplify(withValues, passes);
+  return (request.passes ? std::to_string(passes) + '\t' : "") + aExpression.print(id);
 }
 
 std::string answerEval(const Expression& aExpression) {
@@ -291,14 +289,15 @@ void answerAll(const Command& aCommand, const Request& aRequest, Streams& aStrea
     answering.answer("<argument " + std::to_string(++number) + '>', 1, text);
   }
   if (aRequest.expressions.empty()) {
-    for (std::string line; std::getline(aStreams.in, line);) {
+    std::istream& in = aStreams.takeInput();
+    for (std::string line; std::getline(in, line);) {
       if (!line.empty() && line.back() == '\r') line.pop_back();
       answering.answer("<stdin>", ++number, line);
       // Whoever waits for the answer before writing the next line gets it; a file is answered in
       // large pieces.
-      if (aStreams.in.rdbuf()->in_avail() <= 0) answering.flush();
+      if (in.rdbuf()->in_avail() <= 0) answering.flush();
     }
-    if (aStreams.in.bad()) {
+    if (in.bad()) {
       throw std::runtime_error(std::string("cannot read standard input: ") + std::strerror(errno));
     }
   }

@@ -22,6 +22,16 @@ struct Streams {
   std::ostream& err;
   bool outIsTerminal = false;
   bool errIsTerminal = false;
+  /// The columns of the terminal that the answers go to; 0 for not known.
+  std::size_t outWidth = 0;
+  bool outHasColour = false;
+  /// Whether summaries, progress and warnings are left out.
+  bool isQuiet = false;
+  /// Whether somebody has read standard input, which can be read once.
+  bool isInputTaken = false;
+
+  /// Standard input, for one who reads all of it. Throws `UsageError` when asked again.
+  std::istream& takeInput();
 };
 
 /// A command line that does not make sense; the exit status is 2.

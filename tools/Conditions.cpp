@@ -1,11 +1,15 @@
 #include "tools/Conditions.hpp"
 
+#include <fnmatch.h>
+#include <locale.h>
+
 #include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <string_view>
-#include <unordered_set>
+#include <utility>
 
+#include "base/KSSymbolicExpr.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "tools/Commands.hpp"
@@ -19,8 +23,9 @@ namespace {
 
 using KS::VCService;
 
-// The bytes of the texts that are kept.
+// The bytes of the texts that are kept, and of each of them.
 constexpr std::size_t maxKeptLength = std::size_t{16} << 20;
+constexpr std::size_t maxKeptTextLength = std::size_t{1} << 20;
 
 using Getter = KS::SymbolicExprId (VCService::*)(const KSBlock*, const KS::VCCustomizer*);
 
@@ -42,6 +47,77 @@ std::string convertToC(const std::string& aMText) {
   KS::SymbolicExprTable table;
   const KS::SymbolicExprId id = KS::SymbolicExprParser(table, false)(aMText);
   return KS::SymbolicExprPrinter(table, false, true, true)(KS::SymbolicExprM2C(table)(id));
+}
+
+// Ids and patterns of ids.
+class Patterns {
+ public:
+  explicit Patterns(const std::vector<std::string>& aTexts)
+      : locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+    for (const std::string& text : aTexts) all.push_back({text, false, false});
+  }
+  Patterns(const Patterns&) = delete;
+  Patterns& operator=(const Patterns&) = delete;
+  ~Patterns() {
+    if (locale != nullptr) freelocale(locale);
+  }
+
+  // Takes note of an id that there is. One that is spelled like a pattern wins over it.
+  void meet(std::string_view aId) {
+    for (Pattern& pattern : all) {
+      if (pattern.text == aId) pattern.isId = true;
+      pattern.isMet = pattern.isMet || pattern.isId || isLike(pattern, aId);
+    }
+  }
+  // One that no id is like, or null.
+  const std::string* missing() const {
+    const auto found =
+        std::find_if(all.begin(), all.end(), [](const Pattern& pattern) { return !pattern.isMet; });
+    return found == all.end() ? nullptr : &found->text;
+  }
+  bool matches(std::string_view aId) const {
+    return std::any_of(all.begin(), all.end(), [&](const Pattern& pattern) {
+      return pattern.isId ? pattern.text == aId : isLike(pattern, aId);
+    });
+  }
+
+ private:
+  struct Pattern {
+    std::string text;
+    bool isId;
+    bool isMet;
+  };
+
+  // "?" and "[...]" are about characters, not bytes.
+  bool isLike(const Pattern& aPattern, std::string_view aId) const {
+    if (aPattern.text.find_first_of("*?[") == std::string::npos) return false;
+    const locale_t usual = locale == nullptr ? nullptr : uselocale(locale);
+    const bool isMatch = fnmatch(aPattern.text.c_str(), std::string(aId).c_str(), 0) == 0;
+    if (usual != nullptr) uselocale(usual);
+    return isMatch;
+  }
+
+  const locale_t locale;
+  std::vector<Pattern> all;
+};
+
+// The conjunction as people write it: conditions one after the other, without brackets around those
+// that are conjunctions.
+KS::SymbolicExprId conjunction(KS::SymbolicExprTable& aTable, KS::SymbolicExprId aLeft,
+                               KS::SymbolicExprId aRight) {
+  std::vector<KS::SymbolicExprId> open{aRight};
+  while (!open.empty()) {
+    const KS::SymbolicExprId id = open.back();
+    open.pop_back();
+    const KS::SymbolicExpr& node = *aTable.get(id);
+    if (node.getKind() == static_cast<int>(KS::SymbolicOp::And)) {
+      const KS::SymbolicExprId left = node.getInput(0);
+      open.insert(open.end(), {node.getInput(1), left});
+    } else {
+      aLeft = KS::SymbolicAndExpr(aTable, aLeft, id).getId(aTable);
+    }
+  }
+  return aLeft;
 }
 
 std::string currentMessage() {
@@ -68,14 +144,19 @@ Conditions::Conditions(const Model& aModel, const ConditionsRequest& aRequest,
     : model(aModel),
       request(aRequest),
       observer(aObserver),
+      style(request.style.value_or(Style::Canonical)),
+      under(request.underId ? &findBlock(model, *request.underId) : nullptr),
+      customizer(*this),
       idTRUE(static_cast<ConditionId>(service.simplify("true"))),
       idFALSE(static_cast<ConditionId>(service.simplify("false"))),
       isAnswered(model.blocks.size(), false),
       answers(model.blocks.size()),
       lines(request.withDecision || request.withCompact ? std::string_view(model.text)
                                                         : std::string_view()),
-      compactCopy(service.getTable(), compactTable),
-      compact(compactTable) {
+      copy(service.getTable(), readableTable),
+      compact(readableTable) {
+  readableTable.addBoolSymbols();
+  typedTexts.emplace("", readableTable.getIdTRUE());
   select();
   if (!request.onlyDead && !request.withDecision) return;
   for (const Family family : {VV, CG, S}) {
@@ -83,26 +164,55 @@ Conditions::Conditions(const Model& aModel, const ConditionsRequest& aRequest,
   }
 }
 
-// Finds the blocks that are asked for and counts them with their ancestors.
+// By block: whether it is the block that all listed ones are below, or below it.
+std::vector<bool> Conditions::belowTop() const {
+  std::vector<bool> isBelow(model.blocks.size(), under == nullptr);
+  if (under == nullptr) return isBelow;
+  isBelow[model.indexOf(*under)] = true;
+  std::vector<bool> isMet = isBelow;
+  std::vector<std::size_t> path;
+  for (const KSBlock& start : model.blocks) {
+    const KSBlock* block = &start;
+    for (; block != nullptr && !isMet[model.indexOf(*block)]; block = block->parent) {
+      path.push_back(model.indexOf(*block));
+    }
+    const bool isPathBelow = block != nullptr && isBelow[model.indexOf(*block)];
+    for (const std::size_t index : path) {
+      isMet[index] = true;
+      isBelow[index] = isPathBelow;
+    }
+    path.clear();
+  }
+  return isBelow;
+}
+
+// Finds the blocks that are asked for and counts them with those whose conditions they continue.
 void Conditions::select() {
-  std::unordered_set<std::string_view> wanted(request.blockIds.begin(), request.blockIds.end());
-  isSelected.assign(model.blocks.size(), wanted.empty());
-  numSelected = numNeeded = wanted.empty() ? model.blocks.size() : wanted.size();
-  if (wanted.empty()) return;
-  std::vector<bool> isNeeded(model.blocks.size(), false);
-  numNeeded = 0;
-  for (const KSBlock& selected : model.blocks) {
-    if (wanted.erase(selected.id) == 0) continue;
-    isSelected[model.indexOf(selected)] = true;
-    for (const KSBlock* block = &selected; block != nullptr && !isNeeded[model.indexOf(*block)];
-         block = block->parent) {
-      isNeeded[model.indexOf(*block)] = true;
-      ++numNeeded;
+  isSelected = belowTop();
+  if (!request.blockIds.empty()) {
+    Patterns wanted(request.blockIds);
+    const std::vector<bool> isBelow = isSelected;
+    for (const KSBlock& block : model.blocks) {
+      if (isBelow[model.indexOf(block)]) wanted.meet(block.id);
+    }
+    if (const std::string* missing = wanted.missing()) {
+      if (under == nullptr) throw AnswerError(noBlockMessage(model, *missing));
+      throw AnswerError(printable(model.path) + ": no block \"" + shortened(*missing) +
+                        "\" below \"" + shortened(under->id) + '"');
+    }
+    for (const KSBlock& block : model.blocks) {
+      const std::size_t index = model.indexOf(block);
+      isSelected[index] = isBelow[index] && wanted.matches(block.id);
     }
   }
-  for (const std::string& id : request.blockIds) {
-    if (wanted.count(id) != 0) {
-      throw AnswerError(noBlockMessage(model, id));
+  std::vector<bool> isNeeded(model.blocks.size(), false);
+  for (const KSBlock& selected : model.blocks) {
+    if (!isSelected[model.indexOf(selected)]) continue;
+    ++numSelected;
+    for (const KSBlock* block = &selected; block != nullptr && !isNeeded[model.indexOf(*block)];
+         block = parentOf(*block)) {
+      isNeeded[model.indexOf(*block)] = true;
+      ++numNeeded;
     }
   }
 }
@@ -119,7 +229,7 @@ void Conditions::forEach(const std::function<void(const KSBlock&, const BlockCon
 const BlockConditions& Conditions::answer(const KSBlock& aBlock) {
   std::vector<const KSBlock*> path;
   for (const KSBlock* block = &aBlock; block != nullptr && !isAnswered[model.indexOf(*block)];
-       block = block->parent) {
+       block = parentOf(*block)) {
     path.push_back(block);
   }
   for (auto block = path.rbegin(); block != path.rend(); ++block) answerBelowParent(**block);
@@ -131,15 +241,17 @@ const BlockConditions& Conditions::answer(const KSBlock& aBlock) {
 void Conditions::answerBelowParent(const KSBlock& aBlock) {
   const std::size_t index = model.indexOf(aBlock);
   BlockConditions& found = answers[index];
+  const KSBlock* const above = parentOf(aBlock);
   for (const Family family : {VV, CG, S}) {
     if (!request.families[family]) continue;
-    const bool isHindered = aBlock.parent != nullptr &&
-                            answers[model.indexOf(*aBlock.parent)].net[family] == notAvailable;
+    const bool isHindered =
+        above != nullptr && answers[model.indexOf(*above)].net[family] == notAvailable;
     try {
       // The net condition first: it fills the local one on the way, and a CG condition that is
       // known is worked out once more on every query.
       if (!isHindered) found.net[family] = ask(aBlock, family, true);
       found.local[family] = ask(aBlock, family, false);
+      if (isOrigin(aBlock)) found.net[family] = idTRUE;
     } catch (...) {
       found.net[family] = found.local[family] = notAvailable;
       tellFailure(aBlock, family, currentMessage());
@@ -179,9 +291,9 @@ void Conditions::tellFailure(const KSBlock& aBlock, Family aFamily, const std::s
 
 void Conditions::tellHindered(const KSBlock& aBlock, Family aFamily) {
   if (!problems.add("net conditions that are not available")) return;
-  const KSBlock* ancestor = aBlock.parent;
+  const KSBlock* ancestor = parentOf(aBlock);
   while (answers[model.indexOf(*ancestor)].local[aFamily] != notAvailable) {
-    ancestor = ancestor->parent;
+    ancestor = parentOf(*ancestor);
   }
   observer.problem(printable(model.path) + ": block \"" + shortened(aBlock.id) + "\", " +
                    familyNames[aFamily] + ": no net condition, because that of its ancestor \"" +
@@ -193,41 +305,95 @@ void Conditions::finish() const {
   if (!remaining.empty()) observer.problem(remaining);
 }
 
+ConditionId Conditions::shown(const KSBlock& aBlock, Family aFamily, bool aIsNet) {
+  const ConditionId id = canonical(aBlock, aFamily, aIsNet);
+  if (style == Style::Canonical || id == notAvailable) return id;
+  if (style == Style::Typed) {
+    return static_cast<ConditionId>(aIsNet ? typedNet(aBlock, aFamily)
+                                           : typedLocal(aBlock, aFamily));
+  }
+  return static_cast<ConditionId>(aIsNet ? compactNet(aBlock, aFamily)
+                                         : compactLocal(aBlock, aFamily));
+}
+
 const std::string& Conditions::text(const KSBlock& aBlock, Family aFamily, bool aIsNet,
                                     bool aCForm) {
-  const BlockConditions& conditions = answers[model.indexOf(aBlock)];
-  const ConditionId id = aIsNet ? conditions.net[aFamily] : conditions.local[aFamily];
+  const ConditionId id = shown(aBlock, aFamily, aIsNet);
+  auto& texts = keptTexts[aCForm ? 1 : 0];
+  const auto kept = texts.find(id);
+  if (kept != texts.end()) return kept->second;
+  longText = std::string();  // its memory serves the next one
+  std::string text = style == Style::Canonical ? makeText(aBlock, aFamily, aIsNet, aCForm)
+                                               : readableText(id, aCForm);
+  if (text.size() > maxKeptTextLength) return longText = std::move(text);
   if (keptLength > maxKeptLength) {
-    for (auto& texts : keptTexts) texts.clear();
+    for (auto& all : keptTexts) all.clear();
     keptLength = 0;
   }
-  const auto [kept, isNew] = keptTexts[aCForm ? 1 : 0].try_emplace(id);
-  if (isNew) {
-    kept->second = makeText(aBlock, aFamily, aIsNet, aCForm);
-    keptLength += sizeof(*kept) + kept->second.size();
-  }
-  return kept->second;
+  keptLength += sizeof(*kept) + text.size();
+  return texts.emplace(id, std::move(text)).first->second;
 }
 
 std::string Conditions::compactText(const KSBlock& aBlock, Family aFamily) {
-  const KS::SymbolicExprId net = compactCopy(answers[model.indexOf(aBlock)].net[aFamily]);
+  return readableText(compactNet(aBlock, aFamily), false);
+}
+
+KS::SymbolicExprId Conditions::typedLocal(const KSBlock& aBlock, Family aFamily) {
+  const std::string_view text = aBlock.texts[aFamily];
+  const auto [place, isNew] = typedTexts.emplace(text, KS::invalidSymbolicExprId);
+  if (isNew) place->second = KS::SymbolicExprParser(readableTable, false)(std::string(text));
+  return place->second;
+}
+
+// The conjunction of the conditions on the path. Those of the blocks above are made on the way.
+KS::SymbolicExprId Conditions::typedNet(const KSBlock& aBlock, Family aFamily) {
+  auto& known = typedNets[aFamily];
+  const KS::SymbolicExprId idTrue = readableTable.getIdTRUE();
+  std::vector<const KSBlock*> path;
+  const KSBlock* block = isOrigin(aBlock) ? nullptr : &aBlock;
+  for (; block != nullptr && known.count(block) == 0; block = parentOf(*block)) {
+    path.push_back(block);
+  }
+  KS::SymbolicExprId net = block == nullptr ? idTrue : known.at(block);
+  for (auto next = path.rbegin(); next != path.rend(); ++next) {
+    const KS::SymbolicExprId local = typedLocal(**next, aFamily);
+    if (local != idTrue) net = net == idTrue ? local : conjunction(readableTable, net, local);
+    known.emplace(*next, net);
+  }
+  return net;
+}
+
+KS::SymbolicExprId Conditions::compactLocal(const KSBlock& aBlock, Family aFamily) {
+  const auto [place, isNew] = compactLocals[aFamily].emplace(&aBlock, readableTable.getIdTRUE());
+  const ConditionId local = canonical(aBlock, aFamily, false);
+  if (!isNew || local == idTRUE) return place->second;
+  return place->second = compact(copy(local), {typedLocal(aBlock, aFamily)});
+}
+
+KS::SymbolicExprId Conditions::compactNet(const KSBlock& aBlock, Family aFamily) {
+  const auto [place, isNew] = compactNets[aFamily].emplace(&aBlock, readableTable.getIdTRUE());
+  if (!isNew) return place->second;
   std::vector<KS::SymbolicExprId> path;
-  for (const KSBlock* block = &aBlock; block != nullptr; block = block->parent) {
-    const ConditionId local = answers[model.indexOf(*block)].local[aFamily];
-    if (local != idTRUE) path.push_back(compactCopy(local));
+  const KSBlock* block = isOrigin(aBlock) ? nullptr : &aBlock;
+  for (; block != nullptr; block = parentOf(*block)) {
+    const KS::SymbolicExprId local = typedLocal(*block, aFamily);
+    if (local != readableTable.getIdTRUE()) path.push_back(local);
   }
   std::reverse(path.begin(), path.end());
-  const KS::SymbolicExprId id = compact(net, path);
-  if (id == compactTable.getIdTRUE()) return "";
-  return KS::SymbolicExprPrinter(compactTable, true, true, true)(id);
+  return place->second = compact(copy(canonical(aBlock, aFamily, true)), path);
+}
+
+std::string Conditions::readableText(KS::SymbolicExprId aId, bool aCForm) {
+  if (aId == readableTable.getIdTRUE()) return "";
+  if (aCForm) aId = KS::SymbolicExprM2C(readableTable)(aId);
+  return KS::SymbolicExprPrinter(readableTable, !aCForm, true, true)(aId);
 }
 
 std::string Conditions::makeText(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm) {
-  if (!aCForm || aFamily != CG) {
-    const BlockConditions& conditions = answers[model.indexOf(aBlock)];
-    const std::string m =
-        service.printMExpr(aIsNet ? conditions.net[aFamily] : conditions.local[aFamily]);
-    return aCForm ? convertToC(m) : m;
+  if (!aCForm || aFamily != CG || isOrigin(aBlock)) {
+    std::string m = service.printMExpr(canonical(aBlock, aFamily, aIsNet));
+    if (aCForm) m = convertToC(m);
+    return m;
   }
   return aIsNet ? service.getCExprNetCGVCEString(&aBlock, &customizer)
                 : service.getCExprLocalCGVCEString(&aBlock, &customizer);

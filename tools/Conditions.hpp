@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -19,13 +21,23 @@
 
 namespace ksexpr {
 
+/// How conditions are written: in the canonical form of the service, in a form that is short to
+/// read, or as the model says, a net condition as the conjunction of the conditions on its path.
+enum class Style { Canonical, Compact, Typed };
+
 /// What is asked about a model.
 struct ConditionsRequest {
   std::string path;
   /// By `Family`: whether it is answered.
   std::array<bool, 3> families{true, true, true};
-  /// The blocks to answer; all if empty.
+  /// The blocks to answer, or patterns of their ids; all if empty.
   std::vector<std::string> blockIds;
+  /// The block that is answered with those below it; nothing for all.
+  std::optional<std::string> underId;
+  /// Whether net conditions are those below that block.
+  bool isRelative = false;
+  /// Canonical if not given.
+  std::optional<Style> style;
   bool onlyDead = false;
   /// What JSON has in addition.
   bool withDecision = false;
@@ -57,7 +69,7 @@ struct BlockConditions {
 class Conditions {
  public:
   /// Borrows all that it is given. Decides all blocks where that is asked for. Throws for a block
-  /// that is asked for and not in the model, and as `familyVerdicts` does.
+  /// or pattern that is asked for and not in the model, and as `familyVerdicts` does.
   Conditions(const Model& aModel, const ConditionsRequest& aRequest,
              const ConditionsObserver& aObserver);
 
@@ -67,7 +79,10 @@ class Conditions {
 
   /// Whether a condition is always true.
   bool isTrue(ConditionId aId) const { return aId == idTRUE; }
-  /// The text of a block's local or net condition, empty for one that is always true. The reference
+  /// The number of a block's local or net condition in the style that is asked for: equal numbers
+  /// have equal texts.
+  ConditionId shown(const KSBlock& aBlock, Family aFamily, bool aIsNet);
+  /// The text of a block's local or net condition in that style, empty for "true". The reference
   /// lasts until the next call.
   const std::string& text(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
 
@@ -75,8 +90,12 @@ class Conditions {
   Verdict verdict(const KSBlock& aBlock, Family aFamily) const {
     return verdicts[aFamily][model.indexOf(aBlock)];
   }
-  /// The compact text of a block's net condition, empty for one that is always true.
+  /// The compact text of a block's net condition, empty for "true".
   std::string compactText(const KSBlock& aBlock, Family aFamily);
+  /// The block that all listed ones are below; null for the whole model.
+  const KSBlock* top() const { return under; }
+  /// Whether a net condition of an answered block is proven never to hold, as far as that is known.
+  bool isDead(const KSBlock& aBlock) const;
   /// The line of the file that a block stands in.
   std::size_t lineOf(const KSBlock& aBlock) const {
     return lines.lineOf(model.offsetOf(aBlock.id));
@@ -96,22 +115,49 @@ class Conditions {
   // The model as the service sees it.
   class Customizer : public KS::VCCustomizer {
    public:
+    explicit Customizer(const Conditions& aConditions) : conditions(aConditions) {}
     std::string getLocalCondition(const KSBlock* aBlock, int aSelector) const override;
-    const KSBlock* getParentBlock(const KSBlock* aBlock) const override { return aBlock->parent; }
+    const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+      return conditions.parentOf(*aBlock);
+    }
+
+   private:
+    const Conditions& conditions;
   };
 
+  // The block whose condition a net condition continues; null where it begins.
+  const KSBlock* parentOf(const KSBlock& aBlock) const {
+    return isOrigin(aBlock) || (aBlock.parent != nullptr && isOrigin(*aBlock.parent))
+               ? nullptr
+               : aBlock.parent;
+  }
+  // Whether net conditions are those below this block; its own is "true".
+  bool isOrigin(const KSBlock& aBlock) const { return request.isRelative && &aBlock == under; }
+
   void select();
+  std::vector<bool> belowTop() const;
   const BlockConditions& answer(const KSBlock& aBlock);
   void answerBelowParent(const KSBlock& aBlock);
   ConditionId ask(const KSBlock& aBlock, Family aFamily, bool aIsNet);
-  bool isDead(const KSBlock& aBlock) const;
   void tellFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage);
   void tellHindered(const KSBlock& aBlock, Family aFamily);
   std::string makeText(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
+  ConditionId canonical(const KSBlock& aBlock, Family aFamily, bool aIsNet) const {
+    const BlockConditions& conditions = answers[model.indexOf(aBlock)];
+    return aIsNet ? conditions.net[aFamily] : conditions.local[aFamily];
+  }
+  // The readable forms of available conditions.
+  KS::SymbolicExprId typedLocal(const KSBlock& aBlock, Family aFamily);
+  KS::SymbolicExprId typedNet(const KSBlock& aBlock, Family aFamily);
+  KS::SymbolicExprId compactLocal(const KSBlock& aBlock, Family aFamily);
+  KS::SymbolicExprId compactNet(const KSBlock& aBlock, Family aFamily);
+  std::string readableText(KS::SymbolicExprId aId, bool aCForm);
 
   const Model& model;
   const ConditionsRequest& request;
   const ConditionsObserver& observer;
+  const Style style;
+  const KSBlock* const under;
   KS::VCService service;
   Customizer customizer;
   ConditionId idTRUE;
@@ -128,20 +174,28 @@ class Conditions {
 
   std::array<std::vector<Verdict>, 3> verdicts;  // by family and block, if asked for
   const Lines lines;
-  // Compact forms are made in a table of their own.
-  KS::SymbolicExprTable compactTable;
-  KS::SymbolicExprCopy compactCopy;
+  // Compact forms and conditions as typed are made in a table of their own, so that the service's
+  // answers do not depend on them.
+  KS::SymbolicExprTable readableTable;
+  KS::SymbolicExprCopy copy;
   KS::SymbolicExprCompact compact;
+  std::unordered_map<std::string_view, KS::SymbolicExprId> typedTexts;
+  // By family and block, once they are known.
+  using Known = std::array<std::unordered_map<const KSBlock*, KS::SymbolicExprId>, 3>;
+  Known typedNets;
+  Known compactLocals;
+  Known compactNets;
 
   std::vector<bool> isKnown;  // by condition
   std::size_t numDistinct = 0;
   ProblemCounts problems;
   bool failed = false;
 
-  // Texts in M and in C form. Many blocks share a condition, but the texts of all of them together
-  // have no bound.
+  // Texts in M and in C form by `shown`. Many blocks share a condition, but the texts of all of
+  // them together have no bound; long ones are made anew.
   std::array<std::unordered_map<ConditionId, std::string>, 2> keptTexts;
   std::size_t keptLength = 0;
+  std::string longText;
 };
 
 }  // namespace ksexpr

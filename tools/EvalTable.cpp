@@ -90,7 +90,7 @@ class CsvReader {
     }
   }
 
-  const std::string& path;
+  const std::string path;
   const std::string_view text;
   std::size_t pos = 0;
   std::size_t line = 1;
@@ -101,11 +101,13 @@ class ValueTable {
  public:
   ValueTable(const Request& aRequest, const Definitions& aDefinitions,
              KS::SymbolicExprTable& aTable, const std::string& aText)
-      : cSyntax(aRequest.from == Form::C), table(aTable), reader(aRequest.valuesPath, aText) {
+      : cSyntax(aRequest.from == Form::C),
+        table(aTable),
+        reader(sourceName(aRequest.valuesPath), aText) {
     const KS::SymbolicExprParser parse(table, cSyntax);
     std::vector<Field> row;
     if (!reader.next(row)) {
-      throw AnswerError(printable(aRequest.valuesPath) + ": no header of names");
+      throw AnswerError(printable(sourceName(aRequest.valuesPath)) + ": no header of names");
     }
     std::unordered_set<SymbolicExprId> met;
     for (const Field& field : row) {
@@ -166,10 +168,11 @@ class ValueTable {
   std::vector<SymbolicExprId> names;
 };
 
-std::vector<std::string> expressionsOf(const Request& aRequest, std::istream& aIn) {
+std::vector<std::string> expressionsOf(const Request& aRequest, Streams& aStreams) {
   std::vector<std::string> texts = aRequest.expressions;
   if (!texts.empty()) return texts;
-  for (std::string line; std::getline(aIn, line);) {
+  std::istream& in = aStreams.takeInput();
+  for (std::string line; std::getline(in, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     texts.push_back(line);
   }
@@ -179,7 +182,7 @@ std::vector<std::string> expressionsOf(const Request& aRequest, std::istream& aI
 }  // namespace
 
 void answerTable(const Request& aRequest, Streams& aStreams, bool& aHasFailed) {
-  const std::string text = readWholeFile(aRequest.valuesPath);
+  const std::string text = readWholeFile(aRequest.valuesPath, aStreams);
   const Definitions definitions(aRequest);
   KS::SymbolicExprTable table;
   table.addBoolSymbols();
@@ -192,7 +195,7 @@ void answerTable(const Request& aRequest, Streams& aStreams, bool& aHasFailed) {
   }
 
   const KS::SymbolicExprParser parse(table, aRequest.from == Form::C);
-  const std::vector<std::string> texts = expressionsOf(aRequest, aStreams.in);
+  const std::vector<std::string> texts = expressionsOf(aRequest, aStreams);
   std::vector<SymbolicExprId> roots;  // an expression that does not parse is an empty list
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const SymbolicExprId id = parse(texts[i]);
@@ -255,7 +258,7 @@ void answerTable(const Request& aRequest, Streams& aStreams, bool& aHasFailed) {
     }
     send(aStreams.out, line + csvLineEnd(isOnTerminal));
   }
-  aStreams.err << problems.remaining(aRequest.valuesPath);
+  aStreams.err << problems.remaining(sourceName(aRequest.valuesPath));
   if (!aStreams.out.flush()) throw WriteError();
 }
 

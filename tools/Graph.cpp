@@ -85,9 +85,15 @@ std::string dotGraph(const SymbolicExprTable& aTable, SymbolicExprId aRoot, bool
     if (!isDrawn[id]) continue;
     const SymbolicExpr& node = *aTable.get(id);
     nodes += "  n" + std::to_string(id) + " [" + dotNode(aTable, node, aMSyntax) + "];\n";
-    for (std::size_t i = isCall(node) ? 1 : 0; i < node.getNumInputs(); ++i) {
+    const std::size_t first = isCall(node) ? 1 : 0;
+    for (std::size_t i = first; i < node.getNumInputs(); ++i) {
       isDrawn[node.getInput(i)] = true;
-      edges += "  n" + std::to_string(id) + " -> n" + std::to_string(node.getInput(i)) + ";\n";
+      // A shared operand can't stand on the proper side of all of its users, so that the side where
+      // its edge begins tells left from right.
+      const std::size_t last = node.getNumInputs() - 1;
+      const char* const side = first == last ? "" : i == first ? ":sw" : i == last ? ":se" : ":s";
+      edges +=
+          "  n" + std::to_string(id) + side + " -> n" + std::to_string(node.getInput(i)) + ";\n";
     }
   }
   return "digraph expression {\n"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <utility>
 
 #include "tools/Commands.hpp"
 #include "tools/Text.hpp"
@@ -12,6 +13,12 @@ namespace ksexpr {
 namespace {
 
 constexpr std::size_t maxColumnWidth = 44;
+constexpr std::size_t columnGap = 2;
+constexpr std::size_t usualWidth = 80;  // of a screen
+
+// Bold red, which can be told from other lines on light and on dark screens.
+constexpr const char* standsOut = "\033[1;31m";
+constexpr const char* standsOutNoMore = "\033[0m";
 
 // Answers are nested a few levels deep.
 void appendValue(std::string& aOut, const nlohmann::ordered_json& aJson) {
@@ -43,26 +50,102 @@ void appendValue(std::string& aOut, const nlohmann::ordered_json& aJson) {
 
 }  // namespace
 
+Layout Layout::on(const Streams& aStreams) const {
+  Layout layout = *this;
+  layout.isOnTerminal = aStreams.outIsTerminal;
+  layout.isColoured = aStreams.outHasColour;
+  if (!width) {
+    if (aStreams.outIsTerminal) layout.width = aStreams.outWidth;
+    // Who asks for lines that fit wants them to.
+    else if (fit)
+      layout.width = usualWidth;
+  }
+  return layout;
+}
+
+Columns::Columns(std::size_t aCount, const Layout& aLayout) : layout(aLayout), widths(aCount, 0) {}
+
 void Columns::widen(const Row& aRow) {
+  const std::size_t limit = layout.room() == 0 ? maxColumnWidth : layout.room();
   for (std::size_t i = 0; i < aRow.size(); ++i) {
-    widths[i] = std::max(widths[i], std::min(countCharacters(aRow[i]), maxColumnWidth));
+    if (widths[i] < limit) widths[i] = std::max(widths[i], displayWidth(aRow[i], limit));
   }
 }
 
-std::string Columns::line(const Row& aRow) const {
+void Columns::settle() {
+  if (layout.room() == 0) return;
+  const std::size_t gaps = columnGap * (widths.size() - 1);
+  const std::size_t room = layout.room() - std::min(gaps, layout.room());
+  std::vector<std::size_t> sorted = widths;
+  std::sort(sorted.begin(), sorted.end());
+  // Those that take less than an equal share leave the rest to the others.
+  std::size_t left = room;
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
+    const std::size_t others = sorted.size() - i;
+    if (sorted[i] <= left / others) {
+      left -= sorted[i];
+      continue;
+    }
+    const std::size_t share = std::max<std::size_t>(left / others, 1);
+    for (std::size_t& width : widths) width = std::min(width, share);
+    return;
+  }
+}
+
+void Columns::write(std::ostream& aOut, const Row& aRow, bool aStandsOut) const {
+  if (layout.room() > 0) {
+    writeFitting(aOut, aRow, aStandsOut);
+    return;
+  }
+  if (aStandsOut && layout.isColoured) aOut << standsOut;
   std::string line;
   for (std::size_t i = 0; i + 1 < aRow.size(); ++i) {
-    const std::size_t width = countCharacters(aRow[i]);
+    const std::size_t width = displayWidth(aRow[i], widths[i]);
     line += aRow[i];
-    line.append(2 + (width < widths[i] ? widths[i] - width : 0), ' ');
+    line.append(columnGap + widths[i] - width, ' ');
   }
-  return line + aRow.back() + '\n';
+  aOut << line << aRow.back();
+  if (aStandsOut && layout.isColoured) aOut << standsOutNoMore;
+  if (!(aOut << '\n')) throw WriteError();
 }
 
-std::string indentOf(const KSBlock& aBlock) {
+void Columns::writeFitting(std::ostream& aOut, const Row& aRow, bool aStandsOut) const {
+  // What is still to be written of each text, and the blanks that all of its lines begin with.
+  std::vector<std::string_view> rest(aRow.begin(), aRow.end());
+  std::vector<std::size_t> indents;
+  for (std::size_t i = 0; i < rest.size(); ++i) {
+    const std::size_t blanks = std::min(rest[i].find_first_not_of(' '), rest[i].size());
+    indents.push_back(std::min(blanks, widths[i] / 2));
+    rest[i].remove_prefix(blanks);
+  }
+  const bool isCut = layout.fit == Fit::Cut;
+  do {
+    std::string line;
+    std::size_t missing = 0;  // blanks up to the next text
+    for (std::size_t i = 0; i < rest.size(); ++i) {
+      const std::size_t width = std::max<std::size_t>(widths[i] - indents[i], 1);
+      const std::size_t length = isCut ? rest[i].size() : lengthOfFirstLine(rest[i], width);
+      std::string text(rest[i].substr(0, length));
+      rest[i].remove_prefix(length);
+      rest[i].remove_prefix(std::min(rest[i].find_first_not_of(' '), rest[i].size()));
+      if (isCut) text = cutToWidth(text, width);
+      text.resize(text.find_last_not_of(' ') + 1);
+      missing += indents[i];
+      if (!text.empty()) line.append(std::exchange(missing, 0), ' ');
+      const std::size_t shown = displayWidth(text);
+      line += text;
+      missing += columnGap + (shown < width ? width - shown : 0);
+    }
+    if (aStandsOut && layout.isColoured) line = standsOut + line + standsOutNoMore;
+    send(aOut, line + '\n');
+  } while (
+      std::any_of(rest.begin(), rest.end(), [](std::string_view text) { return !text.empty(); }));
+}
+
+std::string indentOf(const KSBlock& aBlock, const KSBlock* aTop) {
   std::string indent;
   const KSBlock* block = &aBlock;
-  while ((block = block->parent) != nullptr && indent.size() < 20) indent += "  ";
+  while (block != aTop && (block = block->parent) != nullptr && indent.size() < 20) indent += "  ";
   return indent;
 }
 
@@ -87,11 +170,12 @@ void send(std::ostream& aOut, const std::string& aText) {
 void writeRows(const Row& aTableHeader, const Row& aCsvHeader, const std::vector<Row>& aRows,
                const Layout& aLayout, std::ostream& aOut) {
   if (aLayout.format == Format::Table) {
-    Columns columns(aTableHeader.size());
+    Columns columns(aTableHeader.size(), aLayout);
     columns.widen(aTableHeader);
     for (const Row& row : aRows) columns.widen(row);
-    send(aOut, columns.line(aTableHeader));
-    for (const Row& row : aRows) send(aOut, columns.line(row));
+    columns.settle();
+    columns.write(aOut, aTableHeader);
+    for (const Row& row : aRows) columns.write(aOut, row);
   } else {
     const auto sendRow = [&](const Row& row) {
       std::string line;

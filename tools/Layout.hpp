@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,35 +13,61 @@
 
 namespace ksexpr {
 
+struct Streams;
+
 /// The layouts of a report.
 enum class Format { Table, Json, Csv };
+
+/// The most columns that a table may be told to fit.
+inline constexpr std::size_t maxTableWidth = 100000;
+
+/// What becomes of a text that is wider than its column.
+enum class Fit { Wrap, Cut };
 
 /// How a report looks: `cForm` selects the form of texts; CSV on a terminal shows what it would
 /// otherwise send.
 struct Layout {
   Format format = Format::Table;
   bool cForm = false;
+  /// The columns of a screen that a table may take, and how it fits them. By default a table takes
+  /// those of its terminal, and as many as it needs where it goes elsewhere; 0 is no limit.
+  std::optional<std::size_t> width;
+  std::optional<Fit> fit;
   bool isOnTerminal = false;
+  bool isColoured = false;
+
+  /// The layout for these streams, of which it takes what is not given.
+  Layout on(const Streams& aStreams) const;
+  /// The columns that there are; 0 for no limit.
+  std::size_t room() const { return width.value_or(0); }
 };
 
 using Row = std::vector<std::string>;
 
-/// The columns of a table, as wide as their contents up to a limit: a wider text moves the rest of
-/// its row, not that of all rows.
+/// The columns of a table. Where there is no limit, they are as wide as their contents up to some
+/// width: a wider text moves the rest of its row, not that of all rows. Where there is one, the
+/// widest of them are narrowed to a common width until all fit.
 class Columns {
  public:
-  explicit Columns(std::size_t aCount) : widths(aCount, 0) {}
+  Columns(std::size_t aCount, const Layout& aLayout);
   /// Makes room for a row.
   void widen(const Row& aRow);
-  /// The row as a line.
-  std::string line(const Row& aRow) const;
+  /// Ends making room.
+  void settle();
+  /// Writes the row: a line, or several where texts are wrapped. A row that stands out is coloured
+  /// where the layout has colours. Throws `WriteError`.
+  void write(std::ostream& aOut, const Row& aRow, bool aStandsOut = false) const;
 
  private:
+  void writeFitting(std::ostream& aOut, const Row& aRow, bool aStandsOut) const;
+
+  const Layout layout;
   std::vector<std::size_t> widths;
 };
 
-/// Blanks that show how deep the block lies, up to a depth that still leaves room for the rest.
-std::string indentOf(const KSBlock& aBlock);
+/// Blanks that show how deep the block lies below the outermost one, or below `aTop`, up to a depth
+/// that still leaves room for the rest.
+std::string indentOf(const KSBlock& aBlock, const KSBlock* aTop = nullptr);
 
 /// Appends a field of CSV, quoted where it has to be; one for a terminal is made printable.
 void appendCsvField(std::string& aLine, std::string_view aText, bool aIsOnTerminal);

@@ -22,34 +22,38 @@ namespace ksexpr {
 
 namespace {
 
+constexpr const char* standardInput = "-";
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-// Returns whether the file was read to its end; if not, `errno` says why.
-bool readFile(const std::string& aPath, std::string& aText) {
+// Returns whether the stream was read to its end; if not, `errno` says why.
+bool readStream(std::istream& aStream, std::string& aText) {
+  std::vector<char> buffer(1 << 16);
+  while (aStream.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) ||
+         aStream.gcount() > 0) {
+    aText.append(buffer.data(), static_cast<std::size_t>(aStream.gcount()));
+  }
+  // Only a stream that was read to its end has met the end.
+  if (!aStream.eof() || aStream.bad()) return false;
+  if (aText.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
+    aText.erase(0, byteOrderMark.size());
+  }
+  return true;
+}
+
+bool readFile(const std::string& aPath, std::string& aText, Streams& aStreams) {
+  errno = 0;
+  if (aPath == standardInput) return readStream(aStreams.takeInput(), aText);
   // Nothing that grows step by step needs twice the memory of a large file. A pipe has no size.
   std::error_code hasNoSize;
   const std::uintmax_t size = std::filesystem::file_size(aPath, hasNoSize);
   if (!hasNoSize) aText.reserve(size);
-
   errno = 0;
   std::ifstream file(aPath, std::ios::binary);
-  std::vector<char> buffer(1 << 16);
-  while (file.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) ||
-         file.gcount() > 0) {
-    aText.append(buffer.data(), static_cast<std::size_t>(file.gcount()));
-  }
-  // Only a file that was read to its end has met the end.
-  if (file.eof()) {
-    if (aText.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
-      aText.erase(0, byteOrderMark.size());
-    }
-    return true;
-  }
-  return false;
+  return readStream(file, aText);
 }
 
 std::string cannotRead(const std::string& aPath) {
-  return printable(aPath) + ": cannot read: " + std::strerror(errno);
+  return printable(sourceName(aPath)) + ": cannot read: " + std::strerror(errno);
 }
 
 // Finds blocks by their ids.
@@ -190,17 +194,21 @@ std::size_t Model::lineOf(std::string_view aString) const {
   return placeOf(text, offsetOf(aString)).line;
 }
 
-std::string readWholeFile(const std::string& aPath) {
+std::string sourceName(const std::string& aPath) {
+  return aPath == standardInput ? "<stdin>" : aPath;
+}
+
+std::string readWholeFile(const std::string& aPath, Streams& aStreams) {
   std::string text;
-  if (!readFile(aPath, text)) throw AnswerError(cannotRead(aPath));
+  if (!readFile(aPath, text, aStreams)) throw AnswerError(cannotRead(aPath));
   return text;
 }
 
-std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors) {
+std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams) {
   auto model = std::make_unique<Model>();
-  model->path = aPath;
-  if (!readFile(aPath, model->text)) {
-    aErrors << cannotRead(aPath) << '\n';
+  model->path = sourceName(aPath);
+  if (!readFile(aPath, model->text, aStreams)) {
+    aStreams.err << cannotRead(aPath) << '\n';
     return nullptr;
   }
   ModelErrors errors;
@@ -210,8 +218,8 @@ std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& a
   if (errors.told.empty()) checkConstraints(*model, errors);
   if (errors.told.empty()) linkParents(*model, parents, errors);
   if (errors.told.empty()) findCycles(*model, parents, errors);
-  report(*model, errors, aErrors);
-  report(*model, warnings, aErrors);
+  report(*model, errors, aStreams.err);
+  if (!aStreams.isQuiet) report(*model, warnings, aStreams.err);
   return errors.told.empty() ? std::move(model) : nullptr;
 }
 

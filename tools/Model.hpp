@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <deque>
-#include <iosfwd>
 #include <limits>
 #include <memory>
 #include <string>
@@ -30,6 +29,8 @@ enum Family : std::size_t { VV, CG, S };
 
 /// How a family is named in messages and model files.
 inline constexpr std::array<const char*, 3> familyNames{"VV", "CG", "S"};
+
+struct Streams;
 
 /// What a variable may be.
 struct Domain {
@@ -85,11 +86,16 @@ struct Model {
   std::vector<std::string_view> constraints;
 };
 
-/// The content of a file without a byte order mark. Throws `AnswerError`.
-std::string readWholeFile(const std::string& aPath);
+/// How a file is named in messages: "-" is standard input.
+std::string sourceName(const std::string& aPath);
 
-/// Reads a model file. Writes what is wrong with it to `aErrors`, with line and column, and returns
-/// null if there is anything. A key that nothing reads is only warned of.
-std::unique_ptr<const Model> readModel(const std::string& aPath, std::ostream& aErrors);
+/// The content of a file, or of standard input for "-", without a byte order mark. Throws
+/// `AnswerError`, and `UsageError` for standard input that was read before.
+std::string readWholeFile(const std::string& aPath, Streams& aStreams);
+
+/// Reads a model file, or standard input for "-". Writes what is wrong with it to the errors, with
+/// line and column, and returns null if there is anything. A key that nothing reads is only warned
+/// of. Throws `UsageError` for standard input that was read before.
+std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams);
 
 }  // namespace ksexpr

@@ -37,10 +37,16 @@ struct Asking {
   Streams& streams;
   bool& hasFailed;
 
+  void sumUp(const std::string& aSummary) const {
+    if (!streams.isQuiet) streams.err << aSummary;
+  }
+
   // Messages of which those that are no warnings fail the answer.
   Question::Tell tell() const {
     return [this](const std::string& message) {
-      if (message.compare(0, 9, "warning: ") != 0) hasFailed = true;
+      const bool isWarning = message.compare(0, 9, "warning: ") == 0;
+      if (!isWarning) hasFailed = true;
+      if (isWarning && streams.isQuiet) return;
       streams.err << message << std::flush;
     };
   }
@@ -56,7 +62,7 @@ const Choices<Format> formatsWithoutCsv{{"table", Format::Table}, {"json", Forma
 template <class Answer>
 void ask(const Asking& aAsking, const Answer& aAnswer) {
   const QuestionRequest& request = aAsking.options.request;
-  const auto model = readModel(request.path, aAsking.streams.err);
+  const auto model = readModel(request.path, aAsking.streams);
   if (!model) {
     aAsking.hasFailed = true;
     return;
@@ -64,13 +70,13 @@ void ask(const Asking& aAsking, const Answer& aAnswer) {
   KS::SymbolicExprTable table;
   const Question question(*model, request, table, aAsking.tell());
   const std::string summary = aAnswer(question, aAsking.streams.out);
-  aAsking.streams.err << summary;
+  aAsking.sumUp(summary);
 }
 
 class QuestionsDefinition {
  public:
-  QuestionsDefinition(CLI::App& aApp, Run& aRun)
-      : app(aApp), run(aRun), options(std::make_shared<QuestionOptions>()) {}
+  QuestionsDefinition(CLI::App& aApp, Run& aRun, bool& aQuiet)
+      : app(aApp), run(aRun), quiet(aQuiet), options(std::make_shared<QuestionOptions>()) {}
 
   void define();
 
@@ -87,8 +93,10 @@ class QuestionsDefinition {
         ->type_name("NAME=EXPR")
         ->allow_extra_args(false);
     command
-        ->add_option("--values", store->request.values.files,
-                     "Read values: a JSON object, or lines NAME=VALUE; may be repeated")
+        ->add_option(
+            "--values", store->request.values.files,
+            "Read values: a JSON object, or lines NAME=VALUE, from a file or - for standard input; "
+            "may be repeated")
         ->type_name("FILE")
         ->allow_extra_args(false);
     command
@@ -103,9 +111,14 @@ class QuestionsDefinition {
               [store](bool cForm) { store->request.layout.cForm = cForm; });
     addChoice(*command, "--format", "The layout (default: table)", aFormats,
               [store](Format format) { store->request.layout.format = format; });
+    addTableOptions(*command, store->request.layout);
+    addQuiet(*command, quiet);
     command->callback([&target = run, store, aRunQuestion] {
       target = [store, aRunQuestion](Streams& streams, bool& hasFailed) {
-        store->request.layout.isOnTerminal = streams.outIsTerminal;
+        store->request.layout = store->request.layout.on(streams);
+        store->request.values.read = [&streams](const std::string& path) {
+          return readWholeFile(path, streams);
+        };
         return aRunQuestion(Asking{*store, streams, hasFailed});
       };
     });
@@ -113,11 +126,12 @@ class QuestionsDefinition {
   }
 
   void addModel(CLI::App& aCommand) {
-    aCommand.add_option("MODEL", options->request.path, "The model file (JSON)")->required();
+    aCommand.add_option("MODEL", options->request.path, modelHelp)->required();
   }
 
   CLI::App& app;
   Run& run;
+  bool& quiet;
   const std::shared_ptr<QuestionOptions> options;
 };
 
@@ -152,8 +166,8 @@ int runCheck(const Asking& aAsking) {
 
 int runDiff(const Asking& aAsking) {
   const QuestionOptions& options = aAsking.options;
-  const auto older = readModel(options.olderPath, aAsking.streams.err);
-  const auto newer = readModel(options.request.path, aAsking.streams.err);
+  const auto older = readModel(options.olderPath, aAsking.streams);
+  const auto newer = readModel(options.request.path, aAsking.streams);
   if (!older || !newer) {
     aAsking.hasFailed = true;
     return 0;
@@ -162,7 +176,7 @@ int runDiff(const Asking& aAsking) {
   const TypedModel typedOlder(*older, options.request.family, table, aAsking.tell());
   const Question question(*newer, options.request, table, aAsking.tell(), &typedOlder);
   const std::string summary = answerDiff(typedOlder, question, aAsking.streams.out);
-  aAsking.streams.err << summary;
+  aAsking.sumUp(summary);
   return 0;
 }
 
@@ -243,8 +257,10 @@ void QuestionsDefinition::define() {
 #endif
 
   CLI::App* diff = add("diff", "Answer what changed between two models", formats, runDiff);
-  diff->add_option("OLD", options->olderPath, "The old model file")->required();
-  diff->add_option("NEW", options->request.path, "The new model file")->required();
+  diff->add_option("OLD", options->olderPath, "The old model file, or - for standard input")
+      ->required();
+  diff->add_option("NEW", options->request.path, "The new model file, or - for standard input")
+      ->required();
 
   addModel(*add("vars", "List the variables of a model", formats, runVars));
   CLI::App* uses = add("uses", "List the blocks that depend on a variable", formats, runUses);
@@ -256,7 +272,9 @@ void QuestionsDefinition::define() {
 
 }  // namespace
 
-void defineQuestions(CLI::App& aApp, Run& aRun) { QuestionsDefinition(aApp, aRun).define(); }
+void defineQuestions(CLI::App& aApp, Run& aRun, bool& aQuiet) {
+  QuestionsDefinition(aApp, aRun, aQuiet).define();
+}
 
 void requireDecisions([[maybe_unused]] const std::string& aWhat) {
 #ifndef KSEXPR_DECIDES

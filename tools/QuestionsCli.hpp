@@ -12,8 +12,9 @@ namespace ksexpr {
 /// returns the exit status of one that has not.
 using Run = std::function<int(Streams&, bool&)>;
 
-/// Defines the commands; each one sets `aRun`, which outlives the parsing.
-void defineQuestions(CLI::App& aApp, Run& aRun);
+/// Defines the commands; each one sets `aRun`, and `aQuiet` where it is to leave out what is no
+/// answer. Both outlive the parsing.
+void defineQuestions(CLI::App& aApp, Run& aRun, bool& aQuiet);
 
 /// Throws `UsageError` where this program was built without the library that decides; `aWhat` needs
 /// it.

@@ -14,6 +14,9 @@ namespace {
 
 constexpr const char* unknown = "?";
 
+// The bytes of a line that are held back.
+constexpr std::size_t maxHeldLength = std::size_t{64} << 10;
+
 // What the layouts have in common: the request, and the answers as text.
 class Writer {
  public:
@@ -31,14 +34,29 @@ class Writer {
     return conditions.isTrue(aId) ? "true" : "false";
   }
 
-  void send(const std::string& aText) { ksexpr::send(out, aText); }
+  // Sends the text and empties it.
+  void send(std::string& aText) {
+    ksexpr::send(out, aText);
+    aText.clear();
+  }
+  // Appends a text in pieces of whole characters by `aAppend` and sends on the way, so that a long
+  // one is not held twice.
+  template <class Append>
+  void appendInPieces(std::string& aLine, std::string_view aText, Append aAppend) {
+    while (aText.size() > maxHeldLength) {
+      std::size_t length = maxHeldLength;
+      while (length > 1 && (static_cast<unsigned char>(aText[length]) & 0xC0) == 0x80) --length;
+      aAppend(aLine, aText.substr(0, length));
+      send(aLine);
+      aText.remove_prefix(length);
+    }
+    aAppend(aLine, aText);
+  }
 
   Conditions& conditions;
   const ConditionsRequest& request;
   const std::array<bool, 3> families;
   const Layout layout;
-
- private:
   std::ostream& out;
 };
 
@@ -52,22 +70,36 @@ class TableWriter : public Writer {
   void write() {
     Row header{"BLOCK"};
     if (families[S]) header.insert(header.end(), {"S", "S NET"});
-    if (families[VV] || families[CG]) header.insert(header.end(), {"FAMILY", "LOCAL", "NET"});
-    Columns columns(header.size());
+    if (families[VV] || families[CG]) {
+      header.insert(header.end(), {"FAMILY", "LOCAL" + styleName(), "NET" + styleName()});
+    }
+    Columns columns(header.size(), layout);
     columns.widen(header);
     conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
       for (const Row& row : rows(block, answer)) columns.widen(row);
     });
-    send(columns.line(header));
+    columns.settle();
+    columns.write(out, header);
     conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
-      for (const Row& row : rows(block, answer)) send(columns.line(row));
+      const bool isDead = layout.isColoured && conditions.isDead(block);
+      for (const Row& row : rows(block, answer)) columns.write(out, row, isDead);
     });
   }
 
  private:
+  // Canonical conditions need no name, since they are what is meant by conditions.
+  std::string styleName() const {
+    switch (request.style.value_or(Style::Canonical)) {
+      case Style::Compact: return " (compact)";
+      case Style::Typed: return " (typed)";
+      case Style::Canonical: break;
+    }
+    return "";
+  }
+
   // The rows of one block: VV and CG share one where they agree, S stands in the first.
   std::vector<Row> rows(const KSBlock& aBlock, const BlockConditions& aAnswer) {
-    Row start{indentOf(aBlock) + printable(aBlock.id)};
+    Row start{indentOf(aBlock, conditions.top()) + printable(aBlock.id)};
     if (families[S]) {
       start.emplace_back(truth(aAnswer.local[S], unknown));
       start.emplace_back(truth(aAnswer.net[S], unknown));
@@ -80,8 +112,7 @@ class TableWriter : public Writer {
                                            cell(aBlock, family, aAnswer.net[family], true)});
       start.assign(start.size(), "");
     };
-    if (families[VV] && families[CG] && aAnswer.local[VV] == aAnswer.local[CG] &&
-        aAnswer.net[VV] == aAnswer.net[CG]) {
+    if (families[VV] && families[CG] && isSame(aBlock, false) && isSame(aBlock, true)) {
       append("VV CG", VV);
     } else {
       if (families[VV]) append("VV", VV);
@@ -90,10 +121,14 @@ class TableWriter : public Writer {
     return all;
   }
 
+  bool isSame(const KSBlock& aBlock, bool aIsNet) {
+    return conditions.shown(aBlock, VV, aIsNet) == conditions.shown(aBlock, CG, aIsNet);
+  }
+
   std::string cell(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
     if (aId == notAvailable) return unknown;
-    if (conditions.isTrue(aId)) return "true";
-    return conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
+    const std::string& text = conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
+    return text.empty() ? "true" : text;
   }
 };
 
@@ -132,15 +167,22 @@ class CsvWriter : public Writer {
   void writeLine() {
     line += csvLineEnd(layout.isOnTerminal);
     send(line);
-    line.clear();
   }
 
   void appendField(std::string_view aText) { appendCsvField(line, aText, layout.isOnTerminal); }
 
   void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
     line += ',';
-    appendField(aId == notAvailable ? unknown
-                                    : conditions.text(aBlock, aFamily, aIsNet, layout.cForm));
+    if (aId == notAvailable) {
+      line += unknown;
+      return;
+    }
+    const std::string& text = conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
+    // A condition has no character that would have to be made printable, and no quote.
+    const char* const quote = text.find(',') == std::string::npos ? "" : "\"";
+    line += quote;
+    appendInPieces(line, text, [](std::string& to, std::string_view piece) { to += piece; });
+    line += quote;
   }
 
   std::string line;
@@ -162,7 +204,8 @@ class JsonWriter : public Writer {
       appendBlock(block, answer);
       send(line);
     });
-    send(isFirst ? "[]\n" : "\n]\n");
+    line = isFirst ? "[]\n" : "\n]\n";
+    send(line);
   }
 
  private:
@@ -234,7 +277,9 @@ class JsonWriter : public Writer {
     if (aId == notAvailable) {
       line += "null";
     } else {
-      appendJson(line, conditions.text(aBlock, aFamily, aIsNet, aCForm));
+      line += '"';
+      appendInPieces(line, conditions.text(aBlock, aFamily, aIsNet, aCForm), appendJsonCharacters);
+      line += '"';
     }
   }
 

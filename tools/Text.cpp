@@ -1,5 +1,7 @@
 #include "tools/Text.hpp"
 
+#include <uniwidth.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -61,6 +63,13 @@ bool isShown(char32_t aCode) {
   });
 }
 
+// The columns that a character takes on a screen.
+std::size_t columnsOf(char32_t aCode) {
+  if (aCode < 0x7F) return 1;
+  const int width = aCode == noCode ? 1 : uc_width(aCode, "UTF-8");
+  return width < 0 ? 1 : static_cast<std::size_t>(width);
+}
+
 bool isPlain(char aByte) { return aByte >= ' ' && aByte <= '~'; }
 
 }  // namespace
@@ -73,8 +82,9 @@ std::size_t appendPrintable(std::string& aOut, std::string_view aText, std::size
       aOut.append(blanks, ' ');
       aColumn += blanks;
     } else {
-      aOut.append(isShown(character.code) ? aText.substr(pos, character.length) : "?");
-      ++aColumn;
+      const bool shown = isShown(character.code);
+      aOut.append(shown ? aText.substr(pos, character.length) : "?");
+      aColumn += shown ? columnsOf(character.code) : 1;
     }
     pos += character.length;
   }
@@ -101,14 +111,72 @@ std::size_t countCharacters(std::string_view aText) {
   return count;
 }
 
+std::size_t displayWidth(std::string_view aText, std::size_t aLimit) {
+  std::size_t width = 0;
+  for (std::size_t pos = 0; pos < aText.size() && width < aLimit;) {
+    const Character character = characterAt(aText, pos);
+    width += columnsOf(character.code);
+    pos += character.length;
+  }
+  return std::min(width, aLimit);
+}
+
+std::size_t lengthOfFirstLine(std::string_view aText, std::size_t aWidth) {
+  const auto startsOperator = [aText](std::size_t pos) {
+    const std::string_view op = aText.substr(pos, 3);
+    return op == "&& " || op == "|| ";
+  };
+  std::size_t width = 0;
+  std::size_t depth =
+      0;  // of brackets; where more are closed than opened, it stays at the outermost
+  std::size_t word = 0;
+  std::size_t op = 0;
+  std::size_t opDepth = 0;
+  bool isOpInSecondHalf = false;
+  std::size_t pos = 0;
+  while (pos < aText.size()) {
+    const Character character = characterAt(aText, pos);
+    if (pos > 0 && aText[pos - 1] == ' ' && aText[pos] != ' ') {
+      word = pos;
+      const bool isInSecondHalf = width >= aWidth / 2;
+      if (startsOperator(pos) && (!isOpInSecondHalf || depth <= opDepth)) {
+        op = pos;
+        opDepth = depth;
+        isOpInSecondHalf = isInSecondHalf;
+      }
+    }
+    width += columnsOf(character.code);
+    // Blanks at the end of a line are not shown.
+    if (width > aWidth && pos > 0 && character.code != ' ') break;
+    if (character.code == '(' || character.code == '[') ++depth;
+    if (depth > 0 && (character.code == ')' || character.code == ']')) --depth;
+    pos += character.length;
+  }
+  if (pos == aText.size()) return pos;
+  if (op > 0) return op;
+  return word > 0 ? word : pos;
+}
+
+std::string cutToWidth(std::string_view aText, std::size_t aWidth) {
+  if (displayWidth(aText, aWidth + 1) <= aWidth) return std::string(aText);
+  std::size_t width = 1;  // that of the ellipsis
+  std::size_t end = 0;
+  while (end < aText.size()) {
+    const Character character = characterAt(aText, end);
+    width += columnsOf(character.code);
+    if (width > aWidth) break;
+    end += character.length;
+  }
+  return std::string(aText.substr(0, end)) + "\u2026";
+}
+
 std::string numberText(double aValue) {
   if (std::isnan(aValue)) return "nan";
   char buffer[32];
   return {buffer, std::to_chars(buffer, buffer + sizeof buffer, aValue).ptr};
 }
 
-void appendJson(std::string& aOut, std::string_view aText) {
-  aOut += '"';
+void appendJsonCharacters(std::string& aOut, std::string_view aText) {
   for (std::size_t pos = 0; pos < aText.size();) {
     std::size_t end = pos;
     while (end < aText.size() && isPlain(aText[end]) && aText[end] != '"' && aText[end] != '\\') {
@@ -129,6 +197,11 @@ void appendJson(std::string& aOut, std::string_view aText) {
     }
     pos = end + character.length;
   }
+}
+
+void appendJson(std::string& aOut, std::string_view aText) {
+  aOut += '"';
+  appendJsonCharacters(aOut, aText);
   aOut += '"';
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -22,11 +23,27 @@ std::string shortened(std::string_view aText);
 /// The number of characters of a UTF-8 text; a byte that is no part of one counts as one.
 std::size_t countCharacters(std::string_view aText);
 
+/// The columns that a printable text takes on a screen: two for each wide character, none for a
+/// mark that combines with the character before it. Counts no further than `aLimit`, which it
+/// returns for a wider text.
+std::size_t displayWidth(std::string_view aText,
+                         std::size_t aLimit = std::numeric_limits<std::size_t>::max());
+
+/// The bytes of the first line of a printable text that is broken into lines of `aWidth` columns:
+/// before a logical operator, the outermost one in the second half of the line, else before a word,
+/// else between characters. At least one character; blanks behind belong to no line.
+std::size_t lengthOfFirstLine(std::string_view aText, std::size_t aWidth);
+
+/// The text, or as much of it as fits the columns together with an ellipsis.
+std::string cutToWidth(std::string_view aText, std::size_t aWidth);
+
 /// The shortest text that reads back as the same number; at most 17 significant digits.
 std::string numberText(double aValue);
 
-/// Appends a text as a JSON string, in ASCII where a terminal would not show a character. The text
-/// must be UTF-8.
+/// Appends a text as it stands between the quotes of a JSON string, in ASCII where a terminal would
+/// not show a character. The text must be UTF-8.
+void appendJsonCharacters(std::string& aOut, std::string_view aText);
+/// Appends a text as a JSON string.
 void appendJson(std::string& aOut, std::string_view aText);
 
 }  // namespace ksexpr

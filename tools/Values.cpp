@@ -118,15 +118,15 @@ std::vector<std::string_view> variableNames(const TypedModel& aModel) {
 class FileReader {
  public:
   FileReader(const TypedModel& aModel, const std::string& aPath, const Tell& aTell)
-      : model(aModel), path(aPath), tell(aTell) {}
+      : model(aModel), path(sourceName(aPath)), tell(aTell) {}
 
-  bool read(std::unordered_map<SymbolicExprId, VariableValue>& aValues) {
-    const std::string text = readWholeFile(path);
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    if (first != std::string::npos && text[first] == '{') {
-      readJson(text, aValues);
+  // Takes the file's content; returns whether all of it makes sense.
+  bool read(const std::string& aText, std::unordered_map<SymbolicExprId, VariableValue>& aValues) {
+    const std::size_t first = aText.find_first_not_of(" \t\r\n");
+    if (first != std::string::npos && aText[first] == '{') {
+      readJson(aText, aValues);
     } else {
-      readLines(text, aValues);
+      readLines(aText, aValues);
     }
     const std::string remaining = problems.remaining(path);
     if (!remaining.empty()) tell(remaining);
@@ -229,7 +229,7 @@ class FileReader {
   }
 
   const TypedModel& model;
-  const std::string& path;
+  const std::string path;
   const Tell& tell;
   ProblemCounts problems;
   std::size_t numUnknown = 0;
@@ -286,7 +286,9 @@ std::string domainText(const Domain& aDomain) {
 GivenValues::GivenValues(const TypedModel& aModel, const ValueSources& aSources, const Tell& aTell)
     : model(aModel) {
   bool isRead = true;
-  for (const std::string& file : aSources.files) isRead = readFile(file, aTell) && isRead;
+  for (const std::string& file : aSources.files) {
+    isRead = FileReader(model, file, aTell).read(aSources.read(file), byVariable) && isRead;
+  }
   if (!isRead) throw AnswerError("values that cannot be used");
   std::set<std::string> names;
   for (const std::string& definition : aSources.definitions) {
@@ -305,10 +307,6 @@ GivenValues::GivenValues(const TypedModel& aModel, const ValueSources& aSources,
 const VariableValue* GivenValues::find(SymbolicExprId aVariable) const {
   const auto found = byVariable.find(aVariable);
   return found == byVariable.end() ? nullptr : &found->second;
-}
-
-bool GivenValues::readFile(const std::string& aPath, const Tell& aTell) {
-  return FileReader(model, aPath, aTell).read(byVariable);
 }
 
 void GivenValues::define(const std::string& aDefinition, const Tell& aTell) {

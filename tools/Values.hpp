@@ -33,6 +33,8 @@ std::string domainText(const Domain& aDomain);
 struct ValueSources {
   std::vector<std::string> definitions;  ///< "NAME=EXPR"
   std::vector<std::string> files;
+  /// The content of one of the files.
+  std::function<std::string(const std::string&)> read;
 };
 
 /// The values that a question is asked for.
@@ -52,7 +54,6 @@ class GivenValues {
 
  private:
   void define(const std::string& aDefinition, const std::function<void(const std::string&)>& aTell);
-  bool readFile(const std::string& aPath, const std::function<void(const std::string&)>& aTell);
 
   const TypedModel& model;
   std::unordered_map<KS::SymbolicExprId, VariableValue> byVariable;

@@ -1,9 +1,11 @@
 // The command line tool over the library.
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -49,6 +51,21 @@ void reserveStack() {
   growStack();
 }
 
+// The columns of the terminal that standard output is.
+std::size_t terminalWidth() {
+  winsize size{};
+  // Serial lines and terminals inside other programs may not know their size.
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+  return size.ws_col;
+}
+
+bool isColourWanted() {
+  const char* const noColour = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  return (noColour == nullptr || *noColour == '\0') && terminal != nullptr &&
+         std::string_view(terminal) != "dumb";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -57,7 +74,11 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
-  return ksexpr::runTool(
-      {argv + (argc > 0 ? 1 : 0), argv + argc},
-      {std::cin, std::cout, std::cerr, isatty(STDOUT_FILENO) == 1, isatty(STDERR_FILENO) == 1});
+  ksexpr::Streams streams{std::cin, std::cout, std::cerr, isatty(STDOUT_FILENO) == 1,
+                          isatty(STDERR_FILENO) == 1};
+  if (streams.outIsTerminal) {
+    streams.outWidth = terminalWidth();
+    streams.outHasColour = isColourWanted();
+  }
+  return ksexpr::runTool({argv + (argc > 0 ? 1 : 0), argv + argc}, streams);
 }

@@ -109,6 +109,156 @@ TEST_F(KsExprConditions, TakesBlocksMoreThanOnce) {
   EXPECT_EQ(unknown.err, "ksexpr: model.json: no block \"x?\"\n");
 }
 
+// Patterns and subtrees; ids that look like patterns.
+TEST_F(KsExprConditions, SelectsBlocksByPatternAndAncestor) {
+  const std::string model = modelOf({
+      blockOf("Pump2", "\"Pumps\"", ", \"VV\": \"b\""),
+      blockOf("Pumps", "\"Top\"", ", \"VV\": \"c\", \"S\": \"y\""),
+      blockOf("Pump*", "\"Pumps\"", ", \"VV\": \"d\""),
+      blockOf("P\u00fcmp", "\"Pump2\"", ", \"VV\": \"a || ~c\""),
+      blockOf("Top", "null", ", \"VV\": \"a && x > 1\", \"S\": \"true\""),
+      blockOf("Other", "\"Top\"", ", \"VV\": \"x < 1\""),
+  });
+  const auto idsOf = [&](std::vector<std::string> options) {
+    options.insert(options.end(), {"--family", "vv", "--format", "csv", "--quiet"});
+    const Outcome found = conditions(model, options);
+    if (found.status != 0) return found.err;
+    std::string ids;
+    std::istringstream lines(found.out);
+    for (std::string line; std::getline(lines, line);) ids += line.substr(0, line.find(',')) + ' ';
+    return ids.substr(6);
+  };
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{"--block", "Pump?"}, "Pump2 Pumps Pump* "},
+      {{"--block", "Pump*"}, "Pump* "},  // an id that is spelled so wins
+      {{"--block", "Pump[*]"}, "Pump* "},
+      {{"--block", "Pump\\*"}, "Pump* "},
+      {{"--block", "P?mp"}, "P\u00fcmp "},
+      {{"--block", "[A-O]*", "--block", "Top"}, "Top Other "},
+      {{"--block", "*"}, "Pump2 Pumps Pump* P\u00fcmp Top Other "},
+      {{"--under", "Pumps"}, "Pump2 Pumps Pump* P\u00fcmp "},
+      {{"--under", "Pump2"}, "Pump2 P\u00fcmp "},
+      {{"--under", "Other"}, "Other "},
+      {{"--under", "Pumps", "--block", "*2"}, "Pump2 "},
+      {{"--block", "Z*"}, "ksexpr: model.json: no block \"Z*\"\n"},
+      {{"--under", "Pumps", "--block", "Other"},
+       "ksexpr: model.json: no block \"Other\" below \"Pumps\"\n"},
+      {{"--under", "Pump?"},
+       "ksexpr: model.json: no block \"Pump?\"; did you mean \"Pump2\", "
+       "\"Pumps\", \"Pump*\"?\n"},
+  };
+  for (const auto& [options, ids] : rows) EXPECT_EQ(idsOf(options), ids);
+
+  // What stands above is used and not shown; below the block, it is not used either.
+  EXPECT_EQ(conditions(model, {"--under", "Pumps"}).out,
+            "BLOCK     S      S NET  FAMILY  LOCAL    NET\n"
+            "  Pump2   true   false  VV      b        a && b && c && x > 1\n"
+            "                        CG      true     true\n"
+            "Pumps     false  false  VV      c        a && c && x > 1\n"
+            "                        CG      true     true\n"
+            "  Pump*   true   false  VV      d        a && c && d && x > 1\n"
+            "                        CG      true     true\n"
+            "    P\u00fcmp  true   false  VV      ~c || a  a && b && c && x > 1\n"
+            "                        CG      true     true\n");
+  const Outcome below = conditions(model, {"--under", "Pumps", "--relative", "--family", "vv,s"});
+  EXPECT_EQ(below.out,
+            "BLOCK     S      S NET  FAMILY  LOCAL    NET\n"
+            "  Pump2   true   true   VV      b        b\n"
+            "Pumps     false  true   VV      c        true\n"
+            "  Pump*   true   true   VV      d        d\n"
+            "    P\u00fcmp  true   true   VV      ~c || a  (~c && b) || (a && b)\n");
+  EXPECT_THAT(below.err, StartsWith("4 blocks, "));
+  for (const std::string& style : {std::string("compact"), std::string("typed")}) {
+    EXPECT_THAT(conditions(model, {"--under", "Pumps", "--relative", "--style", style}).out,
+                HasSubstr(style == "typed" ? "  b && (a || ~c)\n" : "  (~c || a) && b\n"))
+        << style;
+  }
+  // A condition above does not hinder what is below.
+  const Outcome broken = conditions(
+      modelOf({blockOf("a", "null", ", \"VV\": \"(\""), blockOf("b", "\"a\"", ", \"VV\": \"b\""),
+               blockOf("c", "\"b\"", ", \"VV\": \"c\"")}),
+      {"--under", "b", "--relative", "--family", "vv", "--format", "csv"});
+  EXPECT_EQ(broken.status, 0) << broken.err;
+  EXPECT_EQ(broken.out, "block,parent,vv_local,vv_net\r\nb,a,b,\r\nc,b,c,c\r\n");
+
+  for (const std::vector<std::string>& options :
+       {std::vector<std::string>{"--relative"},
+        {"--relative", "--under", "Pumps", "--dead"},
+        {"--relative", "--under", "Pumps", "--format", "json", "--with", "decision"}}) {
+    EXPECT_EQ(conditions(model, options).status, 2);
+  }
+}
+
+// The styles of one block's conditions, in every format and form.
+TEST_F(KsExprConditions, WritesConditionsInStyles) {
+  const std::string model = modelOf({
+      blockOf("A", "null", ", \"VV\": \"a||b\", \"CG\": \"a||b\""),
+      blockOf("B", "\"A\"", ", \"VV\": \"c && (a || b)\", \"CG\": \"x/2 > bitand(y,1)\""),
+      blockOf("C", "\"B\"", ", \"VV\": \"\", \"CG\": \"d || ~d\""),
+      blockOf("D", "\"C\"", ", \"VV\": \"~c\", \"CG\": \"\""),
+  });
+  const auto csv = [&](std::vector<std::string> options) {
+    options.insert(options.end(), {"--format", "csv", "--family", "vv,cg"});
+    const std::string out = conditions(model, options).out;
+    return out.substr(out.find('\n') + 1);
+  };
+  EXPECT_EQ(csv({"--style", "typed"}),
+            "A,,a || b,a || b,a || b,a || b\r\n"
+            "B,A,c && (a || b),(a || b) && c && (a || b),"
+            "\"x / 2 > bitand(y,1)\",\"(a || b) && x / 2 > bitand(y,1)\"\r\n"
+            "C,B,,(a || b) && c && (a || b),d || ~d,"
+            "\"(a || b) && x / 2 > bitand(y,1) && (d || ~d)\"\r\n"
+            "D,C,~c,(a || b) && c && (a || b) && ~c,,"
+            "\"(a || b) && x / 2 > bitand(y,1) && (d || ~d)\"\r\n");
+  EXPECT_EQ(csv({"--style", "compact"}),
+            "A,,a || b,a || b,a || b,a || b\r\n"
+            "B,A,(a || b) && c,(a || b) && c,"
+            "\"bitand(y,1) < x / 2\",\"(a || b) && bitand(y,1) < x / 2\"\r\n"
+            "C,B,,(a || b) && c,,\"(a || b) && bitand(y,1) < x / 2\"\r\n"
+            "D,C,~c,false,,\"(a || b) && bitand(y,1) < x / 2\"\r\n");
+  EXPECT_EQ(csv({"--style", "canonical"}), csv({}));
+  EXPECT_THAT(csv({}), HasSubstr("B,A,(a && c) || (b && c),(a && c) || (b && c),"));
+  EXPECT_THAT(csv({"--style", "typed", "--form", "c"}),
+              HasSubstr("(a || b) && x / 2 > (y & 1)\r\n"));
+
+  const auto json = nlohmann::json::parse(
+      conditions(model, {"--format", "json", "--style", "typed", "--with", "compact"}).out);
+  EXPECT_EQ(json[1]["vv"]["net"], "(a || b) && c && (a || b)");
+  EXPECT_EQ(json[1]["vv"]["compact"], "(a || b) && c");
+  EXPECT_EQ(json[1]["cg"]["netC"], "(a || b) && x / 2 > (y & 1)");
+  EXPECT_EQ(json[3]["vv"]["compact"], "false");
+  EXPECT_EQ(
+      conditions(model, {"--style", "typed", "--block", "C"}).out,
+      "BLOCK  S     S NET  FAMILY  LOCAL (typed)  NET (typed)\n"
+      "    C  true  true   VV      true           (a || b) && c && (a || b)\n"
+      "                    CG      d || ~d        (a || b) && x / 2 > bitand(y,1) && (d || ~d)\n");
+}
+
+// Where each text is longer than what is kept and than a piece of a line.
+TEST_F(KsExprConditions, WritesLongTextsInPieces) {
+  std::string typed;
+  for (int i = 0; i < 300; ++i) {
+    typed += (i > 0 ? " && bitand(" : "bitand(") +
+             std::string(static_cast<std::size_t>(i % 7 + 4000), 'v') + ',' + std::to_string(i) +
+             ") == 0";
+  }
+  const std::string model = modelOf({blockOf("a", "null", ", \"VV\": \"" + typed + "\""),
+                                     blockOf("b", "\"a\"", ", \"VV\": \"" + typed + "\"")});
+  const std::vector<std::string> options{"--family", "vv", "--style", "typed"};
+  const auto with = [&](const char* format) {
+    auto all = options;
+    all.insert(all.end(), {"--format", format});
+    return conditions(model, all).out;
+  };
+  const std::string twice = typed + " && " + typed;
+  EXPECT_TRUE(with("csv") == "block,parent,vv_local,vv_net\r\na,,\"" + typed + "\",\"" + typed +
+                                 "\"\r\nb,a,\"" + typed + "\",\"" + twice + "\"\r\n");
+  const auto json = nlohmann::json::parse(with("json"));
+  EXPECT_TRUE(json[1]["vv"]["net"] == twice);
+  EXPECT_TRUE(json[1]["vv"]["local"] == typed);
+  EXPECT_THAT(with("table"), testing::EndsWith(typed + "  " + twice + '\n'));
+}
+
 // An id with everything that a terminal would obey, and a parent that is called so.
 TEST_F(KsExprConditions, SendsNoControlCharacters) {
   const std::string id =
@@ -127,10 +277,10 @@ TEST_F(KsExprConditions, SendsNoControlCharacters) {
   const std::string shown = "?[2J??  ??????,\"\xC3\xA4";
   const std::string shownQuoted = "\"?[2J??  ??????,\"\"\xC3\xA4\"";
   EXPECT_EQ(with("csv", true), header + '\n' + shownQuoted + ",,a,a\nb," + shownQuoted + ",,a\n");
+  EXPECT_EQ(with("table", false), "BLOCK              FAMILY  LOCAL  NET\n" + shown +
+                                      "  VV      a      a\n  b                VV      true   a\n");
+  EXPECT_THAT(with("table", true), HasSubstr('\n' + shown + "  VV      a  "));
   for (const bool onTerminal : {false, true}) {
-    EXPECT_EQ(with("table", onTerminal), "BLOCK              FAMILY  LOCAL  NET\n" + shown +
-                                             "  VV      a      a\n  b                VV      "
-                                             "true   a\n");
     const std::string json = with("json", onTerminal);
     EXPECT_THAT(json, HasSubstr("\"\\u001b[2J\\u000d\\u000a\\u0009\\u007f\\u009b\\u061c\\u200e"
                                 "\\u202e\\u2066,\\\"\xC3\xA4\", \"vv\""));

@@ -131,7 +131,7 @@ TEST_F(KsExprModel, DecodesStrings) {
   EXPECT_EQ(found.err.find("2 blocks, "), 0U) << found.err;
   EXPECT_EQ(found.out,
             "BLOCK                             FAMILY  LOCAL  NET\n"
-            "a\xF0\x9F\x98\x80/                               VV      x > 1  x > 1\n"
+            "a\xF0\x9F\x98\x80/                              VV      x > 1  x > 1\n"
             "                                  CG      true   true\n"
             "  long enough to be on the heap?  VV      y      x > 1 && y\n"
             "                                  CG      z      z\n");

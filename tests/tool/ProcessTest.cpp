@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstdio>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,12 @@ Outcome shell(const std::string& aCommand) {
 
 const std::string sample = KSEXPR_SAMPLE;
 
+const std::string values = [] {
+  std::string path = testing::TempDir() + "ksexpr-values.csv";
+  std::ofstream(path) << "Mains\n1\n";
+  return path;
+}();
+
 // A command line for every command.
 const std::vector<std::string> commands = {"--help",
                                            "--version",
@@ -45,7 +53,19 @@ const std::vector<std::string> commands = {"--help",
                                            "dot a",
                                            "conditions " + sample,
                                            "conditions --format json " + sample,
-                                           "conditions --format csv " + sample};
+                                           "conditions --format csv " + sample,
+                                           "conditions --style compact --wrap " + sample,
+                                           "simplify --explain a",
+                                           "vars " + sample,
+                                           "uses " + sample + " Mains",
+#ifdef KSEXPR_DECIDES
+                                           "active --residual " + sample,
+                                           "why --block Pump1 " + sample,
+                                           "check " + sample,
+                                           "diff " + sample + ' ' + sample,
+                                           "cover " + sample,
+#endif
+                                           "eval --values " + values + " Mains"};
 
 TEST_F(KsExprProcess, TellsThatOutputIsFullOrClosed) {
   for (const std::string& command : commands) {
@@ -101,11 +121,55 @@ TEST_F(KsExprProcess, ReadsPipes) {
                   options)
                 .out,
             answer);
+  EXPECT_EQ(shell("cat model.json | $ksexpr conditions -" + options).out, answer);
   EXPECT_THAT(shell("$ksexpr conditions /dev/null").err, HasSubstr("/dev/null:1:1: syntax error"));
 
   const Outcome noText = shell("$ksexpr print </");
   EXPECT_EQ(noText.status, 1);
   EXPECT_EQ(noText.err, "ksexpr: cannot read standard input: Is a directory\n");
+}
+
+// Where Graphviz begins the edges of an operation, from left to right.
+TEST_F(KsExprProcess, DrawsLeftOperandsOnTheLeft) {
+  if (std::system("dot -V 2>/dev/null") != 0) GTEST_SKIP() << "Graphviz is not installed";
+  for (const std::string& text :
+       {std::string("b - a"), std::string("(a - b) * (b - a)"), std::string("(f + d + b) * f"),
+        std::string("x - f(y, x)"), std::string("g(c, b, a) > g(a, b, c) || 2 < 1"),
+        std::string("(c - ((f * f) * (e + c) + f / (a * f)))")}) {
+    SCOPED_TRACE(text);
+    const Outcome drawn = shell("$ksexpr dot '" + text + "' >graph; dot -Tplain graph");
+    ASSERT_EQ(drawn.status, 0) << drawn.err;
+    // The users and operands in the order in which they are drawn, and where that is.
+    std::map<std::pair<std::string, std::string>, double> begins;
+    std::istringstream lines(drawn.out);
+    for (std::string line; std::getline(lines, line);) {
+      std::istringstream words(line);
+      std::string kind, user, operand;
+      double count, x, y, towards;
+      words >> kind;
+      if (kind != "edge") continue;
+      words >> user >> operand >> count >> x >> y >> towards;
+      begins.emplace(std::pair(user, operand), x + (towards - x) / 4);
+    }
+    std::ifstream graph("graph");
+    std::string lastUser, lastOperand;
+    std::size_t numPairs = 0;
+    for (std::string line; std::getline(graph, line);) {
+      std::istringstream words(line);
+      std::string user, arrow, operand;
+      words >> user >> arrow >> operand;
+      if (arrow != "->") continue;
+      user = user.substr(0, user.find(':'));
+      operand.pop_back();
+      if (user == lastUser && operand != lastOperand) {
+        ++numPairs;
+        EXPECT_LT(begins.at({user, lastOperand}), begins.at({user, operand})) << drawn.out;
+      }
+      lastUser = user;
+      lastOperand = operand;
+    }
+    EXPECT_GT(numPairs, 0U);
+  }
 }
 
 // The sanitizer takes terabytes of addresses.
