@@ -3,12 +3,14 @@
 #include <utility>
 
 #include "eval/detail/Failures.hpp"
+#include "eval/detail/Operations.hpp"
 #include "eval/detail/ProgramRun.hpp"
 
 namespace KS {
 
 using Eval::detail::Cell;
 using Eval::detail::compile;
+using Eval::detail::isUnary;
 using Eval::detail::NodeProgram;
 using Eval::detail::ProgramRun;
 using Eval::detail::Valueless;
@@ -27,6 +29,59 @@ NodeProgram cutByBindings(const NodeProgram& aProgram, const SymbolicExprBinding
   for (const std::uint32_t root : aProgram.roots) ids.push_back(aProgram.ids[root]);
   return compile(aProgram.table, ids, &aBindings);
 }
+
+// Writes the steps of a program by index instead of by place.
+class Lister {
+ public:
+  explicit Lister(const NodeProgram& aProgram)
+      : program(aProgram), indices(aProgram.ids.size(), none) {}
+
+  SymbolicExprProgram::Listing list() {
+    std::size_t next = 0;
+    for (const std::uint32_t root : program.roots) {
+      // A root's steps end with its own, unless an earlier root has needed it.
+      const std::uint32_t last = program.evaluationOrder.stepAt[root];
+      while (last != NodeProgram::noStep && next <= last) addStep(next++);
+      listing.roots.push_back(indexOf(root));
+    }
+    return std::move(listing);
+  }
+
+ private:
+  static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+  void addStep(std::size_t aNumber) {
+    const Eval::detail::Step& step = program.evaluationOrder.steps[aNumber];
+    std::vector<std::size_t> operands;
+    if (KS::detail::isList(step.op())) {
+      for (std::uint32_t i = step.left; i < step.right; ++i) {
+        operands.push_back(indexOf(program.elements[i]));
+      }
+    } else {
+      operands.push_back(indexOf(step.left));
+      if (!isUnary(step.op()) && step.op() != SymbolicOp::String) {
+        operands.push_back(indexOf(step.right));
+      }
+    }
+    indices[step.place] = listing.steps.size();
+    listing.steps.push_back({program.ids[step.place], std::nullopt, std::move(operands)});
+  }
+
+  // What no step computes is listed when it is first needed.
+  std::size_t indexOf(std::uint32_t aPlace) {
+    if (indices[aPlace] == none) {
+      indices[aPlace] = listing.steps.size();
+      const Cell& cell = program.cells[aPlace];
+      listing.steps.push_back({program.ids[aPlace], std::nullopt, {}});
+      if (cell.state == Cell::isScalar) listing.steps.back().value = cell.scalar;
+    }
+    return indices[aPlace];
+  }
+
+  const NodeProgram& program;
+  std::vector<std::size_t> indices;  // by place
+  SymbolicExprProgram::Listing listing;
+};
 
 // Calls `aUse(index of the root, run, place of the root in it)` for every root.
 template <class Use>
@@ -89,5 +144,7 @@ std::vector<SymbolicExprProgram::TruthOutcome> SymbolicExprProgram::truths(
   forEachRoot(*program, aBindings, Valueless::IsUndecided, give);
   return outcomes;
 }
+
+SymbolicExprProgram::Listing SymbolicExprProgram::list() const { return Lister(*program).list(); }
 
 }  // namespace KS

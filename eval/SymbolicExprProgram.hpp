@@ -1,6 +1,7 @@
 // Many expressions, compiled once, for one set of values after another.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,6 +62,25 @@ class KS_API SymbolicExprProgram {
   /// get; `x == x` is open all the same. An error is what evaluation would fail with otherwise, or
   /// a list as the root or as an operand of a connective. Throws like `run`.
   std::vector<TruthOutcome> truths(const SymbolicExprBindings& aBindings) const;
+
+  /// How a node gets its value where it is not bound.
+  struct Step {
+    SymbolicExprId id;  ///< the node
+    /// The value of a literal, of true or of false.
+    std::optional<Eval::Scalar> value;
+    /// Indices of earlier steps: of what the node's operator is applied to, of the elements of a
+    /// list, or of the value that is registered for a symbol.
+    std::vector<std::size_t> operands;
+  };
+  /// What was compiled, for a machine of another make.
+  struct Listing {
+    /// Each distinct node once, behind its operands, in the order of evaluation. A step of a
+    /// symbol, a call or a member access that has neither value nor operands needs to be bound; any
+    /// other such step is an empty list or leads back to a node whose value is being computed.
+    std::vector<Step> steps;
+    std::vector<std::size_t> roots;  ///< the steps of the roots, in their order
+  };
+  Listing list() const;
 
  private:
   std::shared_ptr<const Eval::detail::NodeProgram> program;

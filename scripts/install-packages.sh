@@ -11,7 +11,7 @@ installed() { dpkg-query -W -f '${Status}\n' "$1" 2> /dev/null | grep -q '^insta
 
 missing=
 for package in cmake ninja-build g++ pkgconf libgtest-dev libgmock-dev libcli11-dev \
-               nlohmann-json3-dev libunistring-dev libcadical-dev python3 doxygen; do
+               nlohmann-json3-dev libunistring-dev libcadical-dev python3 doxygen chromium; do
   installed "$package" || missing="$missing $package"
 done
 # Debian 12 has two releases of Boost and calls the older one libboost-dev; later ones are new enough.

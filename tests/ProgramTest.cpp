@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -75,6 +76,104 @@ TEST(Programs, ValuesAndErrorsAreThoseOfEvaluation) {
   EXPECT_GT(values, 10000U);
   EXPECT_GT(lists, 1000U);
   EXPECT_GT(cycles, 40U);
+}
+
+// The values and errors of a listing by the public operations on values, as text.
+std::vector<std::string> interpreted(const SymbolicExprTable& aTable,
+                                     const SymbolicExprProgram::Listing& aListing,
+                                     const SymbolicExprBindings& aBindings) {
+  std::vector<std::optional<Value>> values;
+  for (const auto& step : aListing.steps) {
+    for (const std::size_t operand : step.operands) EXPECT_LT(operand, values.size());
+    const auto kind = static_cast<SymbolicOp>(aTable.get(step.id)->getKind());
+    const Value* const bound = aBindings.find(step.id);
+    const bool isKnown = std::all_of(step.operands.begin(), step.operands.end(),
+                                     [&](std::size_t operand) { return values[operand]; });
+    const auto operand = [&](std::size_t i) { return *values[step.operands.at(i)]; };
+    values.emplace_back();
+    if (bound != nullptr) {
+      values.back() = *bound;
+    } else if (step.value) {
+      values.back() = *step.value;
+    } else if (step.operands.empty() || !isKnown) {
+      continue;
+    } else if (kind == SymbolicOp::String) {
+      values.back() = operand(0);
+    } else if (kind == SymbolicOp::Plus) {
+      values.back() = Eval::plus(operand(0), operand(1));
+    } else if (kind == SymbolicOp::Minus) {
+      values.back() = Eval::minus(operand(0), operand(1));
+    } else if (kind == SymbolicOp::LessThan) {
+      values.back() = Eval::lessThan(operand(0), operand(1));
+    } else if (kind == SymbolicOp::Not) {
+      values.back() = Eval::notOp(operand(0));
+    } else if (kind == SymbolicOp::And) {
+      values.back() = Eval::andOp(operand(0), operand(1));
+    } else {
+      ADD_FAILURE() << "kind " << aTable.get(step.id)->getKind();
+    }
+  }
+  std::vector<std::string> texts;
+  for (const std::size_t root : aListing.roots) {
+    texts.push_back(test::answer([&] {
+      if (!values.at(root)) throw SymbolicExprEvalError("none");
+      return Eval::eval(*values[root]);
+    }));
+  }
+  return texts;
+}
+
+TEST(Programs, AListingIsAllThatAnotherMachineNeeds) {
+  SymbolicExprTable table;
+  table.addBoolSymbols();
+  const SymbolicExprParser parse(table, false);
+  table.registerValueId("K", parse("N + 1"));
+  table.registerValueId("Loop", parse("Loop - 1"));
+  const Ids roots{parse("A && ~(N - 2 < K)"),
+                  parse("N - 2"),
+                  parse("S.m - 0.5"),
+                  parse("true"),
+                  parse("N"),
+                  parse("N - 2"),
+                  parse("Loop")};
+  const SymbolicExprProgram program(table, roots);
+  const SymbolicExprProgram::Listing listing = program.list();
+  SymbolicExprBindings bindings(table);
+  EXPECT_EQ(interpreted(table, listing, bindings)[3], "1 ");
+  bindings.set("A", true);
+  bindings.set("N", 7);
+  EXPECT_THAT(interpreted(table, listing, bindings),
+              testing::ElementsAre("0 ", "5 ", "none", "1 ", "7 ", "5 ", "none"));
+  bindings.set(parse("S.m"), 2);
+  bindings.set("K", 5);
+  bindings.set("Loop", 3);
+  EXPECT_THAT(interpreted(table, listing, bindings),
+              testing::ElementsAre("1 ", "5 ", "1.5 ", "1 ", "7 ", "5 ", "3 "));
+  // One step for each distinct node: A N 2 N-2 1 K < ~ &&, S.m 0.5 -, true, Loop, its way back.
+  std::size_t numSymbols = 0;
+  std::vector<SymbolicExprId> ids;
+  for (const auto& step : listing.steps) {
+    const auto kind = static_cast<SymbolicOp>(table.get(step.id)->getKind());
+    numSymbols += kind == SymbolicOp::String ? 1 : 0;
+    ids.push_back(step.id);
+  }
+  std::sort(ids.begin(), ids.end());
+  const auto twice = std::adjacent_find(ids.begin(), ids.end());
+  ASSERT_NE(twice, ids.end());
+  EXPECT_EQ(*twice, parse("Loop"));
+  EXPECT_EQ(std::adjacent_find(twice + 1, ids.end()), ids.end());
+  EXPECT_EQ(numSymbols, 6U);
+}
+
+TEST(Programs, AListingHasTheElementsOfLists) {
+  SymbolicExprTable table;
+  const SymbolicExprParser parse(table, false);
+  const auto listing = SymbolicExprProgram(table, {parse("[3, N, 3]")}).list();
+  ASSERT_EQ(listing.steps.size(), 3U);
+  EXPECT_THAT(listing.steps[2].operands, testing::ElementsAre(0, 1, 0));
+  EXPECT_EQ(listing.steps[0].value->getInt(), 3);
+  EXPECT_FALSE(listing.steps[1].value);
+  EXPECT_THAT(listing.roots, testing::ElementsAre(2));
 }
 
 // The value of a node, or none where it is open, by recursion. Throws `std::bad_variant_access` for

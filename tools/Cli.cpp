@@ -12,6 +12,7 @@
 #include "tools/QuestionsCli.hpp"
 #include "tools/Report.hpp"
 #include "tools/Text.hpp"
+#include "tools/ViewsCli.hpp"
 
 namespace ksexpr {
 
@@ -151,8 +152,12 @@ void defineExpressionCommands(CLI::App& aApp, Options& aOptions) {
   addCommand(aApp, aOptions, "symbols", "List the symbols", {answerSymbols}, Printed::Nothing);
   addCommand(aApp, aOptions, "dump", "List the nodes: id, kind, class, inputs, payload",
              {answerDump, true}, Printed::Nothing);
-  addCommand(aApp, aOptions, "dot", "Draw the expression for Graphviz", {answerDot},
-             Printed::Operators);
+  CLI::App* dot = addCommand(aApp, aOptions, "dot", "Draw the expression, or a model, for Graphviz",
+                             {answerDot}, Printed::Operators);
+  defineDotOfModel(*dot, request, aOptions.run, [&request](Streams& streams, bool& hasFailed) {
+    answerAll({answerDot}, request, streams, hasFailed);
+    return 0;
+  });
 }
 
 void defineConditions(CLI::App& aApp, Options& aOptions) {
@@ -265,6 +270,7 @@ int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, b
   defineExpressionCommands(app, options);
   defineConditions(app, options);
   defineQuestions(app, options.run, options.isQuiet);
+  defineViews(app, options.run, options.isQuiet);
   try {
     app.parse(forCLI11(aArguments));
   } catch (const CLI::ParseError& error) {

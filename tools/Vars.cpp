@@ -243,17 +243,24 @@ std::string comparedText(const Compared& aCompared) {
 
 }  // namespace
 
-std::string answerVars(const Question& aQuestion, std::ostream& aOut) {
+nlohmann::ordered_json variablesJson(const Question& aQuestion) {
   const TypedModel& typed = aQuestion.getTyped();
   Comparisons comparisons(typed);
   const UseCounter uses(typed);
+  nlohmann::ordered_json json = nlohmann::ordered_json::array();
+  for (const Variable& variable : typed.getVariables()) {
+    json.push_back(variableJson(variable, comparisons.of(variable.id), uses.of(variable.id)));
+  }
+  return json;
+}
+
+std::string answerVars(const Question& aQuestion, std::ostream& aOut) {
+  const TypedModel& typed = aQuestion.getTyped();
   if (aQuestion.getLayout().format == Format::Json) {
-    nlohmann::ordered_json json = nlohmann::ordered_json::array();
-    for (const Variable& variable : typed.getVariables()) {
-      json.push_back(variableJson(variable, comparisons.of(variable.id), uses.of(variable.id)));
-    }
-    writeJson(json, aOut);
+    writeJson(variablesJson(aQuestion), aOut);
   } else {
+    Comparisons comparisons(typed);
+    const UseCounter uses(typed);
     const bool isTable = aQuestion.getLayout().format == Format::Table;
     std::vector<Row> rows;
     for (const Variable& variable : typed.getVariables()) {

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <iosfwd>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "tools/Question.hpp"
 
 namespace ksexpr {
+
+/// The variables as JSON, see `answerVars`.
+nlohmann::ordered_json variablesJson(const Question& aQuestion);
 
 /// Lists the variables: their kind and domain, what they are compared with, and the number of
 /// blocks that depend on each by their own condition and in all. Returns a line that sums up.
