@@ -63,8 +63,9 @@ struct SymbolicExprContradiction {
 ///   NaN, evaluation finds `x == x` true, every order false and `x` itself true. A constant NaN
 ///   (what a remainder by zero gives) is equal to NaN alone.
 /// - A condition holds where its value is not 0. In relations, truth values count as 0 and 1.
-/// - Arithmetic over variables is a term of which nothing is known but that equal nodes are equal;
-///   lists are such terms, too. `Never` and `Always` are proofs all the same. `Sometimes` takes
+/// - Arithmetic over variables is a term of which nothing is known but that equal nodes are equal
+///   and that it is a number, too: infinity times 0, which is NaN in evaluation, is not thought of.
+///   Lists are such terms as well. `Never` and `Always` are proofs all the same. `Sometimes` takes
 ///   values under which evaluation confirms that the condition holds, and others under which it
 ///   does not, so it may stay `Unknown`.
 ///
