@@ -6,8 +6,8 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 namespace ksexpr {
 
@@ -185,16 +185,9 @@ void appendJsonCharacters(std::string& aOut, std::string_view aText) {
     aOut.append(aText, pos, end - pos);
     if (end == aText.size()) break;
     const Character character = characterAt(aText, end);
-    if (character.code == '"' || character.code == '\\') {
-      aOut.append({'\\', aText[end]});
-    } else if (isShown(character.code)) {
-      aOut.append(aText, end, character.length);
-    } else {
-      std::array<char, 8> escape;
-      std::snprintf(escape.data(), escape.size(), "\\u%04x",
-                    static_cast<unsigned>(character.code & 0xFFFF));
-      aOut += escape.data();
-    }
+    const nlohmann::json special = aText.substr(end, character.length);
+    const std::string escaped = special.dump(-1, ' ', !isShown(character.code));
+    aOut.append(escaped, 1, escaped.size() - 2);  // without the quotes
     pos = end + character.length;
   }
 }

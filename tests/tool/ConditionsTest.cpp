@@ -282,7 +282,7 @@ TEST_F(KsExprConditions, SendsNoControlCharacters) {
   EXPECT_THAT(with("table", true), HasSubstr('\n' + shown + "  VV      a  "));
   for (const bool onTerminal : {false, true}) {
     const std::string json = with("json", onTerminal);
-    EXPECT_THAT(json, HasSubstr("\"\\u001b[2J\\u000d\\u000a\\u0009\\u007f\\u009b\\u061c\\u200e"
+    EXPECT_THAT(json, HasSubstr("\"\\u001b[2J\\r\\n\\t\\u007f\\u009b\\u061c\\u200e"
                                 "\\u202e\\u2066,\\\"\xC3\xA4\", \"vv\""));
     EXPECT_EQ(nlohmann::json::parse(json)[1]["parent"], id);
   }
