@@ -4,6 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#ifdef KS_USE_FAST_FLOAT
+#include <fast_float/fast_float.h>
+#endif
 
 namespace KS::detail {
 
@@ -28,6 +31,17 @@ bool isHuge(const char* aFirst, const char* aLast) {
   return place + exponent > 0;
 }
 
+// Reads digits; false where their number is out of the range of a double. Not every standard library
+// reads doubles in this way.
+bool readDigits(const char* aFirst, const char* aLast, double& aValue) {
+#ifdef KS_USE_FAST_FLOAT
+  fast_float::from_chars(aFirst, aLast, aValue);
+  return std::isfinite(aValue);  // a number that is too small is 0
+#else
+  return std::from_chars(aFirst, aLast, aValue).ec != std::errc::result_out_of_range;
+#endif
+}
+
 }  // namespace
 
 bool readReal(const char* aFirst, const char* aLast, double& aValue) {
@@ -38,7 +52,7 @@ bool readReal(const char* aFirst, const char* aLast, double& aValue) {
     value = std::numeric_limits<double>::quiet_NaN();
   } else if (*aFirst == 'i' || *aFirst == 'I') {
     value = std::numeric_limits<double>::infinity();
-  } else if (std::from_chars(aFirst, aLast, value).ec == std::errc::result_out_of_range) {
+  } else if (!readDigits(aFirst, aLast, value)) {
     if (isHuge(aFirst, aLast)) return false;
     value = 0.0;
   }
