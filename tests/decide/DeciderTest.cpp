@@ -128,6 +128,8 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   EXPECT_EQ(witness("N > 7"), "N=8");
   EXPECT_EQ(witness("a || N < 100"), "a=true N=3");
   EXPECT_EQ(witness("B == 1"), "B=true");
+  decider.setDomain(parse("P"), SymbolicExprDomain::values({7.0}));
+  EXPECT_EQ(witness("B || P == 8"), "B=true P=7");
   EXPECT_EQ(witness("N < 4.00000001 && N ~= 4.000001"), "N=3");  // 4 is too close to the constant
   EXPECT_EQ(witness("ARCH == mips"), "ARCH=mips");
   EXPECT_EQ(witness("ARCH ~= mips && ARCH ~= arm"), "ARCH=7");
