@@ -3,10 +3,11 @@
 # model. Arguments go to ksexpr instead: ./run-example.sh simplify 'x + 0'
 set -eu
 cd "$(dirname "$0")"
-scripts/install-packages.sh
+scripts/install-packages.sh --without-tests
+build=build/example
 {
-  cmake --preset release
-  cmake --build --preset release --parallel "$(nproc)" --target ksexpr
+  cmake --preset release -B "$build" -DKS_BUILD_TESTS=OFF
+  cmake --build "$build" --parallel "$(nproc)" --target ksexpr
 } >&2
 [ $# -gt 0 ] || set -- conditions examples/pump-station.json
-exec build/release/tools/ksexpr "$@"
+exec $build/tools/ksexpr "$@"

@@ -11,7 +11,7 @@ picture() {
   local folder folders=()
   for folder in */; do
     case $folder in
-      bench/ | build/ | cmake/ | docs/ | examples/ | fuzz/ | scripts/ | tests/) ;;
+      bench/ | build/ | cmake/ | docs/ | examples/ | fuzz/ | packaging/ | scripts/ | tests/) ;;
       *) folders+=("$folder") ;;
     esac
   done

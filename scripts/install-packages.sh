@@ -1,45 +1,61 @@
 #!/bin/sh
-# Installs the Debian packages that the project needs and that are missing: as root, or with sudo.
-# With nothing missing it asks nobody and needs no network.
+# Installs the Debian packages that packaging/control names under Build-Depends and that are missing:
+# as root, or with sudo. With nothing missing it asks nobody and needs no network. With
+# --without-tests those that only tests and documentation need (marked <!...>) are left out.
 set -eu
 
 if ! command -v dpkg-query > /dev/null; then
   echo "This is no Debian system; see docs/building.md for what is needed." >&2
   exit 0
 fi
-installed() { dpkg-query -W -f '${Status}\n' "$1" 2> /dev/null | grep -q '^install ok installed'; }
+control=$(dirname "$0")/../packaging/control
+unwanted=
+if [ "${1:-}" = --without-tests ]; then unwanted='/<!/d'; fi
 
-missing=
-for package in cmake ninja-build g++ pkgconf libgtest-dev libgmock-dev libcli11-dev \
-               nlohmann-json3-dev libunistring-dev libcadical-dev python3 doxygen chromium; do
-  installed "$package" || missing="$missing $package"
-done
-# Debian 12 has two releases of Boost and calls the older one libboost-dev; later ones are new enough.
-if ! installed libboost1.81-dev &&
-   ! dpkg --compare-versions "$(dpkg-query -W -f '${Version}' libboost-dev 2> /dev/null || echo 0)" ge 1.81
-then
-  boost=wanted
-fi
-[ -n "$missing${boost:-}" ] || exit 0
+# One line for each dependency, such as "libboost1.81-dev | libboost-dev 1.81".
+dependencies() {
+  sed -n '/^Build-Depends:/,/^$/ { s/^Build-Depends://; p; }' "$control" |
+    tr ',\n' '\n ' | sed "$unwanted" | sed 's/<[^>]*>//g; s/(>= *\([^)]*\))/\1/g'
+  echo # ends the last line
+}
+installed() { # PACKAGE [VERSION]
+  status=$(dpkg-query -W -f '${db:Status-Status} ${Version}' "$1" 2> /dev/null) || return 1
+  [ "${status%% *}" = installed ] && dpkg --compare-versions "${status#* }" ge "${2:-0}"
+}
+available() { # PACKAGE [VERSION]
+  candidate=$(apt-cache policy "$1" | sed -n 's/^ *Candidate: //p')
+  case $candidate in '' | '(none)') return 1 ;; esac
+  dpkg --compare-versions "$candidate" ge "${2:-0}"
+}
+first() { # TEST DEPENDENCY: the first of the alternatives for which the test holds
+  echo "$2" | tr '|' '\n' | while read -r package version; do
+    if "$1" "$package" "$version"; then
+      echo "$package"
+      break
+    fi
+  done
+}
+missing=$(dependencies | while IFS= read -r dependency; do
+  [ -n "$(first installed "$dependency")" ] || echo "$dependency"
+done)
+[ -n "$missing" ] || exit 0
 
 as_root=
 if [ "$(id -u)" != 0 ]; then
   as_root=sudo
   command -v sudo > /dev/null || {
-    echo "Missing packages:$missing${boost:+ libboost1.81-dev}" >&2
+    echo "Missing packages:" $missing >&2
     echo "Run this as root, or install sudo." >&2
     exit 1
   }
 fi
 apt() { $as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -q "$@" < /dev/null; }
 apt update
-if [ -n "${boost:-}" ]; then
-  if apt-cache show libboost1.81-dev > /dev/null 2>&1; then
-    missing="$missing libboost1.81-dev"
-  else
-    missing="$missing libboost-dev"
-  fi
-fi
-echo "Installing:$missing"
+packages=$(echo "$missing" | while IFS= read -r dependency; do
+  package=$(first available "$dependency")
+  # What there is none of is asked for all the same, so that apt names it.
+  echo "${package:-$(echo "$dependency" | sed 's/^ *//; s/[ |].*//')}"
+done)
+echo "Installing:" $packages
 # shellcheck disable=SC2086
-apt install --no-install-recommends $missing
+apt install --no-install-recommends $packages

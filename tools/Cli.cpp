@@ -9,6 +9,7 @@
 #include "tools/CliOptions.hpp"
 #include "tools/Conditions.hpp"
 #include "tools/EvalTable.hpp"
+#include "tools/Generate.hpp"
 #include "tools/QuestionsCli.hpp"
 #include "tools/Report.hpp"
 #include "tools/Text.hpp"
@@ -271,6 +272,7 @@ int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, b
   defineConditions(app, options);
   defineQuestions(app, options.run, options.isQuiet);
   defineViews(app, options.run, options.isQuiet);
+  addGenerate(app, aStreams.out);
   try {
     app.parse(forCLI11(aArguments));
   } catch (const CLI::ParseError& error) {

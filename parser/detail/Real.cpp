@@ -31,8 +31,8 @@ bool isHuge(const char* aFirst, const char* aLast) {
   return place + exponent > 0;
 }
 
-// Reads digits; false where their number is out of the range of a double. Not every standard library
-// reads doubles in this way.
+// Reads digits; false where their number is out of the range of a double. Not every standard
+// library reads doubles in this way.
 bool readDigits(const char* aFirst, const char* aLast, double& aValue) {
 #ifdef KS_USE_FAST_FLOAT
   fast_float::from_chars(aFirst, aLast, aValue);

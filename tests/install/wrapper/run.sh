@@ -1,0 +1,19 @@
+#!/bin/sh
+# Builds a project that takes the library in, installs it, moves what was installed, and builds a user
+# of that.
+#   run.sh SCRATCH_DIR COMPILER
+set -eu
+scratch=$1 cxx=$2
+here=$(cd "$(dirname "$0")" && pwd)
+# Optimising would only make this slower: what is tested is what finds what.
+cmake -S "$here" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS=-O0
+cmake --build "$scratch/build"
+"$scratch/build/wrapper_main"
+
+rm -rf "$scratch/first" "$scratch/moved" "$scratch/user"
+cmake --install "$scratch/build" --prefix "$scratch/first" > "$scratch/install.log"
+mv "$scratch/first" "$scratch/moved"
+cmake -S "$here/user" -B "$scratch/user" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
+      -DCMAKE_PREFIX_PATH="$scratch/moved"
+cmake --build "$scratch/user"
+"$scratch/user/user"
