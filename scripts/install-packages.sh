@@ -1,7 +1,8 @@
 #!/bin/sh
 # Installs the Debian packages that packaging/control names under Build-Depends and that are missing:
 # as root, or with sudo. With nothing missing it asks nobody and needs no network. With
-# --without-tests those that only tests and documentation need (marked <!...>) are left out.
+# --without-tests those that only tests and documentation need (marked <!...>) are left out. Other
+# arguments are packages to install besides.
 set -eu
 
 if ! command -v dpkg-query > /dev/null; then
@@ -10,13 +11,17 @@ if ! command -v dpkg-query > /dev/null; then
 fi
 control=$(dirname "$0")/../packaging/control
 unwanted=
-if [ "${1:-}" = --without-tests ]; then unwanted='/<!/d'; fi
+if [ "${1:-}" = --without-tests ]; then
+  unwanted='/<!/d'
+  shift
+fi
 
 # One line for each dependency, such as "libboost1.81-dev | libboost-dev 1.81".
 dependencies() {
   sed -n '/^Build-Depends:/,/^$/ { s/^Build-Depends://; p; }' "$control" |
     tr ',\n' '\n ' | sed "$unwanted" | sed 's/<[^>]*>//g; s/(>= *\([^)]*\))/\1/g'
   echo # ends the last line
+  for package in "$@"; do echo "$package"; done
 }
 installed() { # PACKAGE [VERSION]
   status=$(dpkg-query -W -f '${db:Status-Status} ${Version}' "$1" 2> /dev/null) || return 1
@@ -35,7 +40,7 @@ first() { # TEST DEPENDENCY: the first of the alternatives for which the test ho
     fi
   done
 }
-missing=$(dependencies | while IFS= read -r dependency; do
+missing=$(dependencies "$@" | while IFS= read -r dependency; do
   [ -n "$(first installed "$dependency")" ] || echo "$dependency"
 done)
 [ -n "$missing" ] || exit 0

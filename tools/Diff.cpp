@@ -115,10 +115,10 @@ class Diff {
 
     template <class Store>
     void answer(const Store& aStore) {
-      const std::vector<Truth> verdicts = diff.decision.getDecider().decideAll(asked);
+      const std::vector<Truth> found = diff.decision.getDecider().decideAll(asked);
       for (std::size_t i = 0; i < blocks.size(); ++i) {
-        const Truth there = verdicts[2 * i];
-        const Truth back = verdicts[2 * i + 1];
+        const Truth there = found[2 * i];
+        const Truth back = found[2 * i + 1];
         const auto isPossible = [](Truth truth) {
           return truth == Truth::Sometimes || truth == Truth::Always;
         };

@@ -84,7 +84,7 @@ class QuestionsDefinition {
   // A question about one model; `aRun` takes an `Asking` and returns an exit status.
   template <class RunQuestion>
   CLI::App* add(const char* aName, const char* aHelp, const Choices<Format>& aFormats,
-                const RunQuestion& aRunQuestion) {
+                RunQuestion aRunQuestion) {
     CLI::App* command = app.add_subcommand(aName, aHelp);
     const auto store = options;
     command

@@ -51,7 +51,7 @@ constexpr OperatorStyle styleOf(SymbolicOp aOp, TextLayout aLayout) {
   OperatorStyle style;
   const char* spelling = operatorText(aOp).spelling(aLayout.mSyntax);
   if (spelling == nullptr) {
-    style.precedence = isLeaf(aOp) ? leafPrecedence : postfixPrecedence;
+    style.precedence = isLeaf(aOp) ? std::uint8_t{leafPrecedence} : std::uint8_t{postfixPrecedence};
     return style;
   }
   const bool joinsMember =

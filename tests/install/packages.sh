@@ -24,7 +24,7 @@ cd "$here/../.."
 build=$scratch/build
 mkdir -p "$scratch"
 {
-  cmake --preset package -B "$build" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS_RELEASE=-O0
+  cmake --fresh --preset package -B "$build" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS_RELEASE=-O0
   cmake --build "$build"
 } > "$scratch/build.log" 2>&1 || { tail -n 30 "$scratch/build.log"; exit 1; }
 rm -rf "$scratch/old" "$scratch/new"
@@ -35,7 +35,18 @@ for release in 1 2; do
   rm -r "$folder/_CPack_Packages"
 done
 names=$(for deb in "$scratch"/old/*.deb; do dpkg-deb -f "$deb" Package; done)
+rm -rf "$scratch/contents"
+mkdir "$scratch/contents"
+for deb in "$scratch"/old/*.deb; do dpkg-deb -x "$deb" "$scratch/contents/$(dpkg-deb -f "$deb" Package)"; done
 for deb in "$scratch"/old/*.deb; do
+  # The libraries of other packages of ours that this one loads are among what it depends on.
+  contents=$scratch/contents/$(dpkg-deb -f "$deb" Package)
+  for library in $(find "$contents" -type f \( -name 'lib*.so*' -o -name ksexpr -path '*/bin/*' \) \
+                        -exec readelf -d {} + | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u); do
+    for owner in $(cd "$scratch/contents" && find . -name "$library" | cut -d / -f 2); do
+      dpkg-deb -f "$deb" Depends | grep -q "$owner (" || fail "$deb does not say that it needs $owner"
+    done
+  done
   # The number at the end of a library's package is that in the names that programs ask for.
   for library in $(dpkg-deb -c "$deb" | sed -n 's|.*/lib[^/]*\.so\.\([0-9]*\) -> .*|\1|p'); do
     case $deb in */lib*"$library"_*) ;; *) fail "$deb holds a library of version $library" ;; esac
