@@ -55,12 +55,11 @@ std::vector<State> localStates(const Question& aQuestion, const Question::Tell& 
 }
 
 // The state of each block: the three-valued value of the conditions along its path, but for blocks
-// of which the model alone proves that they are never or always on.
+// of which the model alone proves that they are never or always on, by exact comparison.
 std::vector<State> statesOf(const Question& aQuestion, const Question::Tell& aTell) {
   const TypedModel& typed = aQuestion.getTyped();
   const Model& model = aQuestion.getModel();
   std::vector<State> states = localStates(aQuestion, aTell);
-  bool isAnyOpen = false;
   for (const KSBlock* block : typed.topDown()) {
     State& state = states[model.indexOf(*block)];
     if (block->parent != nullptr) {
@@ -68,13 +67,11 @@ std::vector<State> statesOf(const Question& aQuestion, const Question::Tell& aTe
       const bool isDecidedAbove = above == State::Inactive || above == State::Unknown;
       if (isDecidedAbove || state == State::Active) state = above;
     }
-    isAnyOpen = isAnyOpen || state == State::Open;
   }
-  if (!isAnyOpen) return states;
   Decision free(aQuestion, Decision::Values::Free);
   const std::vector<KS::Truth> verdicts = verdictsOf(typed, free);
   for (std::size_t i = 0; i < states.size(); ++i) {
-    if (states[i] != State::Open) continue;
+    if (states[i] == State::Unknown) continue;
     if (verdicts[i] == KS::Truth::Never) states[i] = State::Inactive;
     if (verdicts[i] == KS::Truth::Always) states[i] = State::Active;
   }

@@ -113,9 +113,8 @@ class ChangeSearch {
     return obstacle;
   }
 
-  Change makeChange(const Assignment& aValues, bool aIsFewest) const {
+  Change makeChange(const Assignment& aValues, bool aIsProven) const {
     Change change;
-    change.isFewest = aIsFewest;
     for (const auto& [variable, value] : aValues) {
       const VariableValue* given = question.getGiven().find(variable);
       if (given == nullptr) {
@@ -124,6 +123,8 @@ class ChangeSearch {
         change.changed.emplace_back(variable, value);
       }
     }
+    // Without a change the block is not on, so fewer than one do not turn it on.
+    change.isFewest = aIsProven || change.changed.size() <= 1;
     return change;
   }
 

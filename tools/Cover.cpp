@@ -71,6 +71,9 @@ class Cover {
  private:
   // The exclusions that are looked for by proof, for the bound.
   static constexpr std::size_t maxProofs = 2000;
+  // How often values are looked at to find those that are enough for a goal; after that, goals keep
+  // the values that were found for all variables of theirs.
+  std::size_t workLeft = 500000;
 
   void collectGoals() {
     for (const KSBlock& block : question.getModel().blocks) {
@@ -101,6 +104,9 @@ class Cover {
     std::vector<SymbolicExprId> needed = assumed;
     needed.push_back(nets[aGoal.net]);
     const KS::SymbolicExprProgram program(question.getTable(), needed);
+    const std::size_t work = found->size() * found->size();
+    if (work > workLeft) return;
+    workLeft -= work;
     for (const auto& [variable, value] : *found) {
       aGoal.values.erase(variable);
       const std::vector<Holds> truth = truthsOf(program, bindingsOf(aGoal.values));

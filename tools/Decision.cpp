@@ -74,8 +74,7 @@ bool Decision::isConsistent() const {
   return assumed.empty() || decider.decide(question.getTable().getIdTRUE()) != KS::Truth::Never;
 }
 
-void Decision::requireConsistency() const {
-  if (isConsistent()) return;
+std::string Decision::inconsistency() const {
   KS::SymbolicExprDecider free(question.getTable());
   setDomains(free);
   std::vector<SymbolicExprId> conditions = assumed;
@@ -88,9 +87,14 @@ void Decision::requireConsistency() const {
   for (const SymbolicExprId id : free.smallestContradiction(conditions).ids) {
     text += (text.empty() ? "" : ", ") + question.text(id);
   }
+  return printable(text);
+}
+
+void Decision::requireConsistency() const {
+  if (isConsistent()) return;
   throw AnswerError(
       printable(rules.getModel().path) +
-      ": nothing satisfies the constraints together with the values: " + printable(text));
+      ": nothing satisfies the constraints together with the values: " + inconsistency());
 }
 
 std::optional<Assignment> Decision::example(const std::vector<SymbolicExprId>& aHolding,

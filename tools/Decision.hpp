@@ -21,6 +21,8 @@ class Decision {
 
   /// Whether what is assumed can hold at all; if not, every verdict would be "never".
   bool isConsistent() const;
+  /// The fewest of what is assumed that exclude each other, as text; only where it cannot hold.
+  std::string inconsistency() const;
   /// Throws `AnswerError` where what is assumed excludes each other, and names it.
   void requireConsistency() const;
 

@@ -1,6 +1,7 @@
 #include "tools/Question.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -20,10 +21,13 @@ Question::Question(const Model& aModel, const QuestionRequest& aRequest,
                    KS::SymbolicExprTable& aTable, const Tell& aTell, const TypedModel* aOther)
     : layout(aRequest.layout), typed(aModel, aRequest.family, aTable, aTell), bindings(aTable) {
   if (aOther != nullptr) {
-    for (const Variable& variable : aOther->getVariables()) typed.addVariablesOf(variable.id);
+    for (const KSBlock& block : aOther->getModel().blocks) {
+      if (aOther->isAvailable(block)) typed.addVariablesOf(aOther->local(block));
+    }
   }
-  given.emplace(typed, aRequest.values, aTell);
+  // What is assumed has a say in which variables there are and of what kind.
   for (const std::string& text : aRequest.assumptions) assume(text, aTell);
+  given.emplace(typed, aRequest.values, aTell);
   bindConstants(typed, bindings);
   for (const auto& [variable, value] : given->all()) {
     bindValue(typed, bindings, variable->id, value);
@@ -82,7 +86,10 @@ SymbolicExprId Question::isValue(SymbolicExprId aVariable, const VariableValue& 
   if (const auto* name = std::get_if<std::string>(&aValue)) {
     value = KS::SymbolicString(table, *name).getId(table);
   } else {
-    value = KS::SymbolicDoubleValue(table, std::get<double>(aValue)).getId(table);
+    const double number = std::get<double>(aValue);
+    const bool isInt = std::floor(number) == number && std::abs(number) < 0x1p31;
+    value = isInt ? KS::SymbolicIntValue(table, static_cast<int>(number)).getId(table)
+                  : KS::SymbolicDoubleValue(table, number).getId(table);
   }
   return KS::SymbolicEqualExpr(table, aVariable, value).getId(table);
 }

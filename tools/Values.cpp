@@ -212,6 +212,8 @@ class FileReader {
       if (name.find(' ') != std::string_view::npos) return;
       value = "n";
     } else {
+      constexpr std::string_view exported = "export ";
+      if (aLine.substr(0, exported.size()) == exported) aLine.remove_prefix(exported.size());
       const std::size_t equals = aLine.find('=');
       if (equals == std::string_view::npos) {
         fail(aPlace, "expected NAME=VALUE");
@@ -219,6 +221,8 @@ class FileReader {
       }
       name = trimmed(aLine.substr(0, equals));
       value = trimmed(aLine.substr(equals + 1));
+      const std::size_t comment = std::min(value.find(" #"), value.find("\t#"));
+      value = trimmed(value.substr(0, comment));
     }
     const Variable* variable = model.findVariable(std::string(name));
     if (variable == nullptr) {

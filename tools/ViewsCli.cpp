@@ -77,8 +77,9 @@ void requireNoFile(const std::vector<std::string>& aExpressions) {
     std::error_code error;
     const bool isModel = text.size() > 5 && text.compare(text.size() - 5, 5, ".json") == 0;
     if (!isModel && !std::filesystem::is_regular_file(text, error)) continue;
-    throw UsageError("dot: \"" + shortened(text) + "\" is a file; \"ksexpr dot --model " +
-                     shortened(text) + "\" draws a model");
+    throw UsageError("dot: \"" + shortened(text) +
+                     "\" is the name of a file; \"ksexpr dot --model " + shortened(text) +
+                     "\" draws a model");
   }
 }
 

@@ -29,6 +29,7 @@ struct Answer {
   std::optional<Change> change;
   std::vector<BlockCondition> contradiction;
   bool isContradictionProven = false;
+  std::string brokenRules;  // what the values and what always holds have against each other
 };
 
 // The operands of a chain of conjunctions or disjunctions, from left to right.
@@ -85,7 +86,7 @@ Holds stateOf(const std::vector<Step>& aPath) {
 }
 
 Answer answer(const Question& aQuestion, const KSBlock& aBlock) {
-  Answer found{"unknown", pathOf(aQuestion, aBlock), std::nullopt, {}, false};
+  Answer found{"unknown", pathOf(aQuestion, aBlock), std::nullopt, {}, false, ""};
   const std::vector<SymbolicExprId> conditions = aQuestion.getTyped().path(aBlock);
   Decision free(aQuestion, Decision::Values::Free);
   free.requireConsistency();
@@ -103,6 +104,7 @@ Answer answer(const Question& aQuestion, const KSBlock& aBlock) {
   if (!decision.isConsistent()) {
     // No block is on under values that the constraints exclude.
     state = Holds::No;
+    found.brokenRules = decision.inconsistency();
   } else if (state == Holds::Open) {
     switch (decision.getDecider().decide(conditions)) {
       case Truth::Never: state = Holds::No; break;
@@ -163,6 +165,9 @@ std::string stepText(const Question& aQuestion, const Step& aStep) {
 // What follows from the path, a line each.
 std::string conclusion(const Question& aQuestion, const KSBlock& aBlock, const Answer& aAnswer) {
   std::string text = printable(aBlock.id) + " is " + aAnswer.state + '\n';
+  if (!aAnswer.brokenRules.empty()) {
+    text += "No block is on, because these exclude each other: " + aAnswer.brokenRules + '\n';
+  }
   if (!aAnswer.contradiction.empty()) {
     text += "It can never be on, because these exclude each other: " +
             blockConditionsText(aQuestion, aAnswer.contradiction) +

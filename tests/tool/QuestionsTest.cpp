@@ -69,6 +69,7 @@ TEST_F(KsExprQuestions, ValuesComeFromDefinitionsAndFiles) {
        "aaaii"},
       {file, "Mains=1\nMains=3\n# Site.remote is not set\n# Mains is not set at all\nNone=m",
        "aiooi"},
+      {file, "export Mains=1 # the first\nARCH=arm\t# the second\n", "aoaii"},
       {{"-D", "Mains=3", "--values", "values"}, "Mains=0", "aoooi"},
   };
   for (const Row& row : rows) {
@@ -202,6 +203,42 @@ TEST_F(KsExprQuestions, ActiveEvaluates) {
   EXPECT_EQ(states({"-D", "A=0", "-D", "N=3"}), "iii");
   EXPECT_EQ(json::parse(ask({"why", "--block", "b", "-D", "A=0", "--format", "json"}).out)["state"],
             "inactive");
+}
+
+// What is assumed says of what kind a variable is, and may bring variables of its own, however many
+// the model has.
+TEST_F(KsExprQuestions, AssumptionsHaveVariables) {
+  std::string condition = "X";
+  for (int count = 1; count < 18; ++count) {
+    write(modelOf({blockOf("a", "null", ", \"VV\": \"" + condition + "\"")}));
+    EXPECT_EQ(states({"-D", "X=1", "--assume", "E || F"}), "a") << count;
+    EXPECT_EQ(states({"-D", "X=6", "--assume", "X > 5"}), "a") << count;
+    condition += " || V" + std::to_string(count);
+  }
+  write(modelOf({blockOf("a", "null", ", \"VV\": \"X\"")}));
+  const Outcome broken = ask({"active", "-D", "X=1", "-D", "E=3", "--assume", "X == E"});
+  EXPECT_EQ(broken.status, 1);
+  EXPECT_THAT(broken.err, HasSubstr("together with the values: X == E, X == 1, E == 3\n"));
+  const Outcome why = ask({"why", "--block", "a", "-D", "X=1", "--assume", "X == 3"});
+  EXPECT_THAT(why.out, HasSubstr("a is inactive\nNo block is on, because these exclude each other: "
+                                 "X == 3, X == 1\nIt would be on with X=3; no fewer changes do\n"));
+}
+
+// A variable that only the older model has is of the kind that it has there.
+TEST_F(KsExprQuestions, DifferencesOfVariablesThatAreGone) {
+  const auto changed = [](const std::string& older, const std::string& newer,
+                          const std::vector<std::string>& options) {
+    write(modelOf({blockOf("a", "null", ", \"VV\": \"" + older + "\"")}));
+    std::ofstream("new.json") << modelOf({blockOf("a", "null", ", \"VV\": \"" + newer + "\"")});
+    std::vector<std::string> arguments{"diff", "new.json", "--format", "json"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return json::parse(ask(arguments).out)[0];
+  };
+  EXPECT_EQ(changed("V > 5 && X", "X", {"-D", "V=6"})["change"], "spelling");
+  EXPECT_EQ(changed("V > 5 && X", "X", {})["witness"], json::parse("{\"X\": true, \"V\": 5}"));
+  const json dead = changed("V > 5 && X", "X && 1 == 2", {});
+  EXPECT_EQ(dead["newlyNever"], true);
+  EXPECT_EQ(dead["witness"], json::parse("{\"X\": true, \"V\": 6}"));
 }
 
 TEST_F(KsExprQuestions, AListIsNoTruthValue) {

@@ -110,8 +110,8 @@ TEST_F(KsExprTree, DotTellsOfFiles) {
     const Outcome found = run({"dot", name});
     EXPECT_EQ(found.status, 2);
     EXPECT_EQ(found.out, "");
-    EXPECT_EQ(found.err, "dot: \"" + name + "\" is a file; \"ksexpr dot --model " + name +
-                             "\" draws a model\n");
+    EXPECT_EQ(found.err, "dot: \"" + name + "\" is the name of a file; \"ksexpr dot --model " +
+                             name + "\" draws a model\n");
   }
   EXPECT_EQ(run({"dot", "plains"}).status, 0);
   EXPECT_EQ(run({"dot", "a", "--model", "model.json"}).status, 2);

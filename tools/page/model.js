@@ -109,8 +109,8 @@ class Model {
     return condition === badCondition ? "none" : this.machine.truth(this.cells[condition]);
   }
 
-  // Works out the states, from what the values say of each path; what they leave open may never hold,
-  // or always.
+  // Works out the states, from what the values say of each path, and from what is proven never or
+  // always to hold.
   update() {
     this.machine.run();
     const found = new Array(this.size);
@@ -122,7 +122,7 @@ class Model {
     }
     const verdictOf = this.data.blocks.verdict;
     for (let block = 0; block < this.size; ++block) {
-      if (found[block] !== "o") continue;
+      if (found[block] === "?") continue;
       if (verdictOf[block] === "n") found[block] = "i";
       if (verdictOf[block] === "a") found[block] = "a";
     }
