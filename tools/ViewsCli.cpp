@@ -1,6 +1,5 @@
 #include "tools/ViewsCli.hpp"
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -85,18 +84,31 @@ void requireNoFile(const std::vector<std::string>& aExpressions) {
 
 #ifdef KSEXPR_DECIDES
 
-// A whole file or none: it gets its name when it is complete.
-void writeFile(const std::string& aPath, const std::string& aContent) {
-  const std::string unfinished = aPath + ".part";
-  std::ofstream file(unfinished, std::ios::binary);
+bool isWritten(const std::filesystem::path& aPath, const std::string& aContent) {
+  std::ofstream file(aPath, std::ios::binary);
   file << aContent;
   file.close();
+  return !file.fail();
+}
+
+// A whole file or none: it gets its name when it is complete. A device or a pipe keeps its own, and
+// so does a link.
+void writeFile(const std::string& aPath, const std::string& aContent) {
+  namespace fs = std::filesystem;
   std::error_code error;
-  if (file) std::filesystem::rename(unfinished, aPath, error);
-  if (!file || error) {
-    std::remove(unfinished.c_str());
-    throw AnswerError("cannot write " + printable(aPath));
+  const fs::path target = fs::is_symlink(aPath, error) ? fs::weakly_canonical(aPath, error) : aPath;
+  bool isDone = false;
+  if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
+    isDone = isWritten(target, aContent);
+  } else {
+    fs::path unfinished = target;
+    unfinished += ".part";
+    isDone = isWritten(unfinished, aContent);
+    if (isDone) fs::rename(unfinished, target, error);
+    isDone = isDone && !error;
+    if (!isDone) fs::remove(unfinished, error);
   }
+  if (!isDone) throw AnswerError("cannot write " + printable(aPath));
 }
 
 void writeReport(const ViewOptions& aOptions, Streams& aStreams, bool& aHasFailed) {

@@ -488,6 +488,13 @@ TEST_F(KsExprPage, IsWrittenWholeOrNotAtAll) {
   EXPECT_THAT(failed.err, HasSubstr("cannot write missing/page.html"));
   std::filesystem::create_directory("taken");
   EXPECT_EQ(run({"report", "model.json", "-o", "taken"}).status, 1);
+  // Devices and links stay what they are.
+  std::filesystem::create_symlink("page.html", "link.html");
+  EXPECT_EQ(run({"report", "model.json", "-o", "link.html"}).status, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink("link.html"));
+  std::filesystem::create_symlink("/dev/full", "full");
+  EXPECT_EQ(run({"report", "model.json", "-o", "full"}).status, 1);
+  EXPECT_TRUE(std::filesystem::is_character_file("full"));
   EXPECT_FALSE(std::filesystem::exists("taken.part"));
   EXPECT_EQ(run({"report", "model.json"}).status, 2);
 }
