@@ -96,7 +96,8 @@ bool isWritten(const std::filesystem::path& aPath, const std::string& aContent) 
 void writeFile(const std::string& aPath, const std::string& aContent) {
   namespace fs = std::filesystem;
   std::error_code error;
-  const fs::path target = fs::is_symlink(aPath, error) ? fs::weakly_canonical(aPath, error) : aPath;
+  fs::path target = aPath;
+  if (fs::is_symlink(target, error)) target = fs::weakly_canonical(target, error);
   bool isDone = false;
   if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
     isDone = isWritten(target, aContent);
