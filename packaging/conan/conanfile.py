@@ -35,6 +35,7 @@ class KSSymbolicExprConan(ConanFile):
         if self.options.tool:
             self.requires("cli11/[>=2.3]")
             self.requires("nlohmann_json/[>=3.11]")
+            self.requires("libunistring/[>=0.9.10]")
 
     def layout(self):
         cmake_layout(self)
