@@ -79,14 +79,19 @@ void addChoices(CLI::App& aCommand, const std::string& aName, const char* aHelp,
 /// What a command says of the model that it takes.
 inline constexpr const char* modelHelp = "The model file (JSON), or - for standard input";
 
-/// Adds how a command's tables fit a screen.
-inline void addTableOptions(CLI::App& aCommand, Layout& aLayout) {
+/// Adds how wide a command's answer may be.
+inline void addWidth(CLI::App& aCommand, Layout& aLayout) {
   aCommand
-      .add_option("--width", aLayout.width,
-                  "The columns that a table may take, 0 for no limit (default: those of the "
-                  "terminal)")
+      .add_option(
+          "--width", aLayout.width,
+          "The columns that a row may take, 0 for no limit (default: those of the terminal)")
       ->type_name("N")
       ->check(CLI::Range(std::size_t{0}, maxTableWidth).description(""));
+}
+
+/// Adds how a command's tables fit a screen.
+inline void addTableOptions(CLI::App& aCommand, Layout& aLayout) {
+  addWidth(aCommand, aLayout);
   CLI::Option* const wrap = aCommand.add_flag_callback(
       "--wrap", [&aLayout] { aLayout.fit = Fit::Wrap; },
       "Wrap texts that are wider than their column (default)");

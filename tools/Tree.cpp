@@ -108,6 +108,7 @@ std::string writeTree(const TypedModel& aModel, const TreeRequest& aRequest, std
     if (isFolded(entry, aRequest)) {
       line += "  (" + counted(entry.numBelow, "block") + " below)";
     }
+    if (aRequest.width > 0) line = cutToWidth(line, aRequest.width);
     send(aOut, line + '\n');
   }
   if (!aOut.flush()) throw WriteError();

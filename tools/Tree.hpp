@@ -26,6 +26,7 @@ std::vector<TreeEntry> treeOf(const Model& aModel);
 struct TreeRequest {
   std::optional<std::size_t> maxDepth;
   bool cForm = false;
+  std::size_t width = 0;  ///< the columns that a row may take, 0 for no limit; longer ones are cut
 };
 
 /// Draws the tree with lines, each block with its own condition behind it. A block whose inner ones

@@ -146,11 +146,12 @@ void defineViews(CLI::App& aApp, Run& aRun, bool& aQuiet) {
   CLI::App* report =
       aApp.add_subcommand("report", "Write a page about a model that a browser shows on its own");
   for (CLI::App* const command : {tree, report}) {
-    command->add_option("MODEL", options->request.path, "The model file (JSON)")->required();
+    command->add_option("MODEL", options->request.path, modelHelp)->required();
     addFamily(*command, options);
     addQuiet(*command, aQuiet);
   }
   addDepth(*tree, options);
+  addWidth(*tree, options->request.layout);
   addForm(*tree, options);
   report->add_option("-o", options->outputPath, "The page; \"-\" is standard output")
       ->type_name("FILE.html")
@@ -158,6 +159,7 @@ void defineViews(CLI::App& aApp, Run& aRun, bool& aQuiet) {
   tree->callback([&aRun, options] {
     aRun = [options](Streams& streams, bool& hasFailed) {
       showTree(*options, streams, hasFailed, [&](const TypedModel& model) {
+        options->tree.width = options->request.layout.on(streams).room();
         const std::string summary = writeTree(model, options->tree, streams.out);
         if (!streams.isQuiet) streams.err << summary;
       });

@@ -47,6 +47,12 @@ TEST_F(KsExprTree, IsDrawnWithLinesAndConditions) {
   EXPECT_EQ(drawn(stations, {"--family", "cg", "--depth", "1"}),
             "Top  (3 blocks below)\n"
             "Other  (1 block below)\n");
+  EXPECT_EQ(drawn(stations, {"--depth", "2", "--width", "12"}),
+            "Top\n"
+            "├─ Inner  b…\n"
+            "└─ Leaf\n"
+            "Other  ~A\n"
+            "└─ Last\n");
   EXPECT_EQ(drawn(modelOf({}), {}), "");
   EXPECT_EQ(run({"tree", "model.json", "--depth", "0"}).status, 2);
 }
