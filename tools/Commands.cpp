@@ -52,8 +52,7 @@ class Answering {
       if (id != KS::invalidSymbolicExprId) {
         text = command.answer({table, id, request, bindings});
       } else if (const auto error = parse.diagnose(aText)) {
-        problem = diagnostic(aSource, aLine, aText, error->offset, "expected " + error->expected) +
-                  noteLine(error->note);
+        problem = diagnostic(aSource, aLine, aText, *error);
       }
     } catch (const std::exception& error) {
       problem = diagnostic(aSource, aLine, aText, 0, shortened(error.what()));
@@ -126,6 +125,13 @@ Definitions::Definitions(const Request& aRequest) : cSyntax(aRequest.from == For
   for (const std::string& definition : aRequest.bindings) add(definition);
 }
 
+UsageError noExpression(const std::string& aSource, const std::string& aText,
+                        const KS::SymbolicExprParseError& aError) {
+  std::string message = diagnostic(aSource, 1, aText, aError);
+  message.pop_back();  // whoever tells it ends the line
+  return UsageError(message);
+}
+
 void Definitions::add(const std::string& aDefinition) {
   const std::size_t equals = aDefinition.find('=');
   const std::string name = aDefinition.substr(0, equals);
@@ -141,11 +147,7 @@ void Definitions::add(const std::string& aDefinition) {
   }
   const std::string text = aDefinition.substr(equals + 1);
   if (const auto error = parse.diagnose(text)) {
-    std::string message = diagnostic("<-D " + shortened(name) + '>', 1, text, error->offset,
-                                     "expected " + error->expected) +
-                          noteLine(error->note);
-    message.pop_back();
-    throw UsageError(message);
+    throw noExpression("<-D " + shortened(name) + '>', text, *error);
   }
   const bool isTwice = std::any_of(values.begin(), values.end(),
                                    [nameId](const auto& value) { return value.first == nameId; });

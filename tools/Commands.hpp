@@ -12,6 +12,7 @@
 
 #include "base/SymbolicExprTable.hpp"
 #include "eval/SymbolicExprBindings.hpp"
+#include "parser/SymbolicExprParser.hpp"
 
 namespace ksexpr {
 
@@ -39,6 +40,9 @@ class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+/// The error about a text of the command line, called `aSource`, that is no expression.
+UsageError noExpression(const std::string& aSource, const std::string& aText,
+                        const KS::SymbolicExprParseError& aError);
 
 /// A question that can't be answered; the message is fit for a terminal. The exit status is 1.
 class AnswerError : public std::runtime_error {

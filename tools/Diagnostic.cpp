@@ -89,6 +89,12 @@ std::string ProblemCounts::remaining(const std::string& aSource) const {
   return out;
 }
 
+std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::string_view aText,
+                       const KS::SymbolicExprParseError& aError) {
+  return diagnostic(aSource, aFirstLine, aText, aError.offset, "expected " + aError.expected) +
+         noteLine(aError.note);
+}
+
 std::string noteLine(const std::string& aNote) {
   return aNote.empty() ? std::string() : "note: " + aNote + '\n';
 }

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "parser/SymbolicExprParser.hpp"
+
 namespace ksexpr {
 
 /// A place in a text, both counted from 1; columns count characters, not bytes.
@@ -39,6 +41,9 @@ std::string excerpt(std::string_view aText, std::size_t aOffset);
 /// is line `aFirstLine` of the source.
 std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::string_view aText,
                        std::size_t aOffset, const std::string& aMessage);
+/// The same for a text that is no expression, with the note that belongs to it.
+std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::string_view aText,
+                       const KS::SymbolicExprParseError& aError);
 
 /// Counts problems by kind. One fault may cause as many as there are blocks, and more than a few
 /// would hide those of other kinds.

@@ -200,13 +200,10 @@ void answerTable(const Request& aRequest, Streams& aStreams, bool& aHasFailed) {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const SymbolicExprId id = parse(texts[i]);
     if (id == KS::invalidSymbolicExprId) {
-      const auto error = parse.diagnose(texts[i]);
       const bool isArgument = !aRequest.expressions.empty();
       aStreams.err << diagnostic(
-                          isArgument ? "<argument " + std::to_string(i + 1) + '>' : "<stdin>",
-                          isArgument ? 1 : i + 1, texts[i], error->offset,
-                          "expected " + error->expected)
-                   << noteLine(error->note);
+          isArgument ? "<argument " + std::to_string(i + 1) + '>' : "<stdin>",
+          isArgument ? 1 : i + 1, texts[i], *parse.diagnose(texts[i]));
       aHasFailed = true;
     }
     roots.push_back(id == KS::invalidSymbolicExprId ? id : toOperators(table, id, aRequest.from));

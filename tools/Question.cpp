@@ -39,12 +39,7 @@ void Question::assume(const std::string& aText, const Tell& aTell) {
   const KS::SymbolicExprParser parse(table, false);
   const SymbolicExprId id = parse(aText);
   if (id == KS::invalidSymbolicExprId) {
-    const auto error = parse.diagnose(aText);
-    std::string message =
-        diagnostic("<--assume>", 1, aText, error->offset, "expected " + error->expected) +
-        noteLine(error->note);
-    message.pop_back();
-    throw UsageError(message);
+    throw noExpression("<--assume>", aText, *parse.diagnose(aText));
   }
   const SymbolicExprId condition = KS::SymbolicExprM2C(table)(id);
   std::vector<SymbolicExprId> variables;

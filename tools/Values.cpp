@@ -327,11 +327,7 @@ void GivenValues::define(const std::string& aDefinition, const Tell& aTell) {
   }
   const std::string text = aDefinition.substr(equals + 1);
   if (const auto error = parse.diagnose(text)) {
-    std::string message = diagnostic("<-D " + shortened(name) + '>', 1, text, error->offset,
-                                     "expected " + error->expected) +
-                          noteLine(error->note);
-    message.pop_back();
-    throw UsageError(message);
+    throw noExpression("<-D " + shortened(name) + '>', text, *error);
   }
   const Variable* variable = model.findVariable(name);
   if (variable == nullptr) {
