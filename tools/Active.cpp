@@ -15,9 +15,7 @@ using KS::SymbolicExprId;
 
 namespace {
 
-constexpr const char* notKnown = "?";
-enum class State { Inactive, Active, Open, Unknown };
-constexpr const char* stateNames[] = {"inactive", "active", "open", notKnown};  // by State
+constexpr const char* notKnown = stateNames[static_cast<std::size_t>(State::Unknown)];
 
 // The three-valued value of each block's own condition. One whose value is no truth value, such as
 // a list, is unknown, and told of.
@@ -78,59 +76,73 @@ std::vector<State> statesOf(const Question& aQuestion, const Question::Tell& aTe
   return states;
 }
 
-}  // namespace
-
-std::string answerActive(const Question& aQuestion, bool aResidual, const Question::Tell& aTell,
-                         std::ostream& aOut) {
+// The conditions under which blocks are active, as `ActiveAnswer` has them.
+std::vector<std::optional<std::string>> residualsOf(const Question& aQuestion,
+                                                    const std::vector<State>& aStates,
+                                                    const Question::Tell& aTell) {
   const TypedModel& typed = aQuestion.getTyped();
   const Model& model = aQuestion.getModel();
-  const Layout& layout = aQuestion.getLayout();
-  Decision(aQuestion, Decision::Values::Given).requireConsistency();
-  const std::vector<State> states = statesOf(aQuestion, aTell);
-
-  std::vector<std::string> residuals(model.blocks.size());
-  if (aResidual || layout.format == Format::Json) {
-    Residuals residual(typed, aQuestion.getBindings(), layout.cForm);
-    ProblemCounts problems;
-    for (const KSBlock* block : typed.topDown()) {
-      const std::size_t index = model.indexOf(*block);
-      if (states[index] != State::Open) continue;
-      try {
-        residuals[index] = residual.text(*block);
-      } catch (const std::length_error& error) {
-        residuals[index] = notKnown;
-        if (!problems.add("residual conditions that are too large")) continue;
-        aTell(conditionProblem(model, *block, typed.getFamily(), shortened(error.what())));
-      }
+  std::vector<std::optional<std::string>> texts(aStates.size());
+  Residuals residual(typed, aQuestion.getBindings(), aQuestion.getLayout().cForm);
+  ProblemCounts problems;
+  for (const KSBlock* block : typed.topDown()) {
+    std::optional<std::string>& text = texts[model.indexOf(*block)];
+    switch (aStates[model.indexOf(*block)]) {
+      case State::Inactive: text = "false"; break;
+      case State::Active: text = ""; break;
+      case State::Unknown: break;
+      case State::Open: try { text = residual.text(*block);
+        } catch (const std::length_error& error) {
+          if (!problems.add("residual conditions that are too large")) continue;
+          aTell(conditionProblem(model, *block, typed.getFamily(), shortened(error.what())));
+        }
     }
-    const std::string remaining = problems.remaining(model.path);
-    if (!remaining.empty()) aTell(remaining);
   }
+  const std::string remaining = problems.remaining(model.path);
+  if (!remaining.empty()) aTell(remaining);
+  return texts;
+}
 
-  std::size_t counts[4] = {};
+}  // namespace
+
+ActiveAnswer answerActive(const Question& aQuestion, bool aWithResiduals,
+                          const Question::Tell& aTell) {
+  Decision(aQuestion, Decision::Values::Given).requireConsistency();
+  ActiveAnswer answer{statesOf(aQuestion, aTell), std::nullopt};
+  if (aWithResiduals) answer.residuals = residualsOf(aQuestion, answer.states, aTell);
+  return answer;
+}
+
+std::string writeActive(const Question& aQuestion, const ActiveAnswer& aAnswer,
+                        std::ostream& aOut) {
+  const Model& model = aQuestion.getModel();
+  const Layout& layout = aQuestion.getLayout();
+  const bool withResiduals = aAnswer.residuals.has_value();
+  std::size_t counts[std::size(stateNames)] = {};
   std::vector<Row> rows;
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
   for (const KSBlock& block : model.blocks) {
     const std::size_t index = model.indexOf(block);
-    const State state = states[index];
+    const State state = aAnswer.states[index];
     ++counts[static_cast<std::size_t>(state)];
-    const bool isKnown = state != State::Unknown;
     const char* const name = stateNames[static_cast<std::size_t>(state)];
-    const std::string& residual = residuals[index];
+    const std::optional<std::string> residual =
+        withResiduals ? (*aAnswer.residuals)[index] : std::nullopt;
     const std::string parent(block.parent == nullptr ? "" : block.parent->id);
     if (layout.format == Format::Json) {
       nlohmann::ordered_json entry{{"block", block.id}, {"parent", nullptr}};
       if (block.parent != nullptr) entry["parent"] = parent;
-      entry["state"] = isKnown ? nlohmann::ordered_json(name) : nullptr;
-      entry["residual"] = state == State::Inactive ? "false" : residual;
-      if (!isKnown || residual == notKnown) entry["residual"] = nullptr;
+      entry["state"] = state == State::Unknown ? nullptr : nlohmann::ordered_json(name);
+      entry["residual"] = residual ? nlohmann::ordered_json(*residual) : nullptr;
       json.push_back(std::move(entry));
     } else if (layout.format == Format::Csv) {
       rows.push_back({std::string(block.id), parent, name});
-      if (aResidual) rows.back().push_back(state == State::Inactive ? "false" : residual);
+      if (withResiduals)
+        rows.back().push_back(residual.value_or(state == State::Open ? notKnown : ""));
     } else {
       rows.push_back({indentOf(block) + printable(block.id), name});
-      if (aResidual) rows.back().push_back(residual);
+      if (withResiduals)
+        rows.back().push_back(state == State::Open ? residual.value_or(notKnown) : "");
     }
   }
   if (layout.format == Format::Json) {
@@ -138,7 +150,7 @@ std::string answerActive(const Question& aQuestion, bool aResidual, const Questi
   } else {
     Row tableHeader{"BLOCK", "STATE"};
     Row csvHeader{"block", "parent", "state"};
-    if (aResidual) {
+    if (withResiduals) {
       tableHeader.push_back("RESIDUAL");
       csvHeader.push_back("residual");
     }

@@ -15,17 +15,6 @@ using KS::Truth;
 
 namespace {
 
-struct Entry {
-  const KSBlock* block;
-  Finding finding;
-  std::vector<BlockCondition> because{};
-  bool isInherited = false;
-  std::vector<SymbolicExprId> terms{};
-  // Of variants.
-  std::vector<const KSBlock*> children{};
-  NamedValues witness{};
-};
-
 class Check {
  public:
   Check(const Question& aQuestion, const CheckRequest& aRequest)
@@ -39,8 +28,12 @@ class Check {
     checkVariants(aRequest.variants);
   }
 
-  // By block.
-  const std::vector<std::vector<Entry>>& all() const { return entries; }
+  // In the order of blocks.
+  std::vector<CheckEntry> all() const {
+    std::vector<CheckEntry> found;
+    for (const auto& ofBlock : entries) found.insert(found.end(), ofBlock.begin(), ofBlock.end());
+    return found;
+  }
 
  private:
   SymbolicExprId negated(SymbolicExprId aId) const {
@@ -51,15 +44,15 @@ class Check {
     return aBlock.parent == nullptr ? std::vector<SymbolicExprId>() : typed.path(*aBlock.parent);
   }
 
-  Entry& add(const KSBlock& aBlock, Finding aFinding) {
+  CheckEntry& add(const KSBlock& aBlock, Finding aFinding) {
     auto& found = entries[model.indexOf(aBlock)];
     found.push_back({&aBlock, aFinding});
     return found.back();
   }
 
-  const Entry* find(const KSBlock* aBlock, Finding aFinding) const {
+  const CheckEntry* find(const KSBlock* aBlock, Finding aFinding) const {
     if (aBlock == nullptr) return nullptr;
-    for (const Entry& entry : entries[model.indexOf(*aBlock)]) {
+    for (const CheckEntry& entry : entries[model.indexOf(*aBlock)]) {
       if (entry.finding == aFinding) return &entry;
     }
     return nullptr;
@@ -98,8 +91,8 @@ class Check {
   void checkBlock(const KSBlock& aBlock, Truth aCanFail) {
     const Truth found = verdict(aBlock);
     if (found == Truth::Never) {
-      const Entry* above = find(aBlock.parent, Finding::Never);
-      Entry& entry = add(aBlock, Finding::Never);
+      const CheckEntry* above = find(aBlock.parent, Finding::Never);
+      CheckEntry& entry = add(aBlock, Finding::Never);
       entry.isInherited = above != nullptr;
       if (above != nullptr) {
         entry.because = above->because;
@@ -116,14 +109,14 @@ class Check {
       std::vector<SymbolicExprId> ids = pathAbove(aBlock);
       ids.push_back(negated(typed.local(aBlock)));
       const auto contradiction = decision.getDecider().smallestContradiction(ids);
-      Entry& entry = add(aBlock, Finding::Implied);
+      CheckEntry& entry = add(aBlock, Finding::Implied);
       if (aBlock.parent != nullptr) {
         entry.because = blocksOf(question, *aBlock.parent, contradiction.ids);
       }
     }
     if (found == Truth::Unknown || aCanFail == Truth::Unknown) {
-      const Entry* above = find(aBlock.parent, Finding::Unknown);
-      Entry& entry = add(aBlock, Finding::Unknown);
+      const CheckEntry* above = find(aBlock.parent, Finding::Unknown);
+      CheckEntry& entry = add(aBlock, Finding::Unknown);
       entry.isInherited = above != nullptr;
       entry.terms = decision.getDecider().unknownTerms(typed.path(aBlock));
     }
@@ -182,7 +175,7 @@ class Check {
                    const std::vector<const KSBlock*>& aChildren,
                    const std::optional<NamedValues>& aWitness,
                    const std::vector<SymbolicExprId>& aConditions) {
-    Entry& entry = add(aBlock, aWitness ? aFinding : Finding::Unknown);
+    CheckEntry& entry = add(aBlock, aWitness ? aFinding : Finding::Unknown);
     entry.children = aChildren;
     if (aWitness) {
       entry.witness = *aWitness;
@@ -196,10 +189,10 @@ class Check {
   const Model& model;
   Decision decision;
   std::vector<Truth> verdicts;
-  std::vector<std::vector<Entry>> entries;
+  std::vector<std::vector<CheckEntry>> entries;
 };
 
-std::string childrenText(const Entry& aEntry) {
+std::string childrenText(const CheckEntry& aEntry) {
   std::string text;
   for (const KSBlock* child : aEntry.children) {
     text += (text.empty() ? "" : ", ") + printable(child->id);
@@ -208,7 +201,7 @@ std::string childrenText(const Entry& aEntry) {
 }
 
 // What speaks for the finding, as one text.
-std::string reason(const Question& aQuestion, const Entry& aEntry) {
+std::string reason(const Question& aQuestion, const CheckEntry& aEntry) {
   std::string text = childrenText(aEntry);
   if (!text.empty()) {
     text = (aEntry.finding == Finding::Gap ? "none of " : "") + text;
@@ -224,7 +217,7 @@ std::string reason(const Question& aQuestion, const Entry& aEntry) {
   return text;
 }
 
-nlohmann::ordered_json entryJson(const Question& aQuestion, const Entry& aEntry,
+nlohmann::ordered_json entryJson(const Question& aQuestion, const CheckEntry& aEntry,
                                  std::size_t aLine) {
   nlohmann::ordered_json json{{"block", aEntry.block->id},
                               {"verdict", findingNames[static_cast<std::size_t>(aEntry.finding)]}};
@@ -246,10 +239,13 @@ nlohmann::ordered_json entryJson(const Question& aQuestion, const Entry& aEntry,
 
 }  // namespace
 
-CheckResult answerCheck(const Question& aQuestion, const CheckRequest& aRequest,
-                        std::ostream& aOut) {
+std::vector<CheckEntry> answerCheck(const Question& aQuestion, const CheckRequest& aRequest) {
+  return Check(aQuestion, aRequest).all();
+}
+
+CheckResult writeCheck(const Question& aQuestion, const CheckRequest& aRequest,
+                       const std::vector<CheckEntry>& aEntries, std::ostream& aOut) {
   const Layout& layout = aQuestion.getLayout();
-  const Check check(aQuestion, aRequest);
   const Lines lines(aQuestion.getModel().text);
   const auto lineOf = [&](const KSBlock& block) {
     return lines.lineOf(aQuestion.getModel().offsetOf(block.id));
@@ -258,24 +254,22 @@ CheckResult answerCheck(const Question& aQuestion, const CheckRequest& aRequest,
   std::vector<Row> rows;
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
   std::size_t counts[std::size(findingNames)] = {};
-  for (const auto& entries : check.all()) {
-    for (const Entry& entry : entries) {
-      ++counts[static_cast<std::size_t>(entry.finding)];
-      result.isFailed = result.isFailed || aRequest.failOn.count(entry.finding) != 0;
-      const std::string name = findingNames[static_cast<std::size_t>(entry.finding)];
-      if (layout.format == Format::Json) {
-        json.push_back(entryJson(aQuestion, entry, lineOf(*entry.block)));
-        continue;
-      }
-      const std::string line = std::to_string(lineOf(*entry.block));
-      const std::string text = reason(aQuestion, entry);
-      if (layout.format == Format::Csv) {
-        rows.push_back(
-            {std::string(entry.block->id), name, line, entry.isInherited ? "true" : "false", text});
-      } else {
-        rows.push_back({printable(entry.block->id), line,
-                        name + (entry.isInherited ? " (inherited)" : ""), text});
-      }
+  for (const CheckEntry& entry : aEntries) {
+    ++counts[static_cast<std::size_t>(entry.finding)];
+    result.isFailed = result.isFailed || aRequest.failOn.count(entry.finding) != 0;
+    const std::string name = findingNames[static_cast<std::size_t>(entry.finding)];
+    if (layout.format == Format::Json) {
+      json.push_back(entryJson(aQuestion, entry, lineOf(*entry.block)));
+      continue;
+    }
+    const std::string line = std::to_string(lineOf(*entry.block));
+    const std::string text = reason(aQuestion, entry);
+    if (layout.format == Format::Csv) {
+      rows.push_back(
+          {std::string(entry.block->id), name, line, entry.isInherited ? "true" : "false", text});
+    } else {
+      rows.push_back({printable(entry.block->id), line,
+                      name + (entry.isInherited ? " (inherited)" : ""), text});
     }
   }
   if (layout.format == Format::Json) {

@@ -23,6 +23,17 @@ struct CheckRequest {
   std::set<Finding> failOn;
 };
 
+/// A finding about a block, or about the variants below it.
+struct CheckEntry {
+  const KSBlock* block;
+  Finding finding;
+  std::vector<BlockCondition> because{};    ///< what proves it
+  bool isInherited = false;                 ///< whether a block above has it, too
+  std::vector<KS::SymbolicExprId> terms{};  ///< what stands in the way of an answer
+  std::vector<const KSBlock*> children{};   ///< the variants that it is about
+  NamedValues witness{};                    ///< values that show it of variants
+};
+
 /// What a check has come to.
 struct CheckResult {
   std::string summary;
@@ -32,9 +43,12 @@ struct CheckResult {
 
 /// Finds blocks that can never be on, that always are although they have a condition, conditions
 /// that the path implies already, and what could not be decided; of variants those that can be on
-/// together, and values under which none is although the block is. Throws `WriteError`, and
-/// `AnswerError` for a block that does not exist.
-CheckResult answerCheck(const Question& aQuestion, const CheckRequest& aRequest,
-                        std::ostream& aOut);
+/// together, and values under which none is although the block is. The findings come by block, in
+/// file order. Throws `AnswerError` for a block that does not exist.
+std::vector<CheckEntry> answerCheck(const Question& aQuestion, const CheckRequest& aRequest);
+
+/// Writes the findings. Throws `WriteError`.
+CheckResult writeCheck(const Question& aQuestion, const CheckRequest& aRequest,
+                       const std::vector<CheckEntry>& aEntries, std::ostream& aOut);
 
 }  // namespace ksexpr

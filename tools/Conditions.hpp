@@ -77,6 +77,15 @@ class Conditions {
   /// second call only repeats what is known.
   void forEach(const std::function<void(const KSBlock&, const BlockConditions&)>& aUse);
 
+  /// The canonical conditions of a block, answered with those of the blocks above it.
+  const BlockConditions& answer(const KSBlock& aBlock);
+  /// The table of the canonical conditions.
+  const KS::SymbolicExprTable& canonicalTable() const { return service.getTable(); }
+  /// The compact form of an answered block's net condition, which is available.
+  KS::SymbolicExprId compactNet(const KSBlock& aBlock, Family aFamily);
+  /// The table of the compact forms.
+  const KS::SymbolicExprTable& compactTable() const { return readableTable; }
+
   /// Whether a condition is always true.
   bool isTrue(ConditionId aId) const { return aId == idTRUE; }
   /// The number of a block's local or net condition in the style that is asked for: equal numbers
@@ -136,7 +145,6 @@ class Conditions {
 
   void select();
   std::vector<bool> belowTop() const;
-  const BlockConditions& answer(const KSBlock& aBlock);
   void answerBelowParent(const KSBlock& aBlock);
   ConditionId ask(const KSBlock& aBlock, Family aFamily, bool aIsNet);
   void tellFailure(const KSBlock& aBlock, Family aFamily, const std::string& aMessage);
@@ -150,7 +158,6 @@ class Conditions {
   KS::SymbolicExprId typedLocal(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId typedNet(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId compactLocal(const KSBlock& aBlock, Family aFamily);
-  KS::SymbolicExprId compactNet(const KSBlock& aBlock, Family aFamily);
   std::string readableText(KS::SymbolicExprId aId, bool aCForm);
 
   const Model& model;

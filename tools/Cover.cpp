@@ -264,44 +264,55 @@ class Cover {
   std::size_t bound = 0;
 };
 
-NamedValues namedOf(const Question& aQuestion, const Configuration& aConfiguration) {
-  return aQuestion.named(Assignment(aConfiguration.values.begin(), aConfiguration.values.end()),
-                         {});
+nlohmann::ordered_json idsJson(const std::vector<const KSBlock*>& aBlocks) {
+  nlohmann::ordered_json json = nlohmann::ordered_json::array();
+  for (const KSBlock* block : aBlocks) json.push_back(block->id);
+  return json;
 }
 
-nlohmann::ordered_json coverJson(const Question& aQuestion, const Cover& aCover) {
+nlohmann::ordered_json coverJson(const CoverAnswer& aAnswer) {
   nlohmann::ordered_json json;
   json["configurations"] = nlohmann::ordered_json::array();
-  for (const Configuration& configuration : aCover.getConfigurations()) {
-    json["configurations"].push_back(valuesJson(namedOf(aQuestion, configuration)));
+  for (const auto& configuration : aAnswer.configurations) {
+    json["configurations"].push_back(valuesJson(configuration.values));
   }
-  json["lowerBound"] = aCover.getBound();
-  for (const char* const list : {"never", "always", "unknown"}) {
-    json[list] = nlohmann::ordered_json::array();
-  }
-  for (const KSBlock& block : aQuestion.getModel().blocks) {
-    if (!aQuestion.getTyped().isAvailable(block)) continue;
-    switch (aCover.verdict(block)) {
-      case Truth::Never: json["never"].push_back(block.id); break;
-      case Truth::Always: json["always"].push_back(block.id); break;
-      case Truth::Unknown: json["unknown"].push_back(block.id); break;
-      case Truth::Sometimes:
-        if (aCover.isMissed(block)) json["unknown"].push_back(block.id);
-        break;
-    }
-  }
+  json["lowerBound"] = aAnswer.lowerBound;
+  json["never"] = idsJson(aAnswer.never);
+  json["always"] = idsJson(aAnswer.always);
+  json["unknown"] = idsJson(aAnswer.unknown);
   return json;
 }
 
 }  // namespace
 
-std::string answerCover(const Question& aQuestion, std::ostream& aOut) {
+CoverAnswer answerCover(const Question& aQuestion) {
   const Cover cover(aQuestion);
-  const auto& configurations = cover.getConfigurations();
+  CoverAnswer answer;
+  for (const Configuration& configuration : cover.getConfigurations()) {
+    const Assignment values(configuration.values.begin(), configuration.values.end());
+    const auto numOn = std::count(configuration.nets.begin(), configuration.nets.end(), Holds::Yes);
+    answer.configurations.push_back({aQuestion.named(values, {}), static_cast<std::size_t>(numOn)});
+  }
+  answer.lowerBound = cover.getBound();
+  for (const KSBlock& block : aQuestion.getModel().blocks) {
+    if (!aQuestion.getTyped().isAvailable(block)) continue;
+    switch (cover.verdict(block)) {
+      case Truth::Never: answer.never.push_back(&block); break;
+      case Truth::Always: answer.always.push_back(&block); break;
+      case Truth::Unknown: answer.unknown.push_back(&block); break;
+      case Truth::Sometimes:
+        if (cover.isMissed(block)) answer.unknown.push_back(&block);
+        break;
+    }
+  }
+  return answer;
+}
+
+std::string writeCover(const Question& aQuestion, const CoverAnswer& aAnswer, std::ostream& aOut) {
+  const auto& configurations = aAnswer.configurations;
   const Layout& layout = aQuestion.getLayout();
-  const nlohmann::ordered_json json = coverJson(aQuestion, cover);
   if (layout.format == Format::Json) {
-    writeJson(json, aOut);
+    writeJson(coverJson(aAnswer), aOut);
   } else if (layout.format == Format::Csv) {
     // As "eval --values" reads it.
     Row header;
@@ -309,28 +320,25 @@ std::string answerCover(const Question& aQuestion, std::ostream& aOut) {
       header.push_back(variable.name);
     }
     std::vector<Row> rows;
-    for (const Configuration& configuration : configurations) {
+    for (const auto& configuration : configurations) {
       rows.emplace_back();
-      for (const auto& [name, value] : namedOf(aQuestion, configuration)) {
+      for (const auto& [name, value] : configuration.values) {
         rows.back().push_back(valueText(value));
       }
     }
     writeRows(header, header, rows, layout, aOut);
   } else {
     std::vector<Row> rows;
-    std::size_t number = 0;
-    for (const Configuration& configuration : configurations) {
-      const auto numOn =
-          std::count(configuration.nets.begin(), configuration.nets.end(), Holds::Yes);
-      rows.push_back({std::to_string(++number), std::to_string(numOn),
-                      valuesText(namedOf(aQuestion, configuration))});
+    for (const auto& configuration : configurations) {
+      rows.push_back({std::to_string(rows.size() + 1), std::to_string(configuration.numOn),
+                      valuesText(configuration.values)});
     }
     writeRows({"NUMBER", "CONDITIONS ON", "VALUES"}, {}, rows, layout, aOut);
   }
   return counted(configurations.size(), "configuration") + ", at least " +
-         std::to_string(cover.getBound()) + " needed; " + counted(json["never"].size(), "block") +
-         " never on, " + std::to_string(json["always"].size()) + " always, " +
-         std::to_string(json["unknown"].size()) + " unknown\n";
+         std::to_string(aAnswer.lowerBound) + " needed; " + counted(aAnswer.never.size(), "block") +
+         " never on, " + std::to_string(aAnswer.always.size()) + " always, " +
+         std::to_string(aAnswer.unknown.size()) + " unknown\n";
 }
 
 }  // namespace ksexpr

@@ -17,21 +17,6 @@ using KS::Truth;
 
 namespace {
 
-enum class Kind { Added, Removed, Moved, Condition, Spelling, Unknown };
-constexpr const char* kindNames[] = {"added",     "removed",  "moved",
-                                     "condition", "spelling", "unknown"};
-
-struct Entry {
-  Kind kind;
-  const KSBlock* block;
-  const KSBlock* before;
-  bool isOwn = true;
-  /// The ancestor whose change this is.
-  const KSBlock* cause = nullptr;
-  bool isNewlyNever = false;
-  std::optional<NamedValues> witness{};
-};
-
 // Whether two conditions hold under the same values.
 enum class Meaning { Same, Other, Unknown };
 
@@ -52,12 +37,12 @@ class Diff {
     for (const KSBlock& block : newer.getModel().blocks) describe(block);
     for (const KSBlock& block : older.getModel().blocks) {
       if (isRemoved[older.getModel().indexOf(block)]) {
-        entries.push_back({Kind::Removed, &block, &block});
+        entries.push_back({Difference::Removed, &block, &block});
       }
     }
   }
 
-  const std::vector<Entry>& all() const { return entries; }
+  const std::vector<DiffEntry>& all() const { return entries; }
   Truth verdict(const KSBlock& aBlock) const { return verdicts[newer.getModel().indexOf(aBlock)]; }
 
  private:
@@ -206,16 +191,16 @@ class Diff {
   void describe(const KSBlock& aBlock) {
     const State& found = state(aBlock);
     if (found.before == nullptr) {
-      entries.push_back({Kind::Added, &aBlock, nullptr});
+      entries.push_back({Difference::Added, &aBlock, nullptr});
       entries.back().isNewlyNever = found.isNewlyNever;
       return;
     }
-    if (found.isMoved) entries.push_back({Kind::Moved, &aBlock, found.before});
+    if (found.isMoved) entries.push_back({Difference::Moved, &aBlock, found.before});
     if (!isComparable(aBlock)) {
-      entries.push_back({Kind::Unknown, &aBlock, found.before});
+      entries.push_back({Difference::Unknown, &aBlock, found.before});
     } else if (found.net != Meaning::Same) {
-      Entry entry{found.net == Meaning::Other ? Kind::Condition : Kind::Unknown, &aBlock,
-                  found.before};
+      DiffEntry entry{found.net == Meaning::Other ? Difference::Condition : Difference::Unknown,
+                      &aBlock, found.before};
       entry.cause = found.cause;
       entry.isOwn = found.cause == nullptr;
       entry.isNewlyNever = found.isNewlyNever;
@@ -223,13 +208,13 @@ class Diff {
       entries.push_back(std::move(entry));
     } else if (found.isNewlyNever) {
       // The texts mean the same, but domains or constraints have changed.
-      Entry entry{Kind::Condition, &aBlock, found.before};
+      DiffEntry entry{Difference::Condition, &aBlock, found.before};
       entry.isOwn = false;
       entry.isNewlyNever = true;
       entry.witness = oldDecision.witness(older.path(*found.before));
       entries.push_back(std::move(entry));
     } else if (textOf(older, *found.before) != textOf(newer, aBlock)) {
-      entries.push_back({Kind::Spelling, &aBlock, found.before});
+      entries.push_back({Difference::Spelling, &aBlock, found.before});
     }
   }
 
@@ -258,7 +243,7 @@ class Diff {
   std::vector<bool> isRemoved;  // by block of the old one
   std::vector<Truth> verdicts;  // by block of the new one
   std::map<std::pair<SymbolicExprId, SymbolicExprId>, std::optional<NamedValues>> witnesses;
-  std::vector<Entry> entries;
+  std::vector<DiffEntry> entries;
 };
 
 // The texts of conditions before and after.
@@ -273,14 +258,15 @@ class Texts {
         newNets(newer, noValues, cForm) {}
 
   // Nothing where the block is not there or has no answer.
-  std::optional<std::string> before(const Entry& aEntry) {
+  std::optional<std::string> before(const DiffEntry& aEntry) {
     if (aEntry.before == nullptr || !older.isAvailable(*aEntry.before)) return std::nullopt;
-    return aEntry.kind == Kind::Spelling ? typed(older, *aEntry.before)
-                                         : net(older, oldNets, *aEntry.before);
+    return aEntry.kind == Difference::Spelling ? typed(older, *aEntry.before)
+                                               : net(older, oldNets, *aEntry.before);
   }
-  std::optional<std::string> after(const Entry& aEntry, Truth aVerdict) {
-    if (aEntry.kind == Kind::Removed || !newer.isAvailable(*aEntry.block)) return std::nullopt;
-    if (aEntry.kind == Kind::Spelling) return typed(newer, *aEntry.block);
+  std::optional<std::string> after(const DiffEntry& aEntry, Truth aVerdict) {
+    if (aEntry.kind == Difference::Removed || !newer.isAvailable(*aEntry.block))
+      return std::nullopt;
+    if (aEntry.kind == Difference::Spelling) return typed(newer, *aEntry.block);
     if (aVerdict == Truth::Never) return "false";
     return net(newer, newNets, *aEntry.block);
   }
@@ -326,34 +312,42 @@ nlohmann::ordered_json parentJson(const KSBlock& aBlock) {
 
 }  // namespace
 
-std::string answerDiff(const TypedModel& aOld, const Question& aNew, std::ostream& aOut) {
+std::vector<DiffEntry> answerDiff(const TypedModel& aOld, const Question& aNew) {
   const Diff diff(aOld, aNew);
   Texts texts(aOld, aNew);
+  std::vector<DiffEntry> entries = diff.all();
+  for (DiffEntry& entry : entries) {
+    const bool isRemoved = entry.kind == Difference::Removed;
+    entry.oldText = texts.before(entry);
+    entry.newText = texts.after(entry, isRemoved ? Truth::Unknown : diff.verdict(*entry.block));
+  }
+  return entries;
+}
+
+std::string writeDiff(const Question& aNew, const std::vector<DiffEntry>& aEntries,
+                      std::ostream& aOut) {
   const Layout& layout = aNew.getLayout();
   std::vector<Row> rows;
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
-  std::size_t counts[std::size(kindNames)] = {};
+  std::size_t counts[std::size(differenceNames)] = {};
   std::size_t numInherited = 0;
   std::size_t numNewlyNever = 0;
-  for (const Entry& entry : diff.all()) {
+  for (const DiffEntry& entry : aEntries) {
     ++counts[static_cast<std::size_t>(entry.kind)];
     if (entry.cause != nullptr) ++numInherited;
     if (entry.isNewlyNever) ++numNewlyNever;
-    const std::string kind = kindNames[static_cast<std::size_t>(entry.kind)];
-    const auto before = texts.before(entry);
-    const auto after = texts.after(
-        entry, entry.kind == Kind::Removed ? Truth::Unknown : diff.verdict(*entry.block));
+    const std::string kind = differenceNames[static_cast<std::size_t>(entry.kind)];
     if (layout.format == Format::Json) {
       nlohmann::ordered_json found{{"block", entry.block->id},
                                    {"change", kind},
                                    {"own", entry.isOwn},
                                    {"from", nullptr},
-                                   {"old", jsonOf(before)},
-                                   {"new", jsonOf(after)},
+                                   {"old", jsonOf(entry.oldText)},
+                                   {"new", jsonOf(entry.newText)},
                                    {"newlyNever", entry.isNewlyNever}};
       if (entry.cause != nullptr) found["from"] = entry.cause->id;
       found["witness"] = entry.witness ? valuesJson(*entry.witness) : nullptr;
-      if (entry.kind == Kind::Moved) {
+      if (entry.kind == Difference::Moved) {
         found["oldParent"] = parentJson(*entry.before);
         found["newParent"] = parentJson(*entry.block);
       }
@@ -364,16 +358,16 @@ std::string answerDiff(const TypedModel& aOld, const Question& aNew, std::ostrea
     if (layout.format == Format::Csv) {
       rows.push_back({std::string(entry.block->id), kind, entry.isOwn ? "true" : "false",
                       entry.cause == nullptr ? "" : std::string(entry.cause->id),
-                      before.value_or("?"), after.value_or("?"),
+                      entry.oldText.value_or("?"), entry.newText.value_or("?"),
                       entry.isNewlyNever ? "true" : "false", witness});
     } else {
       std::string what = kind;
       if (entry.isNewlyNever) what += ", newly never";
       if (entry.cause != nullptr) what += " (from " + printable(entry.cause->id) + ')';
-      const bool isMoved = entry.kind == Kind::Moved;
+      const bool isMoved = entry.kind == Difference::Moved;
       rows.push_back({printable(entry.block->id), what,
-                      isMoved ? printable(parentOf(*entry.before)) : shown(before),
-                      isMoved ? printable(parentOf(*entry.block)) : shown(after), witness});
+                      isMoved ? printable(parentOf(*entry.before)) : shown(entry.oldText),
+                      isMoved ? printable(parentOf(*entry.block)) : shown(entry.newText), witness});
     }
   }
   if (layout.format == Format::Json) {
@@ -384,9 +378,9 @@ std::string answerDiff(const TypedModel& aOld, const Question& aNew, std::ostrea
               layout, aOut);
   }
   std::string summary;
-  for (std::size_t i = 0; i < std::size(kindNames); ++i) {
-    summary += (i > 0 ? ", " : "") + std::to_string(counts[i]) + ' ' + kindNames[i];
-    if (i == static_cast<std::size_t>(Kind::Condition)) {
+  for (std::size_t i = 0; i < std::size(differenceNames); ++i) {
+    summary += (i > 0 ? ", " : "") + std::to_string(counts[i]) + ' ' + differenceNames[i];
+    if (i == static_cast<std::size_t>(Difference::Condition)) {
       summary += " (" + std::to_string(numInherited) + " inherited)";
     }
   }

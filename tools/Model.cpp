@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <ostream>
+#include <sstream>
 #include <system_error>
 #include <unordered_map>
 
@@ -205,12 +206,22 @@ std::string readWholeFile(const std::string& aPath, Streams& aStreams) {
 }
 
 std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams) {
-  auto model = std::make_unique<Model>();
-  model->path = sourceName(aPath);
-  if (!readFile(aPath, model->text, aStreams)) {
+  std::string text;
+  if (!readFile(aPath, text, aStreams)) {
     aStreams.err << cannotRead(aPath) << '\n';
     return nullptr;
   }
+  std::ostringstream warnings;
+  auto model = modelOfText(sourceName(aPath), std::move(text), aStreams.err, warnings);
+  if (!aStreams.isQuiet) aStreams.err << warnings.str();
+  return model;
+}
+
+std::unique_ptr<const Model> modelOfText(const std::string& aName, std::string aText,
+                                         std::ostream& aErrors, std::ostream& aWarnings) {
+  auto model = std::make_unique<Model>();
+  model->path = aName;
+  model->text = std::move(aText);
   ModelErrors errors;
   ModelErrors warnings;
   const std::vector<ParentName> parents = parseModel(*model, errors, warnings);
@@ -218,8 +229,8 @@ std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStrea
   if (errors.told.empty()) checkConstraints(*model, errors);
   if (errors.told.empty()) linkParents(*model, parents, errors);
   if (errors.told.empty()) findCycles(*model, parents, errors);
-  report(*model, errors, aStreams.err);
-  if (!aStreams.isQuiet) report(*model, warnings, aStreams.err);
+  report(*model, errors, aErrors);
+  report(*model, warnings, aWarnings);
   return errors.told.empty() ? std::move(model) : nullptr;
 }
 

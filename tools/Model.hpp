@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <deque>
+#include <iosfwd>
 #include <limits>
 #include <memory>
 #include <string>
@@ -97,5 +98,10 @@ std::string readWholeFile(const std::string& aPath, Streams& aStreams);
 /// line and column, and returns null if there is anything. A key that nothing reads is only warned
 /// of. Throws `UsageError` for standard input that was read before.
 std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams);
+
+/// The model that the content of a file spells, which messages call `aName`. Writes what is wrong
+/// with it to `aErrors`, and returns null if there is anything; writes warnings to `aWarnings`.
+std::unique_ptr<const Model> modelOfText(const std::string& aName, std::string aText,
+                                         std::ostream& aErrors, std::ostream& aWarnings);
 
 }  // namespace ksexpr

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <unordered_map>
@@ -9,9 +10,11 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "compact/SymbolicExprCompact.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
+#include "tools/Commands.hpp"
 #include "tools/Decision.hpp"
 #include "tools/PageParts.hpp"
 #include "tools/PostfixPrograms.hpp"
+#include "tools/Text.hpp"
 #include "tools/Vars.hpp"
 
 namespace ksexpr {
@@ -210,6 +213,13 @@ void fill(std::string& aText, const std::string& aMark, const std::string& aCont
   aText.replace(place, aMark.size(), aContent);
 }
 
+bool isWritten(const std::filesystem::path& aPath, const std::string& aContent) {
+  std::ofstream file(aPath, std::ios::binary);
+  file << aContent;
+  file.close();
+  return !file.fail();
+}
+
 }  // namespace
 
 std::string pageOf(const Question& aQuestion) {
@@ -219,6 +229,27 @@ std::string pageOf(const Question& aQuestion) {
   fill(page, "/* script */", pageParts::js);
   fill(page, "\"DATA\"", forScript(PageData(aQuestion).make()));
   return page;
+}
+
+// A whole file or none: it gets its name when it is complete. A device or a pipe keeps its own, and
+// so does a link.
+void writePage(const std::string& aPath, const std::string& aPage) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  fs::path target = aPath;
+  if (fs::is_symlink(target, error)) target = fs::weakly_canonical(target, error);
+  bool isDone = false;
+  if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
+    isDone = isWritten(target, aPage);
+  } else {
+    fs::path unfinished = target;
+    unfinished += ".part";
+    isDone = isWritten(unfinished, aPage);
+    if (isDone) fs::rename(unfinished, target, error);
+    isDone = isDone && !error;
+    if (!isDone) fs::remove(unfinished, error);
+  }
+  if (!isDone) throw AnswerError("cannot write " + printable(aPath));
 }
 
 }  // namespace ksexpr

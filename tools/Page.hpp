@@ -12,4 +12,7 @@ namespace ksexpr {
 /// that it needs is in it. Throws `AnswerError` for constraints that exclude each other.
 std::string pageOf(const Question& aQuestion);
 
+/// Writes a page to a file: all of it, or nothing where that fails. Throws `AnswerError`.
+void writePage(const std::string& aPath, const std::string& aPage);
+
 }  // namespace ksexpr

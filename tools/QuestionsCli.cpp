@@ -139,14 +139,17 @@ class QuestionsDefinition {
 
 int runActive(const Asking& aAsking) {
   ask(aAsking, [&](const Question& question, std::ostream& out) {
-    return answerActive(question, aAsking.options.residual, aAsking.tell(), out);
+    const bool withResiduals =
+        aAsking.options.residual || question.getLayout().format == Format::Json;
+    return writeActive(question, answerActive(question, withResiduals, aAsking.tell()), out);
   });
   return 0;
 }
 
 int runWhy(const Asking& aAsking) {
   ask(aAsking, [&](const Question& question, std::ostream& out) {
-    answerWhy(question, findBlock(question.getModel(), aAsking.options.blockId), out);
+    const KSBlock& block = findBlock(question.getModel(), aAsking.options.blockId);
+    writeWhy(question, answerWhy(question, block), out);
     return std::string();
   });
   return 0;
@@ -157,7 +160,8 @@ constexpr int statusOfFinding = 3;
 int runCheck(const Asking& aAsking) {
   bool isFailed = false;
   ask(aAsking, [&](const Question& question, std::ostream& out) {
-    const CheckResult result = answerCheck(question, aAsking.options.check, out);
+    const CheckRequest& request = aAsking.options.check;
+    const CheckResult result = writeCheck(question, request, answerCheck(question, request), out);
     isFailed = result.isFailed;
     return result.summary;
   });
@@ -175,13 +179,16 @@ int runDiff(const Asking& aAsking) {
   KS::SymbolicExprTable table;
   const TypedModel typedOlder(*older, options.request.family, table, aAsking.tell());
   const Question question(*newer, options.request, table, aAsking.tell(), &typedOlder);
-  const std::string summary = answerDiff(typedOlder, question, aAsking.streams.out);
+  const std::string summary =
+      writeDiff(question, answerDiff(typedOlder, question), aAsking.streams.out);
   aAsking.sumUp(summary);
   return 0;
 }
 
 int runCover(const Asking& aAsking) {
-  ask(aAsking, answerCover);
+  ask(aAsking, [](const Question& question, std::ostream& out) {
+    return writeCover(question, answerCover(question), out);
+  });
   return 0;
 }
 

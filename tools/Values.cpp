@@ -108,6 +108,11 @@ VariableValue adapted(const Variable& aVariable, VariableValue aValue, std::stri
   return aValue;
 }
 
+std::string noValue(const Variable& aVariable, std::string_view aText) {
+  return "no value for " + shortened(aVariable.name) + ": " + shortened(aText) +
+         " is neither a number nor a constant of the model";
+}
+
 std::vector<std::string_view> variableNames(const TypedModel& aModel) {
   std::vector<std::string_view> names;
   for (const Variable& variable : aModel.getVariables()) names.push_back(variable.name);
@@ -150,8 +155,7 @@ class FileReader {
            std::string_view aText) {
     std::string problem;
     if (!aValue) {
-      problem = "no value for " + shortened(aVariable.name) + ": " + shortened(aText) +
-                " is neither a number nor a constant of the model";
+      problem = noValue(aVariable, aText);
     } else {
       aValues[aVariable.id] = adapted(aVariable, *aValue, problem);
     }
@@ -302,6 +306,15 @@ GivenValues::GivenValues(const TypedModel& aModel, const ValueSources& aSources,
     }
     define(definition, aTell);
   }
+  for (const auto& [name, value] : aSources.named) {
+    const Variable* variable = find("", name, aTell);
+    if (variable == nullptr) continue;
+    const auto* text = std::get_if<std::string>(&value);
+    if (text != nullptr && !isConstantOf(model, *text)) {
+      throw AnswerError(noValue(*variable, *text));
+    }
+    give("", *variable, value);
+  }
   for (const Variable& variable : model.getVariables()) {
     const auto found = byVariable.find(variable.id);
     if (found != byVariable.end()) values.emplace_back(&variable, found->second);
@@ -329,13 +342,8 @@ void GivenValues::define(const std::string& aDefinition, const Tell& aTell) {
   if (const auto error = parse.diagnose(text)) {
     throw noExpression("<-D " + shortened(name) + '>', text, *error);
   }
-  const Variable* variable = model.findVariable(name);
-  if (variable == nullptr) {
-    if (model.isKnownElsewhere(name)) return;
-    aTell("warning: -D " + shortened(name) + ": the model has no such variable" +
-          didYouMean(name, variableNames(model)) + '\n');
-    return;
-  }
+  const Variable* variable = find("-D ", name, aTell);
+  if (variable == nullptr) return;
   const SymbolicExprId id = KS::SymbolicExprM2C(table)(parse(text));
   VariableValue value;
   if (id == table.getIdTRUE() || id == table.getIdFALSE()) {
@@ -354,9 +362,25 @@ void GivenValues::define(const std::string& aDefinition, const Tell& aTell) {
     }
     value = numbers[0];
   }
+  give("-D ", *variable, value);
+}
+
+// The variable of that name; null, after a warning, where there is none.
+const Variable* GivenValues::find(const std::string& aSource, const std::string& aName,
+                                  const Tell& aTell) const {
+  const Variable* variable = model.findVariable(aName);
+  if (variable == nullptr && !model.isKnownElsewhere(aName)) {
+    aTell("warning: " + aSource + shortened(aName) + ": the model has no such variable" +
+          didYouMean(aName, variableNames(model)) + '\n');
+  }
+  return variable;
+}
+
+void GivenValues::give(const std::string& aSource, const Variable& aVariable,
+                       const VariableValue& aValue) {
   std::string problem;
-  byVariable[variable->id] = adapted(*variable, value, problem);
-  if (!problem.empty()) throw AnswerError("-D " + problem);
+  byVariable[aVariable.id] = adapted(aVariable, aValue, problem);
+  if (!problem.empty()) throw AnswerError(aSource + problem);
 }
 
 double numberOf(const TypedModel& aModel, const std::string& aConstant) {

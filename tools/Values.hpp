@@ -29,10 +29,12 @@ nlohmann::ordered_json valuesJson(
 /// A domain as people read it: "1, 3", "1 to 8", "true or false"; empty where it excludes nothing.
 std::string domainText(const Domain& aDomain);
 
-/// Where values come from, as the command line has it.
+/// Where values come from.
 struct ValueSources {
   std::vector<std::string> definitions;  ///< "NAME=EXPR"
   std::vector<std::string> files;
+  /// Values as they are; they win over all others.
+  std::vector<std::pair<std::string, VariableValue>> named{};
   /// The content of one of the files.
   std::function<std::string(const std::string&)> read;
 };
@@ -54,6 +56,9 @@ class GivenValues {
 
  private:
   void define(const std::string& aDefinition, const std::function<void(const std::string&)>& aTell);
+  const Variable* find(const std::string& aSource, const std::string& aName,
+                       const std::function<void(const std::string&)>& aTell) const;
+  void give(const std::string& aSource, const Variable& aVariable, const VariableValue& aValue);
 
   const TypedModel& model;
   std::unordered_map<KS::SymbolicExprId, VariableValue> byVariable;

@@ -1,7 +1,6 @@
 #include "tools/ViewsCli.hpp"
 
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <ostream>
@@ -84,34 +83,6 @@ void requireNoFile(const std::vector<std::string>& aExpressions) {
 
 #ifdef KSEXPR_DECIDES
 
-bool isWritten(const std::filesystem::path& aPath, const std::string& aContent) {
-  std::ofstream file(aPath, std::ios::binary);
-  file << aContent;
-  file.close();
-  return !file.fail();
-}
-
-// A whole file or none: it gets its name when it is complete. A device or a pipe keeps its own, and
-// so does a link.
-void writeFile(const std::string& aPath, const std::string& aContent) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  fs::path target = aPath;
-  if (fs::is_symlink(target, error)) target = fs::weakly_canonical(target, error);
-  bool isDone = false;
-  if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
-    isDone = isWritten(target, aContent);
-  } else {
-    fs::path unfinished = target;
-    unfinished += ".part";
-    isDone = isWritten(unfinished, aContent);
-    if (isDone) fs::rename(unfinished, target, error);
-    isDone = isDone && !error;
-    if (!isDone) fs::remove(unfinished, error);
-  }
-  if (!isDone) throw AnswerError("cannot write " + printable(aPath));
-}
-
 void writeReport(const ViewOptions& aOptions, Streams& aStreams, bool& aHasFailed) {
   const auto model = readModel(aOptions.request.path, aStreams);
   if (!model) {
@@ -125,7 +96,7 @@ void writeReport(const ViewOptions& aOptions, Streams& aStreams, bool& aHasFaile
     send(aStreams.out, page);
     if (!aStreams.out.flush()) throw WriteError();
   } else {
-    writeFile(aOptions.outputPath, page);
+    writePage(aOptions.outputPath, page);
   }
   if (aStreams.isQuiet) return;
   aStreams.err << counted(model->blocks.size(), "block") << ", " << counted(page.size(), "byte")

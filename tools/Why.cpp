@@ -5,7 +5,6 @@
 #include <ostream>
 
 #include "base/KSSymbolicExpr.hpp"
-#include "tools/Change.hpp"
 #include "tools/Commands.hpp"
 #include "tools/Text.hpp"
 
@@ -15,22 +14,6 @@ using KS::SymbolicExprId;
 using KS::Truth;
 
 namespace {
-
-struct Step {
-  const KSBlock* block;
-  Holds holds;
-  // What of a conjunction does not hold, or of a disjunction; else the condition itself.
-  std::vector<SymbolicExprId> fails;
-};
-
-struct Answer {
-  const char* state;
-  std::vector<Step> path;
-  std::optional<Change> change;
-  std::vector<BlockCondition> contradiction;
-  bool isContradictionProven = false;
-  std::string brokenRules;  // what the values and what always holds have against each other
-};
 
 // The operands of a chain of conjunctions or disjunctions, from left to right.
 std::vector<SymbolicExprId> operandsOf(const KS::SymbolicExprTable& aTable, SymbolicExprId aId) {
@@ -55,13 +38,13 @@ std::vector<SymbolicExprId> operandsOf(const KS::SymbolicExprTable& aTable, Symb
   return operands;
 }
 
-std::vector<Step> pathOf(const Question& aQuestion, const KSBlock& aBlock) {
+std::vector<WhyStep> pathOf(const Question& aQuestion, const KSBlock& aBlock) {
   const TypedModel& typed = aQuestion.getTyped();
   const KS::SymbolicExprTable& table = aQuestion.getTable();
-  std::vector<Step> path;
+  std::vector<WhyStep> path;
   for (const KSBlock* block = &aBlock; block != nullptr; block = block->parent) {
     const SymbolicExprId condition = typed.local(*block);
-    Step step{block, truthsOf(table, {condition}, aQuestion.getBindings())[0], {}};
+    WhyStep step{block, truthsOf(table, {condition}, aQuestion.getBindings())[0], {}};
     if (step.holds == Holds::No) {
       const std::vector<SymbolicExprId> operands = operandsOf(table, condition);
       const std::vector<Holds> truths = truthsOf(table, operands, aQuestion.getBindings());
@@ -76,17 +59,82 @@ std::vector<Step> pathOf(const Question& aQuestion, const KSBlock& aBlock) {
 }
 
 // Whether the block is on under the given values, as far as evaluation knows.
-Holds stateOf(const std::vector<Step>& aPath) {
+Holds stateOf(const std::vector<WhyStep>& aPath) {
   Holds state = Holds::Yes;
-  for (const Step& step : aPath) {
+  for (const WhyStep& step : aPath) {
     if (step.holds == Holds::No) return Holds::No;
     if (step.holds == Holds::Open) state = Holds::Open;
   }
   return state;
 }
 
-Answer answer(const Question& aQuestion, const KSBlock& aBlock) {
-  Answer found{"unknown", pathOf(aQuestion, aBlock), std::nullopt, {}, false, ""};
+NamedValues namedOf(const Question& aQuestion, const Assignment& aValues) {
+  return aQuestion.named(aValues, {});
+}
+
+nlohmann::ordered_json answerJson(const Question& aQuestion, const WhyAnswer& aAnswer) {
+  nlohmann::ordered_json json{{"block", aAnswer.block->id}, {"state", aAnswer.state}};
+  json["path"] = nlohmann::ordered_json::array();
+  for (const WhyStep& step : aAnswer.path) {
+    nlohmann::ordered_json entry{
+        {"block", step.block->id},
+        {"condition", aQuestion.text(aQuestion.getTyped().local(*step.block))},
+        {"value", nullptr},
+        {"fails", nlohmann::ordered_json::array()}};
+    if (step.holds != Holds::Open) entry["value"] = step.holds == Holds::Yes;
+    for (const SymbolicExprId id : step.fails) entry["fails"].push_back(aQuestion.text(id));
+    json["path"].push_back(std::move(entry));
+  }
+  json["change"] = nullptr;
+  json["changeProven"] = false;
+  if (aAnswer.change) {
+    json["change"] = valuesJson(namedOf(aQuestion, aAnswer.change->changed));
+    json["changeProven"] = aAnswer.change->isFewest;
+    json["chosen"] = valuesJson(namedOf(aQuestion, aAnswer.change->chosen));
+  }
+  json["contradiction"] = blockConditionsJson(aQuestion, aAnswer.contradiction);
+  json["contradictionProven"] = aAnswer.isContradictionProven;
+  return json;
+}
+
+// How a condition holds, as a table shows it.
+std::string stepText(const Question& aQuestion, const WhyStep& aStep) {
+  if (aStep.holds == Holds::Open) return "open";
+  if (aStep.holds == Holds::Yes) return "holds";
+  std::string text;
+  for (const SymbolicExprId id : aStep.fails) {
+    text += (text.empty() ? "" : ", ") + aQuestion.text(id);
+  }
+  return "fails: " + text;
+}
+
+// What follows from the path, a line each.
+std::string conclusion(const Question& aQuestion, const WhyAnswer& aAnswer) {
+  std::string text = printable(aAnswer.block->id) + " is " + aAnswer.state + '\n';
+  if (!aAnswer.brokenRules.empty()) {
+    text += "No block is on, because these exclude each other: " + aAnswer.brokenRules + '\n';
+  }
+  if (!aAnswer.contradiction.empty()) {
+    text += "It can never be on, because these exclude each other: " +
+            blockConditionsText(aQuestion, aAnswer.contradiction) +
+            (aAnswer.isContradictionProven ? "" : " (perhaps fewer do)") + '\n';
+  }
+  if (aAnswer.change) {
+    text += "It would be on with " + valuesText(namedOf(aQuestion, aAnswer.change->changed));
+    const std::string chosen = valuesText(namedOf(aQuestion, aAnswer.change->chosen));
+    if (!chosen.empty()) text += ", and " + chosen + " for what has no value";
+    text += aAnswer.change->isFewest ? "; no fewer changes do\n" : "; perhaps fewer changes do\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+WhyAnswer answerWhy(const Question& aQuestion, const KSBlock& aBlock) {
+  if (!aQuestion.getTyped().isAvailable(aBlock)) {
+    throw AnswerError("block \"" + shortened(aBlock.id) + "\" has no answer");
+  }
+  WhyAnswer found{&aBlock, "unknown", pathOf(aQuestion, aBlock), std::nullopt, {}, false, ""};
   const std::vector<SymbolicExprId> conditions = aQuestion.getTyped().path(aBlock);
   Decision free(aQuestion, Decision::Values::Free);
   free.requireConsistency();
@@ -121,80 +169,13 @@ Answer answer(const Question& aQuestion, const KSBlock& aBlock) {
   return found;
 }
 
-NamedValues namedOf(const Question& aQuestion, const Assignment& aValues) {
-  return aQuestion.named(aValues, {});
-}
-
-nlohmann::ordered_json answerJson(const Question& aQuestion, const KSBlock& aBlock,
-                                  const Answer& aAnswer) {
-  nlohmann::ordered_json json{{"block", aBlock.id}, {"state", aAnswer.state}};
-  json["path"] = nlohmann::ordered_json::array();
-  for (const Step& step : aAnswer.path) {
-    nlohmann::ordered_json entry{
-        {"block", step.block->id},
-        {"condition", aQuestion.text(aQuestion.getTyped().local(*step.block))},
-        {"value", nullptr},
-        {"fails", nlohmann::ordered_json::array()}};
-    if (step.holds != Holds::Open) entry["value"] = step.holds == Holds::Yes;
-    for (const SymbolicExprId id : step.fails) entry["fails"].push_back(aQuestion.text(id));
-    json["path"].push_back(std::move(entry));
-  }
-  json["change"] = nullptr;
-  json["changeProven"] = false;
-  if (aAnswer.change) {
-    json["change"] = valuesJson(namedOf(aQuestion, aAnswer.change->changed));
-    json["changeProven"] = aAnswer.change->isFewest;
-    json["chosen"] = valuesJson(namedOf(aQuestion, aAnswer.change->chosen));
-  }
-  json["contradiction"] = blockConditionsJson(aQuestion, aAnswer.contradiction);
-  json["contradictionProven"] = aAnswer.isContradictionProven;
-  return json;
-}
-
-// How a condition holds, as a table shows it.
-std::string stepText(const Question& aQuestion, const Step& aStep) {
-  if (aStep.holds == Holds::Open) return "open";
-  if (aStep.holds == Holds::Yes) return "holds";
-  std::string text;
-  for (const SymbolicExprId id : aStep.fails) {
-    text += (text.empty() ? "" : ", ") + aQuestion.text(id);
-  }
-  return "fails: " + text;
-}
-
-// What follows from the path, a line each.
-std::string conclusion(const Question& aQuestion, const KSBlock& aBlock, const Answer& aAnswer) {
-  std::string text = printable(aBlock.id) + " is " + aAnswer.state + '\n';
-  if (!aAnswer.brokenRules.empty()) {
-    text += "No block is on, because these exclude each other: " + aAnswer.brokenRules + '\n';
-  }
-  if (!aAnswer.contradiction.empty()) {
-    text += "It can never be on, because these exclude each other: " +
-            blockConditionsText(aQuestion, aAnswer.contradiction) +
-            (aAnswer.isContradictionProven ? "" : " (perhaps fewer do)") + '\n';
-  }
-  if (aAnswer.change) {
-    text += "It would be on with " + valuesText(namedOf(aQuestion, aAnswer.change->changed));
-    const std::string chosen = valuesText(namedOf(aQuestion, aAnswer.change->chosen));
-    if (!chosen.empty()) text += ", and " + chosen + " for what has no value";
-    text += aAnswer.change->isFewest ? "; no fewer changes do\n" : "; perhaps fewer changes do\n";
-  }
-  return text;
-}
-
-}  // namespace
-
-void answerWhy(const Question& aQuestion, const KSBlock& aBlock, std::ostream& aOut) {
-  if (!aQuestion.getTyped().isAvailable(aBlock)) {
-    throw AnswerError("block \"" + shortened(aBlock.id) + "\" has no answer");
-  }
-  const Answer found = answer(aQuestion, aBlock);
+void writeWhy(const Question& aQuestion, const WhyAnswer& aAnswer, std::ostream& aOut) {
   if (aQuestion.getLayout().format == Format::Json) {
-    writeJson(answerJson(aQuestion, aBlock, found), aOut);
+    writeJson(answerJson(aQuestion, aAnswer), aOut);
     return;
   }
   std::vector<Row> rows;
-  for (const Step& step : found.path) {
+  for (const WhyStep& step : aAnswer.path) {
     const SymbolicExprId condition = aQuestion.getTyped().local(*step.block);
     const bool isTrue = condition == aQuestion.getTable().getIdTRUE();
     rows.push_back({indentOf(*step.block) + printable(step.block->id),
@@ -202,7 +183,7 @@ void answerWhy(const Question& aQuestion, const KSBlock& aBlock, std::ostream& a
   }
   const Row header{"BLOCK", "CONDITION", "VALUE"};
   writeRows(header, header, rows, aQuestion.getLayout(), aOut);
-  send(aOut, conclusion(aQuestion, aBlock, found));
+  send(aOut, conclusion(aQuestion, aAnswer));
   if (!aOut.flush()) throw WriteError();
 }
 
