@@ -16,6 +16,7 @@
 #include "parser/SymbolicExprParser.hpp"
 #include "tools/Commands.hpp"
 #include "tools/Diagnostic.hpp"
+#include "tools/JsonReader.hpp"
 #include "tools/ModelSyntax.hpp"
 #include "tools/Text.hpp"
 
@@ -26,13 +27,19 @@ namespace {
 constexpr const char* standardInput = "-";
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-// Returns whether the stream was read to its end; if not, `errno` says why.
-bool readStream(std::istream& aStream, std::string& aText) {
-  std::vector<char> buffer(1 << 16);
-  while (aStream.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) ||
+// Returns whether the stream was read to its end; if not, `errno` says why. `aExpected` is the size
+// as far as it is known.
+bool readStream(std::istream& aStream, std::size_t aExpected, std::string& aText) {
+  // A byte more than there is meets the end.
+  aText.reserve(aExpected + jsonPadding);
+  aText.resize(aExpected + 1);
+  std::size_t length = 0;
+  while (aStream.read(&aText[length], static_cast<std::streamsize>(aText.size() - length)) ||
          aStream.gcount() > 0) {
-    aText.append(buffer.data(), static_cast<std::size_t>(aStream.gcount()));
+    length += static_cast<std::size_t>(aStream.gcount());
+    if (length == aText.size()) aText.resize(2 * length);
   }
+  aText.resize(length);
   // Only a stream that was read to its end has met the end.
   if (!aStream.eof() || aStream.bad()) return false;
   if (aText.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
@@ -42,15 +49,15 @@ bool readStream(std::istream& aStream, std::string& aText) {
 }
 
 bool readFile(const std::string& aPath, std::string& aText, Streams& aStreams) {
+  constexpr std::size_t usualSize = std::size_t{1} << 16;
   errno = 0;
-  if (aPath == standardInput) return readStream(aStreams.takeInput(), aText);
+  if (aPath == standardInput) return readStream(aStreams.takeInput(), usualSize, aText);
   // Nothing that grows step by step needs twice the memory of a large file. A pipe has no size.
   std::error_code hasNoSize;
   const std::uintmax_t size = std::filesystem::file_size(aPath, hasNoSize);
-  if (!hasNoSize) aText.reserve(size);
   errno = 0;
   std::ifstream file(aPath, std::ios::binary);
-  return readStream(file, aText);
+  return readStream(file, hasNoSize ? usualSize : static_cast<std::size_t>(size), aText);
 }
 
 std::string cannotRead(const std::string& aPath) {

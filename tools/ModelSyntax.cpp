@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <bitset>
 #include <cmath>
+#include <functional>
 #include <iterator>
 #include <limits>
-#include <nlohmann/json.hpp>
 
+#include "tools/JsonReader.hpp"
 #include "tools/Names.hpp"
 #include "tools/Nearest.hpp"
 #include "tools/Text.hpp"
@@ -14,36 +15,6 @@
 namespace ksexpr {
 
 namespace {
-
-// Reads the text and lets the handler of the JSON events see how far the reading has come, which
-// they do not tell.
-class TrackedIterator {
- public:
-  using iterator_category = std::input_iterator_tag;
-  using value_type = char;
-  using difference_type = std::ptrdiff_t;
-  using pointer = const char*;
-  using reference = const char&;
-
-  TrackedIterator(const char* aPosition, const char** aReached)
-      : position(aPosition), reached(aReached) {}
-  reference operator*() const { return *position; }
-  TrackedIterator& operator++() {
-    *reached = ++position;
-    return *this;
-  }
-  TrackedIterator operator++(int) {
-    TrackedIterator before = *this;
-    ++*this;
-    return before;
-  }
-  bool operator==(const TrackedIterator& aOther) const { return position == aOther.position; }
-  bool operator!=(const TrackedIterator& aOther) const { return position != aOther.position; }
-
- private:
-  const char* position;
-  const char** reached;
-};
 
 // The members that are read: of the model; of a block, where the condition texts by family come
 // first; of a variable.
@@ -68,62 +39,56 @@ struct MemberNames {
   std::size_t count;
 };
 
-// The parser's complaint without the place and without the token, which may be as long as the file.
-std::string withoutPlaceAndToken(std::string_view aMessage) {
-  // "[json.exception.parse_error.101] parse error at line 1, column 2: ...; last read: '...'".
-  for (const std::string_view prefix : {"] ", "column ", ": "}) {
-    const std::size_t found = aMessage.find(prefix);
-    if (found != std::string_view::npos) aMessage.remove_prefix(found + prefix.size());
-  }
-  return shortened(aMessage.substr(0, aMessage.find("; last read: ")));
-}
-
-// Handles the JSON events. A handler that returns false ends the reading.
-class ModelReader : public nlohmann::json_sax<nlohmann::json> {
+// Makes blocks of what stands in the file.
+class ModelReader : public JsonHandler {
  public:
   ModelReader(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings)
-      : model(aModel),
-        text(aModel.text),
-        reached(aModel.text.data()),
-        errors(aErrors),
-        warnings(aWarnings) {}
+      : model(aModel), errors(aErrors), warnings(aWarnings) {
+    // A reader that has met something wrong leaves the file to another one.
+    model.decoded.clear();
+    model.blocks.clear();
+    model.variables.clear();
+    model.constraints.clear();
+    errors = {};
+    warnings = {};
+  }
 
-  std::vector<ParentName> read() {
-    const char* end = text.data() + text.size();
-    const bool isComplete = nlohmann::json::sax_parse(TrackedIterator(text.data(), &reached),
-                                                      TrackedIterator(end, &reached), this);
-    // The parser takes a NUL byte for the end of the text.
-    const std::size_t nul = text.find('\0', tokenEnd);
-    if (isComplete && nul != std::string_view::npos) addSyntaxError(nul, "");
-    // Where the text is no JSON, what the keys seem to be may be wrong, too.
-    if (!isComplete || nul != std::string_view::npos) warnings = {};
-    if (errors.told.empty() && !seenOfModel[blocksMember])
+  /// Ends the reading: the parents of the blocks.
+  std::vector<ParentName> finish() {
+    if (errors.told.empty() && !seenOfModel[blocksMember]) {
+      token = model.text.find_last_not_of(" \t\r\n");
       add("missing members", "the model has no \"blocks\"");
+    }
     return std::move(parents);
   }
 
-  bool null() override {
-    return !startsValue() || (level == Level::Block && member == parentMember) || wrongType("null");
+  bool null(std::size_t aOffset) override {
+    return !startsValue(aOffset) || (level == Level::Block && member == parentMember) ||
+           wrongType("null");
   }
-  bool boolean(bool aValue) override {
-    if (!startsValue()) return true;
+  bool boolean(std::size_t aOffset, bool aValue) override {
+    if (!startsValue(aOffset)) return true;
     if (level == Level::Variable && (member == integerMember || member == booleanMember)) {
       if (aValue) flags.set(member);
       return true;
     }
     return wrongType("a boolean");
   }
-  bool number_integer(number_integer_t aValue) override {
-    return number(static_cast<double>(aValue));
+  bool number(std::size_t aOffset, double aValue) override {
+    if (!startsValue(aOffset)) return true;
+    if (level == Level::Values) {
+      model.variables.back().domain.values.emplace_back(aValue);
+    } else if (level == Level::Variable && (member == minMember || member == maxMember)) {
+      Domain& domain = model.variables.back().domain;
+      (member == minMember ? domain.min : domain.max) = aValue;
+    } else {
+      return wrongType("a number");
+    }
+    return true;
   }
-  bool number_unsigned(number_unsigned_t aValue) override {
-    return number(static_cast<double>(aValue));
-  }
-  bool number_float(number_float_t aValue, const string_t&) override { return number(aValue); }
-  bool binary(binary_t&) override { return false; }
 
-  bool string(string_t& aValue) override {
-    if (!startsValue()) return true;
+  bool string(std::size_t aOffset, std::string_view aValue) override {
+    if (!startsValue(aOffset)) return true;
     switch (level) {
       case Level::Block: break;
       case Level::Values: return name(aValue);
@@ -142,11 +107,11 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     return true;
   }
 
-  bool key(string_t& aName) override {
-    endToken();
+  bool key(std::size_t aOffset, std::string_view aName) override {
+    token = aOffset;
     if (skipped > 0) return true;
     if (level == Level::Variables) {
-      if (!isVariableName(aName)) {
+      if (!isVariableName(std::string(aName))) {
         add("names that are none", '"' + shortened(aName) + "\" is not the name of a variable");
       }
       model.variables.push_back({keep(aName), {}});
@@ -159,13 +124,14 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
       return warnOfKey(aName);
     }
     auto& seen = level == Level::Model ? seenOfModel : seenOfPart;
-    if (seen[member]) return add("members that are given twice", '"' + aName + "\" is given twice");
+    if (seen[member])
+      return add("members that are given twice", '"' + std::string(aName) + "\" is given twice");
     seen.set(member);
     return true;
   }
 
-  bool start_object(std::size_t) override {
-    if (!startsValue()) return enterSkipped();
+  bool startObject(std::size_t aOffset) override {
+    if (!startsValue(aOffset)) return enterSkipped();
     switch (level) {
       case Level::Document: level = Level::Model; return true;
       case Level::Blocks:
@@ -185,8 +151,7 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     return wrongType("an object") && enterSkipped();
   }
 
-  bool end_object() override {
-    endToken();
+  bool endObject() override {
     if (leaveSkipped()) return true;
     switch (level) {
       case Level::Model: level = Level::Document; return true;
@@ -206,8 +171,8 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     return true;
   }
 
-  bool start_array(std::size_t) override {
-    if (!startsValue()) return enterSkipped();
+  bool startArray(std::size_t aOffset) override {
+    if (!startsValue(aOffset)) return enterSkipped();
     if (level == Level::Model && member != variablesMember) {
       level = member == blocksMember ? Level::Blocks : Level::Constraints;
       return true;
@@ -219,16 +184,15 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     return wrongType("an array") && enterSkipped();
   }
 
-  bool end_array() override {
-    endToken();
+  bool endArray() override {
     if (!leaveSkipped()) level = level == Level::Values ? Level::Variable : Level::Model;
     return true;
   }
 
-  bool parse_error(std::size_t aRead, const std::string&,
-                   const nlohmann::json::exception& aError) override {
-    addSyntaxError(std::min(aRead == 0 ? 0 : aRead - 1, text.size()), aError.what());
-    return false;
+  void syntaxError(std::size_t aOffset, const std::string& aMessage) override {
+    errors.add("syntax errors", aOffset, aMessage);
+    // Where the text is no JSON, what the keys seem to be may be wrong, too.
+    warnings = {};
   }
 
  private:
@@ -243,53 +207,26 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   // Enters a block or a variable.
   void enterPart(Level aLevel) {
     level = aLevel;
-    partOffset = tokenStart();
+    partOffset = token;
     seenOfPart.reset();
     flags.reset();
   }
 
-  // Called when the reading has just reached the end of a token.
-  void endToken() {
-    previousEnd = tokenEnd;
-    tokenEnd = static_cast<std::size_t>(reached - text.data());
-  }
-
-  // Where the token begins whose end the reading has reached.
-  std::size_t tokenStart() const {
-    return std::min(text.find_first_not_of(" \t\r\n,:", previousEnd), text.size());
-  }
-
   // Called for every value; false for one that belongs to a member that is not known.
-  bool startsValue() {
-    endToken();
+  bool startsValue(std::size_t aOffset) {
+    token = aOffset;
     if (skipped > 0) return false;
     const bool isMember =
         level == Level::Model || level == Level::Block || level == Level::Variable;
     return !isMember || member != unknownMember;
   }
 
-  bool number(double aValue) {
-    const bool isWanted = startsValue();
-    // Only the byte behind a number tells that it has ended.
-    tokenEnd = std::min(text.find_first_of(" \t\r\n,]}", tokenStart()), text.size());
-    if (!isWanted) return true;
-    if (level == Level::Values) {
-      model.variables.back().domain.values.emplace_back(aValue);
-    } else if (level == Level::Variable && (member == minMember || member == maxMember)) {
-      Domain& domain = model.variables.back().domain;
-      (member == minMember ? domain.min : domain.max) = aValue;
-    } else {
-      return wrongType("a number");
-    }
-    return true;
-  }
-
   // A constant among the values of a variable.
-  bool name(const std::string& aName) {
-    if (!isConstantName(aName)) {
+  bool name(std::string_view aName) {
+    if (!isConstantName(std::string(aName))) {
       add("names that are none", '"' + shortened(aName) + "\" is not the name of a constant");
     }
-    model.variables.back().domain.values.emplace_back(aName);
+    model.variables.back().domain.values.emplace_back(std::string(aName));
     return true;
   }
 
@@ -326,12 +263,14 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   bool enterSkipped() { return ++skipped > 0; }
   bool leaveSkipped() { return skipped > 0 && skipped-- > 0; }
 
-  // The value of the string token, in the file's text unless escapes have made it shorter.
-  std::string_view keep(const std::string& aValue) {
-    const std::size_t start = tokenStart();
-    const std::string_view spelled = text.substr(start + 1, tokenEnd - start - 2);
-    if (spelled.size() == aValue.size()) return spelled;
-    model.decoded.push_back({aValue, start});
+  // The value of the token, in the file's text unless escapes have made it shorter.
+  std::string_view keep(std::string_view aValue) {
+    const std::less<const char*> isBefore;
+    const char* const begin = model.text.data();
+    if (!isBefore(aValue.data(), begin) && isBefore(aValue.data(), begin + model.text.size())) {
+      return aValue;
+    }
+    model.decoded.push_back({std::string(aValue), token});
     return model.decoded.back().value;
   }
 
@@ -362,11 +301,11 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
   }
 
   bool add(std::string_view aKind, std::string aMessage) {
-    errors.add(aKind, tokenStart(), std::move(aMessage));
+    errors.add(aKind, token, std::move(aMessage));
     return true;
   }
 
-  bool warnOfKey(const std::string& aName) {
+  bool warnOfKey(std::string_view aName) {
     if (!warnings.counts.add("keys that nothing reads")) return true;
     const auto [first, count] = memberNames();
     const std::vector<std::string_view> names(first, first + count);
@@ -374,22 +313,12 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
     for (const std::string_view name : meant.empty() ? names : std::vector<std::string_view>()) {
       meant += (meant.empty() ? "; what is read here is \"" : ", \"") + std::string(name) + '"';
     }
-    warnings.told.push_back(
-        {tokenStart(), "warning: nothing reads \"" + shortened(aName) + '"' + meant});
+    warnings.told.push_back({token, "warning: nothing reads \"" + shortened(aName) + '"' + meant});
     return true;
   }
 
-  void addSyntaxError(std::size_t aOffset, std::string_view aParserMessage) {
-    const bool isNul = aOffset < text.size() && text[aOffset] == '\0';
-    errors.add("syntax errors", aOffset,
-               isNul ? "syntax error: a NUL byte" : withoutPlaceAndToken(aParserMessage));
-  }
-
   Model& model;
-  const std::string_view text;
-  const char* reached;
-  std::size_t previousEnd = 0;  // of the token before the one that has been reached
-  std::size_t tokenEnd = 0;
+  std::size_t token = 0;  // where the one begins that was told last
   Level level = Level::Document;
   std::size_t member = unknownMember;      // of the model, block or variable that is being read
   std::bitset<unknownMember> seenOfModel;  // members so far
@@ -405,7 +334,16 @@ class ModelReader : public nlohmann::json_sax<nlohmann::json> {
 }  // namespace
 
 std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings) {
-  return ModelReader(aModel, aErrors, aWarnings).read();
+  // No vector that grows step by step holds the blocks twice.
+  const auto numObjects = std::count(aModel.text.begin(), aModel.text.end(), '{');
+  aModel.blocks.reserve(static_cast<std::size_t>(numObjects));
+  {
+    ModelReader reader(aModel, aErrors, aWarnings);
+    if (readSoundJson(aModel.text, reader)) return reader.finish();
+  }
+  ModelReader reader(aModel, aErrors, aWarnings);
+  readJson(aModel.text, reader);
+  return reader.finish();
 }
 
 }  // namespace ksexpr

@@ -36,6 +36,7 @@ class KSSymbolicExprConan(ConanFile):
             self.requires("cli11/[>=2.3]")
             self.requires("nlohmann_json/[>=3.11]")
             self.requires("libunistring/[>=0.9.10]")
+            self.requires("simdjson/[>=3.0]")
 
     def layout(self):
         cmake_layout(self)

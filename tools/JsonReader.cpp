@@ -1,0 +1,234 @@
+#include "tools/JsonReader.hpp"
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "tools/Text.hpp"
+
+namespace ksexpr {
+
+JsonHandler::~JsonHandler() = default;
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Sound texts
+
+namespace ondemand = simdjson::ondemand;
+
+static_assert(jsonPadding >= simdjson::SIMDJSON_PADDING);
+
+// The walk enters a function for each open bracket.
+constexpr std::size_t maxDepth = 100;
+
+// Walks over all tokens, since simdjson looks at no value that nobody asks for. Throws
+// `simdjson_error` where the text turns out to be broken.
+class SoundReader {
+ public:
+  SoundReader(std::string_view aText, JsonHandler& aHandler) : text(aText), handler(aHandler) {}
+
+  bool read(ondemand::document& aDocument) {
+    if (aDocument.type() != ondemand::json_type::object) return false;
+    return readObject(aDocument.get_object(), text.find('{'), 1) &&
+           aDocument.current_location().error() == simdjson::OUT_OF_BOUNDS;
+  }
+
+ private:
+  std::size_t offsetOf(const char* aPlace) const {
+    return static_cast<std::size_t>(aPlace - text.data());
+  }
+
+  bool readObject(ondemand::object aObject, std::size_t aOffset, std::size_t aDepth) {
+    if (aDepth > maxDepth || !handler.startObject(aOffset)) return false;
+    for (auto field : aObject) {
+      const char* const name = field.key().value().raw();
+      std::size_t length = 0;
+      while (name[length] != '"' && name[length] != '\\') ++length;
+      const bool isPlain = name[length] == '"';
+      const std::string_view key =
+          isPlain ? std::string_view(name, length) : field.unescaped_key().value();
+      if (!handler.key(offsetOf(name) - 1, key) || !readValue(field.value(), aDepth)) return false;
+    }
+    return handler.endObject();
+  }
+
+  bool readArray(ondemand::array aArray, std::size_t aOffset, std::size_t aDepth) {
+    if (aDepth > maxDepth || !handler.startArray(aOffset)) return false;
+    for (auto element : aArray) {
+      if (!readValue(element.value(), aDepth)) return false;
+    }
+    return handler.endArray();
+  }
+
+  bool readValue(ondemand::value aValue, std::size_t aDepth) {
+    // With the blanks behind it.
+    std::string_view token = aValue.raw_json_token();
+    const std::size_t offset = offsetOf(token.data());
+    switch (aValue.type()) {
+      case ondemand::json_type::object: return readObject(aValue.get_object(), offset, aDepth + 1);
+      case ondemand::json_type::array: return readArray(aValue.get_array(), offset, aDepth + 1);
+      case ondemand::json_type::number:
+        return handler.number(offset, aValue.get_number().value().as_double());
+      case ondemand::json_type::boolean: return handler.boolean(offset, aValue.get_bool());
+      case ondemand::json_type::null: return aValue.is_null() && handler.null(offset);
+      case ondemand::json_type::string: break;
+    }
+    token = token.substr(1, token.rfind('"') - 1);
+    if (token.find('\\') != std::string_view::npos)
+      token = aValue.get_string();
+    else
+      aValue.get_raw_json_string().value();
+    return handler.string(offset, token);
+  }
+
+  const std::string_view text;
+  JsonHandler& handler;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Any text
+
+// Reads the text and lets the handler of the JSON events see how far the reading has come, which
+// they do not tell.
+class TrackedIterator {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  TrackedIterator(const char* aPosition, const char** aReached)
+      : position(aPosition), reached(aReached) {}
+  reference operator*() const { return *position; }
+  TrackedIterator& operator++() {
+    *reached = ++position;
+    return *this;
+  }
+  TrackedIterator operator++(int) {
+    TrackedIterator before = *this;
+    ++*this;
+    return before;
+  }
+  bool operator==(const TrackedIterator& aOther) const { return position == aOther.position; }
+  bool operator!=(const TrackedIterator& aOther) const { return position != aOther.position; }
+
+ private:
+  const char* position;
+  const char** reached;
+};
+
+// The parser's complaint without the place and without the token, which may be as long as the file.
+std::string withoutPlaceAndToken(std::string_view aMessage) {
+  // "[json.exception.parse_error.101] parse error at line 1, column 2: ...; last read: '...'".
+  for (const std::string_view prefix : {"] ", "column ", ": "}) {
+    const std::size_t found = aMessage.find(prefix);
+    if (found != std::string_view::npos) aMessage.remove_prefix(found + prefix.size());
+  }
+  return shortened(aMessage.substr(0, aMessage.find("; last read: ")));
+}
+
+// Finds the places of the tokens.
+class AnyReader : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  AnyReader(std::string_view aText, JsonHandler& aHandler)
+      : text(aText), handler(aHandler), reached(aText.data()) {}
+
+  void read() {
+    const char* const end = text.data() + text.size();
+    if (!nlohmann::json::sax_parse(TrackedIterator(text.data(), &reached),
+                                   TrackedIterator(end, &reached), this)) {
+      return;
+    }
+    // The parser takes a NUL byte for the end of the text.
+    const std::size_t nul = text.find('\0', tokenEnd);
+    if (nul != std::string_view::npos) addSyntaxError(nul, "");
+  }
+
+  bool null() override { return handler.null(nextToken()); }
+  bool boolean(bool aValue) override { return handler.boolean(nextToken(), aValue); }
+  bool number_integer(number_integer_t aValue) override {
+    return number(static_cast<double>(aValue));
+  }
+  bool number_unsigned(number_unsigned_t aValue) override {
+    return number(static_cast<double>(aValue));
+  }
+  bool number_float(number_float_t aValue, const string_t&) override { return number(aValue); }
+  bool binary(binary_t&) override { return false; }
+  bool string(string_t& aValue) override {
+    const std::size_t offset = nextToken();
+    return handler.string(offset, spelled(offset, aValue));
+  }
+  bool key(string_t& aName) override {
+    const std::size_t offset = nextToken();
+    return handler.key(offset, spelled(offset, aName));
+  }
+  bool start_object(std::size_t) override { return handler.startObject(nextToken()); }
+  bool end_object() override {
+    nextToken();
+    return handler.endObject();
+  }
+  bool start_array(std::size_t) override { return handler.startArray(nextToken()); }
+  bool end_array() override {
+    nextToken();
+    return handler.endArray();
+  }
+  bool parse_error(std::size_t aRead, const std::string&,
+                   const nlohmann::json::exception& aError) override {
+    addSyntaxError(std::min(aRead == 0 ? 0 : aRead - 1, text.size()), aError.what());
+    return false;
+  }
+
+ private:
+  // Where the token begins whose end the reading has just reached.
+  std::size_t nextToken() {
+    const std::size_t start = std::min(text.find_first_not_of(" \t\r\n,:", tokenEnd), text.size());
+    tokenEnd = static_cast<std::size_t>(reached - text.data());
+    return start;
+  }
+
+  bool number(double aValue) {
+    const std::size_t start = nextToken();
+    // Only the byte behind a number tells that it has ended.
+    tokenEnd = std::min(text.find_first_of(" \t\r\n,]}", start), text.size());
+    return handler.number(start, aValue);
+  }
+
+  // The value of the string token, in the text unless escapes have made it shorter.
+  std::string_view spelled(std::size_t aOffset, const std::string& aValue) const {
+    const std::string_view inText = text.substr(aOffset + 1, tokenEnd - aOffset - 2);
+    return inText.size() == aValue.size() ? inText : aValue;
+  }
+
+  void addSyntaxError(std::size_t aOffset, std::string_view aParserMessage) {
+    const bool isNul = aOffset < text.size() && text[aOffset] == '\0';
+    handler.syntaxError(aOffset,
+                        isNul ? "syntax error: a NUL byte" : withoutPlaceAndToken(aParserMessage));
+  }
+
+  const std::string_view text;
+  JsonHandler& handler;
+  const char* reached;
+  std::size_t tokenEnd = 0;
+};
+
+}  // namespace
+
+bool readSoundJson(std::string& aText, JsonHandler& aHandler) {
+  aText.reserve(aText.size() + jsonPadding);
+  ondemand::parser parser;
+  try {
+    ondemand::document document =
+        parser.iterate(simdjson::padded_string_view(aText.data(), aText.size(), aText.capacity()));
+    return SoundReader(aText, aHandler).read(document);
+  } catch (const simdjson::simdjson_error&) {
+    return false;
+  }
+}
+
+void readJson(std::string_view aText, JsonHandler& aHandler) { AnyReader(aText, aHandler).read(); }
+
+}  // namespace ksexpr
