@@ -2,7 +2,6 @@
 // Boost and take seconds to compile.
 #pragma once
 
-#include "base/KSApi.hpp"
 #include "base/KSSymbolicExpr.hpp"
 #include "base/KSVersion.hpp"
 #include "base/SymbolicExprCopy.hpp"
@@ -18,6 +17,7 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "eval/SymbolicExprProgram.hpp"
+#include "host/KSPlatform.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/PreprocessorVCExpr.hpp"
 #include "print/StringifySymbolicExpr.hpp"

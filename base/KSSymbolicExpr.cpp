@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <typeinfo>
@@ -69,8 +70,8 @@ bool isKindBetween(const SymbolicExpr& aExpr, SymbolicOp aFirst, SymbolicOp aLas
   return kind >= static_cast<int>(aFirst) && kind <= static_cast<int>(aLast);
 }
 
-std::size_t bitsOf(double aValue) {
-  std::size_t bits = 0;
+std::uint64_t bitsOf(double aValue) {
+  std::uint64_t bits = 0;
   static_assert(sizeof bits == sizeof aValue);
   std::memcpy(&bits, &aValue, sizeof bits);
   return bits;
@@ -212,7 +213,13 @@ bool SymbolicDoubleValue::operator==(const SymbolicExpr& aOther) const {
   }
   return bitsOf(value) == bitsOf(other);
 }
-std::size_t SymbolicDoubleValue::getHash() const { return value == 0.0 ? 0 : bitsOf(value); }
+std::size_t SymbolicDoubleValue::getHash() const {
+  if (value == 0.0) return 0;
+  const std::uint64_t bits = bitsOf(value);
+  // Small whole numbers differ in their upper bits alone.
+  return sizeof(std::size_t) < sizeof bits ? static_cast<std::size_t>(bits >> 32 ^ bits)
+                                           : static_cast<std::size_t>(bits);
+}
 
 // ---------------------------------------------------------------------------------------------
 // Operators: constructor, destructor and kind of each class

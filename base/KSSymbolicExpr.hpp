@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprId.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "base/SymbolicOp.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -1,7 +1,7 @@
 // The library's version and build date, as data symbols that a host reads without calling it.
 #pragma once
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 
 extern "C" {
 

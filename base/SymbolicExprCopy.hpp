@@ -1,8 +1,8 @@
 // Copying an expression from one table into another.
 #pragma once
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

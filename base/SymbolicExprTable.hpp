@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprId.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

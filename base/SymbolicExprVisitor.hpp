@@ -1,8 +1,8 @@
 // The visitor interface.
 #pragma once
 
-#include "base/KSApi.hpp"
 #include "base/KSSymbolicExpr.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/KSSymbolicExpr)
-set_target_properties(KSSymbolicExpr PROPERTIES INSTALL_RPATH $ORIGIN)
+set_target_properties(KSSymbolicExpr PROPERTIES INSTALL_RPATH ${KS_BESIDE})
 
 # What programs run with is of a component of its own; the link that they are built with is not.
 function(ks_install_library target exportSet component)
@@ -20,7 +20,7 @@ install(EXPORT KSSymbolicExprTargets NAMESPACE KSSymbolicExpr:: DESTINATION ${pa
 set(headers ${KS_PUBLIC_HEADERS})
 if(KS_BUILD_DECIDE)
   # An export set of its own: a package without it is as good for those who don't ask for it.
-  set_target_properties(KSDecide PROPERTIES INSTALL_RPATH $ORIGIN)
+  set_target_properties(KSDecide PROPERTIES INSTALL_RPATH ${KS_BESIDE})
   ks_install_library(KSDecide KSSymbolicExprDecideTargets decide)
   install(EXPORT KSSymbolicExprDecideTargets NAMESPACE KSSymbolicExpr:: DESTINATION ${packageDir})
   list(APPEND headers ${KS_DECIDE_HEADERS})
@@ -30,6 +30,8 @@ foreach(header IN LISTS headers)
   install(FILES ${PROJECT_SOURCE_DIR}/${header}
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr/${folder})
 endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/host/KSPlatform.hpp
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr/host)
 if(KS_HOST STREQUAL "standin")
   install(FILES ${PROJECT_SOURCE_DIR}/host/KSHost.hpp
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSSymbolicExpr/host)

@@ -1,9 +1,9 @@
 # What the targets of this project have in common.
 
-# Warnings, for our own targets and never for those who use them. Whether a warning is an error is
-# the presets' business (CMAKE_COMPILE_WARNING_AS_ERROR).
+# For our own targets, never for those who use them. Whether a warning is an error is the presets'
+# business (CMAKE_COMPILE_WARNING_AS_ERROR).
 function(ks_own_target target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  target_compile_options(${target} PRIVATE ${KS_WARNINGS} ${KS_EXACT_DOUBLES})
 endfunction()
 
 # Headers name each other from the root ("base/..."), users name them <KSSymbolicExpr/...>: both
@@ -20,10 +20,4 @@ function(ks_include_directories target)
   if(KS_HOST STREQUAL "external") # its host/KSHost.hpp hides the stand-in's
     target_include_directories(${target} BEFORE PUBLIC $<BUILD_INTERFACE:${KS_HOST_INCLUDE_DIR}>)
   endif()
-endfunction()
-
-# Limits what a shared library exports to the names in a linker version script.
-function(ks_version_script target script)
-  target_link_options(${target} PRIVATE LINKER:--version-script=${script})
-  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
 endfunction()

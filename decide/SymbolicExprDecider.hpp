@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "decide/SymbolicExprDomain.hpp"
 #include "eval/SymbolicExprBindings.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -5,7 +5,7 @@
 #include <variant>
 #include <vector>
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS::Eval {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <unordered_map>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "eval/Eval.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -5,12 +5,12 @@
 #include <unordered_map>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "base/SymbolicExprVisitor.hpp"
 #include "eval/Eval.hpp"
 #include "eval/SymbolicExprBindings.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "eval/Eval.hpp"
 #include "eval/SymbolicExprBindings.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -10,30 +10,30 @@
 #include <variant>
 #include <vector>
 
-#define KS_HOST_API __attribute__((visibility("default")))
+#include "host/KSPlatform.hpp"
 
 namespace qc::diag {
 
 /// The assertion service: prints its four arguments to standard error and aborts.
-[[noreturn]] KS_HOST_API void terminate(const char* message, const char* file, int line,
-                                        const char* function);
+[[noreturn]] KS_API void terminate(const char* message, const char* file, int line,
+                                   const char* function);
 
 /// Turns the assertion switch on or off. Stand-in only.
-KS_HOST_API void setTerminate(bool active);
+KS_API void setTerminate(bool active);
 
 }  // namespace qc::diag
 
 /// The assertion switch: whether conditional checks are active. On by default.
-KS_HOST_API bool qc_diag_terminate();
+KS_API bool qc_diag_terminate();
 
 /// The shortest text that reads back as the same double and never as an integer: "5.0", "1e+22",
 /// "inf", "nan". The second argument is ignored. Independent of any locale.
-KS_HOST_API std::string kssv_dtoa(double value, bool);
+KS_API std::string kssv_dtoa(double value, bool);
 
 namespace msgcore {
 
 /// A message identifier: a component, a key and the message's arguments.
-class KS_HOST_API BaseMsgID {
+class KS_API BaseMsgID {
  public:
   /// One argument of a message.
   using Argument = std::variant<long long, std::string, std::u16string>;
@@ -58,7 +58,7 @@ class KS_HOST_API BaseMsgID {
 };
 
 /// What the stand-in throws for a diagnostic; `what()` names component, key and arguments.
-class KS_HOST_API DiagnosticException : public std::runtime_error {
+class KS_API DiagnosticException : public std::runtime_error {
  public:
   explicit DiagnosticException(const BaseMsgID& aMessage);
   /// The same for a message that is shared with the caller; not null.
@@ -82,9 +82,8 @@ class KS_HOST_API DiagnosticException : public std::runtime_error {
 using KSDiagnosticHandle = std::shared_ptr<const msgcore::BaseMsgID>;
 
 /// Makes a diagnostic of a message.
-KS_HOST_API KSDiagnosticHandle kssvCreateDiagnosticFromMessageID(const msgcore::BaseMsgID& message);
+KS_API KSDiagnosticHandle kssvCreateDiagnosticFromMessageID(const msgcore::BaseMsgID& message);
 
 /// Throws the host's exception for a diagnostic: `msgcore::DiagnosticException`. The second
 /// argument is ignored.
-[[noreturn]] KS_HOST_API void kssvThrowIExceptionFromDiagnostic(KSDiagnosticHandle diagnostic,
-                                                                void*);
+[[noreturn]] KS_API void kssvThrowIExceptionFromDiagnostic(KSDiagnosticHandle diagnostic, void*);

@@ -4,8 +4,8 @@
 #include <boost/variant/static_visitor.hpp>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
+#include "host/KSPlatform.hpp"
 #include "parser/ExpressionAst.hpp"
 
 namespace KS::Parser {

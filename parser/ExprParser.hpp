@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 #include "parser/ExpressionAst.hpp"
 
 namespace KS {

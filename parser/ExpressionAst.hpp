@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicOp.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS::Parser {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -1,7 +1,7 @@
 // The renderer of preprocessor conditions.
 #pragma once
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 #include "print/StringifySymbolicExpr.hpp"
 
 namespace KS {

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprVisitor.hpp"
+#include "host/KSPlatform.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 
 namespace KS {

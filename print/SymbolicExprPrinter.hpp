@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string>
 
-#include "base/KSApi.hpp"
 #include "base/KSSymbolicExpr.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

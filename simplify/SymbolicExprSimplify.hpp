@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

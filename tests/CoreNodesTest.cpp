@@ -87,6 +87,7 @@ TEST_F(CoreNodes, kindsFamiliesAndCounts) {
 
 // The constants come from the documented formula, computed apart from this library.
 TEST_F(CoreNodes, hashes) {
+  if (sizeof(std::size_t) < 8) GTEST_SKIP() << "the formula is computed in fewer bits here";
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const std::vector<SymbolicExprId> two{0, 1}, three{0, 1, 2}, four{0, 1, 2, 3};
   EXPECT_EQ(SymbolicString(t, "true").getHash(), 0xFFFFFFFFFFFFFFFEU);

@@ -11,6 +11,7 @@
 #include <new>
 #include <string_view>
 
+#include "host/KSPlatform.hpp"
 #include "tools/Cli.hpp"
 
 namespace {
@@ -29,12 +30,12 @@ namespace {
 }
 
 // Runs before the constructors of global objects, which take memory, too.
-[[gnu::constructor(101)]] void handleOutOfMemory() { std::set_new_handler(endOutOfMemory); }
+KS_BEFORE_GLOBAL_OBJECTS void handleOutOfMemory() { std::set_new_handler(endOutOfMemory); }
 
 constexpr std::size_t stackSize = std::size_t{512} << 10;
 
 // A function of its own, since the stack grows as soon as one with such a variable calls another.
-[[gnu::noinline]] void growStack() {
+KS_NEVER_INLINE void growStack() {
   [[maybe_unused]] volatile char lowest[stackSize];
   lowest[0] = 0;
 }

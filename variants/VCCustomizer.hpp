@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "base/KSApi.hpp"
+#include "host/KSPlatform.hpp"
 
 /// The host's block. The library uses pointers to it as keys and hands them back, nothing else.
 class KSBlock;

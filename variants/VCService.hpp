@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
+#include "host/KSPlatform.hpp"
 #include "variants/VCCustomizer.hpp"
 
 namespace KS {

@@ -1,9 +1,9 @@
 // Replacing real literals by integers.
 #pragma once
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "base/SymbolicExprXFormVisitor.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -3,9 +3,9 @@
 
 #include <array>
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "base/SymbolicExprXFormVisitor.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -1,9 +1,9 @@
 // Values put in place of what they are bound to.
 #pragma once
 
-#include "base/KSApi.hpp"
 #include "base/SymbolicExprTable.hpp"
 #include "eval/SymbolicExprBindings.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 

@@ -1,4 +1,5 @@
-// The hash step of all nodes.
+// The hash step of all nodes. Hashes have the width of std::size_t: on machines of 32 bits they are
+// computed in 32 bits, so other nodes share a hash there than elsewhere, and nothing else differs.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +14,7 @@ inline void combine(std::size_t& aSeed, std::size_t aValue) {
   aSeed ^= aValue + 0x9e3779b9U + (aSeed << 6) + (aSeed >> 2);
 }
 
-/// The value that a kind code or an int contributes: its sign extended to 64 bits.
+/// The value that a kind code or an int contributes: its sign extended.
 inline std::size_t signExtended(int aValue) {
   return static_cast<std::size_t>(static_cast<std::int64_t>(aValue));
 }
@@ -35,8 +36,8 @@ inline std::size_t hashText(std::string_view aText) {
 
 /// A symbol: the two boolean symbols hash to values of their own.
 inline std::size_t hashSymbol(std::string_view aText) {
-  if (aText == "true") return 0xFFFFFFFFFFFFFFFEU;
-  if (aText == "false") return 0xFFFFFFFFFFFFFFFDU;
+  if (aText == "true") return ~std::size_t{1};
+  if (aText == "false") return ~std::size_t{2};
   return hashText(aText);
 }
 

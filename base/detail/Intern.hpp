@@ -11,6 +11,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/Digest.hpp"
 #include "base/detail/Hash.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS::detail {
 
@@ -120,8 +121,8 @@ struct Intern {
   }
 
   /// Has memory fetch the place of an operator node over these two inputs, soon to be interned.
-  [[gnu::always_inline]] static void prefetch(const SymbolicExprTable& aTable, SymbolicOp aOp,
-                                              SymbolicExprId aLeft, SymbolicExprId aRight) {
+  KS_ALWAYS_INLINE static void prefetch(const SymbolicExprTable& aTable, SymbolicOp aOp,
+                                        SymbolicExprId aLeft, SymbolicExprId aRight) {
     const SymbolicExprId inputs[] = {aLeft, aRight};
     aTable.storage->index.prefetch(
         Digests::indexHash(hashInputs(static_cast<int>(aOp), inputs, 2)));
@@ -129,7 +130,7 @@ struct Intern {
 
   /// Sees to it that one more node can be appended: throws, and changes nothing, where it is too
   /// many. Returns whether places in the index have changed.
-  [[gnu::always_inline]] static bool makeRoom(SymbolicExprTable& aTable) {
+  KS_ALWAYS_INLINE static bool makeRoom(SymbolicExprTable& aTable) {
     TableStorage& storage = *aTable.storage;
     if (aTable.numNodes >= NodeDigest::none) failFull();
     if (storage.isFull(aTable.numNodes)) growBlocks(aTable);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/SymbolicExprId.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS {
 
@@ -99,8 +100,8 @@ class NodeIndex {
   }
   /// Has memory fetch the place where a node with that hash may be. Inlined always: a call that
   /// does nothing else is a call without effect to compilers.
-  [[gnu::always_inline]] void prefetch(std::uint32_t aHash) const {
-    __builtin_prefetch(&slots[firstChoice(aHash)]);
+  KS_ALWAYS_INLINE void prefetch(std::uint32_t aHash) const {
+    KS_PREFETCH(&slots[firstChoice(aHash)]);
   }
   /// The id of the node at that place, or none.
   std::uint32_t at(std::size_t aPlace) const { return slots[aPlace].id; }

@@ -10,6 +10,7 @@
 #include "eval/Eval.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "eval/detail/ScalarRules.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS::Eval::detail {
 
@@ -28,8 +29,8 @@ inline Scalar literal(SymbolicOp aOp, const SymbolicExpr& aExpr) {
 
 /// Calls `aBinary` or `aUnary` with the rule of an operator, or `aOther` for another kind.
 template <class Binary, class Unary, class Other>
-[[gnu::always_inline]] inline auto withRule(SymbolicOp aOp, const Binary& aBinary,
-                                            const Unary& aUnary, const Other& aOther) {
+KS_ALWAYS_INLINE inline auto withRule(SymbolicOp aOp, const Binary& aBinary, const Unary& aUnary,
+                                      const Other& aOther) {
   switch (aOp) {
     case SymbolicOp::Plus: return aBinary(Plus{});
     case SymbolicOp::Minus: return aBinary(Minus{});

@@ -37,7 +37,7 @@ class PlaceMap {
   // The slot of `aId`, or the empty one where it belongs.
   std::size_t slotOf(std::uint32_t aId) const {
     const std::uint64_t line = (aId / 8 * 0x9E3779B97F4A7C15U) >> lineShift;
-    std::size_t idx = line * 8 + aId % 8;
+    auto idx = static_cast<std::size_t>(line * 8 + aId % 8);
     while (slots[idx].place != 0 && slots[idx].id != aId) idx = (idx + 1) & (slots.size() - 1);
     return idx;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/core/bit.hpp>
 #include <charconv>
 #include <cstdint>
 #include <stdexcept>
@@ -30,7 +31,7 @@ class Lengths {
     for (std::size_t w = words.size(); w-- > 0;) {
       // An input may lie in the same word, but only below its user.
       for (std::uint64_t left = words[w].bits; left != 0;) {
-        const unsigned bit = 63 - static_cast<unsigned>(__builtin_clzll(left));
+        const unsigned bit = 63 - static_cast<unsigned>(boost::core::countl_zero(left));
         mark(*source.table.get(w * 64 + bit), w * 64 + bit);
         left = words[w].bits & ((std::uint64_t{1} << bit) - 1);
       }
@@ -38,7 +39,7 @@ class Lengths {
     for (std::size_t w = 0; w < words.size(); ++w) {
       words[w].first = texts.size();
       for (std::uint64_t left = words[w].bits; left != 0; left &= left - 1) {
-        const unsigned bit = static_cast<unsigned>(__builtin_ctzll(left));
+        const unsigned bit = static_cast<unsigned>(boost::core::countr_zero(left));
         texts.push_back(textOf(*source.table.get(w * 64 + bit)));
       }
     }
@@ -66,7 +67,7 @@ class Lengths {
   const Text& known(SymbolicExprId aId) const {
     const Word& word = words[aId / 64];
     const std::uint64_t before = word.bits & ((std::uint64_t{1} << aId % 64) - 1);
-    return texts[word.first + static_cast<std::size_t>(__builtin_popcountll(before))];
+    return texts[word.first + static_cast<std::size_t>(boost::core::popcount(before))];
   }
 
   // The text of a node whose inputs' texts are known.

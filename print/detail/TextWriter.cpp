@@ -13,6 +13,7 @@
 #include "base/detail/Digest.hpp"
 #include "base/detail/Walk.hpp"
 #include "host/KSHost.hpp"
+#include "host/KSPlatform.hpp"
 #include "print/detail/TextLength.hpp"
 
 namespace KS::detail {
@@ -75,7 +76,7 @@ class Output {
     if (aText.size() > allowed - text.size()) allowMore(aText.size());
     text.append(aText);
   }
-  [[gnu::noinline]] void allowMore(std::size_t aMore) {
+  KS_NEVER_INLINE void allowMore(std::size_t aMore) {
     if (allowed < maxLength) {
       allowed = maxLength;
       const std::size_t length = textLength(source, maxLength);
@@ -134,9 +135,9 @@ class TextWalk {
   };
 
   // Out of line, so that the vector's growth does not burden the walk's loop.
-  [[gnu::noinline]] void later(std::string_view aText,
-                               SymbolicExprId aOperand = invalidSymbolicExprId,
-                               Bare aBare = everything) {
+  KS_NEVER_INLINE void later(std::string_view aText,
+                             SymbolicExprId aOperand = invalidSymbolicExprId,
+                             Bare aBare = everything) {
     pending.emplace_back(aText, aOperand, aBare);
   }
 
@@ -213,7 +214,7 @@ class TextWalk {
   }
 
   // The predicate is asked even where its answer is not written.
-  [[gnu::noinline]] void writeRenamed(const SymbolicString& aNode) {
+  KS_NEVER_INLINE void writeRenamed(const SymbolicString& aNode) {
     std::string text = predicate(aNode);
     if (isDigit(aNode.getText())) text = aNode.getText() == "true" ? "1" : "0";
     out.put(std::move(text));

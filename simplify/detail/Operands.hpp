@@ -10,6 +10,7 @@
 
 #include "base/detail/Intern.hpp"
 #include "base/detail/Walk.hpp"
+#include "host/KSPlatform.hpp"
 #include "simplify/detail/Connective.hpp"
 #include "simplify/detail/Relations.hpp"
 #include "simplify/detail/SimplifyContext.hpp"
@@ -177,8 +178,7 @@ SymbolicExprId extendChain(SimplifyContext& c, SymbolicOp aOp, SymbolicExprId aC
   constexpr std::size_t ahead = 8;
   SymbolicExprTable& t = c.table;
   // Inlined always: a call that does nothing else is a call without effect to compilers.
-  const auto prefetch = [&](std::size_t aLink, SymbolicExprId aLeft)
-      __attribute__((always_inline)) {
+  const auto prefetch = [&](std::size_t aLink, SymbolicExprId aLeft) KS_ALWAYS_INLINE {
     if (aLink < aCount) Intern::prefetch(t, aOp, aLeft, idOf(aFirst[aLink]));
   };
   for (std::size_t i = 1; i < ahead; ++i) prefetch(i, t.size() + i - 1);

@@ -439,7 +439,7 @@ class Assignments {
     for (const auto& [name, values] : points) {
       std::size_t& pick = picks[name];
       if (!isExhaustive) {
-        pick = random() % values.size();
+        pick = static_cast<std::size_t>(random() % values.size());
       } else if (++pick < values.size()) {
         return;
       } else {

@@ -20,7 +20,12 @@
 
 namespace KS::test {
 
+// Where numbers have no 128 bits, more of them are too large to compute with.
+#ifdef __SIZEOF_INT128__
 __extension__ typedef __int128 Wide;
+#else
+using Wide = long long;
+#endif
 
 /// An exact fraction in lowest terms with a positive denominator, or no value (denominator 0).
 struct Number {
@@ -38,7 +43,7 @@ bool operator<(const Number& a, const Number& b);
 bool operator==(const Number& a, const Number& b);
 
 /// How arithmetic computes. What an arithmetic cannot compute has no value: a division by zero, a
-/// bit operation on a fraction, a number beyond 127 bits.
+/// bit operation on a fraction, a number that `Wide` does not hold.
 enum class Arithmetic {
   Real,  ///< exact fractions
   Int32  ///< 32-bit integers that wrap, division truncates
