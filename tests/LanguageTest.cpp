@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <boost/spirit/include/qi_parse.hpp>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,41 +14,6 @@
 
 namespace KS {
 namespace {
-
-// The expression in the words of the reader.
-std::string meaning(const SymbolicExprTable& aTable, SymbolicExprId aId) {
-  static const std::map<SymbolicOp, const char*> operators{
-      {SymbolicOp::Plus, "+"},        {SymbolicOp::Minus, "-"},
-      {SymbolicOp::Multiply, "*"},    {SymbolicOp::Divide, "/"},
-      {SymbolicOp::Modulo, "%"},      {SymbolicOp::Equal, "=="},
-      {SymbolicOp::NotEqual, "!="},   {SymbolicOp::LessThan, "<"},
-      {SymbolicOp::GreaterThan, ">"}, {SymbolicOp::LessThanEqual, "<="},
-      {SymbolicOp::And, "&&"},        {SymbolicOp::GreaterThanEqual, ">="},
-      {SymbolicOp::Or, "||"},         {SymbolicOp::BitAnd, "&"},
-      {SymbolicOp::BitOr, "|"},       {SymbolicOp::BitXOr, "^"},
-      {SymbolicOp::ShiftLeft, "<<"},  {SymbolicOp::ShiftRight, ">>"},
-      {SymbolicOp::Not, "not"},       {SymbolicOp::UnaryMinus, "neg"},
-      {SymbolicOp::BitCompl, "compl"}};
-  const SymbolicExpr& node = *aTable.get(aId);
-  const auto op = static_cast<SymbolicOp>(node.getKind());
-  if (op == SymbolicOp::String) return static_cast<const SymbolicString&>(node).getText();
-  if (op == SymbolicOp::IntValue) {
-    return "int " + std::to_string(static_cast<const SymbolicIntValue&>(node).getValue());
-  }
-  if (op == SymbolicOp::DoubleValue) return test::realByItsBits(node.getNumericValue());
-  const auto known = operators.find(op);
-  std::string text = known != operators.end()        ? known->second
-                     : op == SymbolicOp::MemberValue ? "member"
-                     : node.getNumDimensions() != 0  ? "list"
-                                                     : "call";
-  for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
-    text += (i == 0 ? "(" : " ") + meaning(aTable, node.getInput(i));
-  }
-  if (op == SymbolicOp::MemberValue) {
-    text += " ." + static_cast<const SymbolicMemberValue&>(node).getMember();
-  }
-  return text + ")";
-}
 
 // Draws texts of the language, with every spelling and white space that it has, and texts that are
 // almost in it.
@@ -172,7 +136,8 @@ std::string meaningOfTree(const std::string& aText, bool aCSyntax) {
   auto end = aText.begin();
   if (!qi::phrase_parse(end, aText.end(), grammar, qi::ascii::space, tree)) return "no expression";
   SymbolicExprTable table;
-  const std::string text = meaning(table, Parser::Ast2SymbolicExprId(table, aCSyntax)(tree));
+  const std::string text =
+      test::meaningOf(table, Parser::Ast2SymbolicExprId(table, aCSyntax)(tree));
   if (end == aText.end()) return text;
   const std::string matched(aText.begin(), end);
   EXPECT_EQ(text, test::readReference(matched, aCSyntax)) << "of " << matched;
@@ -191,7 +156,7 @@ bool checkText(const std::string& aText) {
     EXPECT_EQ(table.size(), 1U);
     const SymbolicExprId id = parser(aText);
     isExpression = id != invalidSymbolicExprId;
-    EXPECT_EQ(isExpression ? meaning(table, id) : "no expression", expected);
+    EXPECT_EQ(isExpression ? test::meaningOf(table, id) : "no expression", expected);
     EXPECT_EQ(meaningOfTree(aText, cSyntax), expected);
     EXPECT_EQ(error.has_value(), !isExpression);
     if (isExpression) continue;

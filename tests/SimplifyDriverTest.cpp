@@ -80,6 +80,27 @@ TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
   EXPECT_NE(table.getIdTRUE(), invalidSymbolicExprId);
 }
 
+// Equal operands, different ones, and one among operands that are older: each time an operand is the
+// node itself, or a younger one that leads back to it.
+TEST(SimplifyDriver, NodesThatLeadBackToThemselvesAreRefused) {
+  const auto refused = [](const auto& aMake) {
+    SymbolicExprTable table;
+    table.addBoolSymbols();
+    const SymbolicExprId id = aMake(table);
+    std::size_t passes = 0;
+    EXPECT_THROW(SymbolicExprSimplify(table, 5).simplify(id, passes), std::out_of_range);
+    EXPECT_THROW(SymbolicExprSimplify(table, 5).conjunction(id, 1), std::out_of_range);
+  };
+  refused([](SymbolicExprTable& t) { return SymbolicAndExpr(t, 2, 2).getId(t); });
+  refused([](SymbolicExprTable& t) { return SymbolicOrExpr(t, 2, 2).getId(t); });
+  refused([](SymbolicExprTable& t) { return SymbolicOrExpr(t, 1, 2).getId(t); });
+  refused([](SymbolicExprTable& t) { return SymbolicNotExpr(t, 2).getId(t); });
+  refused([](SymbolicExprTable& t) {
+    const SymbolicExprId early = SymbolicAndExpr(t, 3, 3).getId(t);
+    return SymbolicOrExpr(t, early, early).getId(t);
+  });
+}
+
 TEST(SimplifyDriver, ConjunctionsAreThoseOfTheirNodes) {
   RandomText random(31);
   for (std::size_t i = 0; i < 3000; ++i) {

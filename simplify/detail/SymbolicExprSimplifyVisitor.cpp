@@ -58,6 +58,7 @@ void SymbolicExprSimplifyVisitor::appendOperands(SymbolicExprId aId, List& aOper
   if (!node.isConnective()) {
     appendInputs(result(), aId, aOperands);
   } else if (node.left() == node.right()) {
+    if (node.left() >= aId) detail::failBadInput();
     aOperands.push_back(node.left());
   } else {
     detail::appendOperands(context, node.kind(), aId, aOperands,

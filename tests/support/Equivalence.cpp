@@ -257,7 +257,9 @@ Number Program::compute(const Step& aStep, const std::vector<Number>& aValues,
   if (!a.isDefined() || !b.isDefined()) return {};
   if (isRelation(aStep.op)) return ofBool(holds(aStep.op, order(a, b)));
   const auto fitted = [&](const Number& aResult) {
-    return aArithmetic == Arithmetic::Int32 && aResult.isDefined() ? wrapped(aResult) : aResult;
+    if (aArithmetic != Arithmetic::Int32 || !aResult.isDefined()) return aResult;
+    aCircumstances.wrapped = aCircumstances.wrapped || !isInt32(aResult);
+    return wrapped(aResult);
   };
   switch (aStep.op) {
     case SymbolicOp::Not: return ofBool(!a.isTrue());

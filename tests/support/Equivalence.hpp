@@ -53,6 +53,7 @@ enum class Arithmetic {
 struct Circumstances {
   bool zeroDivisor = false;
   bool inexactQuotient = false;
+  bool wrapped = false;  ///< a result left the 32 bits
 };
 
 /// An expression ready to be evaluated again and again. Members, calls of unknown functions and

@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <vector>
+
+#include "base/KSSymbolicExpr.hpp"
 
 namespace KS::test {
 
@@ -249,6 +252,40 @@ class Reader {
 
 Found readReference(const std::string& aText, bool aCSyntax) {
   return Reader(aText, aCSyntax).whole();
+}
+
+std::string meaningOf(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+  static const std::map<SymbolicOp, const char*> operators{
+      {SymbolicOp::Plus, "+"},        {SymbolicOp::Minus, "-"},
+      {SymbolicOp::Multiply, "*"},    {SymbolicOp::Divide, "/"},
+      {SymbolicOp::Modulo, "%"},      {SymbolicOp::Equal, "=="},
+      {SymbolicOp::NotEqual, "!="},   {SymbolicOp::LessThan, "<"},
+      {SymbolicOp::GreaterThan, ">"}, {SymbolicOp::LessThanEqual, "<="},
+      {SymbolicOp::And, "&&"},        {SymbolicOp::GreaterThanEqual, ">="},
+      {SymbolicOp::Or, "||"},         {SymbolicOp::BitAnd, "&"},
+      {SymbolicOp::BitOr, "|"},       {SymbolicOp::BitXOr, "^"},
+      {SymbolicOp::ShiftLeft, "<<"},  {SymbolicOp::ShiftRight, ">>"},
+      {SymbolicOp::Not, "not"},       {SymbolicOp::UnaryMinus, "neg"},
+      {SymbolicOp::BitCompl, "compl"}};
+  const SymbolicExpr& node = *aTable.get(aId);
+  const auto op = static_cast<SymbolicOp>(node.getKind());
+  if (op == SymbolicOp::String) return static_cast<const SymbolicString&>(node).getText();
+  if (op == SymbolicOp::IntValue) {
+    return "int " + std::to_string(static_cast<const SymbolicIntValue&>(node).getValue());
+  }
+  if (op == SymbolicOp::DoubleValue) return realByItsBits(node.getNumericValue());
+  const auto known = operators.find(op);
+  std::string text = known != operators.end()        ? known->second
+                     : op == SymbolicOp::MemberValue ? "member"
+                     : node.getNumDimensions() != 0  ? "list"
+                                                     : "call";
+  for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
+    text += (i == 0 ? "(" : " ") + meaningOf(aTable, node.getInput(i));
+  }
+  if (op == SymbolicOp::MemberValue) {
+    text += " ." + static_cast<const SymbolicMemberValue&>(node).getMember();
+  }
+  return text + ")";
 }
 
 std::string realByItsBits(double aValue) {
