@@ -96,17 +96,20 @@ void answer(const Ask& aAsk, ksexpr::Streams& aStreams, bool& aHasFailed) {
   request.assumptions = aAsk.assumptions;
   const ksexpr::Question question(*model, request, table, tell);
   if (aAsk.name == "active") {
-    aStreams.err << ksexpr::answerActive(question, true, tell, out);
+    aStreams.err << ksexpr::writeActive(question, ksexpr::answerActive(question, true, tell), out);
   } else if (aAsk.name == "why") {
-    ksexpr::answerWhy(question, ksexpr::findBlock(*model, aAsk.block), out);
+    const KSBlock& block = ksexpr::findBlock(*model, aAsk.block);
+    ksexpr::writeWhy(question, ksexpr::answerWhy(question, block), out);
   } else if (aAsk.name == "check") {
-    aStreams.err << ksexpr::answerCheck(question, {{"all"}, {}}, out).summary;
+    const ksexpr::CheckRequest variants{{"all"}, {}};
+    const auto entries = ksexpr::answerCheck(question, variants);
+    aStreams.err << ksexpr::writeCheck(question, variants, entries, out).summary;
   } else if (aAsk.name == "vars") {
     aStreams.err << ksexpr::answerVars(question, out);
   } else if (aAsk.name == "uses") {
     aStreams.err << ksexpr::answerUses(question, "A", out);
   } else if (aAsk.name == "cover") {
-    aStreams.err << ksexpr::answerCover(question, out);
+    aStreams.err << ksexpr::writeCover(question, ksexpr::answerCover(question), out);
   } else {
     ksexpr::send(out, ksexpr::pageOf(question));
   }

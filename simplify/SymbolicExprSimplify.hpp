@@ -23,7 +23,10 @@ class SymbolicExprSimplifyVisitor;
 /// 2*x);
 /// - two operands of relations are not equal but closer than 2^-26, the tolerance of evaluation:
 ///   relations are paired as exact comparison has it, so `x > 2 && (x == 2 || v == 1)` becomes
-///   `v == 1 && x > 2`, which differs at x = 2.0000000001.
+///   `v == 1 && x > 2`, which differs at x = 2.0000000001;
+/// - a conjunction, disjunction or negation is taken for a number, by whoever evaluates the result
+///   or by a relation or an operation over it. Only whether it holds stays: `(a && true) == 1`
+///   becomes `a == 1`, which differs at a = 5.
 ///
 /// A conjunction is distributed over the disjunctions among its operands where that gives at most
 /// 1,024 disjuncts with at most 65,536 literals in all, counted before anything is absorbed; else

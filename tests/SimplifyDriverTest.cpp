@@ -80,8 +80,8 @@ TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
   EXPECT_NE(table.getIdTRUE(), invalidSymbolicExprId);
 }
 
-// Equal operands, different ones, and one among operands that are older: each time an operand is the
-// node itself, or a younger one that leads back to it.
+// Equal operands, different ones, and one among operands that are older: each time an operand is
+// the node itself, or a younger one that leads back to it.
 TEST(SimplifyDriver, NodesThatLeadBackToThemselvesAreRefused) {
   const auto refused = [](const auto& aMake) {
     SymbolicExprTable table;

@@ -2,7 +2,8 @@
 //
 // Every other rule keeps the value of finite operands, over the reals and over 32-bit integers that
 // wrap. Sums of doubles are regrouped all the same, so their last bits may differ; and x - x is 0
-// also where x is infinite.
+// also where x is infinite. Of connectives only the truth is kept: `a && true` becomes `a`, which
+// may be 5.
 #pragma once
 
 #include "simplify/detail/PairRules.hpp"
