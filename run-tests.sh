@@ -1,11 +1,11 @@
 #!/bin/sh
 # Installs what is missing, then builds and tests: optimised, under AddressSanitizer and
-# UndefinedBehaviorSanitizer, and the fuzzers for a short time, where there is clang. Arguments are
-# the presets to run instead of those three.
+# UndefinedBehaviorSanitizer, the tests of threads under ThreadSanitizer, and the fuzzers for a short
+# time, where there is clang. Arguments are the presets to run instead of those four.
 set -eu
 cd "$(dirname "$0")"
 scripts/install-packages.sh
-[ $# -gt 0 ] || set -- release asan fuzz
+[ $# -gt 0 ] || set -- release asan tsan fuzz
 for preset in "$@"; do
   echo "== $preset"
   if [ "$preset" = fuzz ]; then
