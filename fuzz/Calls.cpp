@@ -108,6 +108,9 @@ class Rebuilder final : public SymbolicExprXFormVisitor2 {
 class World {
  public:
   SymbolicExprTable table;
+  // What stays in use, also after something was thrown.
+  SymbolicExprSimplify simplify{table, 10};
+  SymbolicExprCompact compact{table};
 
   // Looks at the nodes that are new, and at an old one.
   void inspect(Choices& aChoices) {
@@ -382,7 +385,14 @@ class Session {
     });
   }
 
-  // One of the operations that give an id of the same table.
+  // One of the operations that give an id of the same table. The first two are those of objects
+  // that were used before.
+  static SymbolicExprId apply(World& w, std::size_t aWhich, SymbolicExprId aId) {
+    std::size_t passes = 0;
+    if (aWhich == simplifies) return w.simplify.simplify(aId, passes);
+    if (aWhich == compacts) return w.compact(aId);
+    return apply(w.table, aWhich, aId);
+  }
   static SymbolicExprId apply(SymbolicExprTable& t, std::size_t aWhich, SymbolicExprId aId) {
     std::size_t passes = 0;
     switch (aWhich) {
@@ -390,11 +400,13 @@ class Session {
       case 1: return SymbolicExprC2M(t)(aId);
       case 2: return SymbolicExprCast2Int(t).cast2Int(aId);
       case 3: return SymbolicExprFactorDivision(t).factorDivision(aId);
-      case 4: return SymbolicExprCompact(t)(aId);
+      case compacts: return SymbolicExprCompact(t)(aId);
       case 5: return SymbolicExprSimplify(t, 3).simplify(aId, passes);
       default: return SymbolicExprSimplify(t, 10).simplify(aId, passes);
     }
   }
+  static constexpr std::size_t compacts = 4, simplifies = 6;
+
   static std::string print(const SymbolicExprTable& t, SymbolicExprId aId, std::size_t aForm) {
     SymbolicExprPrinter printer(t, aForm % 2 != 0, aForm / 2 % 2 != 0, aForm / 4 % 2 != 0);
     printer.setMaxTextLength(maxText);
@@ -403,14 +415,14 @@ class Session {
 
   void transform(World& w) {
     const SymbolicExprId id = anyId(w);
-    const std::size_t which = choices.pick(8), form = choices.pick(8);
+    const std::size_t which = choices.pick(7), form = choices.pick(8);
     if (which >= 4 && w.treeOf(id) > maxTree) return;
     guarded(w, id, [&] {
-      const SymbolicExprId result = apply(w.table, which, id);
+      const SymbolicExprId result = apply(w, which, id);
       require(result < w.table.size() || w.isHosts(id), [] { return "no result"; });
       if (result >= w.table.size()) return;
       const std::size_t size = w.table.size();
-      require(apply(w.table, which, id) == result && w.table.size() == size,
+      require(apply(w, which, id) == result && w.table.size() == size,
               [] { return "done again, it is another"; });
       // A host's nodes are equal to nothing, so they order and merge otherwise.
       if (w.isHosts(id)) return;
