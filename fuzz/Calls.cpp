@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -344,10 +345,12 @@ class Session {
       }
     }
     guarded(w, id, [&] {
-      const auto answer = [&]() -> std::string {
+      using Given = std::optional<SymbolicExprBindings>;
+      const auto answer = [&](const Given& aBindings) -> std::string {
         try {
+          const SymbolicExprEval eval(w.table);
           std::string text;
-          for (const double number : SymbolicExprEval(w.table).eval(id, bindings)) {
+          for (const double number : aBindings ? eval.eval(id, *aBindings) : eval.eval(id)) {
             text += std::to_string(number) + ' ';
           }
           return text;
@@ -355,8 +358,12 @@ class Session {
           return error.what();
         }
       };
-      const std::string first = answer();
-      require(first == answer(), [] { return "evaluated twice, it differs"; });
+      const std::string first = answer(bindings);
+      require(first == answer(bindings), [] { return "evaluated twice, it differs"; });
+      // Without bindings there is another road, for small expressions.
+      const std::string unbound = answer(std::nullopt);
+      require(unbound == answer(SymbolicExprBindings(w.table)),
+              [&] { return "evaluated without bindings: " + unbound; });
       const SymbolicExprProgram program(w.table, {id, id});
       program.run(bindings);
       program.truths(bindings);
