@@ -10,6 +10,7 @@
 #include "tools/Conditions.hpp"
 #include "tools/EvalTable.hpp"
 #include "tools/Generate.hpp"
+#include "tools/Jobs.hpp"
 #include "tools/QuestionsCli.hpp"
 #include "tools/Report.hpp"
 #include "tools/Text.hpp"
@@ -42,6 +43,9 @@ void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed)
   if (request.isRelative && (request.onlyDead || request.withDecision)) {
     throw UsageError("conditions --relative: what is decided is the whole net condition");
   }
+  request.withC = layout.cForm;
+  request.withCOfCG = layout.format == Format::Json;
+  if (request.jobs == 0) request.jobs = countCores();
   const auto start = std::chrono::steady_clock::now();
   const auto model = readModel(aOptions.conditions.path, aStreams);
   if (!model) {
@@ -204,6 +208,11 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
       [&request](const std::vector<bool ConditionsRequest::*>& members) {
         for (const auto member : members) request.*member = true;
       });
+  command
+      ->add_option("--jobs", request.jobs,
+                   "How many blocks are answered side by side (default: the cores)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 256).description(""));
   addTableOptions(*command, aOptions.layout);
   addQuiet(*command, aOptions.isQuiet);
   command->callback([&aOptions] {

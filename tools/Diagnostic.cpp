@@ -14,8 +14,6 @@ constexpr std::size_t shownAfter = 30;
 // How much room these take at most, since tabs take more than one column.
 constexpr std::size_t maxWidthBefore = 120;
 constexpr std::size_t maxWidthAfter = 60;
-// How many problems of a kind are told.
-constexpr std::size_t maxTold = 20;
 
 bool isContinuation(char aByte) { return (static_cast<unsigned char>(aByte) & 0xC0) == 0x80; }
 

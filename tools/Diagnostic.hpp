@@ -49,6 +49,9 @@ std::string diagnostic(const std::string& aSource, std::size_t aFirstLine, std::
 /// would hide those of other kinds.
 class ProblemCounts {
  public:
+  /// How many problems of a kind are told.
+  static constexpr std::size_t maxTold = 20;
+
   /// Counts a problem of a kind, which is named in the plural, as the remaining ones are told.
   /// Returns whether this one is to be told.
   bool add(std::string_view aKind);

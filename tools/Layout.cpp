@@ -65,7 +65,7 @@ Layout Layout::on(const Streams& aStreams) const {
 
 Columns::Columns(std::size_t aCount, const Layout& aLayout) : layout(aLayout), widths(aCount, 0) {}
 
-void Columns::widen(const Row& aRow) {
+void Columns::widen(const RowView& aRow) {
   const std::size_t limit = layout.room() == 0 ? maxColumnWidth : layout.room();
   for (std::size_t i = 0; i < aRow.size(); ++i) {
     if (widths[i] < limit) widths[i] = std::max(widths[i], displayWidth(aRow[i], limit));
@@ -92,26 +92,31 @@ void Columns::settle() {
   }
 }
 
-void Columns::write(std::ostream& aOut, const Row& aRow, bool aStandsOut) const {
+void Columns::append(std::string& aOut, const RowView& aRow, bool aStandsOut) const {
   if (layout.room() > 0) {
-    writeFitting(aOut, aRow, aStandsOut);
+    appendFitting(aOut, aRow, aStandsOut);
     return;
   }
-  if (aStandsOut && layout.isColoured) aOut << standsOut;
-  std::string line;
+  if (aStandsOut && layout.isColoured) aOut += standsOut;
   for (std::size_t i = 0; i + 1 < aRow.size(); ++i) {
     const std::size_t width = displayWidth(aRow[i], widths[i]);
-    line += aRow[i];
-    line.append(columnGap + widths[i] - width, ' ');
+    aOut += aRow[i];
+    aOut.append(columnGap + widths[i] - width, ' ');
   }
-  aOut << line << aRow.back();
-  if (aStandsOut && layout.isColoured) aOut << standsOutNoMore;
-  if (!(aOut << '\n')) throw WriteError();
+  aOut += aRow.back();
+  if (aStandsOut && layout.isColoured) aOut += standsOutNoMore;
+  aOut += '\n';
 }
 
-void Columns::writeFitting(std::ostream& aOut, const Row& aRow, bool aStandsOut) const {
+void Columns::write(std::ostream& aOut, const Row& aRow, bool aStandsOut) const {
+  std::string text;
+  append(text, RowView(aRow.begin(), aRow.end()), aStandsOut);
+  send(aOut, text);
+}
+
+void Columns::appendFitting(std::string& aOut, const RowView& aRow, bool aStandsOut) const {
   // What is still to be written of each text, and the blanks that all of its lines begin with.
-  std::vector<std::string_view> rest(aRow.begin(), aRow.end());
+  RowView rest = aRow;
   std::vector<std::size_t> indents;
   for (std::size_t i = 0; i < rest.size(); ++i) {
     const std::size_t blanks = std::min(rest[i].find_first_not_of(' '), rest[i].size());
@@ -137,7 +142,7 @@ void Columns::writeFitting(std::ostream& aOut, const Row& aRow, bool aStandsOut)
       missing += columnGap + (shown < width ? width - shown : 0);
     }
     if (aStandsOut && layout.isColoured) line = standsOut + line + standsOutNoMore;
-    send(aOut, line + '\n');
+    aOut += line + '\n';
   } while (
       std::any_of(rest.begin(), rest.end(), [](std::string_view text) { return !text.empty(); }));
 }

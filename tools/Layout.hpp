@@ -43,6 +43,8 @@ struct Layout {
 };
 
 using Row = std::vector<std::string>;
+/// A row whose texts lie elsewhere.
+using RowView = std::vector<std::string_view>;
 
 /// The columns of a table. Where there is no limit, they are as wide as their contents up to some
 /// width: a wider text moves the rest of its row, not that of all rows. Where there is one, the
@@ -51,15 +53,18 @@ class Columns {
  public:
   Columns(std::size_t aCount, const Layout& aLayout);
   /// Makes room for a row.
-  void widen(const Row& aRow);
+  void widen(const Row& aRow) { widen(RowView(aRow.begin(), aRow.end())); }
+  void widen(const RowView& aRow);
   /// Ends making room.
   void settle();
-  /// Writes the row: a line, or several where texts are wrapped. A row that stands out is coloured
-  /// where the layout has colours. Throws `WriteError`.
+  /// Appends the row: a line, or several where texts are wrapped. A row that stands out is coloured
+  /// where the layout has colours.
+  void append(std::string& aOut, const RowView& aRow, bool aStandsOut = false) const;
+  /// Writes the row. Throws `WriteError`.
   void write(std::ostream& aOut, const Row& aRow, bool aStandsOut = false) const;
 
  private:
-  void writeFitting(std::ostream& aOut, const Row& aRow, bool aStandsOut) const;
+  void appendFitting(std::string& aOut, const RowView& aRow, bool aStandsOut) const;
 
   const Layout layout;
   std::vector<std::size_t> widths;

@@ -1,11 +1,19 @@
 #include "tools/Report.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
+#include <exception>
+#include <functional>
 #include <iterator>
+#include <memory>
 #include <ostream>
+#include <utility>
+#include <vector>
 
 #include "tools/Commands.hpp"
+#include "tools/ConditionTexts.hpp"
+#include "tools/Jobs.hpp"
 #include "tools/Text.hpp"
 
 namespace ksexpr {
@@ -14,19 +22,70 @@ namespace {
 
 constexpr const char* unknown = "?";
 
-// The bytes of a line that are held back.
+// The bytes of text that are written at once, and of a text that is not held twice.
+constexpr std::size_t writtenLength = std::size_t{256} << 10;
 constexpr std::size_t maxHeldLength = std::size_t{64} << 10;
 
-// What the layouts have in common: the request, and the answers as text.
+// The blocks whose lines one of several makes before it turns to others.
+constexpr std::size_t chunkSize = 256;
+
+// Text on its way out. It is sent when there is much of it, or held back for one who sends it
+// later. What is held back has a limit: whoever meets it makes the rest anew when it can be sent.
+class Outgoing {
+ public:
+  // Holds everything back where there is no stream.
+  explicit Outgoing(std::ostream* aOut) : out(aOut) {}
+
+  std::string text;
+
+  // Whether a part could not be held.
+  bool isIncomplete() const { return incomplete; }
+  // Appends a text in pieces of whole characters by `aAppend`, so that a long one is not held
+  // twice.
+  template <class Append>
+  void appendInPieces(std::string_view aText, Append aAppend) {
+    if (aText.size() > maxHeldLength && out == nullptr) {
+      incomplete = true;
+      return;
+    }
+    while (aText.size() > maxHeldLength) {
+      std::size_t length = maxHeldLength;
+      while (length > 1 && (static_cast<unsigned char>(aText[length]) & 0xC0) == 0x80) --length;
+      aAppend(text, aText.substr(0, length));
+      send();
+      aText.remove_prefix(length);
+    }
+    aAppend(text, aText);
+  }
+  // Sends a lot.
+  void sendIfLong() {
+    if (out != nullptr && text.size() >= writtenLength) send();
+  }
+  void send() {
+    ksexpr::send(*out, text);
+    text.clear();
+  }
+
+ private:
+  std::ostream* const out;
+  bool incomplete = false;
+};
+
+void appendAsIs(std::string& aTo, std::string_view aPiece) { aTo += aPiece; }
+
+// What the layouts have in common: the request, and the answers as text. One of several that write
+// side by side.
 class Writer {
  public:
-  Writer(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
-         std::ostream& aOut)
+  Writer(const Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout)
       : conditions(aConditions),
         request(aRequest),
         families(aRequest.families),
         layout(aLayout),
-        out(aOut) {}
+        texts(aConditions) {}
+  virtual ~Writer() = default;
+
+  virtual void appendBlock(Outgoing& aOut, const KSBlock& aBlock) = 0;
 
  protected:
   const char* truth(ConditionId aId, const char* aIfUnknown) const {
@@ -34,30 +93,11 @@ class Writer {
     return conditions.isTrue(aId) ? "true" : "false";
   }
 
-  // Sends the text and empties it.
-  void send(std::string& aText) {
-    ksexpr::send(out, aText);
-    aText.clear();
-  }
-  // Appends a text in pieces of whole characters by `aAppend` and sends on the way, so that a long
-  // one is not held twice.
-  template <class Append>
-  void appendInPieces(std::string& aLine, std::string_view aText, Append aAppend) {
-    while (aText.size() > maxHeldLength) {
-      std::size_t length = maxHeldLength;
-      while (length > 1 && (static_cast<unsigned char>(aText[length]) & 0xC0) == 0x80) --length;
-      aAppend(aLine, aText.substr(0, length));
-      send(aLine);
-      aText.remove_prefix(length);
-    }
-    aAppend(aLine, aText);
-  }
-
-  Conditions& conditions;
+  const Conditions& conditions;
   const ConditionsRequest& request;
   const std::array<bool, 3> families;
   const Layout layout;
-  std::ostream& out;
+  ConditionTexts texts;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -65,31 +105,34 @@ class Writer {
 
 class TableWriter : public Writer {
  public:
-  using Writer::Writer;
+  // The columns are still to be made wide enough by `widen`.
+  TableWriter(const Conditions& aConditions, const ConditionsRequest& aRequest,
+              const Layout& aLayout, Columns& aColumns)
+      : Writer(aConditions, aRequest, aLayout), columns(aColumns) {}
 
-  void write() {
+  static Row header(const ConditionsRequest& aRequest) {
     Row header{"BLOCK"};
-    if (families[S]) header.insert(header.end(), {"S", "S NET"});
-    if (families[VV] || families[CG]) {
-      header.insert(header.end(), {"FAMILY", "LOCAL" + styleName(), "NET" + styleName()});
+    if (aRequest.families[S]) header.insert(header.end(), {"S", "S NET"});
+    if (aRequest.families[VV] || aRequest.families[CG]) {
+      header.insert(header.end(),
+                    {"FAMILY", "LOCAL" + styleName(aRequest), "NET" + styleName(aRequest)});
     }
-    Columns columns(header.size(), layout);
-    columns.widen(header);
-    conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
-      for (const Row& row : rows(block, answer)) columns.widen(row);
-    });
-    columns.settle();
-    columns.write(out, header);
-    conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
-      const bool isDead = layout.isColoured && conditions.isDead(block);
-      for (const Row& row : rows(block, answer)) columns.write(out, row, isDead);
-    });
+    return header;
+  }
+
+  void widen(const KSBlock& aBlock) {
+    forEachRow(aBlock, [this](const RowView& made) { columns.widen(made); });
+  }
+
+  void appendBlock(Outgoing& aOut, const KSBlock& aBlock) override {
+    const bool isDead = layout.isColoured && conditions.isDead(aBlock);
+    forEachRow(aBlock, [&](const RowView& made) { columns.append(aOut.text, made, isDead); });
   }
 
  private:
   // Canonical conditions need no name, since they are what is meant by conditions.
-  std::string styleName() const {
-    switch (request.style.value_or(Style::Canonical)) {
+  static std::string styleName(const ConditionsRequest& aRequest) {
+    switch (aRequest.style.value_or(Style::Canonical)) {
       case Style::Compact: return " (compact)";
       case Style::Typed: return " (typed)";
       case Style::Canonical: break;
@@ -98,38 +141,51 @@ class TableWriter : public Writer {
   }
 
   // The rows of one block: VV and CG share one where they agree, S stands in the first.
-  std::vector<Row> rows(const KSBlock& aBlock, const BlockConditions& aAnswer) {
-    Row start{indentOf(aBlock, conditions.top()) + printable(aBlock.id)};
+  template <class Use>
+  void forEachRow(const KSBlock& aBlock, Use aUse) {
+    const BlockConditions& answer = conditions.answerOf(aBlock);
+    name = indentOf(aBlock, conditions.top());
+    appendPrintable(name, aBlock.id, 0);
+    row.assign(1, name);
     if (families[S]) {
-      start.emplace_back(truth(aAnswer.local[S], unknown));
-      start.emplace_back(truth(aAnswer.net[S], unknown));
+      row.emplace_back(truth(answer.local[S], unknown));
+      row.emplace_back(truth(answer.net[S], unknown));
     }
-    if (!families[VV] && !families[CG]) return {start};
-    std::vector<Row> all;
-    const auto append = [&](const char* name, Family family) {
-      all.push_back(start);
-      all.back().insert(all.back().end(), {name, cell(aBlock, family, aAnswer.local[family], false),
-                                           cell(aBlock, family, aAnswer.net[family], true)});
-      start.assign(start.size(), "");
+    if (!families[VV] && !families[CG]) {
+      aUse(row);
+      return;
+    }
+    const std::size_t numCommon = row.size();
+    const auto use = [&](const char* label, Family family) {
+      local = cell(aBlock, family, false);
+      row.resize(numCommon);
+      row.insert(row.end(), {label, local, cell(aBlock, family, true)});
+      aUse(row);
+      std::fill_n(row.begin(), numCommon, std::string_view());
     };
     if (families[VV] && families[CG] && isSame(aBlock, false) && isSame(aBlock, true)) {
-      append("VV CG", VV);
+      use("VV CG", VV);
     } else {
-      if (families[VV]) append("VV", VV);
-      if (families[CG]) append("CG", CG);
+      if (families[VV]) use("VV", VV);
+      if (families[CG]) use("CG", CG);
     }
-    return all;
   }
 
-  bool isSame(const KSBlock& aBlock, bool aIsNet) {
+  bool isSame(const KSBlock& aBlock, bool aIsNet) const {
     return conditions.shown(aBlock, VV, aIsNet) == conditions.shown(aBlock, CG, aIsNet);
   }
 
-  std::string cell(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
-    if (aId == notAvailable) return unknown;
-    const std::string& text = conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
+  std::string_view cell(const KSBlock& aBlock, Family aFamily, bool aIsNet) {
+    if (conditions.shown(aBlock, aFamily, aIsNet) == notAvailable) return unknown;
+    const std::string_view text = texts.of(aBlock, aFamily, aIsNet, layout.cForm).text;
     return text.empty() ? "true" : text;
   }
+
+  Columns& columns;
+  // Kept for their memory.
+  RowView row;
+  std::string name;
+  std::string local;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -139,53 +195,49 @@ class CsvWriter : public Writer {
  public:
   using Writer::Writer;
 
-  void write() {
+  static std::string header(const ConditionsRequest& aRequest, const Layout& aLayout) {
     constexpr const char* columns[] = {",vv_local,vv_net", ",cg_local,cg_net", ",s_local,s_net"};
-    line = "block,parent";
+    std::string line = "block,parent";
     for (const Family family : {VV, CG, S}) {
-      if (families[family]) line += columns[family];
+      if (aRequest.families[family]) line += columns[family];
     }
-    writeLine();
-    conditions.forEach([this](const KSBlock& block, const BlockConditions& answer) {
-      appendField(block.id);
+    return line + csvLineEnd(aLayout.isOnTerminal);
+  }
+
+  void appendBlock(Outgoing& aOut, const KSBlock& aBlock) override {
+    const BlockConditions& answer = conditions.answerOf(aBlock);
+    std::string& line = aOut.text;
+    appendCsvField(line, aBlock.id, layout.isOnTerminal);
+    line += ',';
+    if (aBlock.parent != nullptr) appendCsvField(line, aBlock.parent->id, layout.isOnTerminal);
+    for (const Family family : {VV, CG}) {
+      if (!families[family]) continue;
+      appendText(aOut, aBlock, family, false);
+      appendText(aOut, aBlock, family, true);
+    }
+    if (families[S]) {
       line += ',';
-      if (block.parent != nullptr) appendField(block.parent->id);
-      for (const Family family : {VV, CG}) {
-        if (!families[family]) continue;
-        appendText(block, family, answer.local[family], false);
-        appendText(block, family, answer.net[family], true);
-      }
-      if (families[S]) {
-        line += std::string(",") + truth(answer.local[S], unknown) + ',' +
-                truth(answer.net[S], unknown);
-      }
-      writeLine();
-    });
+      line += truth(answer.local[S], unknown);
+      line += ',';
+      line += truth(answer.net[S], unknown);
+    }
+    line += csvLineEnd(layout.isOnTerminal);
   }
 
  private:
-  void writeLine() {
-    line += csvLineEnd(layout.isOnTerminal);
-    send(line);
-  }
-
-  void appendField(std::string_view aText) { appendCsvField(line, aText, layout.isOnTerminal); }
-
-  void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet) {
-    line += ',';
-    if (aId == notAvailable) {
-      line += unknown;
+  void appendText(Outgoing& aOut, const KSBlock& aBlock, Family aFamily, bool aIsNet) {
+    aOut.text += ',';
+    if (conditions.shown(aBlock, aFamily, aIsNet) == notAvailable) {
+      aOut.text += unknown;
       return;
     }
-    const std::string& text = conditions.text(aBlock, aFamily, aIsNet, layout.cForm);
+    const std::string_view text = texts.of(aBlock, aFamily, aIsNet, layout.cForm).text;
     // A condition has no character that would have to be made printable, and no quote.
-    const char* const quote = text.find(',') == std::string::npos ? "" : "\"";
-    line += quote;
-    appendInPieces(line, text, [](std::string& to, std::string_view piece) { to += piece; });
-    line += quote;
+    const char* const quote = text.find(',') == std::string_view::npos ? "" : "\"";
+    aOut.text += quote;
+    aOut.appendInPieces(text, appendAsIs);
+    aOut.text += quote;
   }
-
-  std::string line;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -195,21 +247,9 @@ class JsonWriter : public Writer {
  public:
   using Writer::Writer;
 
-  void write() {
-    line = "[\n";
-    bool isFirst = true;
-    conditions.forEach([&](const KSBlock& block, const BlockConditions& answer) {
-      if (!isFirst) line = ",\n";
-      isFirst = false;
-      appendBlock(block, answer);
-      send(line);
-    });
-    line = isFirst ? "[]\n" : "\n]\n";
-    send(line);
-  }
-
- private:
-  void appendBlock(const KSBlock& aBlock, const BlockConditions& aAnswer) {
+  void appendBlock(Outgoing& aOut, const KSBlock& aBlock) override {
+    const BlockConditions& answer = conditions.answerOf(aBlock);
+    std::string& line = aOut.text;
     line += "{\"block\": ";
     appendJson(line, aBlock.id);
     line += ", \"parent\": ";
@@ -223,77 +263,224 @@ class JsonWriter : public Writer {
     }
     if (families[VV]) {
       line += ", \"vv\": {\"local\": ";
-      appendText(aBlock, VV, aAnswer.local[VV], false, false);
+      appendText(aOut, aBlock, VV, false, false);
       line += ", \"net\": ";
-      appendText(aBlock, VV, aAnswer.net[VV], true, false);
-      appendMore(aBlock, VV, aAnswer.net[VV]);
+      appendText(aOut, aBlock, VV, true, false);
+      appendMore(aOut, aBlock, VV, answer.net[VV]);
       line += '}';
     }
     if (families[CG]) {
       line += ", \"cg\": {\"local\": ";
-      appendText(aBlock, CG, aAnswer.local[CG], false, false);
+      appendText(aOut, aBlock, CG, false, false);
       line += ", \"net\": ";
-      appendText(aBlock, CG, aAnswer.net[CG], true, false);
+      appendText(aOut, aBlock, CG, true, false);
       line += ", \"localC\": ";
-      appendText(aBlock, CG, aAnswer.local[CG], false, true);
+      appendText(aOut, aBlock, CG, false, true);
       line += ", \"netC\": ";
-      appendText(aBlock, CG, aAnswer.net[CG], true, true);
-      appendMore(aBlock, CG, aAnswer.net[CG]);
+      appendText(aOut, aBlock, CG, true, true);
+      appendMore(aOut, aBlock, CG, answer.net[CG]);
       line += '}';
     }
     if (families[S]) {
       line += ", \"s\": {\"local\": ";
-      line += truth(aAnswer.local[S], "null");
+      line += truth(answer.local[S], "null");
       line += ", \"net\": ";
-      line += truth(aAnswer.net[S], "null");
+      line += truth(answer.net[S], "null");
       line += '}';
     }
     line += '}';
   }
 
+ private:
   // What is only there when it is asked for.
-  void appendMore(const KSBlock& aBlock, Family aFamily, ConditionId aNet) {
+  void appendMore(Outgoing& aOut, const KSBlock& aBlock, Family aFamily, ConditionId aNet) {
     constexpr const char* names[] = {"never", "always", "sometimes", "unknown"};  // by Verdict
     if (request.withDecision) {
-      line += ", \"decision\": ";
+      aOut.text += ", \"decision\": ";
       if (aNet == notAvailable) {
-        line += "null";
+        aOut.text += "null";
       } else {
-        appendJson(line, names[static_cast<std::size_t>(conditions.verdict(aBlock, aFamily))]);
+        appendJson(aOut.text, names[static_cast<std::size_t>(conditions.verdict(aBlock, aFamily))]);
       }
     }
     if (request.withCompact) {
-      line += ", \"compact\": ";
+      aOut.text += ", \"compact\": ";
       if (aNet == notAvailable) {
-        line += "null";
+        aOut.text += "null";
       } else {
-        appendJson(line, conditions.compactText(aBlock, aFamily));
+        appendQuoted(aOut, texts.compact(aBlock, aFamily));
       }
     }
   }
 
-  void appendText(const KSBlock& aBlock, Family aFamily, ConditionId aId, bool aIsNet,
-                  bool aCForm) {
-    if (aId == notAvailable) {
-      line += "null";
+  void appendText(Outgoing& aOut, const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm) {
+    if (conditions.shown(aBlock, aFamily, aIsNet) == notAvailable) {
+      aOut.text += "null";
     } else {
-      line += '"';
-      appendInPieces(line, conditions.text(aBlock, aFamily, aIsNet, aCForm), appendJsonCharacters);
-      line += '"';
+      appendQuoted(aOut, texts.of(aBlock, aFamily, aIsNet, aCForm));
     }
   }
 
-  std::string line;
+  static void appendQuoted(Outgoing& aOut, const ConditionText& aText) {
+    aOut.text += '"';
+    aOut.appendInPieces(aText.text, aText.isPlain ? appendAsIs : appendJsonCharacters);
+    aOut.text += '"';
+  }
 };
+
+// ---------------------------------------------------------------------------------------------
+// Side by side
+
+// Writes blocks in order, though several writers make their lines.
+class OrderedWriting {
+ public:
+  using MakeWriter = std::function<std::unique_ptr<Writer>()>;
+  // `aOpening` stands before the first block, `aSeparator` before each other one.
+  OrderedWriting(const Conditions& aConditions, const MakeWriter& aMakeWriter, std::ostream& aOut,
+                 const char* aOpening = "", const char* aSeparator = "")
+      : conditions(aConditions),
+        blocks(aConditions.getModel().blocks),
+        out(&aOut),
+        opening(aOpening),
+        separator(aSeparator) {
+    for (std::size_t i = 0; i < aConditions.countJobs(); ++i) writers.push_back(aMakeWriter());
+  }
+
+  // Writes the listed ones of a stretch of blocks that have been answered.
+  void write(std::size_t aFrom, std::size_t aTo) {
+    while (writers.size() > 1 && aTo - aFrom > chunkSize) {
+      const std::size_t end = std::min(aFrom + writers.size() * chunkSize * 4, aTo);
+      writeSideBySide(aFrom, end);
+      aFrom = end;
+    }
+    writeOneByOne(aFrom, aTo);
+  }
+  // Sends what has been written to the stream.
+  void flush() { out.send(); }
+  bool isEmpty() const { return empty; }
+
+ private:
+  void writeOneByOne(std::size_t aFrom, std::size_t aTo) {
+    for (std::size_t i = aFrom; i < aTo; ++i) {
+      if (!conditions.isListed(blocks[i])) continue;
+      separate();
+      writers.front()->appendBlock(out, blocks[i]);
+      out.sendIfLong();
+    }
+  }
+
+  void separate() { out.text += std::exchange(empty, false) ? opening : separator; }
+
+  // The lines of a chunk, up to a block that cannot be held back.
+  struct Chunk {
+    std::string text;
+    std::size_t end;
+  };
+  Chunk make(Writer& aWriter, std::size_t aFrom, std::size_t aTo) const {
+    Outgoing held(nullptr);
+    for (std::size_t i = aFrom; i < aTo; ++i) {
+      if (!conditions.isListed(blocks[i])) continue;
+      const std::size_t length = held.text.size();
+      if (length > 0) held.text += separator;
+      try {
+        aWriter.appendBlock(held, blocks[i]);
+      } catch (const std::exception&) {
+        // It is thrown once more where the block is written.
+        held.text.resize(length);
+        return {std::move(held.text), i};
+      }
+      if (held.isIncomplete() || held.text.size() > maxChunkLength) {
+        held.text.resize(length);
+        return {std::move(held.text), i};
+      }
+    }
+    return {std::move(held.text), aTo};
+  }
+
+  void writeSideBySide(std::size_t aFrom, std::size_t aTo) {
+    const std::size_t numChunks = (aTo - aFrom + chunkSize - 1) / chunkSize;
+    std::vector<Chunk> chunks(numChunks);
+    const auto endOf = [&](std::size_t chunk) {
+      return std::min(aFrom + (chunk + 1) * chunkSize, aTo);
+    };
+    std::atomic<std::size_t> next = 0;
+    sideBySide(writers.size(), [&](std::size_t number) {
+      for (std::size_t chunk = next++; chunk < numChunks; chunk = next++) {
+        chunks[chunk] = make(*writers[number], aFrom + chunk * chunkSize, endOf(chunk));
+      }
+    });
+    for (std::size_t chunk = 0; chunk < numChunks; ++chunk) {
+      if (!chunks[chunk].text.empty()) separate();
+      out.text += std::exchange(chunks[chunk].text, std::string());
+      out.sendIfLong();
+      writeOneByOne(chunks[chunk].end, endOf(chunk));
+    }
+  }
+
+  static constexpr std::size_t maxChunkLength = std::size_t{1} << 20;
+
+  const Conditions& conditions;
+  const std::vector<KSBlock>& blocks;
+  std::vector<std::unique_ptr<Writer>> writers;
+  Outgoing out;
+  const std::string_view opening;
+  const std::string_view separator;
+  bool empty = true;
+};
+
+void writeTable(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+                std::ostream& aOut) {
+  const Row header = TableWriter::header(aRequest);
+  Columns columns(header.size(), aLayout);
+  columns.widen(RowView(header.begin(), header.end()));
+  TableWriter measuring(aConditions, aRequest, aLayout, columns);
+  const std::vector<KSBlock>& blocks = aConditions.getModel().blocks;
+  aConditions.answer([&](std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i) {
+      if (aConditions.isListed(blocks[i])) measuring.widen(blocks[i]);
+    }
+  });
+  columns.settle();
+  columns.write(aOut, header);
+  OrderedWriting writing(
+      aConditions,
+      [&] { return std::make_unique<TableWriter>(aConditions, aRequest, aLayout, columns); }, aOut);
+  writing.write(0, blocks.size());
+  writing.flush();
+}
+
+void writeCsv(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+              std::ostream& aOut) {
+  send(aOut, CsvWriter::header(aRequest, aLayout));
+  OrderedWriting writing(
+      aConditions, [&] { return std::make_unique<CsvWriter>(aConditions, aRequest, aLayout); },
+      aOut);
+  aConditions.answer([&](std::size_t from, std::size_t to) {
+    writing.write(from, to);
+    writing.flush();
+  });
+}
+
+void writeJsonArray(Conditions& aConditions, const ConditionsRequest& aRequest,
+                    const Layout& aLayout, std::ostream& aOut) {
+  OrderedWriting writing(
+      aConditions, [&] { return std::make_unique<JsonWriter>(aConditions, aRequest, aLayout); },
+      aOut, "[\n", ",\n");
+  aConditions.answer([&](std::size_t from, std::size_t to) {
+    writing.write(from, to);
+    writing.flush();
+  });
+  send(aOut, writing.isEmpty() ? "[]\n" : "\n]\n");
+}
 
 }  // namespace
 
 void writeReport(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
                  std::ostream& aOut) {
   switch (aLayout.format) {
-    case Format::Table: TableWriter(aConditions, aRequest, aLayout, aOut).write(); break;
-    case Format::Json: JsonWriter(aConditions, aRequest, aLayout, aOut).write(); break;
-    case Format::Csv: CsvWriter(aConditions, aRequest, aLayout, aOut).write(); break;
+    case Format::Table: writeTable(aConditions, aRequest, aLayout, aOut); break;
+    case Format::Json: writeJsonArray(aConditions, aRequest, aLayout, aOut); break;
+    case Format::Csv: writeCsv(aConditions, aRequest, aLayout, aOut); break;
   }
   if (!aOut.flush()) throw WriteError();
 }

@@ -72,10 +72,29 @@ std::size_t columnsOf(char32_t aCode) {
 
 bool isPlain(char aByte) { return aByte >= ' ' && aByte <= '~'; }
 
+// Where the characters of ASCII that a terminal shows end, from `aPos` on and before `aLimit`.
+std::size_t endOfPlain(std::string_view aText, std::size_t aPos, std::size_t aLimit) {
+  while (aPos < aLimit && isPlain(aText[aPos])) ++aPos;
+  return aPos;
+}
+
+// Where the characters end that JSON spells as they are.
+std::size_t endOfPlainJson(std::string_view aText, std::size_t aPos) {
+  const auto isPlainJson = [](char byte) { return isPlain(byte) && byte != '"' && byte != '\\'; };
+  while (aPos < aText.size() && isPlainJson(aText[aPos])) ++aPos;
+  return aPos;
+}
+
 }  // namespace
 
 std::size_t appendPrintable(std::string& aOut, std::string_view aText, std::size_t aColumn) {
   for (std::size_t pos = 0; pos < aText.size();) {
+    if (const std::size_t end = endOfPlain(aText, pos, aText.size()); end > pos) {
+      aOut.append(aText, pos, end - pos);
+      aColumn += end - pos;
+      pos = end;
+      continue;
+    }
     const Character character = characterAt(aText, pos);
     if (character.code == '\t') {
       const std::size_t blanks = tabWidth - aColumn % tabWidth;
@@ -112,8 +131,9 @@ std::size_t countCharacters(std::string_view aText) {
 }
 
 std::size_t displayWidth(std::string_view aText, std::size_t aLimit) {
-  std::size_t width = 0;
-  for (std::size_t pos = 0; pos < aText.size() && width < aLimit;) {
+  std::size_t pos = endOfPlain(aText, 0, std::min(aText.size(), aLimit));
+  std::size_t width = pos;
+  while (pos < aText.size() && width < aLimit) {
     const Character character = characterAt(aText, pos);
     width += columnsOf(character.code);
     pos += character.length;
@@ -176,12 +196,11 @@ std::string numberText(double aValue) {
   return {buffer, std::to_chars(buffer, buffer + sizeof buffer, aValue).ptr};
 }
 
+bool isPlainInJson(std::string_view aText) { return endOfPlainJson(aText, 0) == aText.size(); }
+
 void appendJsonCharacters(std::string& aOut, std::string_view aText) {
   for (std::size_t pos = 0; pos < aText.size();) {
-    std::size_t end = pos;
-    while (end < aText.size() && isPlain(aText[end]) && aText[end] != '"' && aText[end] != '\\') {
-      ++end;
-    }
+    const std::size_t end = endOfPlainJson(aText, pos);
     aOut.append(aText, pos, end - pos);
     if (end == aText.size()) break;
     const Character character = characterAt(aText, end);

@@ -40,6 +40,8 @@ std::string cutToWidth(std::string_view aText, std::size_t aWidth);
 /// The shortest text that reads back as the same number; at most 17 significant digits.
 std::string numberText(double aValue);
 
+/// Whether a text stands as it is between the quotes of a JSON string.
+bool isPlainInJson(std::string_view aText);
 /// Appends a text as it stands between the quotes of a JSON string, in ASCII where a terminal would
 /// not show a character. The text must be UTF-8.
 void appendJsonCharacters(std::string& aOut, std::string_view aText);

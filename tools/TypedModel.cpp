@@ -9,6 +9,7 @@
 #include "tools/Commands.hpp"
 #include "tools/Diagnostic.hpp"
 #include "tools/Nearest.hpp"
+#include "tools/Subtrees.hpp"
 #include "tools/Text.hpp"
 #include "xform/SymbolicExprC2M.hpp"
 #include "xform/SymbolicExprM2C.hpp"
@@ -67,25 +68,10 @@ const KSBlock& findBlock(const Model& aModel, const std::string& aId) {
 
 TypedModel::TypedModel(const Model& aModel, Family aFamily, KS::SymbolicExprTable& aTable,
                        const std::function<void(const std::string&)>& aTell)
-    : model(aModel), family(aFamily), table(aTable) {
+    : model(aModel), family(aFamily), table(aTable), ordered(parentsFirst(aModel)) {
   table.addBoolSymbols();
-  sortTopDown();
   parseConditions(aTell);
   collectVariables();
-}
-
-void TypedModel::sortTopDown() {
-  std::vector<bool> isPlaced(model.blocks.size(), false);
-  std::vector<const KSBlock*> above;
-  for (const KSBlock& start : model.blocks) {
-    for (const KSBlock* block = &start; block != nullptr && !isPlaced[model.indexOf(*block)];
-         block = block->parent) {
-      isPlaced[model.indexOf(*block)] = true;
-      above.push_back(block);
-    }
-    ordered.insert(ordered.end(), above.rbegin(), above.rend());
-    above.clear();
-  }
 }
 
 void TypedModel::parseConditions(const std::function<void(const std::string&)>& aTell) {

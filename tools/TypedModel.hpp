@@ -80,14 +80,13 @@ class TypedModel {
 
  private:
   void parseConditions(const std::function<void(const std::string&)>& aTell);
-  void sortTopDown();
   void collectVariables();
   void addVariable(KS::SymbolicExprId aId, bool aIsTruth);
 
   const Model& model;
   const Family family;
   KS::SymbolicExprTable& table;
-  std::vector<const KSBlock*> ordered;
+  const std::vector<const KSBlock*> ordered;
   // By block.
   std::vector<bool> available;
   std::vector<KS::SymbolicExprId> locals;

@@ -456,6 +456,62 @@ TEST_F(KsExprConditions, AnswersMoreTextThanIsKept) {
   }
 }
 
+// A tree in no order, with conditions that are alike, broken, or longer than what is held back.
+std::string modelForManyJobs() {
+  constexpr unsigned numBlocks = 3000;
+  std::vector<std::string> blocks;
+  for (unsigned place = 0; place < numBlocks; ++place) {
+    const unsigned i = place * 1237 % numBlocks;
+    std::string more;
+    if (i % 5 < 2)
+      more = ", \"VV\": \"x" + std::to_string(i % 7) + " > " + std::to_string(i % 3) + '"';
+    if (i % 4 == 1) more += ", \"CG\": \"bitand(y" + std::to_string(i % 11) + ", 1) == 1\"";
+    if (i % 50 == 3) more += ", \"S\": \"false\"";
+    if (i % 700 == 699) more = ", \"CG\": \"a b\"";
+    if (i == 2222) {
+      std::string text = "z0";
+      for (int k = 1; k < 12000; ++k) text += " || z" + std::to_string(k);
+      more = ", \"VV\": \"" + text + '"';
+    }
+    blocks.push_back(blockOf("b" + std::to_string(i),
+                             i == 0 ? "null" : "\"b" + std::to_string((i - 1) / 3) + '"', more));
+  }
+  return modelOf(blocks);
+}
+
+TEST_F(KsExprConditions, DoNotDependOnTheNumberOfJobs) {
+  const std::string model = modelForManyJobs();
+  const auto answer = [&](std::vector<std::string> options, const std::string& jobs) {
+    options.insert(options.end(), {"--jobs", jobs});
+    Outcome found = conditions(model, options);
+    const std::size_t time = found.err.rfind(", ");
+    if (time != std::string::npos && found.err.find(" s\n", time) != std::string::npos) {
+      found.err.resize(time);
+    }
+    return found;
+  };
+  for (const std::vector<std::string>& options :
+       std::vector<std::vector<std::string>>{{"--format", "json"},
+                                             {"--format", "csv", "--form", "c"},
+                                             {"--format", "table", "--family", "vv,s"},
+                                             {"--format", "json", "--style", "typed"},
+                                             {"--format", "table", "--width", "90"},
+                                             {"--format", "csv", "--dead"},
+                                             {"--format", "csv", "--block", "b*7*"},
+                                             {"--format", "json", "--under", "b2", "--relative"}}) {
+    SCOPED_TRACE(testing::PrintToString(options));
+    const Outcome alone = answer(options, "1");
+    EXPECT_NE(alone.out, "");
+    for (const char* const jobs : {"2", "7"}) {
+      const Outcome found = answer(options, jobs);
+      EXPECT_EQ(found.status, alone.status);
+      EXPECT_TRUE(found.out == alone.out) << jobs;
+      EXPECT_EQ(found.err, alone.err);
+    }
+  }
+  EXPECT_EQ(conditions(model, {"--jobs", "0"}).status, 2);
+}
+
 TEST_F(KsExprConditions, SampleModel) {
   const Outcome found = run({"conditions", KSEXPR_SAMPLE});
   EXPECT_EQ(found.status, 0);

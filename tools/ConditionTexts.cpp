@@ -1,0 +1,66 @@
+#include "tools/ConditionTexts.hpp"
+
+#include "tools/Text.hpp"
+
+namespace ksexpr {
+
+namespace {
+
+// The bytes of the texts that are kept, and of each of them.
+constexpr std::size_t maxKeptLength = std::size_t{16} << 20;
+constexpr std::size_t maxKeptTextLength = std::size_t{64} << 10;
+
+}  // namespace
+
+ConditionText ConditionTexts::of(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm) {
+  const ConditionId id = conditions.shown(aBlock, aFamily, aIsNet);
+  const std::size_t answerer = conditions.answererNumber(aBlock);
+  if (!conditions.isCanonical()) {
+    return find(answerer, aCForm ? Kind::ReadableC : Kind::ReadableM, id);
+  }
+  if (conditions.isTrue(id)) return {};
+  // The service has a C form of its own for the CG family.
+  const bool hasC = aFamily == CG && !conditions.isOrigin(aBlock);
+  return find(answerer, !aCForm ? Kind::M : hasC ? Kind::COfCG : Kind::C, id);
+}
+
+ConditionText ConditionTexts::compact(const KSBlock& aBlock, Family aFamily) {
+  return find(conditions.answererNumber(aBlock), Kind::ReadableM,
+              conditions.compactNet(aBlock, aFamily));
+}
+
+ConditionText ConditionTexts::find(std::size_t aAnswerer, Kind aKind, ConditionId aId) {
+  const std::uint64_t key =
+      (std::uint64_t{aAnswerer} << 8 | static_cast<unsigned char>(aKind)) << 32 | aId;
+  const auto found = kept.find(key);
+  if (found != kept.end()) {
+    return {std::string_view(texts).substr(found->second.begin, found->second.length),
+            found->second.isPlain != 0};
+  }
+  longText = std::string();  // its memory serves the next one
+  longText = make(aAnswerer, aKind, aId);
+  const bool isPlain = isPlainInJson(longText);
+  if (longText.size() > maxKeptTextLength) return {longText, isPlain};
+  if (texts.size() + longText.size() > maxKeptLength) {
+    kept.clear();
+    texts.clear();
+  }
+  kept.emplace(key, Kept{static_cast<std::uint32_t>(texts.size()),
+                         static_cast<std::uint32_t>(longText.size()) & 0x7FFFFFFF, isPlain});
+  texts += longText;
+  return {std::string_view(texts).substr(texts.size() - longText.size()), isPlain};
+}
+
+std::string ConditionTexts::make(std::size_t aAnswerer, Kind aKind, ConditionId aId) const {
+  const Answerer& answerer = conditions.answerer(aAnswerer);
+  switch (aKind) {
+    case Kind::ReadableM: return answerer.readableText(aId, false);
+    case Kind::ReadableC: return answerer.readableText(aId, true);
+    case Kind::M:
+    case Kind::C:
+    case Kind::COfCG: break;
+  }
+  return answerer.text(aId, aKind == Kind::COfCG, aKind != Kind::M);
+}
+
+}  // namespace ksexpr

@@ -1,0 +1,51 @@
+// The texts of conditions, for one who writes many of them.
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "tools/Conditions.hpp"
+
+namespace ksexpr {
+
+/// A text, and whether it stands as it is between the quotes of a JSON string.
+struct ConditionText {
+  std::string_view text;
+  bool isPlain = true;
+};
+
+/// Makes the texts of conditions that have been answered. Keeps some, since many blocks share a
+/// condition; the texts of all of them together have no bound. Several may read the same conditions
+/// side by side, as long as nobody answers.
+class ConditionTexts {
+ public:
+  explicit ConditionTexts(const Conditions& aConditions) : conditions(aConditions) {}
+
+  /// The text of a block's local or net condition that is available, in the style that is asked
+  /// for, empty for "true". Lasts until the next call.
+  ConditionText of(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm);
+  /// The compact text of a block's net condition, empty for "true".
+  ConditionText compact(const KSBlock& aBlock, Family aFamily);
+
+ private:
+  enum class Kind : unsigned char { M, C, COfCG, ReadableM, ReadableC };
+  struct Kept {
+    std::uint32_t begin;
+    std::uint32_t length : 31;
+    std::uint32_t isPlain : 1;
+  };
+
+  ConditionText find(std::size_t aAnswerer, Kind aKind, ConditionId aId);
+  std::string make(std::size_t aAnswerer, Kind aKind, ConditionId aId) const;
+
+  const Conditions& conditions;
+  // By answerer, kind and condition. Texts lie one behind the other; long ones are made anew.
+  boost::unordered_flat_map<std::uint64_t, Kept> kept;
+  std::string texts;
+  std::string longText;
+};
+
+}  // namespace ksexpr
