@@ -1,6 +1,7 @@
 #include "tools/Cli.hpp"
 
 #include <chrono>
+#include <filesystem>
 #include <limits>
 #include <optional>
 #include <ostream>
@@ -13,6 +14,7 @@
 #include "tools/Jobs.hpp"
 #include "tools/QuestionsCli.hpp"
 #include "tools/Report.hpp"
+#include "tools/Split.hpp"
 #include "tools/Text.hpp"
 #include "tools/ViewsCli.hpp"
 
@@ -20,10 +22,18 @@ namespace ksexpr {
 
 namespace {
 
+// How a model is cut.
+struct SplitRequest {
+  std::string path;
+  std::size_t count = 0;
+  std::optional<std::string> prefix;
+};
+
 // Everything that a command line can say; `run` does it and notes whether an answer has failed.
 struct Options {
   Request request;
   ConditionsRequest conditions;
+  SplitRequest split;
   Layout layout;
   bool isQuiet = false;
   Run run;
@@ -37,14 +47,15 @@ void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed)
   }
   if (request.onlyDead) requireDecisions("conditions --dead");
   if (request.withDecision) requireDecisions("conditions --with decision");
-  if ((request.withDecision || request.withCompact) && aOptions.layout.format != Format::Json) {
-    throw UsageError("conditions --with: only JSON (--format json) has these");
+  const bool isJson = layout.format == Format::Json || layout.format == Format::JsonLines;
+  if ((request.withDecision || request.withCompact) && !isJson) {
+    throw UsageError("conditions --with: only JSON (--format json or jsonl) has these");
   }
   if (request.isRelative && (request.onlyDead || request.withDecision)) {
     throw UsageError("conditions --relative: what is decided is the whole net condition");
   }
   request.withC = layout.cForm;
-  request.withCOfCG = layout.format == Format::Json;
+  request.withCOfCG = isJson;
   if (request.jobs == 0) request.jobs = countCores();
   const auto start = std::chrono::steady_clock::now();
   const auto model = readModel(aOptions.conditions.path, aStreams);
@@ -90,6 +101,11 @@ CLI::App* addCommand(CLI::App& aApp, Options& aOptions, const char* aName, const
               aPrinted == Printed::Expression ? spellings : dialects,
               [&request](Form form) { request.to = form; });
   }
+  addChoice<bool>(*command, "--format",
+                  "Lines of text (default), or records: {\"id\": 1, \"text\": EXPR} gives "
+                  "{\"id\": 1, \"text\": ANSWER}",
+                  {{"text", false}, {"jsonl", true}},
+                  [&request](bool asRecords) { request.asRecords = asRecords; });
   addQuiet(*command, aOptions.isQuiet);
   if (aPrinted == Printed::Expression) {
     command->add_flag("--spaces", request.spaces, "Set off logical operators by blanks");
@@ -97,7 +113,7 @@ CLI::App* addCommand(CLI::App& aApp, Options& aOptions, const char* aName, const
   command->callback([&aOptions, aCommand] {
     aOptions.run = [&aOptions, aCommand](Streams& streams, bool& hasFailed) {
       Command asked = aCommand;
-      asked.manyLines = asked.manyLines || aOptions.request.explain;
+      if (aOptions.request.explain) asked.manyLines = asked.isAboutTable = true;
       answerAll(asked, aOptions.request, streams, hasFailed);
       return 0;
     };
@@ -133,6 +149,9 @@ void defineExpressionCommands(CLI::App& aApp, Options& aOptions) {
   }
   eval->callback([&aOptions] {
     aOptions.run = [&aOptions](Streams& streams, bool& hasFailed) {
+      if (!aOptions.request.valuesPath.empty() && aOptions.request.asRecords) {
+        throw UsageError("eval --values: the answers are CSV, no records");
+      }
       if (aOptions.request.valuesPath.empty()) {
         answerAll({answerEval}, aOptions.request, streams, hasFailed);
       } else {
@@ -156,11 +175,11 @@ void defineExpressionCommands(CLI::App& aApp, Options& aOptions) {
   addCommand(aApp, aOptions, "factor", "Factor divisions out", {answerFactor}, Printed::Expression);
   addCommand(aApp, aOptions, "symbols", "List the symbols", {answerSymbols}, Printed::Nothing);
   addCommand(aApp, aOptions, "dump", "List the nodes: id, kind, class, inputs, payload",
-             {answerDump, true}, Printed::Nothing);
+             {answerDump, true, true}, Printed::Nothing);
   CLI::App* dot = addCommand(aApp, aOptions, "dot", "Draw the expression, or a model, for Graphviz",
-                             {answerDot}, Printed::Operators);
+                             {answerDot, false, true}, Printed::Operators);
   defineDotOfModel(*dot, request, aOptions.run, [&request](Streams& streams, bool& hasFailed) {
-    answerAll({answerDot}, request, streams, hasFailed);
+    answerAll({answerDot, false, true}, request, streams, hasFailed);
     return 0;
   });
 }
@@ -197,7 +216,10 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
   addChoice(*command, "--form", "The form of tables and CSV (default: m)", dialects,
             [&aOptions](Form form) { aOptions.layout.cForm = form == Form::C; });
   addChoice<Format>(*command, "--format", "The layout (default: table)",
-                    {{"table", Format::Table}, {"json", Format::Json}, {"csv", Format::Csv}},
+                    {{"table", Format::Table},
+                     {"json", Format::Json},
+                     {"jsonl", Format::JsonLines},
+                     {"csv", Format::Csv}},
                     [&aOptions](Format format) { aOptions.layout.format = format; });
   command->add_flag("--dead", request.onlyDead,
                     "List only blocks with a net condition that is proven never to hold");
@@ -218,6 +240,38 @@ void defineConditions(CLI::App& aApp, Options& aOptions) {
   command->callback([&aOptions] {
     aOptions.run = [&aOptions](Streams& streams, bool& hasFailed) {
       runConditions(aOptions, streams, hasFailed);
+      return 0;
+    };
+  });
+}
+
+// The parts of a model are named after its file.
+std::string prefixOf(const std::string& aPath) {
+  return aPath == "-" ? "part-" : std::filesystem::path(aPath).stem().string() + '-';
+}
+
+void defineSplit(CLI::App& aApp, Options& aOptions) {
+  CLI::App* command = aApp.add_subcommand(
+      "split", "Cut a model into models that answer by themselves; print the names of their files");
+  SplitRequest& request = aOptions.split;
+  command->add_option("MODEL", request.path, modelHelp)->required();
+  command->add_option("--parts", request.count, "How many models to make")
+      ->type_name("N")
+      ->required()
+      ->check(CLI::Range(1, 1000000).description(""));
+  command
+      ->add_option("--prefix", request.prefix,
+                   "What the names of the files begin with, before the number and .json (default: "
+                   "the name of the model's file and -)")
+      ->type_name("PATH");
+  addQuiet(*command, aOptions.isQuiet);
+  command->callback([&aOptions] {
+    aOptions.run = [&request = aOptions.split](Streams& streams, bool& hasFailed) {
+      const auto model = readModel(request.path, streams);
+      hasFailed = !model;
+      if (model) {
+        splitModel(*model, request.count, request.prefix.value_or(prefixOf(request.path)), streams);
+      }
       return 0;
     };
   });
@@ -279,6 +333,7 @@ int parseAndRun(const std::vector<std::string>& aArguments, Streams& aStreams, b
   app.require_subcommand(1);
   defineExpressionCommands(app, options);
   defineConditions(app, options);
+  defineSplit(app, options);
   defineQuestions(app, options.run, options.isQuiet);
   defineViews(app, options.run, options.isQuiet);
   addGenerate(app, aStreams.out);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <istream>
+#include <memory>
 #include <ostream>
 #include <set>
 
@@ -18,6 +19,8 @@
 #include "tools/Diagnostic.hpp"
 #include "tools/Explain.hpp"
 #include "tools/Graph.hpp"
+#include "tools/Layout.hpp"
+#include "tools/Records.hpp"
 #include "tools/Text.hpp"
 #include "xform/SymbolicExprC2M.hpp"
 #include "xform/SymbolicExprCast2Int.hpp"
@@ -28,6 +31,22 @@
 namespace ksexpr {
 
 namespace {
+
+// Where expressions are answered. One is made for many of them: most symbols of a line have been in
+// those before it.
+struct Workplace {
+  Workplace(const Request& aRequest, const Definitions& aDefinitions)
+      : bindings(table), parse(table, aRequest.from == Form::C) {
+    aDefinitions.bind(table, bindings);
+  }
+
+  KS::SymbolicExprTable table;
+  KS::SymbolicExprBindings bindings;
+  KS::SymbolicExprParser parse;
+};
+
+// The nodes of a table that goes on being used; so much stays in the processor's cache.
+constexpr std::size_t maxKeptNodes = std::size_t{16} << 10;
 
 // Answers expressions one after the other and remembers whether one failed.
 class Answering {
@@ -41,23 +60,40 @@ class Answering {
 
   // Answers the text, which is line `aLine` of the source.
   void answer(const std::string& aSource, std::size_t aLine, const std::string& aText) {
+    const Answer found = find(aText);
     std::string problem;
-    std::string text;
-    try {
-      KS::SymbolicExprTable table;
-      KS::SymbolicExprBindings bindings(table);
-      definitions.bind(table, bindings);
-      const KS::SymbolicExprParser parse(table, request.from == Form::C);
-      const KS::SymbolicExprId id = parse(aText);
-      if (id != KS::invalidSymbolicExprId) {
-        text = command.answer({table, id, request, bindings});
-      } else if (const auto error = parse.diagnose(aText)) {
-        problem = diagnostic(aSource, aLine, aText, *error);
-      }
-    } catch (const std::exception& error) {
-      problem = diagnostic(aSource, aLine, aText, 0, shortened(error.what()));
+    if (found.error) {
+      problem = diagnostic(aSource, aLine, aText, *found.error);
+    } else if (!found.failure.empty()) {
+      problem = diagnostic(aSource, aLine, aText, 0, found.failure);
     }
-    write(text, problem);
+    write(found.text, problem);
+  }
+  // Answers the text by a record with this id.
+  void answerAsRecord(const std::string& aId, const std::string& aText) {
+    const Answer found = find(aText);
+    std::string line;
+    if (found.error) {
+      appendError(line, aId, *found.error);
+    } else if (!found.failure.empty()) {
+      appendError(line, aId, found.failure);
+    } else {
+      appendAnswer(line, aId, found.text);
+    }
+    hasFailed = hasFailed || found.error || !found.failure.empty();
+    send(streams.out, line);
+  }
+  // Answers a line that spells a record.
+  void answerRecord(std::string& aLine) {
+    const std::optional<RecordError> error = readRecord(aLine, record);
+    if (!error) {
+      answerAsRecord(record.id, record.text);
+      return;
+    }
+    std::string line;
+    appendError(line, record.id, *error);
+    hasFailed = true;
+    send(streams.out, line);
   }
 
   void flush() {
@@ -65,6 +101,30 @@ class Answering {
   }
 
  private:
+  // A text, why the question is none, or what is wrong with the answer.
+  struct Answer {
+    std::string text;
+    std::optional<KS::SymbolicExprParseError> error;
+    std::string failure;
+  };
+
+  Answer find(const std::string& aText) {
+    try {
+      const bool isOld = place && (command.isAboutTable || place->table.size() > maxKeptNodes);
+      if (!place || isOld) {
+        place.reset();
+        place = std::make_unique<Workplace>(request, definitions);
+      }
+      const KS::SymbolicExprId id = place->parse(aText);
+      if (id != KS::invalidSymbolicExprId) {
+        return {command.answer({place->table, id, request, place->bindings}), {}, {}};
+      }
+      return {{}, place->parse.diagnose(aText), {}};
+    } catch (const std::exception& error) {
+      return {{}, {}, shortened(error.what())};
+    }
+  }
+
   void write(const std::string& aText, const std::string& aProblem) {
     if (command.manyLines && hasAnswered) streams.out << '\n';
     hasAnswered = true;
@@ -81,6 +141,8 @@ class Answering {
   Streams& streams;
   bool& hasFailed;
   Definitions definitions;
+  std::unique_ptr<Workplace> place;
+  Record record;
   bool hasAnswered = false;
 };
 
@@ -288,13 +350,23 @@ void answerAll(const Command& aCommand, const Request& aRequest, Streams& aStrea
   Answering answering(aCommand, aRequest, aStreams, aHasFailed);
   std::size_t number = 0;
   for (const std::string& text : aRequest.expressions) {
-    answering.answer("<argument " + std::to_string(++number) + '>', 1, text);
+    ++number;
+    if (aRequest.asRecords) {
+      answering.answerAsRecord(std::to_string(number), text);
+    } else {
+      answering.answer("<argument " + std::to_string(number) + '>', 1, text);
+    }
   }
   if (aRequest.expressions.empty()) {
     std::istream& in = aStreams.takeInput();
     for (std::string line; std::getline(in, line);) {
       if (!line.empty() && line.back() == '\r') line.pop_back();
-      answering.answer("<stdin>", ++number, line);
+      ++number;
+      if (aRequest.asRecords) {
+        answering.answerRecord(line);
+      } else {
+        answering.answer("<stdin>", number, line);
+      }
       // Whoever waits for the answer before writing the next line gets it; a file is answered in
       // large pieces.
       if (in.rdbuf()->in_avail() <= 0) answering.flush();

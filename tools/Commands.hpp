@@ -76,10 +76,12 @@ struct Request {
   std::size_t maxPasses = 10;
   std::vector<std::string> bindings;
   std::string valuesPath;  ///< of a table whose rows are configurations
+  /// Whether lines are records, and answers too; see `Record`.
+  bool asRecords = false;
   std::vector<std::string> expressions;
 };
 
-/// An expression in a table of its own, so that an answer never depends on earlier ones.
+/// An expression in a table that may hold those before it, on which no answer depends.
 struct Expression {
   KS::SymbolicExprTable& table;
   KS::SymbolicExprId id;
@@ -91,11 +93,12 @@ struct Expression {
   std::string print(KS::SymbolicExprId aId) const;
 };
 
-/// A command: what it answers, and whether answers are several lines, so that an empty line stands
-/// between two of them.
+/// A command: what it answers, whether answers are several lines, so that an empty line stands
+/// between two of them, and whether they tell of the table, which then holds nothing else.
 struct Command {
   std::string (*answer)(const Expression&);
   bool manyLines = false;
+  bool isAboutTable = false;
 };
 
 std::string answerPrint(const Expression& aExpression);

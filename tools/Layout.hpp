@@ -16,7 +16,7 @@ namespace ksexpr {
 struct Streams;
 
 /// The layouts of a report.
-enum class Format { Table, Json, Csv };
+enum class Format { Table, Json, Csv, JsonLines };
 
 /// The most columns that a table may be told to fit.
 inline constexpr std::size_t maxTableWidth = 100000;

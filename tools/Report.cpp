@@ -461,6 +461,18 @@ void writeCsv(Conditions& aConditions, const ConditionsRequest& aRequest, const 
   });
 }
 
+void writeJsonLines(Conditions& aConditions, const ConditionsRequest& aRequest,
+                    const Layout& aLayout, std::ostream& aOut) {
+  OrderedWriting writing(
+      aConditions, [&] { return std::make_unique<JsonWriter>(aConditions, aRequest, aLayout); },
+      aOut, "", "\n");
+  aConditions.answer([&](std::size_t from, std::size_t to) {
+    writing.write(from, to);
+    writing.flush();
+  });
+  if (!writing.isEmpty()) send(aOut, "\n");
+}
+
 void writeJsonArray(Conditions& aConditions, const ConditionsRequest& aRequest,
                     const Layout& aLayout, std::ostream& aOut) {
   OrderedWriting writing(
@@ -481,6 +493,7 @@ void writeReport(Conditions& aConditions, const ConditionsRequest& aRequest, con
     case Format::Table: writeTable(aConditions, aRequest, aLayout, aOut); break;
     case Format::Json: writeJsonArray(aConditions, aRequest, aLayout, aOut); break;
     case Format::Csv: writeCsv(aConditions, aRequest, aLayout, aOut); break;
+    case Format::JsonLines: writeJsonLines(aConditions, aRequest, aLayout, aOut); break;
   }
   if (!aOut.flush()) throw WriteError();
 }

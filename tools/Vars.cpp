@@ -310,6 +310,7 @@ std::string answerUses(const Question& aQuestion, const std::string& aName, std:
     ++numUsers;
     if (isOwn[index]) ++numOwn;
     switch (aQuestion.getLayout().format) {
+      case Format::JsonLines:
       case Format::Json: json.push_back({{"block", block.id}, {"own", bool(isOwn[index])}}); break;
       case Format::Csv:
         rows.push_back({std::string(block.id), isOwn[index] ? "true" : "false"});

@@ -95,9 +95,10 @@ def run_session(block, folder, environment, update):
         shown = re.fullmatch(r"cat (\S+)", command)
         if shown and not (folder / shown[1]).exists():
             (folder / shown[1]).write_text("".join(line + "\n" for line in lines))
-    if "| dot " in block and shutil.which("dot") is None:
-        print("skipped, no Graphviz: " + commands[0][0])
-        return 0, block
+    for program in ("dot", "parallel"):
+        if re.search(rf"(?:\| |^){program} ", block.replace("\n", " ")) and not shutil.which(program):
+            print(f"skipped, no {program}: {commands[0][0]}")
+            return 0, block
     script = "".join(
         # The status goes from command to command, as in a terminal.
         f"{{ {command.replace('./run-example.sh', 'ksexpr')}\n}} 2>&1; status=$?; "

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 #include <streambuf>
 
 #include "tests/tool/ModelFile.hpp"
@@ -510,6 +512,57 @@ TEST_F(KsExprConditions, DoNotDependOnTheNumberOfJobs) {
     }
   }
   EXPECT_EQ(conditions(model, {"--jobs", "0"}).status, 2);
+}
+
+std::vector<std::string> linesOf(const std::string& aText) {
+  std::istringstream in(aText);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+TEST_F(KsExprConditions, PartsAnswerByThemselves) {
+  const std::string known =
+      ",\n\"variables\": {\"x1\": {\"integer\": true, \"min\": -1}, \"x2\": {\"max\": 0.5}, "
+      "\"c\": {\"values\": [1, \"red\"]}, \"b\": {\"boolean\": true}}, \"constraints\": [\"x1 < "
+      "9\"]}";
+  std::string model = modelForManyJobs();
+  model.replace(model.rfind('}'), 1, known);
+  const std::string text = conditions(model, {"--format", "jsonl"}).out;
+  const std::vector<std::string> whole = linesOf(text);
+  ASSERT_EQ(whole.size(), 3000U);
+  EXPECT_EQ(nlohmann::json::parse(whole[1]),
+            nlohmann::json::parse(conditions(model, {"--format", "json"}).out)[1]);
+  const std::set<std::string> wanted(whole.begin(), whole.end());
+  const std::string vars = run({"vars", "model.json", "--format", "json"}).out;
+  for (const std::size_t count : {1U, 3U, 16U, 4000U}) {
+    SCOPED_TRACE(count);
+    const Outcome names = run({"split", "model.json", "--parts", std::to_string(count)});
+    EXPECT_EQ(names.status, 0);
+    const std::vector<std::string> parts = linesOf(names.out);
+    ASSERT_EQ(parts.size(), count);
+    EXPECT_EQ(parts.back(), "model-" + std::to_string(count) + ".json");
+    if (count > 16) continue;  // most of them are empty
+    std::set<std::string> found;
+    std::size_t numLines = 0;
+    for (const std::string& part : parts) {
+      const Outcome answer = run({"conditions", part, "--format", "jsonl", "--quiet"});
+      const std::vector<std::string> lines = linesOf(answer.out);
+      found.insert(lines.begin(), lines.end());
+      numLines += lines.size();
+      // Of about the same size, a few ancestors aside.
+      EXPECT_LT(lines.size(), 3000 / count + 20);
+    }
+    EXPECT_TRUE(found == wanted);
+    EXPECT_GE(numLines, whole.size());
+    EXPECT_EQ(run({"vars", parts[0], "--format", "json"}).out == vars, count == 1);
+  }
+  EXPECT_EQ(run({"split", "model.json", "--parts", "2", "--prefix", "x/p"}).err,
+            "ksexpr: x/p1.json: cannot write: No such file or directory\n");
+  EXPECT_EQ(run({"split", "model.json", "--parts", "2", "--prefix", "p"}).out,
+            "p1.json\np2.json\n");
+  EXPECT_EQ(run({"split", "none.json", "--parts", "2"}).status, 1);
+  EXPECT_EQ(run({"split", "model.json"}).status, 2);
 }
 
 TEST_F(KsExprConditions, SampleModel) {

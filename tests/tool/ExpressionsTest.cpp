@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <streambuf>
 
 #include "tests/tool/RunTool.hpp"
@@ -250,7 +251,7 @@ TEST(KsExpr, RefusesCommandLinesThatMakeNoSense) {
        "not expected: --fromat=csv; did you mean \"--format\"?"},
       {{"vars", "m", "extra"}, "not expected: extra\nRun"},
       {{"conditions", "m", "--format", "jsn"},
-       "is not one of table|json|csv; did you mean \"json\"?"},
+       "is not one of table|json|jsonl|csv; did you mean \"json\"?"},
       {{"conditions", "m", "--family", "VV"},
        "\"VV\" is not one of vv, cg, s; did you mean \"vv\"?"},
       {{"conditions", "m", "--width", "-1"}, "--width: "},
@@ -276,6 +277,101 @@ TEST(KsExpr, RefusesCommandLinesThatMakeNoSense) {
   }
   EXPECT_EQ(run({"--help"}).status, 0);
   EXPECT_EQ(run({"simplify", "--help"}).err, "");
+}
+
+TEST(KsExpr, RecordsAreAnsweredByRecords) {
+  const std::string records =
+      "{\"id\": 1, \"text\": \"a||a\"}\n"
+      "{\"text\": \"x > 1 && x > 2\", \"id\": \"\\u00e4\\n\"}\r\n"
+      "{\"id\":12345678901234567890123,\"text\":\"a||\"}\n"
+      "{\"id\": -1.50, \"more\": {\"id\": 2, \"text\": [3]}, \"text\": \"\\u0062\"}\n"
+      "{\"id\": null, \"text\": \"NAND\"}\n"
+      "{\"text\": \"c\"}\n";
+  const std::string answers =
+      "{\"id\": 1, \"text\": \"a\"}\n"
+      "{\"id\": \"\u00e4\\n\", \"text\": \"x>2\"}\n"
+      "{\"id\": 12345678901234567890123, \"error\": {\"offset\": 3, \"expected\": \"an "
+      "operand\"}}\n"
+      "{\"id\": -1.50, \"text\": \"b\"}\n";
+  const Outcome found = run({"simplify", "--format", "jsonl"}, records);
+  EXPECT_EQ(found.out.substr(0, answers.size()), answers);
+  EXPECT_THAT(found.out, HasSubstr("{\"id\": null, \"error\": {\"offset\": 3, \"expected\": \""));
+  EXPECT_THAT(found.out, HasSubstr("\", \"note\": \"'NAN' is a number"));
+  EXPECT_THAT(found.out, testing::EndsWith("}}\n{\"text\": \"c\"}\n"));
+  EXPECT_EQ(found.err, "");
+  EXPECT_EQ(found.status, 1);
+
+  const std::pair<std::string, std::string> rows[] = {
+      {"{\"id\": 2}", "{\"id\": 2, \"error\": {\"offset\": 0, \"message\": \"the record has no"},
+      {"{\"id\": 2, \"text\": 5}",
+       "{\"id\": 2, \"error\": {\"offset\": 18, \"message\": \"\\\"text\\\" must be a "
+       "string\"}}\n"},
+      {"{\"id\": [1], \"text\": \"a\"}",
+       "{\"error\": {\"offset\": 7, \"message\": \"\\\"id\\\" must"},
+      {"{\"id\": {}, \"text\": \"a\"}",
+       "{\"error\": {\"offset\": 7, \"message\": \"\\\"id\\\" must"},
+      {"{\"text\": {\"text\": \"a\"}}",
+       "{\"error\": {\"offset\": 9, \"message\": \"\\\"text\\\" must"},
+      {"[\"a\"]", "{\"error\": {\"offset\": 0, \"message\": \"a record must be an object\"}}\n"},
+      {"7", "{\"error\": {\"offset\": 0, \"message\": \"a record must be an object\"}}\n"},
+      {"", "{\"error\": {\"offset\": 0, \"message\": \"syntax error"},
+      {"{\"text\": \"a\", \"id\": 3",
+       "{\"id\": 3, \"error\": {\"offset\": 21, \"message\": \"syntax"},
+  };
+  for (const auto& [record, answer] : rows) {
+    SCOPED_TRACE(record);
+    const Outcome one = run({"print", "--format", "jsonl"}, record + '\n');
+    EXPECT_THAT(one.out, testing::StartsWith(answer));
+    EXPECT_EQ(one.err, "");
+    EXPECT_EQ(one.status, 1);
+  }
+  check({
+      {{"eval", "--format", "jsonl", "[1, 2]", "g(1)"},
+       "",
+       "{\"id\": 1, \"text\": \"1 2\"}\n"
+       "{\"id\": 2, \"error\": {\"message\": \"the call of 'g' has no value\"}}\n",
+       "",
+       1},
+      {{"eval", "--format", "jsonl", "--values", "t.csv", "a"},
+       "",
+       "",
+       "eval --values: the answers are CSV, no records\n",
+       2},
+  });
+}
+
+// What is shown of the table has nothing of the lines before; names stay bound, whatever was read.
+TEST(KsExpr, LinesDoNotDependOnThoseBefore) {
+  const auto alone = [](const std::vector<std::string>& command, const std::string& text) {
+    std::vector<std::string> arguments = command;
+    arguments.push_back(text);
+    const Outcome found = run(arguments);
+    return found.out + (found.status == 0 ? "" : "!");
+  };
+  // More nodes than are kept.
+  std::string large = "v0";
+  for (int i = 1; i < 20000; ++i) large += " + v" + std::to_string(i);
+  const std::vector<std::string> texts{"b && a",      "a || (b && c)", "n + 1",  "a b",    large,
+                                       "c && b || a", "n - n",         "a && b", "s.m + 1"};
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"simplify", "--passes"},
+                                             {"eval", "-D", "n=2", "-D", "s.m=3"},
+                                             {"dump"},
+                                             {"dot"},
+                                             {"simplify", "--explain"},
+                                             {"symbols"}}) {
+    SCOPED_TRACE(testing::PrintToString(command));
+    const bool hasEmptyLines = command[0] == "dump" || command.back() == "--explain";
+    std::string input;
+    std::string expected;
+    for (const std::string& text : texts) {
+      input += text + '\n';
+      std::string answer = alone(command, text);
+      if (answer.back() == '!') answer.pop_back();
+      expected += (hasEmptyLines && !expected.empty() ? "\n" : "") + answer;
+    }
+    EXPECT_TRUE(run(command, input).out == expected);
+  }
 }
 
 // Remembers what has been flushed.
@@ -317,6 +413,17 @@ TEST(KsExpr, AnswersALineBeforeItWaitsForTheNext) {
   std::ostringstream err;
   EXPECT_EQ(ksexpr::runTool({"print"}, {in, out, err}), 0);
   EXPECT_THAT(dialogue.answered, testing::ElementsAre("", "x\n", "x\nx\n", "x\nx\nx\n"));
+
+  Flushed flushedRecords;
+  Dialogue records(flushedRecords);
+  std::istream recordsIn(&records);
+  std::ostream recordsOut(&flushedRecords);
+  EXPECT_EQ(ksexpr::runTool({"print", "--format", "jsonl"}, {recordsIn, recordsOut, err}), 1);
+  ASSERT_EQ(records.answered.size(), 4U);
+  for (std::size_t i = 1; i < 4; ++i) {
+    const std::string& answered = records.answered[i];
+    EXPECT_EQ(static_cast<std::size_t>(std::count(answered.begin(), answered.end(), '\n')), i);
+  }
 }
 
 }  // namespace
