@@ -49,10 +49,10 @@ case $what in
                "$(complete_bash ksexpr "$command" "$option" '')" "$command $option"
       done < <(words_of "$command")
     done
-    try_bash 'simplify symbols' ksexpr s
+    try_bash 'simplify split symbols' ksexpr s
     try_bash 'csv' ksexpr conditions --format c
     try_bash 'csv' ksexpr conditions --format = c
-    try_bash 'csv json table' ksexpr conditions --format =
+    try_bash 'csv json jsonl table' ksexpr conditions --format =
     try_bash 'vv,s' ksexpr conditions --family vv,s
     try_bash 'vv,cg,s' ksexpr conditions --family vv,cg,s
     try_bash 'vv,cg vv,s vv,vv' ksexpr conditions --family vv,
@@ -61,7 +61,7 @@ case $what in
     try_bash 'assumptions.txt' ksexpr active --values as
     try_bash '' ksexpr active --assume as
     try_bash '' ksexpr print as
-    try_bash '--from' ksexpr print 'a + b' --f
+    try_bash '--format --from' ksexpr print 'a + b' --f
     # As bash itself has it done, when somebody presses the key.
     printf 'PS1=\nksexpr conv\t--fr\t c --t\t pp 1\nexit\n' > keys
     mkdir -p bin
@@ -98,7 +98,7 @@ END
       expect "$(options_of "$command" | sort)" "$(complete_fish "ksexpr $command -" | sort)" \
              "options of $command"
     done
-    expect $'json' "$(complete_fish 'ksexpr conditions --format j')" 'a value'
+    expect $'json\njsonl' "$(complete_fish 'ksexpr conditions --format j')" 'a value'
     expect $'vv,cg' "$(complete_fish 'ksexpr conditions --family vv,c')" 'a second value'
     expect 'assumptions.txt' "$(complete_fish 'ksexpr conditions as')" 'a file'
     expect '' "$(complete_fish 'ksexpr print as')" 'no file'
