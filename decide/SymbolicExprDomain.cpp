@@ -6,6 +6,22 @@
 
 namespace KS {
 
+SymbolicExprDomain::SymbolicExprDomain(const SymbolicExprDomain& aOther)
+    : SymbolicExprDomain(aOther.theKind, aOther.lowest, aOther.highest) {
+  listed.reserve(aOther.listed.size());
+  for (const Value& value : aOther.listed) {
+    std::visit([this](const auto& aHeld) { listed.emplace_back(aHeld); }, value);
+  }
+}
+
+SymbolicExprDomain& SymbolicExprDomain::operator=(SymbolicExprDomain aOther) noexcept {
+  theKind = aOther.theKind;
+  lowest = aOther.lowest;
+  highest = aOther.highest;
+  listed = std::move(aOther.listed);
+  return *this;
+}
+
 SymbolicExprDomain SymbolicExprDomain::values(std::vector<Value> aValues) {
   if (aValues.empty()) throw std::invalid_argument("a domain without values");
   for (const Value& value : aValues) {

@@ -36,6 +36,13 @@ class KS_API SymbolicExprDomain {
   /// False or true, which in comparisons are 0 and 1.
   static SymbolicExprDomain boolean();
 
+  // Copies what each value holds: where copying a variant throws, the one of g++ 12 goes on to
+  // destroy what it does not hold.
+  SymbolicExprDomain(const SymbolicExprDomain& aOther);
+  SymbolicExprDomain(SymbolicExprDomain&&) noexcept = default;
+  SymbolicExprDomain& operator=(SymbolicExprDomain aOther) noexcept;
+  ~SymbolicExprDomain() = default;
+
   /// Which of them this is.
   Kind kind() const { return theKind; }
   /// The values of a list; empty for the other kinds.
