@@ -176,6 +176,19 @@ std::istream& Streams::takeInput() {
   return in;
 }
 
+bool InputLines::next(std::string& aLine) {
+  errno = 0;
+  if (!std::getline(in, aLine)) {
+    if (!in.bad()) return false;
+    throw std::runtime_error(std::string("cannot read standard input: ") + std::strerror(errno));
+  }
+  if (std::exchange(isFirst, false)) dropByteOrderMark(aLine);
+  if (!aLine.empty() && aLine.back() == '\r') aLine.pop_back();
+  return true;
+}
+
+bool InputLines::isMoreThere() const { return in.rdbuf()->in_avail() > 0; }
+
 WriteError::WriteError() : WriteError(errno) {}
 WriteError::WriteError(int aReason)
     : std::runtime_error(std::string("cannot write to standard output: ") +
@@ -358,9 +371,8 @@ void answerAll(const Command& aCommand, const Request& aRequest, Streams& aStrea
     }
   }
   if (aRequest.expressions.empty()) {
-    std::istream& in = aStreams.takeInput();
-    for (std::string line; std::getline(in, line);) {
-      if (!line.empty() && line.back() == '\r') line.pop_back();
+    InputLines lines(aStreams);
+    for (std::string line; lines.next(line);) {
       ++number;
       if (aRequest.asRecords) {
         answering.answerRecord(line);
@@ -369,10 +381,7 @@ void answerAll(const Command& aCommand, const Request& aRequest, Streams& aStrea
       }
       // Whoever waits for the answer before writing the next line gets it; a file is answered in
       // large pieces.
-      if (in.rdbuf()->in_avail() <= 0) answering.flush();
-    }
-    if (in.bad()) {
-      throw std::runtime_error(std::string("cannot read standard input: ") + std::strerror(errno));
+      if (!lines.isMoreThere()) answering.flush();
     }
   }
   answering.flush();

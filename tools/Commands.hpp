@@ -35,6 +35,22 @@ struct Streams {
   std::istream& takeInput();
 };
 
+/// Standard input line by line, without the ends of lines and without a byte order mark.
+class InputLines {
+ public:
+  /// Takes the input. Throws `UsageError` where it has been taken.
+  explicit InputLines(Streams& aStreams) : in(aStreams.takeInput()) {}
+  /// Gets the next line; returns whether there was one. Throws `std::runtime_error` where the input
+  /// can't be read.
+  bool next(std::string& aLine);
+  /// Whether the next line need not be waited for.
+  bool isMoreThere() const;
+
+ private:
+  std::istream& in;
+  bool isFirst = true;
+};
+
 /// A command line that does not make sense; the exit status is 2.
 class UsageError : public std::runtime_error {
  public:

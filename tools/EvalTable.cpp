@@ -171,11 +171,8 @@ class ValueTable {
 std::vector<std::string> expressionsOf(const Request& aRequest, Streams& aStreams) {
   std::vector<std::string> texts = aRequest.expressions;
   if (!texts.empty()) return texts;
-  std::istream& in = aStreams.takeInput();
-  for (std::string line; std::getline(in, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    texts.push_back(line);
-  }
+  InputLines lines(aStreams);
+  for (std::string line; lines.next(line);) texts.push_back(line);
   return texts;
 }
 

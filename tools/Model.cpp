@@ -25,7 +25,6 @@ namespace ksexpr {
 namespace {
 
 constexpr const char* standardInput = "-";
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 // Returns whether the stream was read to its end; if not, `errno` says why. `aExpected` is the size
 // as far as it is known.
@@ -42,9 +41,7 @@ bool readStream(std::istream& aStream, std::size_t aExpected, std::string& aText
   aText.resize(length);
   // Only a stream that was read to its end has met the end.
   if (!aStream.eof() || aStream.bad()) return false;
-  if (aText.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
-    aText.erase(0, byteOrderMark.size());
-  }
+  dropByteOrderMark(aText);
   return true;
 }
 

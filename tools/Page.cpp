@@ -1,10 +1,12 @@
 #include "tools/Page.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <system_error>
 #include <unordered_map>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -213,11 +215,14 @@ void fill(std::string& aText, const std::string& aMark, const std::string& aCont
   aText.replace(place, aMark.size(), aContent);
 }
 
-bool isWritten(const std::filesystem::path& aPath, const std::string& aContent) {
+// Returns why the content could not be written, or nothing.
+std::error_code writeContent(const std::filesystem::path& aPath, const std::string& aContent) {
+  errno = 0;
   std::ofstream file(aPath, std::ios::binary);
   file << aContent;
   file.close();
-  return !file.fail();
+  if (!file.fail()) return {};
+  return {errno != 0 ? errno : EIO, std::generic_category()};
 }
 
 }  // namespace
@@ -238,18 +243,17 @@ void writePage(const std::string& aPath, const std::string& aPage) {
   std::error_code error;
   fs::path target = aPath;
   if (fs::is_symlink(target, error)) target = fs::weakly_canonical(target, error);
-  bool isDone = false;
   if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
-    isDone = isWritten(target, aPage);
+    error = writeContent(target, aPage);
   } else {
     fs::path unfinished = target;
     unfinished += ".part";
-    isDone = isWritten(unfinished, aPage);
-    if (isDone) fs::rename(unfinished, target, error);
-    isDone = isDone && !error;
-    if (!isDone) fs::remove(unfinished, error);
+    error = writeContent(unfinished, aPage);
+    if (!error) fs::rename(unfinished, target, error);
+    std::error_code isGone;
+    if (error) fs::remove(unfinished, isGone);
   }
-  if (!isDone) throw AnswerError("cannot write " + printable(aPath));
+  if (error) throw AnswerError("cannot write " + printable(aPath) + ": " + error.message());
 }
 
 }  // namespace ksexpr

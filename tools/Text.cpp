@@ -110,6 +110,11 @@ std::size_t appendPrintable(std::string& aOut, std::string_view aText, std::size
   return aColumn;
 }
 
+void dropByteOrderMark(std::string& aText) {
+  constexpr std::string_view mark = "\xEF\xBB\xBF";
+  if (aText.compare(0, mark.size(), mark) == 0) aText.erase(0, mark.size());
+}
+
 std::string printable(std::string_view aText) {
   std::string out;
   appendPrintable(out, aText, 0);

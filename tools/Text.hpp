@@ -34,6 +34,9 @@ std::size_t displayWidth(std::string_view aText,
 /// else between characters. At least one character; blanks behind belong to no line.
 std::size_t lengthOfFirstLine(std::string_view aText, std::size_t aWidth);
 
+/// Removes the byte order mark that a text begins with, if it does.
+void dropByteOrderMark(std::string& aText);
+
 /// The text, or as much of it as fits the columns together with an ellipsis.
 std::string cutToWidth(std::string_view aText, std::size_t aWidth);
 

@@ -71,8 +71,9 @@ bool isColourWanted() {
 
 int main(int argc, char** argv) {
   reserveStack();
-  // A closed pipe is a failed write.
+  // A closed pipe is a failed write, and so is a file that may grow no further.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
   ksexpr::Streams streams{std::cin, std::cout, std::cerr, isatty(STDOUT_FILENO) == 1,

@@ -1,9 +1,12 @@
 // What only a process shows: devices, pipes, limits.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -85,6 +88,100 @@ TEST_F(KsExprProcess, TellsThatOutputIsFullOrClosed) {
   }
   EXPECT_EQ(shell("$ksexpr print 'a b' 2>/dev/full").status, 1);
   EXPECT_EQ(shell("$ksexpr bogus 2>/dev/full").status, 2);
+}
+
+// A file that may not grow further is like a disk that is full.
+TEST_F(KsExprProcess, TellsThatAFileCannotGrow) {
+  // What goes to "file" is limited; the message and the status go through a pipe.
+  const auto limited = [](const std::string& aBlocks, const std::string& aCommand) {
+    return shell("(ulimit -f " + aBlocks + "; exec $ksexpr " + aCommand +
+                 " 2>&1 >file; ) > pipe & cat pipe; wait $!; echo $?");
+  };
+  ASSERT_EQ(std::system("mkfifo pipe"), 0);
+  const std::string message = "ksexpr: cannot write to standard output: File too large\n1\n";
+  for (const std::string& command : commands) {
+    SCOPED_TRACE(command);
+    EXPECT_EQ(limited("0", command).out, message);
+    EXPECT_EQ(contentOf("file"), "");
+  }
+  EXPECT_EQ(limited("1", "conditions --format json " + sample).out, message);
+  EXPECT_NE(contentOf("file"), "");
+#ifdef KSEXPR_DECIDES
+  std::ofstream("page.html") << "of yesterday";
+  EXPECT_EQ(limited("1", "report -o page.html " + sample).out,
+            "ksexpr: cannot write page.html: File too large\n1\n");
+  EXPECT_EQ(contentOf("page.html"), "of yesterday");
+  EXPECT_FALSE(std::filesystem::exists("page.html.part"));
+#endif
+}
+
+TEST_F(KsExprProcess, TellsWhatCannotBeRead) {
+  std::ofstream("values.csv") << "a\n1\n";
+  const std::string input = "ksexpr: cannot read standard input: ";
+  struct Row {
+    std::string command;
+    std::string message;
+  };
+  const Row rows[] = {
+      {"print <&-", input + "Bad file descriptor\n"},
+      {"simplify <.", input + "Is a directory\n"},
+      {"eval --values values.csv <&-", input + "Bad file descriptor\n"},
+      {"eval --values values.csv <.", input + "Is a directory\n"},
+      {"eval --values - a <&-", "ksexpr: <stdin>: cannot read: Bad file descriptor\n"},
+      {"eval --values . a", "ksexpr: .: cannot read: Is a directory\n"},
+      {"conditions - <&-", "<stdin>: cannot read: Bad file descriptor\n"},
+      {"conditions .", ".: cannot read: Is a directory\n"},
+      {"conditions values.csv/model", "values.csv/model: cannot read: Not a directory\n"},
+      {"vars .", ".: cannot read: Is a directory\n"},
+      {"tree .", ".: cannot read: Is a directory\n"},
+#ifdef KSEXPR_DECIDES
+      {"active .", ".: cannot read: Is a directory\n"},
+      {"diff " + sample + " .", ".: cannot read: Is a directory\n"},
+      {"report -o page.html .", ".: cannot read: Is a directory\n"},
+#endif
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.command);
+    const Outcome found = shell("$ksexpr " + row.command);
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.out, "");
+    EXPECT_EQ(found.err, row.message);
+  }
+  // Nobody needs what is closed but not asked for.
+  EXPECT_EQ(shell("$ksexpr print a <&-").out, "a\n");
+  for (const auto& [command, status] :
+       {std::pair("print a >&-", 1), {"print 'a b'", 1}, {"bogus", 2}, {"conditions .", 1}}) {
+    EXPECT_EQ(shell(std::string("$ksexpr ") + command + " 2>&-").status, status) << command;
+  }
+}
+
+TEST_F(KsExprProcess, TellsThatAFileIsNotForIt) {
+  write(modelOf({}));
+  ASSERT_EQ(std::system("chmod 755 . && chmod 000 model.json"), 0);
+  // Nothing is unreadable for the superuser.
+  const std::string somebody =
+      geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+  if (shell(somebody + "$ksexpr --version").status != 0) {
+    GTEST_SKIP() << "no other user may run the program";
+  }
+  const Outcome found = shell(somebody + "$ksexpr conditions model.json");
+  EXPECT_EQ(found.status, 1);
+  EXPECT_EQ(found.out, "");
+  EXPECT_EQ(found.err, "model.json: cannot read: Permission denied\n");
+}
+
+TEST_F(KsExprProcess, LinesBeginBehindAByteOrderMark) {
+  const Outcome found = shell(R"(printf '\357\273\277a\r\n\357\273\277b\nc\0d' | $ksexpr print)");
+  EXPECT_EQ(found.status, 1);
+  EXPECT_EQ(found.out, "a\n\n\n");
+  EXPECT_THAT(found.err, HasSubstr("<stdin>:2:1: expected an operand"));
+  EXPECT_THAT(found.err,
+              HasSubstr("<stdin>:3:2: expected an operator or the end of the expression\n"
+                        "c?d\n ^\n"));
+  std::ofstream("values.csv") << "\xEF\xBB\xBF"
+                                 "a\n1\n";
+  EXPECT_EQ(shell(R"(printf '\357\273\277a' | $ksexpr eval --values values.csv)").out,
+            "a\r\n1\r\n");
 }
 
 TEST_F(KsExprProcess, EndsQuietlyWhereNobodyReadsOn) {
