@@ -1,6 +1,7 @@
 // Values for one question: what is bound wins, beside a table that stays as it is.
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -39,6 +40,7 @@ class Question {
     for (const auto& [text, value] : aBound) bindings.set(parse(text), value);
     const std::size_t size = table.size();
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     try {
       for (const double number : SymbolicExprEval(table).eval(id, bindings)) text << number << ' ';
     } catch (const SymbolicExprEvalError& error) {

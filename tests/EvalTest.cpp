@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <locale>
 #include <random>
 #include <sstream>
 #include <string>
@@ -65,6 +66,7 @@ class Evaluation {
   static std::string text(Compute aCompute) {
     try {
       std::ostringstream numbers;
+      numbers.imbue(std::locale::classic());
       numbers.precision(17);
       const char* separator = "";
       for (const double number : aCompute()) {

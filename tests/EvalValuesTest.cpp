@@ -33,6 +33,7 @@ constexpr double eps = 1.4901161193847656e-8;
 // Tells apart all types and values, -0.0 from 0.0 too; a NaN is like any other.
 std::string describe(const Scalar& aScalar) {
   std::ostringstream text;
+  text.imbue(std::locale::classic());
   if (aScalar.tag() == Scalar::Bool) {
     text << "bool " << aScalar.getBool();
   } else if (aScalar.tag() == Scalar::Int) {

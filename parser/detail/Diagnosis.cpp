@@ -88,6 +88,8 @@ std::string afterOperand(std::string_view aBefore) {
   return expected.back();
 }
 
+constexpr const char* realInRange = "a real number within the range of a double";
+
 // Whether only the first digits of a real literal were taken, as an integer: the literal itself is
 // out of range.
 bool isCutReal(std::string_view aOperand, std::string_view aRest) {
@@ -103,7 +105,9 @@ bool isCutReal(std::string_view aOperand, std::string_view aRest) {
 // What an operand should have been, by the text that stands in its place.
 std::string asOperand(std::string_view aRest) {
   if (!aRest.empty() && (aRest[0] == '+' || aRest[0] == '-')) aRest.remove_prefix(1);
-  return !aRest.empty() && isDigit(aRest[0]) ? "an integer of 32 bits" : "an operand";
+  const std::string_view digits = aRest.substr(0, aRest.find_first_not_of("0123456789"));
+  if (digits.empty()) return "an operand";
+  return isCutReal(digits, aRest.substr(digits.size())) ? realInRange : "an integer of 32 bits";
 }
 
 }  // namespace
@@ -136,7 +140,7 @@ std::optional<SymbolicExprParseError> diagnose(const std::string& aText) {
     return SymbolicExprParseError{operand, asOperand(text.substr(operand))};
   const std::string_view matched = text.substr(operand, operandEnd - operand);
   if (isCutReal(matched, text.substr(operandEnd))) {
-    return SymbolicExprParseError{operand, "a real number within the range of a double"};
+    return SymbolicExprParseError{operand, realInRange};
   }
   const std::size_t next = skipSpace(progress.operandEnd);
   const char follower = next < text.size() ? text[next] : ' ';

@@ -1,6 +1,7 @@
 #include "parser/detail/Real.hpp"
 
 #include <algorithm>
+#include <cfenv>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -31,9 +32,27 @@ bool isHuge(const char* aFirst, const char* aLast) {
   return place + exponent > 0;
 }
 
+// Rounds to the nearest as long as it lives: reading digits takes that for granted, and a host may
+// have set another way.
+class RoundingToNearest {
+ public:
+  RoundingToNearest() : before(std::fegetround()) {
+    if (before != FE_TONEAREST) std::fesetround(FE_TONEAREST);
+  }
+  ~RoundingToNearest() {
+    if (before != FE_TONEAREST) std::fesetround(before);
+  }
+  RoundingToNearest(const RoundingToNearest&) = delete;
+  RoundingToNearest& operator=(const RoundingToNearest&) = delete;
+
+ private:
+  int before;
+};
+
 // Reads digits; false where their number is out of the range of a double. Not every standard
 // library reads doubles in this way.
 bool readDigits(const char* aFirst, const char* aLast, double& aValue) {
+  const RoundingToNearest rounding;
 #ifdef KS_USE_FAST_FLOAT
   fast_float::from_chars(aFirst, aLast, aValue);
   return std::isfinite(aValue);  // a number that is too small is 0

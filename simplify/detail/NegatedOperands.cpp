@@ -51,26 +51,42 @@ void NegatedOperands::forEachGroup(SymbolicExprId aNegation, Use aUse) {
   for (const SymbolicExprId member : inner) use(member, false);
 }
 
-bool NegatedOperands::decides(SymbolicExprId aNegation) {
-  bool isDecided = false;
-  forEachGroup(aNegation, [&](const Ids& aMembers, bool) {
-    isDecided = isDecided || std::all_of(aMembers.begin(), aMembers.end(),
-                                         [this](SymbolicExprId aId) { return operands.knew(aId); });
-  });
-  return isDecided;
+// Whether the test accepts an operand of a chain. Mostly one of the last tells, and none has to be
+// collected.
+template <class Test>
+bool NegatedOperands::anyMember(SymbolicExprId aChain, Test aTest) const {
+  const SymbolicOp op = operands.connective().op;
+  const auto accepts = [&](SymbolicExprId aId) { return aTest(normalizeRelOp(c, aId)); };
+  for (SymbolicExprId link = aChain;; link = c.node(link).left()) {
+    if (!c.node(link).is(op)) return accepts(link);
+    const SymbolicExprId last = c.node(link).right();
+    if (c.node(last).is(op)) break;
+    if (accepts(last)) return true;
+  }
+  Ids members;
+  appendOperands(c, op, aChain, members);
+  return std::any_of(members.begin(), members.end(), accepts);
+}
+
+bool NegatedOperands::decides(SymbolicExprId aNegation) const {
+  const auto knowsAll = [this](SymbolicExprId aChain) {
+    return !anyMember(aChain, [this](SymbolicExprId aId) { return !operands.knew(aId); });
+  };
+  const SymbolicExprId negated = c.node(aNegation).left();
+  if (knowsAll(negated)) return true;
+  if (!c.node(negated).is(operands.connective().dual)) return false;
+  Ids inner;
+  appendOperands(c, operands.connective().dual, negated, inner);
+  return std::any_of(inner.begin(), inner.end(), knowsAll);
 }
 
 // Whether a rule applies to any of the negations.
-bool NegatedOperands::matchesAny() {
+bool NegatedOperands::matchesAny() const {
+  const auto knows = [this](SymbolicExprId aId) { return operands.knew(aId); };
   return std::any_of(negations.begin(), negations.end(), [&](SymbolicExprId aNegation) {
-    bool isShortened = false;
-    forEachGroup(aNegation, [&](const Ids& aMembers, bool aCanShorten) {
-      isShortened =
-          isShortened ||
-          (aCanShorten && std::any_of(aMembers.begin(), aMembers.end(),
-                                      [this](SymbolicExprId aId) { return operands.knew(aId); }));
-    });
-    return isShortened || decides(aNegation);
+    const SymbolicExprId negated = c.node(aNegation).left();
+    return (c.node(negated).is(operands.connective().op) && anyMember(negated, knows)) ||
+           decides(aNegation);
   });
 }
 

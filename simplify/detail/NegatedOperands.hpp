@@ -30,7 +30,7 @@ class NegatedOperands {
   /// Applies the rules to what came since the last call, until none applies.
   void apply();
   /// Whether the operands and the negation of one more decide the whole.
-  bool decides(SymbolicExprId aNegation);
+  bool decides(SymbolicExprId aNegation) const;
 
  private:
   // Expressions below a negation that decide where all of them are operands. Where some are, they
@@ -45,7 +45,9 @@ class NegatedOperands {
 
   template <class Use>
   void forEachGroup(SymbolicExprId aNegation, Use aUse);
-  bool matchesAny();
+  template <class Test>
+  bool anyMember(SymbolicExprId aChain, Test aTest) const;
+  bool matchesAny() const;
   void collect();
   void fileGroups(SymbolicExprId aNegation);
   void noteOperand(SymbolicExprId aOperand);

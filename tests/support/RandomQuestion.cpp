@@ -5,6 +5,7 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
+#include <locale>
 #include <sstream>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -103,6 +104,7 @@ void RandomQuestion::bindRest(SymbolicExprBindings& aBindings, const SymbolicExp
 std::string answer(const std::function<std::vector<double>()>& aCompute) {
   try {
     std::ostringstream numbers;
+    numbers.imbue(std::locale::classic());
     numbers.precision(17);
     for (const double number : aCompute()) {
       if (std::isnan(number)) {
