@@ -1,6 +1,6 @@
 # Installation: the library, its headers, the CMake package and the pkg-config file. Everything in
 # the prefix finds the rest relative to itself, so the prefix may be moved. The components are host,
-# library, decide, tool, each of what runs, and development.
+# library, decide, tool, python, each of what runs, and development.
 include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 

@@ -536,8 +536,8 @@ void defineModels(py::module_& aModule) {
            "variants"_a = py::tuple(), "assume"_a = py::tuple(),
            "Blocks that are never or always on and conditions without effect; of blocks whose "
            "children are variants (\"all\" for all), overlaps and gaps: a list of `Finding`.")
-      .def("diff", diff, "other"_a.none(false), "values"_a = py::none(), py::pos_only(), py::kw_only(),
-           "assume"_a = py::tuple(),
+      .def("diff", diff, "other"_a.none(false), "values"_a = py::none(), py::pos_only(),
+           py::kw_only(), "assume"_a = py::tuple(),
            "What changed from this model to the other one: a list of `Difference`.")
       .def("cover", cover, "values"_a = py::none(), py::pos_only(), py::kw_only(),
            "assume"_a = py::tuple(), "Configurations that have every block on and off: a `Cover`.")

@@ -9,6 +9,8 @@
 - The other blocks of `cpp` of a page are, together, the body of one program. In it,
   `std::cout << x;  // text` says what is printed, `x;  // {1.0}` and `x;  // Truth::Never` what a
   value is.
+- The blocks of `python` of a page that begin with ">>> " are, together, one session with Python:
+  behind each statement, what it prints.
 - A block whose first line is a comment with the name of a file is text of that file.
 
 With --update, what commands and programs print is written into the page; look at what changes.
@@ -16,6 +18,8 @@ With --update, what commands and programs print is written into the page; look a
 
 import argparse
 import difflib
+import doctest
+import json
 import os
 import re
 import shutil
@@ -45,6 +49,24 @@ void expectValue(const Found& aFound, const Expected& aExpected, int aLine) {
   std::cerr << "fragment line " << aLine << ": another value\\n";
   std::exit(1);
 }
+"""
+
+
+# Runs statements, given as JSON, in one session, and gives back what each of them prints.
+PYTHON_SESSION = """
+import contextlib, io, json, sys, traceback, warnings
+warnings.simplefilter("always")
+names = {"__name__": "__main__"}
+printed = []
+for statement in json.load(sys.stdin):
+    output = io.StringIO()
+    with contextlib.redirect_stdout(output), contextlib.redirect_stderr(output):
+        try:
+            exec(compile(statement, "<page>", "single"), names)
+        except Exception as error:
+            print("".join(traceback.format_exception_only(type(error), error)), end="")
+    printed.append(output.getvalue())
+json.dump(printed, sys.stdout)
 """
 
 
@@ -122,6 +144,37 @@ def run_session(block, folder, environment, update):
     return len(commands), shown
 
 
+def run_python(blocks, folder, arguments, update):
+    """Runs the blocks of a session with Python. Gives the blocks as they are to be shown."""
+    examples = [doctest.DocTestParser().get_examples(block) for block in blocks]
+    python, path = arguments.python.split(";")
+    done = subprocess.run(
+        [python, "-c", PYTHON_SESSION],
+        cwd=folder,
+        env={**os.environ, "PYTHONPATH": path, "PYTHONDONTWRITEBYTECODE": "1"},
+        input=json.dumps([example.source for block in examples for example in block]),
+        capture_output=True,
+        text=True,
+        timeout=120,
+        check=False,
+    )
+    if done.returncode != 0:
+        raise Failure("the session with Python ends: " + done.stderr)
+    outputs = iter(json.loads(done.stdout))
+    shown = []
+    for block in examples:
+        text = ""
+        for example in block:
+            statement = example.source.rstrip("\n").split("\n")
+            text += ">>> " + "\n... ".join(statement) + "\n"
+            # An error is shown by its last line.
+            expected = (example.exc_msg or example.want).splitlines()
+            lines = lines_of(">>> " + statement[0], expected, next(outputs).splitlines(), update)
+            text += "".join(line + "\n" for line in lines)
+        shown.append(text)
+    return shown
+
+
 def build_and_run(source, folder, compiler):
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "program.cpp").write_text(source)
@@ -181,6 +234,7 @@ def check_page(page, arguments):
     environment["PATH"] = f"{arguments.ksexpr.parent}:{environment['PATH']}"
     commands = programs = 0
     fragments = []
+    sessions = {}  # by place, what is said to Python
     updated = {}  # by place, what a block is to hold
     for place, (language, block) in enumerate((match[1], match[2]) for match in blocks):
         if check_quoted(block, arguments.source):
@@ -200,9 +254,17 @@ def check_page(page, arguments):
             programs += 1
         elif language == "cpp":
             fragments.append(block)
+        elif language == "python" and block.startswith(">>> "):
+            sessions[place] = block
     if fragments:
         build_and_run(fragment_program(fragments), folder / "fragments", arguments.compiler)
         programs += 1
+    if sessions and arguments.python:
+        shown = run_python(list(sessions.values()), folder, arguments, arguments.update)
+        updated.update(zip(sessions, shown))
+        programs += 1
+    elif sessions:
+        print("skipped, no Python package: " + next(iter(sessions.values())).splitlines()[0])
     if arguments.update:
         for place in sorted(updated, reverse=True):
             start, end = blocks[place].span(2)
@@ -219,6 +281,7 @@ def main():
     parser.add_argument("--source", type=Path, required=True)
     parser.add_argument("--work", type=Path, required=True)
     parser.add_argument("--compiler", type=lambda text: text.split(";"), required=True)
+    parser.add_argument("--python", help="a Python and the folder of the package, by ';'")
     parser.add_argument("--update", action="store_true")
     parser.add_argument("page", type=Path)
     arguments = parser.parse_args()
