@@ -1,6 +1,5 @@
 #include "python/Lock.hpp"
 
-#include <cxxabi.h>
 #include <pthread.h>
 #include <sched.h>
 #include <unistd.h>
@@ -13,7 +12,7 @@ namespace ksexpr::python {
 WithoutInterpreter::~WithoutInterpreter() {
   try {
     PyEval_RestoreThread(state);
-  } catch (abi::__forced_unwind&) {
+  } catch (...) {
     // The interpreter ends threads that come back to it after its end by unwinding them, which
     // destructors and handlers of exceptions on the way do not survive.
     for (;;) pause();
