@@ -12,13 +12,14 @@ build=${KS_FUZZ_BUILD:-$source/build/fuzz}
 dir=$source/build/fuzz-runs
 seconds=60
 idle=
+timeout=60 # seconds on the clock, of which an idle process may get few
 sum=
 targets=()
 while [ $# -gt 0 ]; do
   case $1 in
     --seconds) seconds=$2; shift ;;
     --dir) dir=$2; shift ;;
-    --idle) idle="chrt --idle 0" ;;
+    --idle) idle="chrt --idle 0"; timeout=1800 ;;
     --sum) sum=yes ;;
     -*) sed -n '2,9s/^# \{0,1\}//p' "$0" >&2; exit 2 ;;
     *) targets+=("$1") ;;
@@ -45,7 +46,7 @@ fuzz() { # TARGET SECONDS
   mkdir -p "$at/corpus" "$at/findings"
   log=$at/log.$(date +%s.%N)
   local arguments=(-max_total_time="$2" -max_len="$(longest "$1")" -len_control=0 -entropic=0
-    -timeout=60 -rss_limit_mb=3000 -report_slow_units=10 -print_final_stats=1
+    -timeout="$timeout" -rss_limit_mb=3000 -report_slow_units=10 -print_final_stats=1
     -artifact_prefix="$at/findings/")
   local dictionary=$source/fuzz/$1.dict
   [ ! -f "$dictionary" ] || arguments+=(-dict="$dictionary")
