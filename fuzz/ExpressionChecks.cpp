@@ -170,8 +170,8 @@ class Subject {
     return SymbolicExprPrinter(table, false, true, false)(aId);
   }
   std::string tell(const char* aWhat, SymbolicExprId aOther) const {
-    return std::string(aWhat) + (cSyntax ? " (C): " : " (M): ") + text + "\n  is     " + print(id) +
-           "\n  became " + print(aOther);
+    return std::string(aWhat) + (cSyntax ? " (C): " : " (M): ") + text + "\n  is     " +
+           print(id).substr(0, 2000) + "\n  became " + print(aOther).substr(0, 2000);
   }
   void check(bool aCondition, const char* aWhat, SymbolicExprId aOther) const {
     require(aCondition, [&] { return tell(aWhat, aOther); });
