@@ -9,8 +9,9 @@ scripts/install-packages.sh
 for preset in "$@"; do
   echo "== $preset"
   if [ "$preset" = fuzz ]; then
+    mkdir -p build
     if ! echo 'extern "C" int LLVMFuzzerTestOneInput(const char*, unsigned long) { return 0; }' |
-      clang++ -x c++ -fsanitize=fuzzer,address -o /dev/null - 2> /dev/null; then
+      clang++ -x c++ -fsanitize=fuzzer,address -o build/has-fuzzer - 2> /dev/null; then
       echo "SKIPPED: there is no clang with libFuzzer (Debian: clang libclang-rt-14-dev)"
       continue
     fi
