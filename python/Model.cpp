@@ -10,13 +10,14 @@
 #include <vector>
 
 #include "base/SymbolicExprCopy.hpp"
+#include "compact/SymbolicExprCompact.hpp"
 #include "python/Expression.hpp"
 #include "python/Module.hpp"
 #include "tools/Commands.hpp"
-#include "tools/Conditions.hpp"
 #include "tools/Question.hpp"
 #include "tools/QuestionsCli.hpp"
 #include "tools/Text.hpp"
+#include "variants/VCService.hpp"
 #ifdef KSEXPR_DECIDES
 #include "tools/Active.hpp"
 #include "tools/Check.hpp"
@@ -54,6 +55,58 @@ py::object idOrNone(const KSBlock* aBlock) {
   return aBlock == nullptr ? py::object(py::none()) : py::object(py::str(std::string(aBlock->id)));
 }
 
+// The conditions of one family, as the condition service answers them, and their compact forms.
+class FamilyConditions : private KS::VCCustomizer {
+ public:
+  explicit FamilyConditions(Family aFamily)
+      : family(aFamily), copyToCompact(service.getTable(), compactTable), compact(compactTable) {
+    compactTable.addBoolSymbols();
+  }
+
+  // The canonical condition; nothing where it, or one above it, does not parse.
+  std::optional<SymbolicExprId> canonical(const KSBlock& aBlock, bool aIsNet) {
+    using Getter = SymbolicExprId (KS::VCService::*)(const KSBlock*, const KS::VCCustomizer*);
+    constexpr Getter getters[][2] = {
+        // by family
+        {&KS::VCService::getMExprLocalVVCEIdx, &KS::VCService::getMExprNetVVCEIdx},
+        {&KS::VCService::getMExprLocalCGVCEIdx, &KS::VCService::getMExprNetCGVCEIdx},
+        {&KS::VCService::getLocalSVCEIdx, &KS::VCService::getNetSVCEIdx}};
+    try {
+      return (service.*getters[family][aIsNet ? 1 : 0])(&aBlock, this);
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (...) {  // what a host throws for a text that is no condition may be of any class
+      return std::nullopt;
+    }
+  }
+
+  // The compact form of a net condition that there is.
+  SymbolicExprId compactNet(const KSBlock& aBlock) {
+    const KS::SymbolicExprParser parse(compactTable, false);
+    std::vector<SymbolicExprId> path;
+    for (const KSBlock* block = &aBlock; block != nullptr; block = block->parent) {
+      const std::string text(block->texts[family]);
+      if (!text.empty()) path.insert(path.begin(), parse(text));
+    }
+    return compact(copyToCompact(*canonical(aBlock, true)), path);
+  }
+
+  const KS::SymbolicExprTable& getTable() const { return service.getTable(); }
+  const KS::SymbolicExprTable& getCompactTable() const { return compactTable; }
+
+ private:
+  std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+    return std::string(aBlock->texts[family]);
+  }
+  const KSBlock* getParentBlock(const KSBlock* aBlock) const override { return aBlock->parent; }
+
+  const Family family;
+  KS::VCService service;
+  KS::SymbolicExprTable compactTable;
+  const KS::SymbolicExprCopy copyToCompact;
+  const KS::SymbolicExprCompact compact;
+};
+
 // A model and one family of its conditions.
 class LoadedModel {
  public:
@@ -61,15 +114,12 @@ class LoadedModel {
       : model(std::move(aModel)),
         family(aFamily),
         table(std::move(aTable)),
-        children(model->blocks.size()) {
+        children(model->blocks.size()),
+        conditions(aFamily) {
     for (const KSBlock& block : model->blocks) {
       byId.emplace(block.id, &block);
       if (block.parent != nullptr) children[model->indexOf(*block.parent)].push_back(&block);
     }
-    request.path = model->path;
-    for (const Family other : {VV, CG, S}) request.families[other] = other == family;
-    observer.progress = [](std::size_t, std::size_t) {};
-    observer.problem = [](const std::string&) {};
   }
 
   const Model& get() const { return *model; }
@@ -88,26 +138,23 @@ class LoadedModel {
   // A condition of a block, in the model's table.
   Expression condition(const KSBlock& aBlock, Condition aCondition) {
     const SymbolicExprId id = Lock::lengthy(lock, table->lock, [&] {
-      if (!conditions) conditions.emplace(*model, request, observer);
-      const BlockConditions& found = conditions->answer(aBlock);
-      const ConditionId canonical =
-          aCondition == Condition::Local ? found.local[family] : found.net[family];
-      if (canonical == notAvailable) throw AnswerError(problemOf(aBlock));
+      const auto canonical = conditions.canonical(aBlock, aCondition != Condition::Local);
+      if (!canonical) throw AnswerError(problemOf(aBlock, aCondition));
       if (aCondition != Condition::CompactNet) {
-        return KS::SymbolicExprCopy(conditions->canonicalTable(), table->nodes)(canonical);
+        return KS::SymbolicExprCopy(conditions.getTable(), table->nodes)(*canonical);
       }
-      const SymbolicExprId compact = conditions->compactNet(aBlock, family);
-      return KS::SymbolicExprCopy(conditions->compactTable(), table->nodes)(compact);
+      const SymbolicExprId compact = conditions.compactNet(aBlock);
+      return KS::SymbolicExprCopy(conditions.getCompactTable(), table->nodes)(compact);
     });
     return {table, id};
   }
 
  private:
   // Which condition on the path has no answer, and why.
-  std::string problemOf(const KSBlock& aBlock) {
+  std::string problemOf(const KSBlock& aBlock, Condition aCondition) {
     const KSBlock* block = &aBlock;
-    while (block->parent != nullptr &&
-           conditions->answer(*block->parent).net[family] == notAvailable) {
+    while (aCondition != Condition::Local && block->parent != nullptr &&
+           !conditions.canonical(*block->parent, true)) {
       block = block->parent;
     }
     std::string problem = conditionProblem(*model, *block, family, "the condition has no answer");
@@ -120,11 +167,8 @@ class LoadedModel {
   const std::shared_ptr<Table> table;
   std::vector<std::vector<const KSBlock*>> children;
   std::unordered_map<std::string_view, const KSBlock*> byId;
-  ConditionsRequest request;
-  ConditionsObserver observer;
-  // Made when a condition is asked for, and used below this lock.
-  Lock lock;
-  std::optional<Conditions> conditions;
+  Lock lock;  // below which the conditions are used
+  FamilyConditions conditions;
 };
 
 using ModelPointer = std::shared_ptr<LoadedModel>;
