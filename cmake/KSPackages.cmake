@@ -15,6 +15,13 @@ endif()
 if(TARGET ksexpr)
   list(APPEND CPACK_COMPONENTS_ALL tool)
 endif()
+if(TARGET ksexpr_python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  # The core of the package is for one version of Python.
+  math(EXPR nextMinor "${Python3_VERSION_MINOR} + 1")
+  set(CPACK_KS_PYTHON_DEPENDS "python3 (>= ${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}), \
+python3 (<< ${Python3_VERSION_MAJOR}.${nextMinor})")
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)

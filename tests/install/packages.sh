@@ -41,7 +41,7 @@ for deb in "$scratch"/old/*.deb; do dpkg-deb -x "$deb" "$scratch/contents/$(dpkg
 for deb in "$scratch"/old/*.deb; do
   # The libraries of other packages of ours that this one loads are among what it depends on.
   contents=$scratch/contents/$(dpkg-deb -f "$deb" Package)
-  for library in $(find "$contents" -type f \( -name 'lib*.so*' -o -name ksexpr -path '*/bin/*' \) \
+  for library in $(find "$contents" -type f \( -name 'lib*.so*' -o -name '_core.*.so' -o -name ksexpr -path '*/bin/*' \) \
                         -exec readelf -d {} + | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u); do
     for owner in $(cd "$scratch/contents" && find . -name "$library" | cut -d / -f 2); do
       dpkg-deb -f "$deb" Depends | grep -q "$owner (" || fail "$deb does not say that it needs $owner"
@@ -101,6 +101,15 @@ for file in man/man1/ksexpr.1 bash-completion/completions/ksexpr zsh/vendor-comp
             fish/vendor_completions.d/ksexpr.fish; do
   [ -s "$root/usr/share/$file" ] || fail "$file is not installed"
 done
+
+module() { # what the installed Python package answers, in the Python of this machine
+  libraries=$(cd "$root/usr/lib" && echo "$root"/usr/lib/*-linux-*)
+  LD_LIBRARY_PATH=$libraries PYTHONPATH=$root/usr/lib/python3/dist-packages PYTHONDONTWRITEBYTECODE=1 \
+    /usr/bin/python3 -c 'import ksexpr; print(ksexpr.parse("N == 5 && 2 + 3 == N").simplify())'
+}
+case $names in
+  *python3-ksexpr*) [ "$(module)" = N==5 ] || fail "the Python package does not work" ;;
+esac
 
 echo "-- programs that use the package"
 pc=$(find "$root/usr/lib" -name KSSymbolicExpr.pc)
