@@ -147,7 +147,7 @@ def run_session(block, folder, environment, update):
 def run_python(blocks, folder, arguments, update):
     """Runs the blocks of a session with Python. Gives the blocks as they are to be shown."""
     examples = [doctest.DocTestParser().get_examples(block) for block in blocks]
-    python, path = arguments.python.split(";")
+    python, path = arguments.python.split(":")
     done = subprocess.run(
         [python, "-c", PYTHON_SESSION],
         cwd=folder,
@@ -281,7 +281,7 @@ def main():
     parser.add_argument("--source", type=Path, required=True)
     parser.add_argument("--work", type=Path, required=True)
     parser.add_argument("--compiler", type=lambda text: text.split(";"), required=True)
-    parser.add_argument("--python", help="a Python and the folder of the package, by ';'")
+    parser.add_argument("--python", help="a Python and the folder of the package, by ':'")
     parser.add_argument("--update", action="store_true")
     parser.add_argument("page", type=Path)
     arguments = parser.parse_args()
