@@ -72,8 +72,11 @@ void answer(const Ask& aAsk, ksexpr::Streams& aStreams, bool& aHasFailed) {
   layout = layout.on(aStreams);
   if (aAsk.name == "conditions") {
     const ksexpr::ConditionsObserver observer{[](std::size_t, std::size_t) {}, tell};
-    ksexpr::Conditions conditions(*model, aAsk.conditions, observer);
-    ksexpr::writeReport(conditions, aAsk.conditions, layout, out);
+    ConditionsRequest request = aAsk.conditions;
+    request.withC = aAsk.cForm;
+    request.withCOfCG = true;  // in JSON
+    ksexpr::Conditions conditions(*model, request, observer);
+    ksexpr::writeReport(conditions, request, layout, out);
     conditions.finish();
     aStreams.err << ksexpr::summary(conditions, 0);
     return;
