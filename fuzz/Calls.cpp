@@ -21,6 +21,7 @@
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
+#include "tests/support/HostNode.hpp"
 #include "xform/SymbolicExprC2M.hpp"
 #include "xform/SymbolicExprCast2Int.hpp"
 #include "xform/SymbolicExprFactorDivision.hpp"
@@ -30,6 +31,8 @@
 namespace KS::fuzz {
 namespace {
 
+using test::HostNode;
+
 constexpr std::size_t maxCalls = 150;
 // Walks that visit occurrences, and texts, are for expressions that are no larger written out.
 constexpr std::size_t maxTree = 5000;
@@ -37,25 +40,6 @@ constexpr std::size_t maxText = 1 << 16;
 
 // What a host's own code throws.
 struct HostError {};
-
-// A node of a host's own class, of any kind over any inputs.
-class HostNode final : public SymbolicExpr {
- public:
-  HostNode(int aKind, std::vector<SymbolicExprId> aInputs, std::size_t aHash)
-      : kind(aKind), inputs(std::move(aInputs)), hash(aHash) {}
-  int getKind() const override { return kind; }
-  bool operator==(const SymbolicExpr& aOther) const override { return &aOther == this; }
-  std::size_t getHash() const override { return hash; }
-  std::size_t getNumInputs() const override { return inputs.size(); }
-  bool isUnary() const override { return inputs.size() == 1; }
-  bool isBinary() const override { return inputs.size() == 2; }
-  SymbolicExprId getInput(const std::size_t aIdx) const override { return inputs.at(aIdx); }
-
- private:
-  int kind;
-  std::vector<SymbolicExprId> inputs;
-  std::size_t hash;
-};
 
 // Counts visits, and throws at one of them.
 class Countdown final : public SymbolicExprVisitor {

@@ -17,9 +17,12 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
+#include "tests/support/HostNode.hpp"
 
 namespace KS {
 namespace {
+
+using test::HostNode;
 
 TEST(Table, idsAreDenseAndInputsComeFirst) {
   SymbolicExprTable t;
@@ -184,24 +187,6 @@ TEST(Table, addedNodesKeepTheirOwnHashAndEquality) {
   EXPECT_EQ(SymbolicPlusExpr(t, 0, 1).getId(t), 4U);
   EXPECT_EQ(t.size(), 5U);
 }
-
-// A node of the test's own, straight from the abstract class, of any kind over any inputs.
-class HostNode final : public SymbolicExpr {
- public:
-  HostNode(int aKind, std::vector<SymbolicExprId> aInputs)
-      : kind(aKind), inputs(std::move(aInputs)) {}
-  int getKind() const override { return kind; }
-  bool operator==(const SymbolicExpr& aOther) const override { return &aOther == this; }
-  std::size_t getHash() const override { return 1; }
-  std::size_t getNumInputs() const override { return inputs.size(); }
-  bool isUnary() const override { return inputs.size() == 1; }
-  bool isBinary() const override { return inputs.size() == 2; }
-  SymbolicExprId getInput(const std::size_t aIdx) const override { return inputs.at(aIdx); }
-
- private:
-  int kind;
-  std::vector<SymbolicExprId> inputs;
-};
 
 // An expression over the symbol "f" after printing, simplifying and evaluating.
 std::string worked(SymbolicExprTable& t, SymbolicExprId aId) {

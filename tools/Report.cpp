@@ -253,11 +253,7 @@ class JsonWriter : public Writer {
     line += "{\"block\": ";
     appendJson(line, aBlock.id);
     line += ", \"parent\": ";
-    if (aBlock.parent != nullptr) {
-      appendJson(line, aBlock.parent->id);
-    } else {
-      line += "null";
-    }
+    appendJsonOrNull(line, aBlock.parent == nullptr ? nullptr : &aBlock.parent->id);
     if (request.withDecision || request.withCompact) {
       line += ", \"line\": " + std::to_string(conditions.lineOf(aBlock));
     }
@@ -337,7 +333,7 @@ class OrderedWriting {
   using MakeWriter = std::function<std::unique_ptr<Writer>()>;
   // `aOpening` stands before the first block, `aSeparator` before each other one.
   OrderedWriting(const Conditions& aConditions, const MakeWriter& aMakeWriter, std::ostream& aOut,
-                 const char* aOpening = "", const char* aSeparator = "")
+                 std::string_view aOpening = "", std::string_view aSeparator = "")
       : conditions(aConditions),
         blocks(aConditions.getModel().blocks),
         out(&aOut),
@@ -449,40 +445,38 @@ void writeTable(Conditions& aConditions, const ConditionsRequest& aRequest, cons
   writing.flush();
 }
 
-void writeCsv(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
-              std::ostream& aOut) {
-  send(aOut, CsvWriter::header(aRequest, aLayout));
+// Writes each listed block as soon as it is answered, in the order of the model. Returns whether
+// there was one.
+template <class Format>
+bool writeAsAnswered(Conditions& aConditions, const ConditionsRequest& aRequest,
+                     const Layout& aLayout, std::ostream& aOut, std::string_view aOpening = "",
+                     std::string_view aSeparator = "") {
   OrderedWriting writing(
-      aConditions, [&] { return std::make_unique<CsvWriter>(aConditions, aRequest, aLayout); },
-      aOut);
+      aConditions, [&] { return std::make_unique<Format>(aConditions, aRequest, aLayout); }, aOut,
+      aOpening, aSeparator);
   aConditions.answer([&](std::size_t from, std::size_t to) {
     writing.write(from, to);
     writing.flush();
   });
+  return !writing.isEmpty();
+}
+
+void writeCsv(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+              std::ostream& aOut) {
+  send(aOut, CsvWriter::header(aRequest, aLayout));
+  writeAsAnswered<CsvWriter>(aConditions, aRequest, aLayout, aOut);
 }
 
 void writeJsonLines(Conditions& aConditions, const ConditionsRequest& aRequest,
                     const Layout& aLayout, std::ostream& aOut) {
-  OrderedWriting writing(
-      aConditions, [&] { return std::make_unique<JsonWriter>(aConditions, aRequest, aLayout); },
-      aOut, "", "\n");
-  aConditions.answer([&](std::size_t from, std::size_t to) {
-    writing.write(from, to);
-    writing.flush();
-  });
-  if (!writing.isEmpty()) send(aOut, "\n");
+  const bool any = writeAsAnswered<JsonWriter>(aConditions, aRequest, aLayout, aOut, "", "\n");
+  if (any) send(aOut, "\n");
 }
 
 void writeJsonArray(Conditions& aConditions, const ConditionsRequest& aRequest,
                     const Layout& aLayout, std::ostream& aOut) {
-  OrderedWriting writing(
-      aConditions, [&] { return std::make_unique<JsonWriter>(aConditions, aRequest, aLayout); },
-      aOut, "[\n", ",\n");
-  aConditions.answer([&](std::size_t from, std::size_t to) {
-    writing.write(from, to);
-    writing.flush();
-  });
-  send(aOut, writing.isEmpty() ? "[]\n" : "\n]\n");
+  const bool any = writeAsAnswered<JsonWriter>(aConditions, aRequest, aLayout, aOut, "[\n", ",\n");
+  send(aOut, any ? "\n]\n" : "[]\n");
 }
 
 }  // namespace

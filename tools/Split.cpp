@@ -51,11 +51,7 @@ void appendBlock(std::string& aOut, const KSBlock& aBlock) {
   aOut += "{\"id\": ";
   appendJson(aOut, aBlock.id);
   aOut += ", \"parent\": ";
-  if (aBlock.parent != nullptr) {
-    appendJson(aOut, aBlock.parent->id);
-  } else {
-    aOut += "null";
-  }
+  appendJsonOrNull(aOut, aBlock.parent == nullptr ? nullptr : &aBlock.parent->id);
   for (const Family family : {VV, CG, S}) {
     if (aBlock.texts[family].empty()) continue;
     aOut += std::string(", \"") + familyNames[family] + "\": ";

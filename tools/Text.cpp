@@ -222,4 +222,12 @@ void appendJson(std::string& aOut, std::string_view aText) {
   aOut += '"';
 }
 
+void appendJsonOrNull(std::string& aOut, const std::string_view* aText) {
+  if (aText != nullptr) {
+    appendJson(aOut, *aText);
+  } else {
+    aOut += "null";
+  }
+}
+
 }  // namespace ksexpr

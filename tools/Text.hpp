@@ -50,5 +50,7 @@ bool isPlainInJson(std::string_view aText);
 void appendJsonCharacters(std::string& aOut, std::string_view aText);
 /// Appends a text as a JSON string.
 void appendJson(std::string& aOut, std::string_view aText);
+/// The same, or null where there is no text.
+void appendJsonOrNull(std::string& aOut, const std::string_view* aText);
 
 }  // namespace ksexpr
