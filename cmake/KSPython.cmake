@@ -5,7 +5,9 @@ if(NOT DEFINED Python3_EXECUTABLE AND NOT CMAKE_CROSSCOMPILING AND EXISTS /usr/b
   set(Python3_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "The Python that the module is for")
 endif()
 find_package(Python3 3.9 QUIET COMPONENTS Interpreter Development.Module)
-find_package(pybind11 2.10 QUIET CONFIG)
+if(Python3_FOUND)  # Without it, pybind11 looks for another Python, and stops where that is broken.
+  find_package(pybind11 2.10 QUIET CONFIG)
+endif()
 if(Python3_FOUND AND pybind11_FOUND)
   set(KS_PYTHON_FOUND ON)
 else()

@@ -74,18 +74,26 @@ std::string currentMessage() {
 
 }  // namespace
 
-bool CallFinder::hasCall(KS::SymbolicExprId aId) {
+FormFinder::FormFinder(const KS::SymbolicExprTable& aTable) : table(aTable) {}
+
+bool FormFinder::hasCall(KS::SymbolicExprId aId) {
+  using KS::SymbolicOp;
   // An expression is made of older ones.
   for (KS::SymbolicExprId id = found.size(); id <= aId; ++id) {
     const KS::SymbolicExpr& node = *table.get(id);
-    const auto op = static_cast<KS::SymbolicOp>(node.getKind());
-    bool hasCall = op >= KS::SymbolicOp::FcnCall0U && op <= KS::SymbolicOp::FcnCall;
-    for (std::size_t i = 0; i < node.getNumInputs() && !hasCall; ++i) {
-      hasCall = found[node.getInput(i)];
+    const auto op = static_cast<SymbolicOp>(node.getKind());
+    const bool isCall = op >= SymbolicOp::FcnCall0U && op <= SymbolicOp::FcnCall;
+    // The names of "true" and "false" are values in C, a member's name is joined by another
+    // character, and "~" is the complement too.
+    const bool isBoolean = id == table.getIdTRUE() || id == table.getIdFALSE();
+    const bool isAlike = !isBoolean && op <= SymbolicOp::Not;
+    Found worst = isCall ? call : isAlike ? none : otherSpelling;
+    for (std::size_t i = 0; i < node.getNumInputs() && worst != call; ++i) {
+      worst = std::max(worst, found[node.getInput(i)]);
     }
-    found.push_back(hasCall);
+    found.push_back(worst);
   }
-  return found[aId];
+  return found[aId] == call;
 }
 
 std::string Answerer::Customizer::getLocalCondition(const KSBlock* aBlock, int aSelector) const {
@@ -105,8 +113,8 @@ Answerer::Answerer(const Model& aModel, const AnswererRequest& aRequest, Share a
       idTRUE(static_cast<ConditionId>(service.getTable().getIdTRUE())),
       copy(service.getTable(), readableTable),
       compact(readableTable),
-      calls(service.getTable()),
-      readableCalls(readableTable) {
+      forms(service.getTable()),
+      readableForms(readableTable) {
   readableTable.addBoolSymbols();
   typedTexts.emplace("", readableTable.getIdTRUE());
 }
@@ -232,7 +240,7 @@ ReadableConditions Answerer::makeReadable(const KSBlock& aBlock) {
     }
     if (!request.withC && !(request.withCOfCG && family == CG)) continue;
     for (const ConditionId id : {made.local[family], made.net[family]}) {
-      if (id == notAvailable || !readableCalls.hasCall(id)) continue;
+      if (id == notAvailable || !readableForms.hasCall(id)) continue;
       const auto [place, isNew] = readableCForms.try_emplace(id, id);
       if (isNew) place->second = KS::SymbolicExprM2C(readableTable)(id);
     }
@@ -288,7 +296,7 @@ void Answerer::prepareC(const KSBlock& aBlock) {
   const BlockConditions canonical = known(aBlock);
   for (const bool isNet : {false, true}) {
     const ConditionId id = isNet ? canonical.net[CG] : canonical.local[CG];
-    if (id == notAvailable || !calls.hasCall(id)) continue;
+    if (id == notAvailable || !forms.hasCall(id)) continue;
     const auto [place, isNew] = cForms.try_emplace(id, id);
     if (!isNew) continue;
     place->second = isNet ? service.getCExprNetCGVCEIdx(&aBlock, &customizer)

@@ -56,15 +56,25 @@ struct AnswererRequest {
   bool withCompact = false;
 };
 
-/// Tells which expressions of a table hold a call, which the conversion to operators may change.
-class CallFinder {
+/// Tells what has a form of its own in C syntax, of the expressions of a table.
+class FormFinder {
  public:
-  explicit CallFinder(const KS::SymbolicExprTable& aTable) : table(aTable) {}
+  explicit FormFinder(const KS::SymbolicExprTable& aTable);
+  /// Whether an expression holds a call, which the conversion to operators may change.
   bool hasCall(KS::SymbolicExprId aId);
+  /// Whether the C text of an expression that `hasCall` has been asked about is its M text with "!"
+  /// for each "~".
+  bool isSpelledAlike(KS::SymbolicExprId aId) const { return found[aId] == none; }
 
  private:
+  enum Found : unsigned char {
+    none,
+    otherSpelling,
+    call
+  };  // the worst of what an expression holds
+
   const KS::SymbolicExprTable& table;
-  std::vector<bool> found;  // by id, as far as has been looked
+  std::vector<Found> found;  // by id, as far as has been looked
 };
 
 /// The blocks that one of several answers: those with its number among the owners by block. All
@@ -93,6 +103,9 @@ class Answerer {
   /// Prepares the texts of an answered block in C syntax.
   void prepareC(const KSBlock& aBlock);
 
+  /// Whether the C text of a condition of the CG family, prepared by `prepareC`, is its M text with
+  /// "!" for each "~".
+  bool isSpelledAlike(ConditionId aId) const { return forms.isSpelledAlike(aId); }
   /// The text of a condition of some block's family, empty for "true".
   std::string text(ConditionId aId, bool aIsOfCG, bool aCForm) const;
   /// The text of a readable condition, empty for "true".
@@ -174,9 +187,9 @@ class Answerer {
 
   // The C forms of conditions that have another one than in M syntax.
   using CForms = boost::unordered_flat_map<ConditionId, KS::SymbolicExprId>;
-  CallFinder calls;
+  FormFinder forms;
   CForms cForms;
-  CallFinder readableCalls;
+  FormFinder readableForms;
   CForms readableCForms;
 };
 

@@ -1,5 +1,7 @@
 #include "tools/ConditionTexts.hpp"
 
+#include <algorithm>
+
 #include "tools/Text.hpp"
 
 namespace ksexpr {
@@ -14,31 +16,35 @@ constexpr std::size_t maxKeptTextLength = std::size_t{64} << 10;
 
 ConditionText ConditionTexts::of(const KSBlock& aBlock, Family aFamily, bool aIsNet, bool aCForm) {
   const ConditionId id = conditions.shown(aBlock, aFamily, aIsNet);
-  const std::size_t answerer = conditions.answererNumber(aBlock);
   if (!conditions.isCanonical()) {
-    return find(answerer, aCForm ? Kind::ReadableC : Kind::ReadableM, id);
+    return find(aCForm ? Kind::ReadableC : Kind::ReadableM, id);
   }
   if (conditions.isTrue(id)) return {};
   // The service has a C form of its own for the CG family.
   const bool hasC = aFamily == CG && !conditions.isOrigin(aBlock);
-  return find(answerer, !aCForm ? Kind::M : hasC ? Kind::COfCG : Kind::C, id);
+  if (!aCForm || !hasC) return find(aCForm ? Kind::C : Kind::M, id);
+  if (!answerer.isSpelledAlike(id)) return find(Kind::COfCG, id);
+  const ConditionText inM = find(Kind::M, id);  // which takes half of the work that both would
+  const bool isKept = inM.text.data() != longText.data();
+  std::string& inC = isKept ? cText.assign(inM.text) : longText;  // a long one is not held twice
+  std::transform(inC.begin(), inC.end(), inC.begin(),
+                 [](char byte) { return byte == '~' ? '!' : byte; });
+  return {inC, inM.isPlain};
 }
 
 ConditionText ConditionTexts::compact(const KSBlock& aBlock, Family aFamily) {
-  return find(conditions.answererNumber(aBlock), Kind::ReadableM,
-              conditions.compactNet(aBlock, aFamily));
+  return find(Kind::ReadableM, conditions.compactNet(aBlock, aFamily));
 }
 
-ConditionText ConditionTexts::find(std::size_t aAnswerer, Kind aKind, ConditionId aId) {
-  const std::uint64_t key =
-      (std::uint64_t{aAnswerer} << 8 | static_cast<unsigned char>(aKind)) << 32 | aId;
+ConditionText ConditionTexts::find(Kind aKind, ConditionId aId) {
+  const std::uint64_t key = std::uint64_t{static_cast<unsigned char>(aKind)} << 32 | aId;
   const auto found = kept.find(key);
   if (found != kept.end()) {
     return {std::string_view(texts).substr(found->second.begin, found->second.length),
             found->second.isPlain != 0};
   }
   longText = std::string();  // its memory serves the next one
-  longText = make(aAnswerer, aKind, aId);
+  longText = make(aKind, aId);
   const bool isPlain = isPlainInJson(longText);
   if (longText.size() > maxKeptTextLength) return {longText, isPlain};
   if (texts.size() + longText.size() > maxKeptLength) {
@@ -51,8 +57,7 @@ ConditionText ConditionTexts::find(std::size_t aAnswerer, Kind aKind, ConditionI
   return {std::string_view(texts).substr(texts.size() - longText.size()), isPlain};
 }
 
-std::string ConditionTexts::make(std::size_t aAnswerer, Kind aKind, ConditionId aId) const {
-  const Answerer& answerer = conditions.answerer(aAnswerer);
+std::string ConditionTexts::make(Kind aKind, ConditionId aId) const {
   switch (aKind) {
     case Kind::ReadableM: return answerer.readableText(aId, false);
     case Kind::ReadableC: return answerer.readableText(aId, true);

@@ -17,12 +17,13 @@ struct ConditionText {
   bool isPlain = true;
 };
 
-/// Makes the texts of conditions that have been answered. Keeps some, since many blocks share a
-/// condition; the texts of all of them together have no bound. Several may read the same conditions
-/// side by side, as long as nobody answers.
+/// Makes the texts of conditions that one answerer has answered. Keeps some, since many blocks
+/// share a condition; the texts of all of them together have no bound. Used by the thread that
+/// answers, or while nobody does.
 class ConditionTexts {
  public:
-  explicit ConditionTexts(const Conditions& aConditions) : conditions(aConditions) {}
+  ConditionTexts(const Conditions& aConditions, std::size_t aAnswerer)
+      : conditions(aConditions), answerer(aConditions.answerer(aAnswerer)) {}
 
   /// The text of a block's local or net condition that is available, in the style that is asked
   /// for, empty for "true". Lasts until the next call.
@@ -38,14 +39,16 @@ class ConditionTexts {
     std::uint32_t isPlain : 1;
   };
 
-  ConditionText find(std::size_t aAnswerer, Kind aKind, ConditionId aId);
-  std::string make(std::size_t aAnswerer, Kind aKind, ConditionId aId) const;
+  ConditionText find(Kind aKind, ConditionId aId);
+  std::string make(Kind aKind, ConditionId aId) const;
 
   const Conditions& conditions;
-  // By answerer, kind and condition. Texts lie one behind the other; long ones are made anew.
+  const Answerer& answerer;
+  // By kind and condition. Texts lie one behind the other; long ones are made anew.
   boost::unordered_flat_map<std::uint64_t, Kept> kept;
   std::string texts;
   std::string longText;
+  std::string cText;
 };
 
 }  // namespace ksexpr

@@ -79,15 +79,17 @@ void Conditions::share() {
   idFALSE = static_cast<ConditionId>(answerers.front().getTable().getIdFALSE());
 }
 
-void Conditions::answer(const std::function<void(std::size_t, std::size_t)>& aUse) {
-  std::size_t stretch = firstStretch;
+void Conditions::answer(const std::function<void(Stretch)>& aUse,
+                        const std::function<void(std::size_t, Stretch)>& aPrepare) {
+  std::size_t length = firstStretch;
   for (std::size_t from = 0; from < model.blocks.size();) {
     const auto start = std::chrono::steady_clock::now();
-    const std::size_t to = std::min(from + stretch, model.blocks.size());
+    const std::size_t to = std::min(from + length, model.blocks.size());
     const std::vector<Step> steps = stepsTo(from, to);
-    if (!steps.empty()) {
-      sideBySide(answerers.size(), [&](std::size_t number) { answerShare(number, steps); });
-    }
+    sideBySide(answerers.size(), [&](std::size_t number) {
+      answerShare(number, steps);
+      if (aPrepare) aPrepare(number, {from, to});
+    });
     for (const Step& step : steps) {
       const std::size_t index = model.indexOf(*step.block);
       if (selection.isSelected[index] && isDead(*step.block)) ++numDead;
@@ -95,16 +97,16 @@ void Conditions::answer(const std::function<void(std::size_t, std::size_t)>& aUs
         if (answers[index].net[family] != notAvailable) continue;
         const std::string problem = problemOf(*step.block, family);
         if (problem.empty()) continue;
-        aUse(std::exchange(from, step.cause), step.cause);
+        aUse({std::exchange(from, step.cause), step.cause});
         observer.problem(problem);
       }
     }
-    aUse(from, to);
+    aUse({from, to});
     from = to;
     numAnswered += steps.size();
     observer.progress(numAnswered, numNeeded);
     const bool isQuick = std::chrono::steady_clock::now() - start < stretchTime;
-    stretch = isQuick ? std::min(2 * stretch, maxStretch) : std::max(stretch / 2, firstStretch);
+    length = isQuick ? std::min(2 * length, maxStretch) : std::max(length / 2, firstStretch);
   }
 }
 

@@ -62,10 +62,19 @@ class Conditions {
   Conditions(const Model& aModel, const ConditionsRequest& aRequest,
              const ConditionsObserver& aObserver);
 
-  /// Answers all blocks that are asked for. Calls `aUse` with the numbers of the first block of a
-  /// stretch and of the one behind it, one stretch of the file after the other, as soon as the
-  /// blocks in it have been answered, and tells a problem before the stretch that it stands in.
-  void answer(const std::function<void(std::size_t, std::size_t)>& aUse);
+  /// The numbers of the first block of some that stand one behind the other, and of the one behind
+  /// them.
+  struct Stretch {
+    std::size_t from;
+    std::size_t to;
+  };
+  /// Answers all blocks that are asked for. Calls `aUse` with one stretch of the file after the
+  /// other, as soon as the blocks in it have been answered, and tells a problem before the stretch
+  /// that it stands in. Before that calls `aPrepare`, if given, once for each of those who answer,
+  /// with their number and a stretch of which they have answered all that is theirs, side by side
+  /// with the others' answering.
+  void answer(const std::function<void(Stretch)>& aUse,
+              const std::function<void(std::size_t, Stretch)>& aPrepare = nullptr);
 
   /// Whether an answered block is to be listed.
   bool isListed(const KSBlock& aBlock) const {

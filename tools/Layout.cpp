@@ -72,6 +72,11 @@ void Columns::widen(const RowView& aRow) {
   }
 }
 
+void Columns::widen(const Columns& aOthers) {
+  for (std::size_t i = 0; i < widths.size(); ++i)
+    widths[i] = std::max(widths[i], aOthers.widths[i]);
+}
+
 void Columns::settle() {
   if (layout.room() == 0) return;
   const std::size_t gaps = columnGap * (widths.size() - 1);

@@ -55,6 +55,8 @@ class Columns {
   /// Makes room for a row.
   void widen(const Row& aRow) { widen(RowView(aRow.begin(), aRow.end())); }
   void widen(const RowView& aRow);
+  /// Makes room for all that others have made room for.
+  void widen(const Columns& aOthers);
   /// Ends making room.
   void settle();
   /// Appends the row: a line, or several where texts are wrapped. A row that stands out is coloured
@@ -66,7 +68,7 @@ class Columns {
  private:
   void appendFitting(std::string& aOut, const RowView& aRow, bool aStandsOut) const;
 
-  const Layout layout;
+  Layout layout;
   std::vector<std::size_t> widths;
 };
 

@@ -1,12 +1,11 @@
 #include "tools/Report.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <charconv>
 #include <exception>
-#include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -26,8 +25,10 @@ constexpr const char* unknown = "?";
 constexpr std::size_t writtenLength = std::size_t{256} << 10;
 constexpr std::size_t maxHeldLength = std::size_t{64} << 10;
 
-// The blocks whose lines one of several makes before it turns to others.
-constexpr std::size_t chunkSize = 256;
+// The bytes of lines that one of several makes ahead, and the blocks between which they wait for
+// each other where all has been answered.
+constexpr std::size_t maxAhead = std::size_t{8} << 20;
+constexpr std::size_t blocksAhead = std::size_t{16} << 10;
 
 // Text on its way out. It is sent when there is much of it, or held back for one who sends it
 // later. What is held back has a limit: whoever meets it makes the rest anew when it can be sent.
@@ -40,6 +41,11 @@ class Outgoing {
 
   // Whether a part could not be held.
   bool isIncomplete() const { return incomplete; }
+  // Takes back what follows the first `aLength` bytes.
+  void shorten(std::size_t aLength) {
+    text.resize(aLength);
+    incomplete = false;
+  }
   // Appends a text in pieces of whole characters by `aAppend`, so that a long one is not held
   // twice.
   template <class Append>
@@ -73,16 +79,16 @@ class Outgoing {
 
 void appendAsIs(std::string& aTo, std::string_view aPiece) { aTo += aPiece; }
 
-// What the layouts have in common: the request, and the answers as text. One of several that write
-// side by side.
+// What the layouts have in common: the request, and the answers of one answerer as text.
 class Writer {
  public:
-  Writer(const Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout)
+  Writer(const Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+         std::size_t aAnswerer)
       : conditions(aConditions),
         request(aRequest),
         families(aRequest.families),
         layout(aLayout),
-        texts(aConditions) {}
+        texts(aConditions, aAnswerer) {}
   virtual ~Writer() = default;
 
   virtual void appendBlock(Outgoing& aOut, const KSBlock& aBlock) = 0;
@@ -107,8 +113,9 @@ class TableWriter : public Writer {
  public:
   // The columns are still to be made wide enough by `widen`.
   TableWriter(const Conditions& aConditions, const ConditionsRequest& aRequest,
-              const Layout& aLayout, Columns& aColumns)
-      : Writer(aConditions, aRequest, aLayout), columns(aColumns) {}
+              const Layout& aLayout, std::size_t aAnswerer)
+      : Writer(aConditions, aRequest, aLayout, aAnswerer),
+        columns(header(aRequest).size(), aLayout) {}
 
   static Row header(const ConditionsRequest& aRequest) {
     Row header{"BLOCK"};
@@ -123,6 +130,8 @@ class TableWriter : public Writer {
   void widen(const KSBlock& aBlock) {
     forEachRow(aBlock, [this](const RowView& made) { columns.widen(made); });
   }
+  const Columns& getColumns() const { return columns; }
+  void setColumns(const Columns& aColumns) { columns = aColumns; }
 
   void appendBlock(Outgoing& aOut, const KSBlock& aBlock) override {
     const bool isDead = layout.isColoured && conditions.isDead(aBlock);
@@ -181,7 +190,7 @@ class TableWriter : public Writer {
     return text.empty() ? "true" : text;
   }
 
-  Columns& columns;
+  Columns columns;
   // Kept for their memory.
   RowView row;
   std::string name;
@@ -327,97 +336,97 @@ class JsonWriter : public Writer {
 // ---------------------------------------------------------------------------------------------
 // Side by side
 
-// Writes blocks in order, though several writers make their lines.
+// Writes blocks in order. Where several have answered, each makes the lines of its own blocks
+// ahead, for which it has all that it takes at hand.
+template <class Format>
 class OrderedWriting {
  public:
-  using MakeWriter = std::function<std::unique_ptr<Writer>()>;
   // `aOpening` stands before the first block, `aSeparator` before each other one.
-  OrderedWriting(const Conditions& aConditions, const MakeWriter& aMakeWriter, std::ostream& aOut,
-                 std::string_view aOpening = "", std::string_view aSeparator = "")
+  OrderedWriting(const Conditions& aConditions, const ConditionsRequest& aRequest,
+                 const Layout& aLayout, std::ostream& aOut, std::string_view aOpening = "",
+                 std::string_view aSeparator = "")
       : conditions(aConditions),
         blocks(aConditions.getModel().blocks),
         out(&aOut),
         opening(aOpening),
         separator(aSeparator) {
-    for (std::size_t i = 0; i < aConditions.countJobs(); ++i) writers.push_back(aMakeWriter());
+    for (std::size_t i = 0; i < aConditions.countJobs(); ++i) {
+      shares.push_back(std::make_unique<Share>(aConditions, aRequest, aLayout, i));
+    }
   }
 
-  // Writes the listed ones of a stretch of blocks that have been answered.
-  void write(std::size_t aFrom, std::size_t aTo) {
-    while (writers.size() > 1 && aTo - aFrom > chunkSize) {
-      const std::size_t end = std::min(aFrom + writers.size() * chunkSize * 4, aTo);
-      writeSideBySide(aFrom, end);
-      aFrom = end;
+  // The one who writes what the answerer with that number has answered.
+  Format& writer(std::size_t aNumber) { return shares[aNumber]->writer; }
+
+  // Makes the lines of those blocks of a stretch that the answerer with that number has answered.
+  void prepare(std::size_t aNumber, Conditions::Stretch aStretch) {
+    if (shares.size() == 1) return;
+    Share& share = *shares[aNumber];
+    share.lines.clear();
+    share.nextLine = 0;
+    share.ahead.shorten(0);
+    share.sent = 0;
+    for (std::size_t i = aStretch.from; i < aStretch.to; ++i) {
+      if (conditions.answererNumber(blocks[i]) == aNumber && conditions.isListed(blocks[i])) {
+        share.lines.push_back(makeAhead(share, blocks[i]));
+      }
     }
-    writeOneByOne(aFrom, aTo);
+  }
+
+  // Writes the listed ones of a stretch of blocks that have been answered and prepared.
+  void write(Conditions::Stretch aStretch) {
+    for (std::size_t i = aStretch.from; i < aStretch.to; ++i) {
+      if (!conditions.isListed(blocks[i])) continue;
+      out.text += std::exchange(empty, false) ? opening : separator;
+      Share& share = *shares[conditions.answererNumber(blocks[i])];
+      const std::optional<std::size_t> length =
+          share.lines.empty() ? std::nullopt : share.lines[share.nextLine++];
+      if (length) {
+        out.text.append(share.ahead.text, std::exchange(share.sent, share.sent + *length), *length);
+      } else {
+        share.writer.appendBlock(out, blocks[i]);
+      }
+      out.sendIfLong();
+    }
   }
   // Sends what has been written to the stream.
   void flush() { out.send(); }
   bool isEmpty() const { return empty; }
 
  private:
-  void writeOneByOne(std::size_t aFrom, std::size_t aTo) {
-    for (std::size_t i = aFrom; i < aTo; ++i) {
-      if (!conditions.isListed(blocks[i])) continue;
-      separate();
-      writers.front()->appendBlock(out, blocks[i]);
-      out.sendIfLong();
-    }
-  }
+  // Who writes what one answerer has answered. Each has cache lines of its own, since all of them
+  // are written to at the same time.
+  struct alignas(64) Share {
+    Share(const Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+          std::size_t aAnswerer)
+        : writer(aConditions, aRequest, aLayout, aAnswerer) {}
 
-  void separate() { out.text += std::exchange(empty, false) ? opening : separator; }
-
-  // The lines of a chunk, up to a block that cannot be held back.
-  struct Chunk {
-    std::string text;
-    std::size_t end;
+    Format writer;
+    // The lines that have been made ahead, and the length of each; nothing for one that is to be
+    // made when it is written.
+    Outgoing ahead{nullptr};
+    std::vector<std::optional<std::size_t>> lines;
+    std::size_t nextLine = 0;
+    std::size_t sent = 0;
   };
-  Chunk make(Writer& aWriter, std::size_t aFrom, std::size_t aTo) const {
-    Outgoing held(nullptr);
-    for (std::size_t i = aFrom; i < aTo; ++i) {
-      if (!conditions.isListed(blocks[i])) continue;
-      const std::size_t length = held.text.size();
-      if (length > 0) held.text += separator;
-      try {
-        aWriter.appendBlock(held, blocks[i]);
-      } catch (const std::exception&) {
-        // It is thrown once more where the block is written.
-        held.text.resize(length);
-        return {std::move(held.text), i};
-      }
-      if (held.isIncomplete() || held.text.size() > maxChunkLength) {
-        held.text.resize(length);
-        return {std::move(held.text), i};
-      }
-    }
-    return {std::move(held.text), aTo};
-  }
 
-  void writeSideBySide(std::size_t aFrom, std::size_t aTo) {
-    const std::size_t numChunks = (aTo - aFrom + chunkSize - 1) / chunkSize;
-    std::vector<Chunk> chunks(numChunks);
-    const auto endOf = [&](std::size_t chunk) {
-      return std::min(aFrom + (chunk + 1) * chunkSize, aTo);
-    };
-    std::atomic<std::size_t> next = 0;
-    sideBySide(writers.size(), [&](std::size_t number) {
-      for (std::size_t chunk = next++; chunk < numChunks; chunk = next++) {
-        chunks[chunk] = make(*writers[number], aFrom + chunk * chunkSize, endOf(chunk));
-      }
-    });
-    for (std::size_t chunk = 0; chunk < numChunks; ++chunk) {
-      if (!chunks[chunk].text.empty()) separate();
-      out.text += std::exchange(chunks[chunk].text, std::string());
-      out.sendIfLong();
-      writeOneByOne(chunks[chunk].end, endOf(chunk));
+  std::optional<std::size_t> makeAhead(Share& aShare, const KSBlock& aBlock) const {
+    std::string& text = aShare.ahead.text;
+    const std::size_t before = text.size();
+    if (before > maxAhead) return std::nullopt;
+    try {
+      aShare.writer.appendBlock(aShare.ahead, aBlock);
+      if (!aShare.ahead.isIncomplete()) return text.size() - before;
+    } catch (const std::exception&) {
+      // It is thrown once more where the block is written.
     }
+    aShare.ahead.shorten(before);
+    return std::nullopt;
   }
-
-  static constexpr std::size_t maxChunkLength = std::size_t{1} << 20;
 
   const Conditions& conditions;
   const std::vector<KSBlock>& blocks;
-  std::vector<std::unique_ptr<Writer>> writers;
+  std::vector<std::unique_ptr<Share>> shares;
   Outgoing out;
   const std::string_view opening;
   const std::string_view separator;
@@ -426,22 +435,44 @@ class OrderedWriting {
 
 void writeTable(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
                 std::ostream& aOut) {
+  OrderedWriting<TableWriter> writing(aConditions, aRequest, aLayout, aOut);
+  const std::vector<KSBlock>& blocks = aConditions.getModel().blocks;
+  const std::size_t jobs = aConditions.countJobs();
+  // By number: the first block whose texts cannot be made. What is wrong with it is thrown when it
+  // is its turn.
+  std::vector<std::size_t> failed(jobs, blocks.size());
+  const auto measure = [&](std::size_t number, Conditions::Stretch stretch) {
+    std::size_t i = stretch.from;
+    try {
+      for (; i < stretch.to; ++i) {
+        if (aConditions.answererNumber(blocks[i]) == number && aConditions.isListed(blocks[i])) {
+          writing.writer(number).widen(blocks[i]);
+        }
+      }
+    } catch (const std::exception&) {
+      failed[number] = i;
+    }
+  };
+  aConditions.answer(
+      [&](Conditions::Stretch stretch) {
+        const std::size_t first = *std::min_element(failed.begin(), failed.end());
+        if (first >= stretch.to) return;
+        writing.writer(aConditions.answererNumber(blocks[first])).widen(blocks[first]);
+      },
+      measure);
+
   const Row header = TableWriter::header(aRequest);
   Columns columns(header.size(), aLayout);
-  columns.widen(RowView(header.begin(), header.end()));
-  TableWriter measuring(aConditions, aRequest, aLayout, columns);
-  const std::vector<KSBlock>& blocks = aConditions.getModel().blocks;
-  aConditions.answer([&](std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to; ++i) {
-      if (aConditions.isListed(blocks[i])) measuring.widen(blocks[i]);
-    }
-  });
+  columns.widen(header);
+  for (std::size_t i = 0; i < jobs; ++i) columns.widen(writing.writer(i).getColumns());
   columns.settle();
+  for (std::size_t i = 0; i < jobs; ++i) writing.writer(i).setColumns(columns);
   columns.write(aOut, header);
-  OrderedWriting writing(
-      aConditions,
-      [&] { return std::make_unique<TableWriter>(aConditions, aRequest, aLayout, columns); }, aOut);
-  writing.write(0, blocks.size());
+  for (std::size_t from = 0; from < blocks.size(); from += blocksAhead) {
+    const Conditions::Stretch stretch{from, std::min(from + blocksAhead, blocks.size())};
+    sideBySide(jobs, [&](std::size_t number) { writing.prepare(number, stretch); });
+    writing.write(stretch);
+  }
   writing.flush();
 }
 
@@ -451,13 +482,13 @@ template <class Format>
 bool writeAsAnswered(Conditions& aConditions, const ConditionsRequest& aRequest,
                      const Layout& aLayout, std::ostream& aOut, std::string_view aOpening = "",
                      std::string_view aSeparator = "") {
-  OrderedWriting writing(
-      aConditions, [&] { return std::make_unique<Format>(aConditions, aRequest, aLayout); }, aOut,
-      aOpening, aSeparator);
-  aConditions.answer([&](std::size_t from, std::size_t to) {
-    writing.write(from, to);
-    writing.flush();
-  });
+  OrderedWriting<Format> writing(aConditions, aRequest, aLayout, aOut, aOpening, aSeparator);
+  aConditions.answer(
+      [&](Conditions::Stretch stretch) {
+        writing.write(stretch);
+        writing.flush();
+      },
+      [&](std::size_t number, Conditions::Stretch stretch) { writing.prepare(number, stretch); });
   return !writing.isEmpty();
 }
 

@@ -78,10 +78,14 @@ std::size_t endOfPlain(std::string_view aText, std::size_t aPos, std::size_t aLi
   return aPos;
 }
 
+// Whether JSON needs no escape for a byte, and a terminal shows it.
+constexpr bool isPlainJson(unsigned char aByte) {
+  return !((aByte < 0x20) | (aByte > 0x7E) | (aByte == '"') | (aByte == '\\'));
+}
+
 // Where the characters end that JSON spells as they are.
 std::size_t endOfPlainJson(std::string_view aText, std::size_t aPos) {
-  const auto isPlainJson = [](char byte) { return isPlain(byte) && byte != '"' && byte != '\\'; };
-  while (aPos < aText.size() && isPlainJson(aText[aPos])) ++aPos;
+  while (aPos < aText.size() && isPlainJson(static_cast<unsigned char>(aText[aPos]))) ++aPos;
   return aPos;
 }
 
@@ -201,9 +205,22 @@ std::string numberText(double aValue) {
   return {buffer, std::to_chars(buffer, buffer + sizeof buffer, aValue).ptr};
 }
 
-bool isPlainInJson(std::string_view aText) { return endOfPlainJson(aText, 0) == aText.size(); }
+bool isPlainInJson(std::string_view aText) {
+  // Without a way out of the loop and without conversions, compilers look at many characters at
+  // once.
+  unsigned char special = 0;
+  for (const char character : aText) {
+    special =
+        static_cast<unsigned char>(special | !isPlainJson(static_cast<unsigned char>(character)));
+  }
+  return special == 0;
+}
 
 void appendJsonCharacters(std::string& aOut, std::string_view aText) {
+  if (isPlainInJson(aText)) {
+    aOut += aText;
+    return;
+  }
   for (std::size_t pos = 0; pos < aText.size();) {
     const std::size_t end = endOfPlainJson(aText, pos);
     aOut.append(aText, pos, end - pos);

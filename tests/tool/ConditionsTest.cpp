@@ -9,7 +9,10 @@
 #include <sstream>
 #include <streambuf>
 
+#include "tests/support/RandomText.hpp"
 #include "tests/tool/ModelFile.hpp"
+#include "tools/Model.hpp"
+#include "variants/VCService.hpp"
 
 namespace {
 
@@ -26,6 +29,44 @@ const char* const smallModel = R"({"note": [{"id": 1}], "blocks": [
 {"id": "A", "parent": null, "VV": "x > 0", "CG": "", "S": "y", "extra": {"id": [null]}},
 {"id": "C,2", "parent": "B \"1\"", "VV": "x < 1"}
 ]})";
+
+// The tool makes most C texts from M texts. They are those that the library has for a host.
+TEST_F(KsExprConditions, TextsInCAreThoseOfTheLibrary) {
+  struct Customizer : KS::VCCustomizer {
+    std::string getLocalCondition(const KSBlock* aBlock, int aSelector) const override {
+      return aSelector == 0 ? std::string(aBlock->texts[ksexpr::CG]) : "";
+    }
+    const KSBlock* getParentBlock(const KSBlock* aBlock) const override { return aBlock->parent; }
+  };
+  std::vector<std::string> texts{
+      "~a",           "s.m ~= 1",     "bitcmp(x, 8) ~= 3", "bitcmp(x) ~= 3",
+      "a ~= true",    "f(~a)",        "-x ~= 1.5",         "bitand(x, 1) == 1",
+      "x == [1, -2]", "~(a || ~b.c)", "mod(x,2)~=0"};
+  KS::test::RandomText random(20);
+  for (int i = 0; i < 300; ++i) texts.push_back(random.condition(1 + random.pick(4)));
+  std::vector<std::string> blocks;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const std::string parent = i % 4 == 0 ? "null" : "\"b" + std::to_string(i - 1) + '"';
+    blocks.push_back(blockOf("b" + std::to_string(i), parent, ", \"CG\": \"" + texts[i] + '"'));
+  }
+  const auto json = nlohmann::json::parse(conditions(modelOf(blocks), {"--format", "json"}).out);
+  ASSERT_EQ(json.size(), texts.size());
+
+  std::vector<KSBlock> answered(texts.size());
+  KS::VCService service;
+  const Customizer customizer;
+  std::size_t numDifferent = 0;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    SCOPED_TRACE(texts[i]);
+    answered[i].parent = i % 4 == 0 ? nullptr : &answered[i - 1];
+    answered[i].texts[ksexpr::CG] = texts[i];
+    const auto& cg = json[i]["cg"];
+    EXPECT_EQ(cg["localC"], service.getCExprLocalCGVCEString(&answered[i], &customizer));
+    EXPECT_EQ(cg["netC"], service.getCExprNetCGVCEString(&answered[i], &customizer));
+    if (cg["net"] != cg["netC"]) ++numDifferent;
+  }
+  EXPECT_GT(numDifferent, texts.size() / 4);
+}
 
 TEST_F(KsExprConditions, AnswersEveryBlockInEveryFormat) {
   const Outcome json = conditions(smallModel, {"--format", "json"});
