@@ -9,7 +9,7 @@ namespace ksexpr {
 namespace {
 
 // The bytes of the texts that are kept, and of each of them.
-constexpr std::size_t maxKeptLength = std::size_t{16} << 20;
+constexpr std::size_t maxKeptLength = std::size_t{1} << 20;
 constexpr std::size_t maxKeptTextLength = std::size_t{64} << 10;
 
 }  // namespace

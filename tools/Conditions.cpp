@@ -1,8 +1,8 @@
 #include "tools/Conditions.hpp"
 
 #include <algorithm>
-#include <boost/unordered/unordered_flat_set.hpp>
 #include <chrono>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -187,13 +187,24 @@ std::size_t Conditions::countDistinct() const {
     const std::vector<bool>& answered = answerers.front().getAnswered();
     return static_cast<std::size_t>(std::count(answered.begin(), answered.end(), true));
   }
-  boost::unordered_flat_set<Fingerprint> distinct;
-  for (const Answerer& one : answerers) {
-    const std::vector<Fingerprint> all = fingerprints(one.getTable());
-    const std::vector<bool>& answered = one.getAnswered();
+  std::vector<std::vector<Fingerprint>> found(answerers.size());  // in order
+  sideBySide(answerers.size(), [&](std::size_t number) {
+    std::vector<Fingerprint> all = fingerprints(answerers[number].getTable());
+    const std::vector<bool>& answered = answerers[number].getAnswered();
+    std::size_t kept = 0;
     for (std::size_t id = 0; id < answered.size(); ++id) {
-      if (answered[id]) distinct.insert(all[id]);
+      if (answered[id]) all[kept++] = all[id];
     }
+    all.resize(kept);
+    std::sort(all.begin(), all.end());
+    found[number] = std::move(all);
+  });
+  std::vector<Fingerprint> distinct;
+  for (const std::vector<Fingerprint>& more : found) {
+    std::vector<Fingerprint> together;
+    std::set_union(distinct.begin(), distinct.end(), more.begin(), more.end(),
+                   std::back_inserter(together));
+    distinct = std::move(together);
   }
   return distinct.size();
 }

@@ -18,6 +18,9 @@ struct Fingerprint {
   bool operator==(const Fingerprint& aOther) const {
     return first == aOther.first && second == aOther.second;
   }
+  bool operator<(const Fingerprint& aOther) const {
+    return first != aOther.first ? first < aOther.first : second < aOther.second;
+  }
 };
 
 inline std::size_t hash_value(const Fingerprint& aFingerprint) { return aFingerprint.first; }
