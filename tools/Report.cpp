@@ -338,7 +338,7 @@ class JsonWriter : public Writer {
 
 // Writes blocks in order. Where several have answered, each makes the lines of its own blocks
 // ahead, for which it has all that it takes at hand.
-template <class Format>
+template <class LineWriter>
 class OrderedWriting {
  public:
   // `aOpening` stands before the first block, `aSeparator` before each other one.
@@ -351,24 +351,24 @@ class OrderedWriting {
         opening(aOpening),
         separator(aSeparator) {
     for (std::size_t i = 0; i < aConditions.countJobs(); ++i) {
-      shares.push_back(std::make_unique<Share>(aConditions, aRequest, aLayout, i));
+      authors.push_back(std::make_unique<Author>(aConditions, aRequest, aLayout, i));
     }
   }
 
   // The one who writes what the answerer with that number has answered.
-  Format& writer(std::size_t aNumber) { return shares[aNumber]->writer; }
+  LineWriter& writer(std::size_t aNumber) { return authors[aNumber]->writer; }
 
   // Makes the lines of those blocks of a stretch that the answerer with that number has answered.
   void prepare(std::size_t aNumber, Conditions::Stretch aStretch) {
-    if (shares.size() == 1) return;
-    Share& share = *shares[aNumber];
-    share.lines.clear();
-    share.nextLine = 0;
-    share.ahead.shorten(0);
-    share.sent = 0;
+    if (authors.size() == 1) return;
+    Author& author = *authors[aNumber];
+    author.lines.clear();
+    author.nextLine = 0;
+    author.ahead.shorten(0);
+    author.sent = 0;
     for (std::size_t i = aStretch.from; i < aStretch.to; ++i) {
       if (conditions.answererNumber(blocks[i]) == aNumber && conditions.isListed(blocks[i])) {
-        share.lines.push_back(makeAhead(share, blocks[i]));
+        author.lines.push_back(makeAhead(author, blocks[i]));
       }
     }
   }
@@ -378,13 +378,14 @@ class OrderedWriting {
     for (std::size_t i = aStretch.from; i < aStretch.to; ++i) {
       if (!conditions.isListed(blocks[i])) continue;
       out.text += std::exchange(empty, false) ? opening : separator;
-      Share& share = *shares[conditions.answererNumber(blocks[i])];
+      Author& author = *authors[conditions.answererNumber(blocks[i])];
       const std::optional<std::size_t> length =
-          share.lines.empty() ? std::nullopt : share.lines[share.nextLine++];
+          author.lines.empty() ? std::nullopt : author.lines[author.nextLine++];
       if (length) {
-        out.text.append(share.ahead.text, std::exchange(share.sent, share.sent + *length), *length);
+        out.text.append(author.ahead.text, std::exchange(author.sent, author.sent + *length),
+                        *length);
       } else {
-        share.writer.appendBlock(out, blocks[i]);
+        author.writer.appendBlock(out, blocks[i]);
       }
       out.sendIfLong();
     }
@@ -396,12 +397,12 @@ class OrderedWriting {
  private:
   // Who writes what one answerer has answered. Each has cache lines of its own, since all of them
   // are written to at the same time.
-  struct alignas(64) Share {
-    Share(const Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
-          std::size_t aAnswerer)
+  struct alignas(64) Author {
+    Author(const Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
+           std::size_t aAnswerer)
         : writer(aConditions, aRequest, aLayout, aAnswerer) {}
 
-    Format writer;
+    LineWriter writer;
     // The lines that have been made ahead, and the length of each; nothing for one that is to be
     // made when it is written.
     Outgoing ahead{nullptr};
@@ -410,23 +411,23 @@ class OrderedWriting {
     std::size_t sent = 0;
   };
 
-  std::optional<std::size_t> makeAhead(Share& aShare, const KSBlock& aBlock) const {
-    std::string& text = aShare.ahead.text;
+  std::optional<std::size_t> makeAhead(Author& aAuthor, const KSBlock& aBlock) const {
+    std::string& text = aAuthor.ahead.text;
     const std::size_t before = text.size();
     if (before > maxAhead) return std::nullopt;
     try {
-      aShare.writer.appendBlock(aShare.ahead, aBlock);
-      if (!aShare.ahead.isIncomplete()) return text.size() - before;
+      aAuthor.writer.appendBlock(aAuthor.ahead, aBlock);
+      if (!aAuthor.ahead.isIncomplete()) return text.size() - before;
     } catch (const std::exception&) {
       // It is thrown once more where the block is written.
     }
-    aShare.ahead.shorten(before);
+    aAuthor.ahead.shorten(before);
     return std::nullopt;
   }
 
   const Conditions& conditions;
   const std::vector<KSBlock>& blocks;
-  std::vector<std::unique_ptr<Share>> shares;
+  std::vector<std::unique_ptr<Author>> authors;
   Outgoing out;
   const std::string_view opening;
   const std::string_view separator;
@@ -478,11 +479,11 @@ void writeTable(Conditions& aConditions, const ConditionsRequest& aRequest, cons
 
 // Writes each listed block as soon as it is answered, in the order of the model. Returns whether
 // there was one.
-template <class Format>
+template <class LineWriter>
 bool writeAsAnswered(Conditions& aConditions, const ConditionsRequest& aRequest,
                      const Layout& aLayout, std::ostream& aOut, std::string_view aOpening = "",
                      std::string_view aSeparator = "") {
-  OrderedWriting<Format> writing(aConditions, aRequest, aLayout, aOut, aOpening, aSeparator);
+  OrderedWriting<LineWriter> writing(aConditions, aRequest, aLayout, aOut, aOpening, aSeparator);
   aConditions.answer(
       [&](Conditions::Stretch stretch) {
         writing.write(stretch);
