@@ -1,6 +1,6 @@
 #!/bin/sh
-# Measures the library beside other engines, and how its costs grow, and writes both tables into
-# bench/README.md.
+# Measures the library beside other engines, and how its costs grow, writes both tables into
+# bench/README.md and draws them.
 #
 #   bench/run.sh [--corpus DIR]    texts from DIR instead of generated ones
 set -eu
@@ -65,5 +65,10 @@ awk -v tables="$out/tables" '
   /^<!-- tables: begin/ { inside = 1; print ""; while ((getline line < tables) > 0) print line; print "" }
 ' bench/README.md > "$out/README.md"
 cp "$out/README.md" bench/README.md
+if /usr/bin/python3 -c 'import matplotlib' 2> /dev/null; then
+  /usr/bin/python3 bench/draw.py
+else
+  echo "The pictures stay as they were: there is no matplotlib (Debian: python3-matplotlib)" >&2
+fi
 cat "$out/tables"
 exit $status
