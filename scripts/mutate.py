@@ -1,0 +1,157 @@
+#!/usr/bin/env python3
+"""Tells whether the tests notice: changes one token of the library at a time, rebuilds what depends
+on it and runs the tests. A change that no test notices survives and is reported with its place.
+
+Works on a copy of the committed files in build/mutants, so the tree itself never changes. The sample
+depends on the seed alone. A mutant costs about a minute of two cores, one in a header that all
+include several."""
+import argparse
+import pathlib
+import random
+import re
+import shutil
+import subprocess
+import sys
+
+root = pathlib.Path(__file__).resolve().parent.parent
+work = root / "build" / "mutants"
+tree = work / "tree"
+build = work / "build"
+folders = ["base", "parser", "print", "eval", "xform", "simplify", "compact", "variants", "decide"]
+
+# What is replaced by what, each alone. Clang-format has put blanks around binary operators.
+replacements = {
+    r" < ": [" <= ", " > "], r" <= ": [" < ", " >= "], r" > ": [" >= ", " < "],
+    r" >= ": [" > ", " <= "], r" == ": [" != "], r" != ": [" == "],
+    r" && ": [" || "], r" \|\| ": [" && "], r" \+ ": [" - "], r" - ": [" + "], r" \* ": [" + "],
+    r" / ": [" * "], r" % ": [" / "], r" & (?=\w)": [" | "], r" \| ": [" & "], r" << (?=\d)": [" >> "],
+    r" \+= ": [" -= "], r" -= ": [" += "], r"\+\+": ["--"], r"--": ["++"],
+    r"\btrue\b": ["false"], r"\bfalse\b": ["true"],
+    r"(?<![\w.'])0(?![\w.'])": ["1"], r"(?<![\w.'])1(?![\w.'])": ["0", "2"],
+    r"(?<![\w.'])([2-9]|[1-9]\d+)(?![\w.'])": [lambda found: str(int(found.group()) + 1)],
+    r"!(?=[\w(])": [""], r"\bmin\b": ["max"], r"\bmax\b": ["min"],
+    r"\bfirst\b": ["second"], r"\bsecond\b": ["first"],
+    r"\bleft\b": ["right"], r"\bright\b": ["left"], r"\baLeft\b": ["aRight"], r"\baRight\b": ["aLeft"],
+    r"\bcontinue;": [";"], r"\bbreak;": [";"], r"\breturn;": [";"],
+    r"\bbegin\(\)": ["end()"], r"\bfront\(\)": ["back()"], r"\bback\(\)": ["front()"],
+    r"\bGt\b": ["Ge"], r"\bGe\b": ["Gt"], r"\bLt\b": ["Le"], r"\bLe\b": ["Lt"],
+    r"\bEq\b": ["Ne"], r"\bNe\b": ["Eq"], r"::And\b": ["::Or"], r"::Or\b": ["::And"],
+}
+# A line that is a whole statement or a row of a table may be left out.
+whole_lines = [
+    r"\s+[a-z][\w.\->\[\]]*(\(.*\)|\[.*\]| [+\-|&]?= .*);",  # a call, an assignment
+    r"\s+(if|while) \(.*\) (return|continue|break|throw)\b.*;",
+    r"\s+\{.*\},",
+    r"\s+case .*: return .*;",
+]
+
+
+def mask(text):
+    """The text with comments and literals blanked out, the same length."""
+    pattern = r'//[^\n]*|/\*.*?\*/|R"\w*\(.*?\)\w*"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])\''
+    return re.sub(pattern, lambda found: re.sub(r"[^\n]", "\0", found.group()), text, flags=re.S)
+
+
+def mutants_of(name):
+    """Every mutant of a file, as (file, line number, line, changed line)."""
+    text = (tree / name).read_text()
+    lines = text.split("\n")
+    for number, code in enumerate(mask(text).split("\n")):
+        line = lines[number]
+        if not code.strip() or re.match(r"\s*(#|template|static_assert|assert|using|friend)", code):
+            continue
+        for pattern, changes in replacements.items():
+            for found in re.finditer(pattern, code):
+                for change in changes:
+                    new = change(found) if callable(change) else change
+                    yield name, number, line, line[:found.start()] + new + line[found.end():]
+        for found in re.finditer(r"\bif \((?!const|auto)", code):
+            depth, end = 1, found.end()
+            while end < len(code) and depth > 0:
+                depth += {"(": 1, ")": -1}.get(code[end], 0)
+                end += 1
+            if depth == 0:
+                yield (name, number, line,
+                       line[:found.end()] + "!(" + line[found.end():end - 1] + ")" + line[end - 1:])
+        if any(re.fullmatch(pattern, code) for pattern in whole_lines):
+            yield name, number, line, ""
+
+
+def run(command, seconds):
+    """Whether a command succeeds in that time."""
+    try:
+        return subprocess.run(command, cwd=work, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                              timeout=seconds).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+def prepare():
+    """A fresh copy of what is committed. Only files that differ are written, so that little is
+    built again."""
+    listed = subprocess.run(["git", "ls-files"], cwd=root, text=True, check=True,
+                            capture_output=True).stdout.split("\n")
+    for name in filter(None, listed):
+        source, copy = root / name, tree / name
+        copy.parent.mkdir(parents=True, exist_ok=True)
+        if not copy.exists() or copy.read_bytes() != source.read_bytes():
+            shutil.copy(source, copy)
+    subprocess.run(["cmake", "-S", tree, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                    "-DCMAKE_CXX_FLAGS_DEBUG=-O1", "-DKS_PACKAGE_TESTS=OFF",
+                    "-DKS_BUILD_EXAMPLES=OFF"], check=True, stdout=subprocess.DEVNULL)
+
+
+def tests():
+    """The programs of tests, those first that find most. Of the tool's those are left out that are
+    about its process, its terminal and its page."""
+    commands = [["tests/ks_tests"], ["tests/decide/ks_decide_tests"],
+                ["tests/tool/ks_tool_tests", "--gtest_filter=-*Process*:*Page*:*Terminal*"],
+                ["tests/ks_memory_tests"]]
+    return [[str(build / program), "--gtest_fail_fast", "--gtest_brief=1", *options]
+            for program, *options in commands if (build / program).exists()]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--seed", type=int, required=True)
+    parser.add_argument("--count", type=int, default=100, help="of mutants that compile")
+    parser.add_argument("--match", default="", help="a regular expression for files")
+    parser.add_argument("--jobs", type=int, default=2)
+    options = parser.parse_args()
+
+    prepare()
+    names = [str(path.relative_to(tree)) for folder in folders
+             for path in sorted((tree / folder).rglob("*.[ch]pp"))]
+    names = [name for name in names if re.search(options.match, name)]
+    mutants = sorted(mutant for name in names for mutant in mutants_of(name))
+    random.Random(options.seed).shuffle(mutants)
+    print(f"{len(mutants)} mutants of {len(names)} files, seed {options.seed}", flush=True)
+
+    make = ["cmake", "--build", str(build), "--parallel", str(options.jobs)]
+    if not run(make, None) or not all(run(test, 900) for test in tests()):
+        sys.exit("the tests fail without any change")
+    tried = killed = 0
+    for name, number, line, changed in mutants:
+        if tried == options.count:
+            break
+        path = tree / name
+        original = path.read_text()
+        lines = original.split("\n")
+        lines[number] = changed
+        path.write_text("\n".join(lines))
+        try:
+            if not run(make, None):
+                continue
+            tried += 1
+            if all(run(test, 600) for test in tests()):
+                print(f"survived: {name}:{number + 1}\n  - {line.strip()}\n  + {changed.strip()}",
+                      flush=True)
+            else:
+                killed += 1
+        finally:
+            path.write_text(original)
+    print(f"{killed} of {tried} died", flush=True)
+
+
+main()
