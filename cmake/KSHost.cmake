@@ -12,6 +12,7 @@ set_property(CACHE KS_HOST PROPERTY STRINGS standin external)
 if(KS_HOST STREQUAL "standin")
   add_library(kshost SHARED ${PROJECT_SOURCE_DIR}/host/KSHost.cpp)
   ks_own_target(kshost)
+  target_compile_options(kshost PRIVATE ${KS_UNLOADABLE})
   ks_include_directories(kshost)
   set_target_properties(kshost PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME host)

@@ -22,6 +22,11 @@ endif()
 check_cxx_compiler_flag(-fno-semantic-interposition KS_HAS_NO_SEMANTIC_INTERPOSITION)
 set(KS_OWN_FUNCTIONS $<$<BOOL:${KS_HAS_NO_SEMANTIC_INTERPOSITION}>:-fno-semantic-interposition>)
 
+# What g++ marks as unique in the whole process keeps its library from ever being unloaded. Limited
+# exports hide it; a library without a list of exports is compiled with this.
+check_cxx_compiler_flag(-fno-gnu-unique KS_HAS_NO_GNU_UNIQUE)
+set(KS_UNLOADABLE $<$<BOOL:${KS_HAS_NO_GNU_UNIQUE}>:-fno-gnu-unique>)
+
 # Limits what a shared library exports: to the names in a version script, and to none of the static
 # libraries that it is linked with.
 check_linker_flag(CXX LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map

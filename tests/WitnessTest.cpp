@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <locale>
 #include <optional>
 #include <random>
 #include <string>
@@ -160,7 +161,9 @@ class Folder {
 std::vector<int> askCompiler(const std::string& aCompiler, const std::vector<std::string>& aTexts) {
   const Folder folder;
   const std::string program = folder.path + "/witness";
-  std::ofstream source(program + ".c");
+  std::ofstream source;
+  source.imbue(std::locale::classic());
+  source.open(program + ".c");
   source << "#include <stdio.h>\nint main(void) {\n";
   for (const Variable& variable : variables) {
     const char* const rest = variable.value < 0 ? " - 1" : "";  // the least int has no literal

@@ -1,6 +1,8 @@
 #include "tests/support/ReferenceReader.hpp"
 
 #include <cctype>
+#include <cfenv>
+#include <clocale>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -34,6 +36,16 @@ const std::vector<std::vector<Spelling>> levels{
     {{"+", "+"}, {"-", "-"}},
     {{"*", "*"}, {"/", "/"}, {"%", "%"}},
 };
+
+// A text as the nearest double, whatever the process has set its locale and its rounding to.
+double nearest(const std::string& aText) {
+  static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+  const int before = std::fegetround();
+  std::fesetround(FE_TONEAREST);
+  const double value = strtod_l(aText.c_str(), nullptr, classic);
+  std::fesetround(before);
+  return value;
+}
 
 class Reader {
  public:
@@ -152,7 +164,7 @@ class Reader {
     if (word("nan")) {
       if (at(pos) == '(') {
         const std::size_t close = text.find(')', pos);
-        if (close == text.npos) return std::nullopt;
+        if (close == std::string::npos) return std::nullopt;
         pos = close + 1;
       }
       return withSign(std::numeric_limits<double>::quiet_NaN());
@@ -172,7 +184,7 @@ class Reader {
       if (!hasExponent) pos = mark;
     }
     if (!hasPoint && !hasExponent) return std::nullopt;
-    const double value = std::strtod(text.substr(start, pos - start).c_str(), nullptr);
+    const double value = nearest(text.substr(start, pos - start));
     if (std::isinf(value)) return std::nullopt;
     return withSign(value);
   }

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <locale>
 #include <map>
 #include <sstream>
 #include <string>
@@ -241,6 +242,7 @@ TEST_F(KsExprProcess, DrawsLeftOperandsOnTheLeft) {
     std::istringstream lines(drawn.out);
     for (std::string line; std::getline(lines, line);) {
       std::istringstream words(line);
+      words.imbue(std::locale::classic());
       std::string kind, user, operand;
       double count, x, y, towards;
       words >> kind;
@@ -256,7 +258,7 @@ TEST_F(KsExprProcess, DrawsLeftOperandsOnTheLeft) {
       std::string user, arrow, operand;
       words >> user >> arrow >> operand;
       if (arrow != "->") continue;
-      user = user.substr(0, user.find(':'));
+      user.resize(user.find(':'));
       operand.pop_back();
       if (user == lastUser && operand != lastOperand) {
         ++numPairs;

@@ -23,6 +23,7 @@ const view = {
   top: 0, // the row that was topmost in sight when rows were made
   matches: null, // the blocks that are looked for, or null for all
   numVariables: variablesAtOnce,
+  address: location.hash, // the part of it that was last read or written
   problems: [],
 };
 
@@ -541,10 +542,12 @@ function escapedForAddress(text) {
 }
 
 function writeAddress() {
+  if (location.hash !== view.address) return; // a new one is about to be read
   const pairs = [...model.values].map(([index, text]) =>
     `${escapedForAddress(model.variables[index].name)}=${escapedForAddress(text)}`);
   if (view.chosen !== model.order[0]) pairs.push(`@=${escapedForAddress(model.ids[view.chosen])}`);
   history.replaceState(null, "", `#${pairs.join("&")}`);
+  view.address = location.hash;
 }
 
 function unescaped(text) {
@@ -569,6 +572,7 @@ function takePair(pair) {
 
 // Takes the values from the address, and the chosen block.
 function readAddress() {
+  view.address = location.hash;
   model.clear();
   const pairs = location.hash.slice(1).split("&").filter((pair) => pair !== "");
   view.problems = pairs.map(takePair).filter((problem) => problem !== "");
