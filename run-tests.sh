@@ -1,13 +1,18 @@
 #!/bin/sh
-# Installs what is missing, then builds and tests, optimised first and then under AddressSanitizer
-# and UndefinedBehaviorSanitizer. Arguments are the presets to run instead of those two: tsan runs
-# the tests of threads under ThreadSanitizer, fuzz the fuzzers for a short time.
+# Installs what is missing, then builds and tests: optimised, under AddressSanitizer and
+# UndefinedBehaviorSanitizer (with inputs of fuzzers and changes of them), and the tests of threads
+# under ThreadSanitizer; runs cppcheck and clang-tidy. Arguments are what to run instead: of release,
+# asan, tsan and lint, another preset, or fuzz, the fuzzers themselves for a short time.
 set -eu
 cd "$(dirname "$0")"
 scripts/install-packages.sh
-[ $# -gt 0 ] || set -- release asan
+[ $# -gt 0 ] || set -- release asan tsan lint
 for preset in "$@"; do
   echo "== $preset"
+  if [ "$preset" = lint ]; then
+    scripts/lint.py --quick
+    continue
+  fi
   if [ "$preset" = fuzz ]; then
     mkdir -p build
     if ! echo 'extern "C" int LLVMFuzzerTestOneInput(const char*, unsigned long) { return 0; }' |

@@ -36,7 +36,7 @@ struct Block {
   std::string id;
   std::vector<SymbolicExprId> path;  // conditions as typed
   SymbolicExprId typed, net;
-  SymbolicExprId netCompact, compact;  // of the net condition alone, and with the path
+  SymbolicExprId netCompact = 0, compact = 0;  // of the net condition alone, and with the path
   Length typedLength, netLength, netCompactLength, compactLength;
 };
 

@@ -79,7 +79,8 @@ class Undistributed {
       }
       if (open.size() > before) continue;
       open.pop_back();
-      if (results.count(id) == 0) results[id] = rebuilt(id, operands);
+      if (results.count(id) != 0) continue;  // met again meanwhile
+      results.emplace(id, rebuilt(id, operands));
     }
     return results.at(aId);
   }

@@ -49,7 +49,8 @@ class Z3Terms {
       }
       if (open.size() > before) continue;
       open.pop_back();
-      if (known.count(id) == 0) known.emplace(id, make(node));
+      if (known.count(id) != 0) continue;  // met again meanwhile
+      known.emplace(id, make(node));
     }
     return known.at(aId);
   }

@@ -89,6 +89,7 @@ struct SymbolicExprDecider::State {
     TermBuilder& builder = encoder().getBuilder();
     const auto copies = [&](const std::vector<SymbolicExprId>& aIds) {
       std::vector<SymbolicExprId> result;
+      result.reserve(aIds.size());
       for (const SymbolicExprId id : aIds) result.push_back(builder(id));
       return result;
     };
@@ -175,6 +176,7 @@ struct SymbolicExprDecider::State {
     std::vector<SymbolicExprId> ids = aIds;
     ids.insert(ids.end(), assumed.begin(), assumed.end());
     std::vector<Literal> roots;
+    roots.reserve(ids.size());
     for (const SymbolicExprId id : ids) roots.push_back(encoder().truth(id));
     const Problem problem(encoder().getFormula(), roots);
     std::vector<SymbolicExprId> result;
@@ -205,6 +207,7 @@ struct SymbolicExprDecider::State {
     }
     Formula& formula = encoder().getFormula();
     std::vector<Literal> roots;
+    roots.reserve(ids.size() + assumed.size());
     for (const SymbolicExprId id : ids) roots.push_back(encoder().truth(id));
     for (const SymbolicExprId id : assumed) roots.push_back(encoder().truth(id));
     const Problem problem(formula, roots);

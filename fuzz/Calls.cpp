@@ -280,7 +280,7 @@ class Session {
     auto node = std::make_unique<HostNode>(kind, std::move(inputs), choices.pick(3));
     try {
       w.table.add(node.get());
-      node.release();
+      (void)node.release();  // the table has it
       require(w.table.size() == size + 1, [] { return "a node was not added"; });
     } catch (const std::invalid_argument&) {
       require(w.table.size() == size, [] { return "what was refused was added"; });

@@ -28,6 +28,7 @@ constexpr std::size_t maxCalls = 1500;  // of customizers, in one run
 
 // Blocks are addresses that nobody may follow: nothing is there.
 const KSBlock* blockAt(std::size_t aIdx) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): never followed
   return reinterpret_cast<const KSBlock*>(std::uintptr_t{aIdx});
 }
 std::size_t indexOf(const KSBlock* aBlock) { return reinterpret_cast<std::uintptr_t>(aBlock); }

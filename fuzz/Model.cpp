@@ -262,8 +262,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* aData, std::size_t aSi
   ask.format = static_cast<Format>(choices.pick(3));
   ask.cForm = choices.pick(2) == 0;
   ask.family = static_cast<Family>(choices.pick(3));
-  if (choices.pick(2) == 0) ask.definitions.push_back("A=1");
-  if (choices.pick(4) == 0) ask.assumptions.push_back("A || x > 1");
+  if (choices.pick(2) == 0) ask.definitions.emplace_back("A=1");
+  if (choices.pick(4) == 0) ask.assumptions.emplace_back("A || x > 1");
   ask.conditions.style = static_cast<ksexpr::Style>(choices.pick(3));
   ask.conditions.onlyDead = choices.pick(4) == 0;
   ask.conditions.withDecision = ask.conditions.withCompact = choices.pick(2) == 0;

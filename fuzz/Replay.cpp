@@ -12,11 +12,13 @@
 #include <string>
 #include <vector>
 
+// NOLINTBEGIN(readability-redundant-declaration): no header has them
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* aData, std::size_t aSize);
 // Of targets that have one.
 extern "C" [[gnu::weak]] std::size_t LLVMFuzzerCustomMutator(std::uint8_t* aData, std::size_t aSize,
                                                              std::size_t aMaxSize,
                                                              unsigned int aSeed);
+// NOLINTEND(readability-redundant-declaration)
 
 namespace {
 
@@ -76,7 +78,7 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* aData, std::size_t aSize,
   return bytes.size();
 }
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape): that is a failure, too
   namespace fs = std::filesystem;
   std::vector<std::string> paths(argv + 1, argv + argc);
   std::size_t changes = 0;

@@ -30,6 +30,7 @@ void raise(const ParseFailure& aFailure) {
   PyErr_SetObject(type.ptr(), error.ptr());
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as pybind11 calls it
 void translate(std::exception_ptr aException) {
   try {
     if (aException) std::rethrow_exception(aException);

@@ -139,7 +139,7 @@ Column columnOfArray(const py::object& aArray) {
   const auto* const numbers = static_cast<const double*>(content.ptr);
   for (py::ssize_t i = 0; i < content.size; ++i) {
     const double number = numbers[i];
-    const bool isInt = kind != "f" && number >= -0x1p31 && number < 0x1p31;
+    const bool isInt = kind != "f" && number >= -2147483648.0 && number <= 2147483647.0;
     column.values.push_back(kind == "b" ? Scalar(number != 0)
                             : isInt     ? Scalar(static_cast<int>(number))
                                         : Scalar(number));

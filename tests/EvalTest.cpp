@@ -234,7 +234,7 @@ TEST(Eval, CostIsInDistinctNodesAndDepthIsFree) {
     table.registerValueId(name, intern<SymbolicPlusExpr>(table, bound, bound));
     bound = intern<SymbolicString>(table, name);
   }
-  test::runOnStack(64 * 1024, [&] {
+  test::runOnStack(std::size_t{64} * 1024, [&] {
     const SymbolicExprEval eval(table);
     EXPECT_EQ(eval.eval(doubled), std::vector<double>{std::ldexp(1.0, 60)});
     EXPECT_EQ(eval.eval(left), std::vector<double>{1.0 - 704982704.0});  // 4999950000 wrapped
@@ -336,7 +336,7 @@ TEST(Eval, LongCyclesEnd) {
     table.registerValueId("s" + std::to_string(i), intern<SymbolicNotExpr>(table, next));
   }
   const SymbolicExprId first = intern<SymbolicString>(table, "s0");
-  test::runOnStack(64 * 1024, [&] {
+  test::runOnStack(std::size_t{64} * 1024, [&] {
     try {
       SymbolicExprEval(table).eval(first);
       ADD_FAILURE() << "a cycle has a value";

@@ -216,7 +216,8 @@ TEST_F(PrintTest, PredicateIsAskedOnceForEverySymbolThatIsWritten) {
     prefix.asked.clear();
     StringifySymbolicExpr plain(prefix, row.mSyntax, false);
     PreprocessorVCExpr preprocessor(prefix, row.mSyntax, false);
-    StringifySymbolicExpr& renderer = row.preprocessor ? preprocessor : plain;
+    StringifySymbolicExpr& renderer =
+        row.preprocessor ? static_cast<StringifySymbolicExpr&>(preprocessor) : plain;
     table.get(id)->accept(table, renderer);
     EXPECT_EQ(renderer.get(), row.text);
     EXPECT_EQ(prefix.asked, "f a s true false a ") << row.text;

@@ -56,7 +56,7 @@ TEST(Programs, ValuesAndErrorsAreThoseOfEvaluation) {
                 test::answer([&] { return SymbolicExprEval(table).eval(question.roots[i]); }))
           << question.texts[i] << ", seed " << seed;
     }
-    for (const std::size_t percent : {100, 85, 30}) {
+    for (const std::size_t percent : {100U, 85U, 30U}) {
       SymbolicExprBindings bindings(table);
       question.bind(bindings, percent);
       const auto outcomes = program.run(bindings);
@@ -352,7 +352,7 @@ TEST_F(Program, CostIsInDistinctNodesAndDepthIsFree) {
     if (i % 10 == 0) roots.push_back(deep);
   }
   roots.push_back(doubled);
-  test::runOnStack(64 * 1024, [&] {
+  test::runOnStack(std::size_t{64} * 1024, [&] {
     const SymbolicExprProgram program(table, roots);
     SymbolicExprBindings bindings(table);
     EXPECT_EQ(program.truths(bindings).back().holds, Holds::Open);

@@ -24,7 +24,7 @@ constexpr FastRoad roads[] = {FastRoad::KnownFinal, FastRoad::DisjointJoin,
 // A simplifier some of whose roads are closed.
 class Simplifier {
  public:
-  explicit Simplifier(SymbolicExprTable& aTable) : table(aTable), visitor(aTable) {}
+  explicit Simplifier(SymbolicExprTable& aTable) : visitor(aTable) {}
   void close(FastRoad aRoad) { visitor.getContext().roads.close(aRoad); }
   void closeAll() {
     for (const FastRoad road : roads) close(road);
@@ -43,7 +43,6 @@ class Simplifier {
   }
 
  private:
-  SymbolicExprTable& table;
   SymbolicExprSimplifyVisitor visitor;
 };
 

@@ -127,7 +127,7 @@ TEST(Substitute, TheResidualHasTheValuesOfTheOriginal) {
     question.bind(bindings, 50);
     for (std::size_t i = 0; i < question.roots.size(); ++i) {
       const SymbolicExprId residual = SymbolicExprSubstitute(table)(question.roots[i], bindings);
-      for (const std::size_t percent : {100, 100, 60}) {
+      for (const std::size_t percent : {100U, 100U, 60U}) {
         SymbolicExprBindings rest(table);
         question.bindRest(rest, bindings, percent);
         SymbolicExprBindings all = bindings;
@@ -215,7 +215,7 @@ TEST(Substitute, CostIsInDistinctNodesAndDepthIsFree) {
   for (int i = 0; i < 100000; ++i) deep = detail::intern<SymbolicMinusExpr>(table, x, deep);
   SymbolicExprBindings bindings(table);
   bindings.set("x", 3);
-  test::runOnStack(64 * 1024, [&] {
+  test::runOnStack(std::size_t{64} * 1024, [&] {
     const SymbolicExprSubstitute substitute(table);
     const SymbolicExprEval eval(table);
     for (const SymbolicExprId id : {doubled, deep}) {

@@ -153,7 +153,7 @@ TEST(Transforms, CostIsInDistinctNodesAndDepthIsFree) {
   SymbolicExprId doubled = half;
   for (int i = 0; i < 100000; ++i) chain = intern<SymbolicPlusExpr>(table, chain, half);
   for (int i = 0; i < 60; ++i) doubled = intern<SymbolicPlusExpr>(table, doubled, doubled);
-  test::runOnStack(64 * 1024, [&] {
+  test::runOnStack(std::size_t{64} * 1024, [&] {
     for (const SymbolicExprId id : {chain, doubled}) {
       const SymbolicExpr& sum = *table.get(cast(table, id));
       EXPECT_EQ(sum.getKind(), static_cast<int>(SymbolicOp::Plus));

@@ -297,7 +297,7 @@ TEST(Rebuild, unbalancedVisitsGiveNoResult) {
 }
 
 TEST(Walk, deepChainsNeedNoStack) {
-  test::runOnStack(256 * 1024, [] {
+  test::runOnStack(std::size_t{256} * 1024, [] {
     for (const bool left : {true, false}) {
       SymbolicExprTable source, target, again;
       const SymbolicExprId root = chain(source, 100000, left);

@@ -45,6 +45,7 @@ std::string namesOf(const std::vector<ParameterText>& aOptions) {
 
 std::string namesOf(const std::vector<CommandText>& aCommands) {
   std::vector<std::string> names;
+  names.reserve(aCommands.size());
   for (const CommandText& command : aCommands) names.push_back(command.name);
   return joined(names);
 }

@@ -329,6 +329,7 @@ std::string writeCover(const Question& aQuestion, const CoverAnswer& aAnswer, st
     writeRows(header, header, rows, layout, aOut);
   } else {
     std::vector<Row> rows;
+    rows.reserve(configurations.size());
     for (const auto& configuration : configurations) {
       rows.push_back({std::to_string(rows.size() + 1), std::to_string(configuration.numOn),
                       valuesText(configuration.values)});

@@ -206,6 +206,7 @@ void answerTable(const Request& aRequest, Streams& aStreams, bool& aHasFailed) {
     roots.push_back(id == KS::invalidSymbolicExprId ? id : toOperators(table, id, aRequest.from));
   }
   std::vector<SymbolicExprId> parsed;
+  parsed.reserve(roots.size());
   for (const SymbolicExprId root : roots) {
     parsed.push_back(root == KS::invalidSymbolicExprId ? table.getIdFALSE() : root);
   }

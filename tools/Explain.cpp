@@ -182,6 +182,7 @@ class PassChanges {
         tellPair(other, gone, merged, parts);
         working.erase(std::remove(working.begin(), working.end(), gone), working.end());
         if (!contains(parts, other)) {
+          // cppcheck-suppress invalidContainerLoop ; the loop ends below
           working.erase(std::remove(working.begin(), working.end(), other), working.end());
         }
         for (const SymbolicExprId part : parts) {

@@ -32,7 +32,7 @@ std::string escaped(std::string_view aText) {
   if (text.size() > maxLabelLength) {
     std::size_t end = maxLabelLength;
     while ((static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-    text = text.substr(0, end) + "...";
+    text.replace(end, std::string::npos, "...");
   }
   std::string label;
   std::size_t column = 0;

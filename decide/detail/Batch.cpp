@@ -57,6 +57,7 @@ std::vector<Batch::State> Batch::run(const std::vector<Literal>& aGoals) {
   simulate(literals, states);
   search(literals, states);
   std::vector<State> result;
+  result.reserve(aGoals.size());
   for (const Literal goal : aGoals) result.push_back(states[places.at(goal)]);
   return result;
 }
@@ -65,6 +66,7 @@ void Batch::simulate(const std::vector<Literal>& aLiterals, std::vector<State>& 
   const Problem problem = makeProblem(aLiterals);
   const std::vector<char> isExact = findExact(problem);
   std::vector<Literal> locals;
+  locals.reserve(aLiterals.size());
   for (const Literal literal : aLiterals) locals.push_back(problem.local(literal));
   std::vector<Literal> required = problem.getFacts();
   for (const Literal literal : assumed) required.push_back(problem.local(literal));

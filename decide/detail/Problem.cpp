@@ -7,6 +7,7 @@ Problem::Problem(Formula& aFormula, const std::vector<Literal>& aRoots) : formul
   places.emplace(0, 0);
   for (const Literal root : aRoots) walk(root);
   // Domains bring constants, but no other variables.
+  // NOLINTNEXTLINE(modernize-loop-convert): a walk adds terms
   for (std::size_t i = 0; i < terms.size(); ++i) {
     const Literal domain = formula.getTerms()[terms[i]].domain;
     if (domain == literalTrue) continue;

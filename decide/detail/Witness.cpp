@@ -53,7 +53,7 @@ void Witness::addVariable(SymbolicExprId aCopy) {
     variable.isSettled = true;
     variable.value = 0x1p45 + static_cast<double>(variables.size());
   } else if (variable.domain != nullptr && variable.domain->kind() == SymbolicExprDomain::List) {
-    const auto* number = std::get_if<double>(&variable.domain->list()[0]);
+    const auto* number = std::get_if<double>(variable.domain->list().data());
     variable.value = number != nullptr ? asValue(*number) : Eval::Value(freeName);
     variable.isSettled = number == nullptr;
   } else if (variable.domain != nullptr) {

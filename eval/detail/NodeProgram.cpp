@@ -97,7 +97,7 @@ void Compiler::enterNew(SymbolicExprId aId, std::uint32_t aPlace) {
   const SymbolicOp op = opOf(aId);
   if (isLiteral(op)) {
     program.cells[aPlace].scalar = literal(op, *table.get(aId));
-  } else if (isOpaque(op)) {
+  } else if (isOpaque(op)) {  // NOLINT(bugprone-branch-clone): in the order of the questions
     addValueless(aPlace);
   } else if (isList(op)) {
     push(aId, aPlace, table.get(aId)->getNumInputs());

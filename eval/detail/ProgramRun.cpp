@@ -43,7 +43,7 @@ std::vector<std::uint32_t> ProgramRun::bind(const SymbolicExprBindings& aBinding
   return bound;
 }
 
-void ProgramRun::computeAllBut(std::vector<std::uint32_t> aPlaces) {
+void ProgramRun::computeAllBut(std::vector<std::uint32_t>&& aPlaces) {
   const bool areScalars = lists.empty() && !program.kindOrder.steps.empty();
   const NodeProgram::Order& order = areScalars ? program.kindOrder : program.evaluationOrder;
   std::vector<std::uint32_t>& leftOut = aPlaces;

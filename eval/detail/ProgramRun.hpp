@@ -44,7 +44,7 @@ class ProgramRun {
   };
 
   std::vector<std::uint32_t> bind(const SymbolicExprBindings& aBindings);
-  void computeAllBut(std::vector<std::uint32_t> aPlaces);
+  void computeAllBut(std::vector<std::uint32_t>&& aPlaces);
   void compute(const Step* aStep, const Step* aEnd);
   void compute(const Step& aStep);
   void computeList(const Step& aStep);

@@ -58,6 +58,7 @@ inline double remainder(double aLeft, double aRight) {
 inline int shifted(int aValue, std::int64_t aLeft) {
   if (aLeft > 31) return 0;
   if (aLeft < -31) return aValue < 0 ? -1 : 0;
+  // cppcheck-suppress shiftTooManyBitsSigned ; every compiler fills with the sign, as C++20 demands
   return aLeft >= 0 ? wrapped(bits(aValue) << aLeft) : aValue >> -aLeft;
 }
 

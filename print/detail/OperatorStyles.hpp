@@ -77,7 +77,7 @@ constexpr std::size_t layoutIndex(TextLayout aLayout) {
          (aLayout.preprocessor ? 1U : 0U);
 }
 
-inline constexpr std::array<StyleTable, 8> styleTables = [] {
+constexpr std::array<StyleTable, 8> makeStyleTables() {
   std::array<StyleTable, 8> all{};
   for (std::size_t i = 0; i < all.size(); ++i) {
     const TextLayout layout{(i & 4) != 0, (i & 2) != 0, (i & 1) != 0};
@@ -86,7 +86,9 @@ inline constexpr std::array<StyleTable, 8> styleTables = [] {
     }
   }
   return all;
-}();
+}
+
+inline constexpr std::array<StyleTable, 8> styleTables = makeStyleTables();
 
 /// The styles of a layout.
 inline const StyleTable& stylesOf(TextLayout aLayout) { return styleTables[layoutIndex(aLayout)]; }

@@ -154,12 +154,12 @@ struct Case {
     }
   }
 
-  bool canHold(Mask aWanted, Mask aUnwanted = 0) const {
+  bool canHold(const Mask& aWanted, const Mask& aUnwanted = 0) const {
     return std::any_of(masks.begin(), masks.end(), [&](unsigned long aMask) {
       return (Mask(aMask) & aWanted) == aWanted && (Mask(aMask) & aUnwanted).none();
     });
   }
-  Truth verdict(Mask aWanted) const {
+  Truth verdict(const Mask& aWanted) const {
     if (!canHold(aWanted)) return Truth::Never;
     const bool isAlways = std::all_of(masks.begin(), masks.end(), [&](unsigned long aMask) {
       return (Mask(aMask) & aWanted) == aWanted;

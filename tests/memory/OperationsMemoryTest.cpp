@@ -103,7 +103,7 @@ constexpr Operation<Objects> operations[] = {
        std::string found;
        for (const char* text : {"n + 1", "list_of_some_length_and_more + 1", "s.m + 1"}) {
          try {
-           found += o.numbers(SymbolicExprEval(o.table).eval(o.parseC(text), o.bindings));
+           found += Objects::numbers(SymbolicExprEval(o.table).eval(o.parseC(text), o.bindings));
          } catch (const SymbolicExprEvalError& error) {
            found += error.what();
          }
@@ -161,7 +161,8 @@ constexpr Operation<Objects> operations[] = {
      }},
     {"evaluate",
      [](Objects& o) {
-       return o.numbers(SymbolicExprEval(o.table).eval(o.parseC("[1, 2, 3] * (2 + 0.5) % 2")));
+       return Objects::numbers(
+           SymbolicExprEval(o.table).eval(o.parseC("[1, 2, 3] * (2 + 0.5) % 2")));
      }},
     {"evaluate with bindings",
      [](Objects& o) {
@@ -169,7 +170,7 @@ constexpr Operation<Objects> operations[] = {
        bindings.set("a", std::vector<Eval::Scalar>{1, 2, 3});
        bindings.set("b", 2);
        const SymbolicExprId id = o.parseC("a * [b, b, 2] + -a && a - 1 || !(b == a)");
-       return o.numbers(SymbolicExprEval(o.table).eval(id, bindings));
+       return Objects::numbers(SymbolicExprEval(o.table).eval(id, bindings));
      }},
     {"evaluate with a stack",
      [](Objects& o) {
@@ -177,14 +178,14 @@ constexpr Operation<Objects> operations[] = {
        const SymbolicExprId id = SymbolicExprParser(o.copies, true)("[n, 2, 3] * 2.5 + -1");
        SymbolicExprEvalImpl machine(o.copies);
        o.copies.get(id)->accept(o.copies, machine);
-       return o.numbers(Eval::eval(machine.get()));
+       return Objects::numbers(Eval::eval(machine.get()));
      }},
     {"arithmetic of values",
-     [](Objects& o) {
+     [](Objects&) {
        const Eval::Value list = std::vector<Eval::Scalar>{1, 2.5, true};
        const Eval::Value sum = Eval::plus(list, Eval::times(list, 3));
-       return o.numbers(Eval::eval(Eval::uminus(Eval::andOp(sum, Eval::notOp(list))))) +
-              o.numbers(Eval::eval(sum));
+       return Objects::numbers(Eval::eval(Eval::uminus(Eval::andOp(sum, Eval::notOp(list))))) +
+              Objects::numbers(Eval::eval(sum));
      }},
     {"compiled program",
      [](Objects& o) {
@@ -196,7 +197,7 @@ constexpr Operation<Objects> operations[] = {
                      o.parseC("b > 1 || c && d")});
        std::string found;
        for (const SymbolicExprProgram::Outcome& outcome : program.run(bindings)) {
-         found += outcome.value ? o.numbers(Eval::eval(*outcome.value)) : outcome.error;
+         found += outcome.value ? Objects::numbers(Eval::eval(*outcome.value)) : outcome.error;
        }
        for (const SymbolicExprProgram::TruthOutcome& outcome : program.truths(bindings)) {
          found += std::to_string(static_cast<int>(outcome.holds)) + outcome.error;

@@ -236,7 +236,7 @@ Number Program::compute(const Step& aStep, const std::vector<Number>& aValues,
       Number value = aValues[aStep.variable];
       for (std::size_t i = 0; i < aStep.inputs.size(); ++i) {
         if (!in(i).isDefined()) return {};
-        value = add(value, multiply(in(i), Number::of(static_cast<long long>(2 * i + 3))));
+        value = add(value, multiply(in(i), Number::of(2 * static_cast<long long>(i) + 3)));
       }
       return value;
     }

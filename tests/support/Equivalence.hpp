@@ -22,6 +22,7 @@ namespace KS::test {
 
 // Where numbers have no 128 bits, more of them are too large to compute with.
 #ifdef __SIZEOF_INT128__
+// NOLINTNEXTLINE(modernize-use-using): only this way does -Wpedantic let it pass
 __extension__ typedef __int128 Wide;
 #else
 using Wide = long long;

@@ -367,6 +367,7 @@ TEST_F(KsExprConditions, AnswersTheOthersWhenAConditionDoesNotParse) {
   for (const char* message :
        {"model.json:3: block \"middle\", S, column 3: expected an operator or the end",
         "model.json:5: block \"other\", CG, column 1: expected an operand",
+        // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one message
         "model.json:5: block \"other\", S, column 9: expected an operator or the end of the "
         "expression\na && NAND\n        ^\nnote: 'NAN' is a number, and no symbol's or ",
         "block \"middle\", VV: no net condition, because that of its ancestor \"top\" is not",

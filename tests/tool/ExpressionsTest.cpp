@@ -136,7 +136,7 @@ TEST(KsExpr, ReadsLinesWhateverTheyContain) {
 TEST(KsExpr, ShowsTheSurroundingsInALongLine) {
   std::string text = "x0";
   for (int i = 1; i < 20000; ++i) text += " + x" + std::to_string(i);
-  EXPECT_EQ(run({"print", "--from", "c"}, text + '\n').out.size(), text.size() - 19999 * 2 + 1);
+  EXPECT_EQ(run({"print", "--from", "c"}, text + '\n').out.size(), text.size() - 39997);
   const Outcome found = run({"print"}, text + " + ) + " + text);
   EXPECT_EQ(found.err, "<stdin>:1:" + std::to_string(text.size() + 4) +
                            ": expected an operand\n...9992 + x19993 + x19994 + x19995 + x19996 + "

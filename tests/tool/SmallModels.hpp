@@ -86,7 +86,7 @@ struct SmallModel {
     for (const std::size_t block : path(aBlock)) {
       const std::optional<bool> known = blocks[block].condition.known(aWorld, aGiven);
       if (known == false) return false;
-      if (!known) state.reset();
+      if (!known.has_value()) state.reset();
     }
     return state;
   }

@@ -74,7 +74,7 @@ TEST_F(KsExprTree, AChainTakesRoomInItsLength) {
   EXPECT_LT(text.size(), blocks.size() * 160);
   EXPECT_THAT(text, HasSubstr("\n   └─ b2\n"));
   // Of the lines of deep blocks the last ones are left.
-  EXPECT_THAT(text, HasSubstr("\n(+19959) " + std::string(39 * 3, ' ') + "└─ b19999\n"));
+  EXPECT_THAT(text, HasSubstr("\n(+19959) " + std::string(117, ' ') + "└─ b19999\n"));
   write(modelOf(blocks));
   EXPECT_THAT(run({"dot", "--model", "model.json"}).out, HasSubstr("b19998 -> b19999;"));
 }
