@@ -202,6 +202,14 @@ TEST(Parser, ExplainsWhatItRefuses) {
       {"[x, nan(]) y", 11, inList},
       {"(nan(() + 1", 11, inBrackets},
       {"nan(x", 5, inCall},
+      // Names have letters up to the last.
+      {"nanz", 3, atEnd, "nan"},
+      {"INFZ", 3, atEnd, "INF"},
+      {"azZ.", 4, member},
+      {"fz(a b", 5, inCall},
+      {"fZ(a b", 5, inCall},
+      {"znan((1) x", 9, inCall},
+      {"Znan((1) x", 9, inCall},
       // A name without its member.
       {"s.", 2, member},
       {"s . ", 4, member},

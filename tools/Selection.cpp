@@ -1,7 +1,7 @@
 #include "tools/Selection.hpp"
 
 #include <fnmatch.h>
-#include <locale.h>
+#include <locale.h>  // NOLINT(modernize-deprecated-headers): POSIX adds to it
 
 #include <algorithm>
 #include <string_view>
