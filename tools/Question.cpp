@@ -26,7 +26,9 @@ Question::Question(const Model& aModel, const QuestionRequest& aRequest,
     }
   }
   // What is assumed has a say in which variables there are and of what kind.
-  for (const std::string& text : aRequest.assumptions) assume(text, aTell);
+  for (const std::string& text : aRequest.assumptions) {
+    assume(text, aRequest.assumptionsName, aTell);
+  }
   given.emplace(typed, aRequest.values, aTell);
   bindConstants(typed, bindings);
   for (const auto& [variable, value] : given->all()) {
@@ -34,12 +36,12 @@ Question::Question(const Model& aModel, const QuestionRequest& aRequest,
   }
 }
 
-void Question::assume(const std::string& aText, const Tell& aTell) {
+void Question::assume(const std::string& aText, const std::string& aName, const Tell& aTell) {
   KS::SymbolicExprTable& table = typed.getTable();
   const KS::SymbolicExprParser parse(table, false);
   const SymbolicExprId id = parse(aText);
   if (id == KS::invalidSymbolicExprId) {
-    throw noExpression("<--assume>", aText, *parse.diagnose(aText));
+    throw noExpression('<' + aName + '>', aText, *parse.diagnose(aText));
   }
   const SymbolicExprId condition = KS::SymbolicExprM2C(table)(id);
   std::vector<SymbolicExprId> variables;
@@ -49,7 +51,7 @@ void Question::assume(const std::string& aText, const Tell& aTell) {
     if (typed.findVariable(variable) != nullptr || typed.isKnownElsewhere(unknown)) continue;
     std::vector<std::string_view> names;
     for (const Variable& known : typed.getVariables()) names.push_back(known.name);
-    aTell("warning: --assume: the model has no variable \"" + shortened(unknown) + '"' +
+    aTell("warning: " + aName + ": the model has no variable \"" + shortened(unknown) + '"' +
           didYouMean(unknown, names) + '\n');
   }
   assumed.push_back(condition);

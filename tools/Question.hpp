@@ -22,6 +22,7 @@ struct QuestionRequest {
   Family family = VV;
   ValueSources values;
   std::vector<std::string> assumptions;
+  std::string assumptionsName = "--assume";  ///< What messages call them.
   Layout layout;
 };
 
@@ -70,7 +71,7 @@ class Question {
   KS::SymbolicExprBindings bindingsWith(const Assignment& aAssignment) const;
 
  private:
-  void assume(const std::string& aText, const Tell& aTell);
+  void assume(const std::string& aText, const std::string& aName, const Tell& aTell);
 
   const Layout layout;
   TypedModel typed;
