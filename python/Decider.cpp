@@ -101,12 +101,9 @@ std::vector<SymbolicExprDomain::Value> domainValues(const py::iterable& aValues)
 void defineDeciders(py::module_& aModule) {
   using namespace py::literals;
   const char* const argument = "condition";
-  py::class_<Decider> decider(
-      aModule, "Decider", py::is_final(),
-      "Exact answers about conditions of one table, by proof and by example. Conditions are "
-      "expressions of the table, or texts in M syntax.");
-  makeComplete(decider);
-  decider
+  defineClass<Decider>(aModule, "Decider",
+                       "Exact answers about conditions of one table, by proof and by example. "
+                       "Conditions are expressions of the table, or texts in M syntax.")
       .def_static(
           "_make",
           [](const py::object& aTable) { return std::make_unique<Decider>(tableOf(aTable)); },

@@ -103,7 +103,8 @@ std::string htmlOf(const Expression& aExpression) {
 // Operands
 
 [[noreturn]] void failOverflow() {
-  PyErr_SetString(PyExc_OverflowError, "an integer in an expression has at most 32 bits");
+  PyErr_SetString(PyExc_OverflowError,
+                  "an integer in an expression has at most 32 bits; give a float");
   throw py::error_already_set();
 }
 
@@ -190,7 +191,7 @@ Expression unary(const Expression& aOne) {
 bool truthOf(const Expression& aExpression) {
   if (!aExpression.isComparison) {
     throw py::type_error(
-        "whether an expression is true depends on values: use eval(), decide(), or the operators "
+        "whether an expression is true depends on values: use eval(), a Decider, or the operators "
         "&, | and ~ in place of \"and\", \"or\" and \"not\"");
   }
   return aExpression.table->lock.brief([&] {
@@ -600,28 +601,38 @@ Expression expressionOf(py::handle aArgument, const std::shared_ptr<Table>& aTab
 
 void defineExpressions(py::module_& aModule) {
   using namespace py::literals;
-  py::class_<Table, std::shared_ptr<Table>> tables(
-      aModule, "Table", py::is_final(),
+  defineClass<Table, std::shared_ptr<Table>>(
+      aModule, "Table",
       "What expressions lie in, each different one once. Expressions of different tables do not "
-      "meet, and calls on different tables run side by side.");
-  makeComplete(tables);
-  tables.def_static("_make", [] { return std::make_shared<Table>(); })
+      "meet, and calls on different tables run side by side.")
+      .def_static("_make", [] { return std::make_shared<Table>(); })
       .def(
           "__len__",
           [](Table& aTable) { return aTable.lock.brief([&] { return aTable.nodes.size(); }); },
           "The number of its nodes.");
 
-  py::class_<Expression> expression(
-      aModule, "Expression", py::is_final(),
+  auto expression = defineClass<Expression>(
+      aModule, "Expression",
       "An immutable expression: a node of a table, which it keeps alive. `&`, `|` and `~` are the "
       "logical operators. `a == b` is an expression, too; as a bool it tells whether both are one "
       "node, so expressions work in sets and as keys.");
-  makeComplete(expression);
   defineOperators(expression);
   expression.def("__str__", &ownText, "The text in the expression's dialect.")
       .def("__repr__", &representation)
       .def("_repr_html_", &htmlOf, "What a notebook shows.")
+      .def(
+          "__format__",
+          [](const Expression& aExpression, const py::str& aFormat) {
+            return py::str(ownText(aExpression)).attr("__format__")(aFormat);
+          },
+          "The text, laid out as that of a str.")
       .def("__reduce__", &reduced, "Pickled by text; comes back in the default table.")
+      .def(
+          "__copy__", [](const Expression& aExpression) { return aExpression; },
+          "The same node: it never changes.")
+      .def(
+          "__deepcopy__", [](const Expression& aExpression, py::handle) { return aExpression; },
+          "The same node: it never changes.")
       .def(
           "to_m",
           [](const Expression& aExpression, bool aSpaces) {

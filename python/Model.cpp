@@ -1,5 +1,6 @@
 #include <pybind11/stl.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -10,14 +11,13 @@
 #include <vector>
 
 #include "base/SymbolicExprCopy.hpp"
-#include "compact/SymbolicExprCompact.hpp"
 #include "python/Expression.hpp"
 #include "python/Module.hpp"
+#include "tools/Answerer.hpp"
 #include "tools/Commands.hpp"
 #include "tools/Question.hpp"
 #include "tools/QuestionsCli.hpp"
 #include "tools/Text.hpp"
-#include "variants/VCService.hpp"
 #ifdef KSEXPR_DECIDES
 #include "tools/Active.hpp"
 #include "tools/Check.hpp"
@@ -33,11 +33,15 @@ using KS::SymbolicExprId;
 
 namespace {
 
+std::string withoutNewlines(std::string aMessages) {
+  while (!aMessages.empty() && aMessages.back() == '\n') aMessages.pop_back();
+  return aMessages;
+}
+
 // Has Python warn of messages, which come with their newlines.
 void warn(const std::string& aMessages) {
   if (aMessages.empty()) return;
-  std::string text = aMessages;
-  while (!text.empty() && text.back() == '\n') text.pop_back();
+  const std::string text = withoutNewlines(aMessages);
   const py::object category = py::module_::import("ksexpr.errors").attr("ModelWarning");
   if (PyErr_WarnEx(category.ptr(), text.c_str(), 1) != 0) throw py::error_already_set();
 }
@@ -55,58 +59,6 @@ py::object idOrNone(const KSBlock* aBlock) {
   return aBlock == nullptr ? py::object(py::none()) : py::object(py::str(std::string(aBlock->id)));
 }
 
-// The conditions of one family, as the condition service answers them, and their compact forms.
-class FamilyConditions : private KS::VCCustomizer {
- public:
-  explicit FamilyConditions(Family aFamily)
-      : family(aFamily), copyToCompact(service.getTable(), compactTable), compact(compactTable) {
-    compactTable.addBoolSymbols();
-  }
-
-  // The canonical condition; nothing where it, or one above it, does not parse.
-  std::optional<SymbolicExprId> canonical(const KSBlock& aBlock, bool aIsNet) {
-    using Getter = SymbolicExprId (KS::VCService::*)(const KSBlock*, const KS::VCCustomizer*);
-    constexpr Getter getters[][2] = {
-        // by family
-        {&KS::VCService::getMExprLocalVVCEIdx, &KS::VCService::getMExprNetVVCEIdx},
-        {&KS::VCService::getMExprLocalCGVCEIdx, &KS::VCService::getMExprNetCGVCEIdx},
-        {&KS::VCService::getLocalSVCEIdx, &KS::VCService::getNetSVCEIdx}};
-    try {
-      return (service.*getters[family][aIsNet ? 1 : 0])(&aBlock, this);
-    } catch (const std::bad_alloc&) {
-      throw;
-    } catch (...) {  // what a host throws for a text that is no condition may be of any class
-      return std::nullopt;
-    }
-  }
-
-  // The compact form of a net condition that there is.
-  SymbolicExprId compactNet(const KSBlock& aBlock) {
-    const KS::SymbolicExprParser parse(compactTable, false);
-    std::vector<SymbolicExprId> path;
-    for (const KSBlock* block = &aBlock; block != nullptr; block = block->parent) {
-      const std::string text(block->texts[family]);
-      if (!text.empty()) path.insert(path.begin(), parse(text));
-    }
-    return compact(copyToCompact(*canonical(aBlock, true)), path);
-  }
-
-  const KS::SymbolicExprTable& getTable() const { return service.getTable(); }
-  const KS::SymbolicExprTable& getCompactTable() const { return compactTable; }
-
- private:
-  std::string getLocalCondition(const KSBlock* aBlock, int) const override {
-    return std::string(aBlock->texts[family]);
-  }
-  const KSBlock* getParentBlock(const KSBlock* aBlock) const override { return aBlock->parent; }
-
-  const Family family;
-  KS::VCService service;
-  KS::SymbolicExprTable compactTable;
-  const KS::SymbolicExprCopy copyToCompact;
-  const KS::SymbolicExprCompact compact;
-};
-
 // A model and one family of its conditions.
 class LoadedModel {
  public:
@@ -115,7 +67,8 @@ class LoadedModel {
         family(aFamily),
         table(std::move(aTable)),
         children(model->blocks.size()),
-        conditions(aFamily) {
+        answers(model->blocks.size()),
+        answerer(*model, requestFor(family), Share{noOwners, 0}, answers) {
     for (const KSBlock& block : model->blocks) {
       byId.emplace(block.id, &block);
       if (block.parent != nullptr) children[model->indexOf(*block.parent)].push_back(&block);
@@ -138,28 +91,40 @@ class LoadedModel {
   // A condition of a block, in the model's table.
   Expression condition(const KSBlock& aBlock, Condition aCondition) {
     const SymbolicExprId id = Lock::lengthy(lock, table->lock, [&] {
-      const auto canonical = conditions.canonical(aBlock, aCondition != Condition::Local);
-      if (!canonical) throw AnswerError(problemOf(aBlock, aCondition));
+      const bool isLocal = aCondition == Condition::Local;
+      if (answerOf(aBlock).local[family] == notAsked) answerer.answer(aBlock);
+      const BlockConditions& answer = answerOf(aBlock);
+      const ConditionId canonical = isLocal ? answer.local[family] : answer.net[family];
+      if (canonical == notAvailable) throw AnswerError(problemOf(aBlock));
       if (aCondition != Condition::CompactNet) {
-        return KS::SymbolicExprCopy(conditions.getTable(), table->nodes)(*canonical);
+        return KS::SymbolicExprCopy(answerer.getTable(), table->nodes)(canonical);
       }
-      const SymbolicExprId compact = conditions.compactNet(aBlock);
-      return KS::SymbolicExprCopy(conditions.getCompactTable(), table->nodes)(compact);
+      const ConditionId compact = answerer.compactNet(aBlock, family);
+      return KS::SymbolicExprCopy(answerer.getReadableTable(), table->nodes)(compact);
     });
     return {table, id};
   }
 
  private:
+  static AnswererRequest requestFor(Family aFamily) {
+    AnswererRequest request;
+    request.families = {};
+    request.families[aFamily] = true;
+    return request;
+  }
+
+  const BlockConditions& answerOf(const KSBlock& aBlock) const {
+    return answers[model->indexOf(aBlock)];
+  }
+
   // Which condition on the path has no answer, and why.
-  std::string problemOf(const KSBlock& aBlock, Condition aCondition) {
+  std::string problemOf(const KSBlock& aBlock) const {
     const KSBlock* block = &aBlock;
-    while (aCondition != Condition::Local && block->parent != nullptr &&
-           !conditions.canonical(*block->parent, true)) {
-      block = block->parent;
-    }
-    std::string problem = conditionProblem(*model, *block, family, "the condition has no answer");
-    while (!problem.empty() && problem.back() == '\n') problem.pop_back();
-    return problem;
+    while (answerOf(*block).local[family] != notAvailable) block = block->parent;
+    // The answerer remembers why for some blocks; for a text that does not parse it is not needed.
+    const std::string& failure = answerer.failure(*block, family);
+    return withoutNewlines(conditionProblem(
+        *model, *block, family, failure.empty() ? "the condition has no answer" : failure));
   }
 
   const std::unique_ptr<const Model> model;
@@ -167,8 +132,10 @@ class LoadedModel {
   const std::shared_ptr<Table> table;
   std::vector<std::vector<const KSBlock*>> children;
   std::unordered_map<std::string_view, const KSBlock*> byId;
-  Lock lock;  // below which the conditions are used
-  FamilyConditions conditions;
+  Lock lock;  // below which blocks are answered
+  std::vector<BlockConditions> answers;
+  const std::vector<std::uint16_t> noOwners;
+  Answerer answerer;
 };
 
 using ModelPointer = std::shared_ptr<LoadedModel>;
@@ -195,13 +162,17 @@ ModelPointer load(const std::string& aName, std::string aText, Family aFamily,
   }
   warn(warnings.str());
   if (model) return model;
-  std::string message = errors.str();
-  while (!message.empty() && message.back() == '\n') message.pop_back();
-  throw AnswerError(message);
+  throw AnswerError(withoutNewlines(errors.str()));
 }
 
-const KSBlock& blockNamed(const LoadedModel& aModel, py::handle aId) {
-  const std::string id = utf8(aId, "the id of a block");
+// What an argument calls a block: its id, or a block itself.
+std::string idOf(py::handle aBlock) {
+  if (py::isinstance<Block>(aBlock)) return std::string(aBlock.cast<const Block&>().block->id);
+  return utf8(aBlock, "a block");
+}
+
+const KSBlock& blockNamed(const LoadedModel& aModel, py::handle aBlock) {
+  const std::string id = idOf(aBlock);
   const KSBlock* block = aModel.find(id);
   if (block == nullptr) throw py::key_error(noBlockMessage(aModel.get(), id));
   return *block;
@@ -238,6 +209,7 @@ class Asked {
         const py::kwargs& aKeywords)
       : model(aModel) {
     request.family = model->getFamily();
+    request.assumptionsName = "assume";
     request.values.read = [](const std::string&) { return std::string(); };
     forEachItem(aValues, aKeywords, [&](py::handle key, py::handle value) {
       const std::string name = py::isinstance<Expression>(key)
@@ -358,9 +330,9 @@ py::list check(const ModelPointer& aModel, py::handle aValues, const py::object&
   Asked asked(aModel, aValues, aAssumptions, aKeywords);
   CheckRequest request;
   if (PyUnicode_Check(aVariants.ptr())) {
-    request.variants.push_back(utf8(aVariants, "a block"));
+    request.variants.push_back(idOf(aVariants));
   } else {
-    for (const py::handle id : aVariants) request.variants.push_back(utf8(id, "a block"));
+    for (const py::handle block : aVariants) request.variants.push_back(idOf(block));
   }
   const std::vector<CheckEntry> entries = asked.ask(
       [&](const Question& question, const auto&) { return answerCheck(question, request); });
@@ -450,10 +422,7 @@ const auto report = &cannotDecide<const py::object&>;
 
 void defineBlocks(py::module_& aModule) {
   using Condition = LoadedModel::Condition;
-  py::class_<Block> blocks(aModule, "Block", py::is_final(),
-                           "A block of a model, which it keeps alive.");
-  makeComplete(blocks);
-  blocks
+  defineClass<Block>(aModule, "Block", "A block of a model, which it keeps alive.")
       .def_property_readonly(
           "id", [](const Block& aBlock) { return std::string(aBlock.block->id); }, "Its name.")
       .def_property_readonly(
@@ -510,12 +479,11 @@ void defineBlocks(py::module_& aModule) {
 
 void defineModels(py::module_& aModule) {
   using namespace py::literals;
-  py::class_<LoadedModel, ModelPointer> model(
-      aModule, "Model", py::is_final(),
+  auto model = defineClass<LoadedModel, ModelPointer>(
+      aModule, "Model",
       "The blocks of a model and one family of their conditions. A model is not changed once it is "
       "there. Questions take values of variables as a mapping by name, as keywords, or both; what "
       "the model does not know is warned of.");
-  makeComplete(model);
   defineBlocks(aModule);
   model
       .def_static(
@@ -554,10 +522,20 @@ void defineModels(py::module_& aModule) {
           "id"_a, "The block of that id.")
       .def("__contains__",
            [](const ModelPointer& aModel, py::handle aId) {
-             return PyUnicode_Check(aId.ptr()) && aModel->find(utf8(aId, "")) != nullptr;
+             if (!PyUnicode_Check(aId.ptr())) return false;
+             const auto id = py::cast<std::string>(aId.attr("encode")("utf-8", "surrogatepass"));
+             return aModel->find(id) != nullptr;
            })
       .def("__len__", [](const ModelPointer& aModel) { return aModel->get().blocks.size(); })
       .def("__iter__", [](const ModelPointer& aModel) { return py::iter(blocksOf(aModel)); })
+      .def(
+          "_ipython_key_completions_",
+          [](const ModelPointer& aModel) {
+            py::list ids;
+            for (const KSBlock& block : aModel->get().blocks) ids.append(std::string(block.id));
+            return ids;
+          },
+          "What a notebook offers between the brackets.")
       .def_property_readonly("blocks", &blocksOf, "The blocks in the order of the file.")
       .def_property_readonly(
           "path", [](const ModelPointer& aModel) { return aModel->get().path; },
@@ -586,7 +564,9 @@ void defineModels(py::module_& aModule) {
       .def("cover", cover, "values"_a = py::none(), py::pos_only(), py::kw_only(),
            "assume"_a = py::tuple(), "Configurations that have every block on and off: a `Cover`.")
       .def("report", report, "path"_a,
-           "Writes a page about the model that a browser shows on its own.");
+           "Writes a page about the model that a browser shows on its own. Raises ModelError where "
+           "it "
+           "cannot be written.");
 }
 
 }  // namespace ksexpr::python

@@ -74,9 +74,11 @@ void makeComplete(py::handle aClass) {
 PYBIND11_MODULE(_core, module) {
   using namespace ksexpr::python;
   module.doc() = "What the package ksexpr is made of.";
+  module.attr("__module__") = "ksexpr";  // where classes say from now on that they are
   py::register_local_exception_translator(&translate);
   defineExpressions(module);
   definePrograms(module);
   defineDeciders(module);
   defineModels(module);
+  py::delattr(module, "__module__");
 }

@@ -37,20 +37,20 @@ class Program {
  public:
   explicit Program(const std::vector<Expression>& aExpressions) {
     table.addBoolSymbols();
-    for (const Expression& expression : aExpressions) {
-      Table& source = *expression.table;
-      source.lock.brief([&] {
-        const SymbolicExprId id = operatorsOf(expression);
-        roots.push_back(KS::SymbolicExprCopy(source.nodes, table)(id));
-      });
+    Places places;
+    for (auto next = aExpressions.begin(); next != aExpressions.end();) {
+      next = addWhileOfOneTable(next, aExpressions.end(), places);
     }
+    const WithoutInterpreter leave;
     program.emplace(table, roots);
     for (SymbolicExprId id = 0; id < table.size(); ++id) {
       if (isVariable(table, id)) variables.emplace(nameOf(table, id), id);
     }
   }
 
-  std::size_t size() const { return roots.size(); }
+  std::size_t size() const { return columns.size(); }
+  // By expression: which of the program's roots it is. Many blocks of a model have one condition.
+  const std::vector<std::size_t>& rootsByColumn() const { return columns; }
   const KS::SymbolicExprTable& getTable() const { return table; }
   const SymbolicExprProgram& get() const { return *program; }
 
@@ -63,6 +63,24 @@ class Program {
   }
 
  private:
+  using Iterator = std::vector<Expression>::const_iterator;
+  using Places = std::unordered_map<SymbolicExprId, std::size_t>;
+  // Adds expressions to the roots, each distinct one once. Returns the first one of another table.
+  Iterator addWhileOfOneTable(Iterator aFrom, Iterator aEnd, Places& aPlaces) {
+    Table& source = *aFrom->table;
+    return source.lock.lengthy([&] {
+      const KS::SymbolicExprCopy copy(source.nodes, table);
+      auto next = aFrom;
+      for (; next != aEnd && next->table == aFrom->table; ++next) {
+        const SymbolicExprId id = copy(operatorsOf(*next));
+        const auto [place, isNew] = aPlaces.emplace(id, roots.size());
+        if (isNew) roots.push_back(id);
+        columns.push_back(place->second);
+      }
+      return next;
+    });
+  }
+
   static std::string variableName(py::handle aKey) {
     if (py::isinstance<Expression>(aKey)) {
       const auto& expression = aKey.cast<const Expression&>();
@@ -81,6 +99,7 @@ class Program {
 
   KS::SymbolicExprTable table;
   std::vector<SymbolicExprId> roots;
+  std::vector<std::size_t> columns;
   std::optional<SymbolicExprProgram> program;
   std::unordered_map<std::string, SymbolicExprId> variables;
 };
@@ -123,35 +142,42 @@ py::object numpy() {
   }
 }
 
+// The elements of an array, as numbers of this type.
+template <class Number, class Make>
+void appendNumbers(Column& aColumn, const py::object& aRow, const char* aType, const Make& aMake) {
+  const py::buffer_info content = py::buffer(aRow.attr("astype")(aType)).request();
+  const auto* const numbers = static_cast<const Number*>(content.ptr);
+  for (py::ssize_t i = 0; i < content.size; ++i) aColumn.values.push_back(aMake(numbers[i]));
+}
+
 Column columnOfArray(const py::object& aArray) {
-  const auto kind = py::cast<std::string>(aArray.attr("dtype").attr("kind"));
   const auto numAxes = py::cast<std::size_t>(aArray.attr("ndim"));
   if (numAxes > 1) throw std::invalid_argument("the values of a variable have to be one row");
   Column column;
   column.isForAll = numAxes == 0;
-  if (kind != "b" && kind != "i" && kind != "u" && kind != "f") {
-    const py::list values = aArray.attr("reshape")(-1).attr("tolist")();
+  const py::object row = aArray.attr("reshape")(-1);
+  const auto kind = py::cast<std::string>(aArray.attr("dtype").attr("kind"));
+  if (kind == "b") {
+    appendNumbers<bool>(column, row, "bool", [](bool truth) { return Scalar(truth); });
+  } else if (kind == "i") {
+    appendNumbers<std::int64_t>(column, row, "int64", scalarOfWhole);
+  } else if (kind == "f") {
+    appendNumbers<double>(column, row, "float64", [](double number) { return Scalar(number); });
+  } else {
+    const py::list values = row.attr("tolist")();
     for (const py::handle value : values) column.values.push_back(scalarOf(value));
-    return column;
-  }
-  const py::buffer values = aArray.attr("reshape")(-1).attr("astype")("float64");
-  const py::buffer_info content = values.request();
-  const auto* const numbers = static_cast<const double*>(content.ptr);
-  for (py::ssize_t i = 0; i < content.size; ++i) {
-    const double number = numbers[i];
-    const bool isInt = kind != "f" && number >= -2147483648.0 && number <= 2147483647.0;
-    column.values.push_back(kind == "b" ? Scalar(number != 0)
-                            : isInt     ? Scalar(static_cast<int>(number))
-                                        : Scalar(number));
   }
   return column;
 }
 
+// An array, one value, or a sequence, whose elements are what they are by themselves: as an array
+// they would have to be of one type.
 Column columnOf(py::handle aValue, const py::object& aNumpy) {
-  if (!aNumpy.is_none()) return columnOfArray(aNumpy.attr("asarray")(aValue));
-  const KS::Eval::Value value = valueOf(aValue);
-  if (value.tag() == KS::Eval::Value::Vector) return {std::nullopt, value.vector(), false};
-  return {std::nullopt, {value.scalar()}, true};
+  if (!aNumpy.is_none() && py::hasattr(aValue, "__array__")) {
+    return columnOfArray(aNumpy.attr("asarray")(aValue));
+  }
+  if (!isSequence(aValue)) return {std::nullopt, {scalarOf(aValue)}, true};
+  return {std::nullopt, scalarsOf(aValue), false};
 }
 
 Configurations configurationsOf(const Program& aProgram, py::handle aMapping,
@@ -238,7 +264,8 @@ py::object run(const Program& aProgram, py::handle aMapping, std::size_t aThread
                const py::kwargs& aKeywords) {
   const py::object module = numpy();
   const Configurations configurations = configurationsOf(aProgram, aMapping, aKeywords, module);
-  const std::size_t width = aProgram.size();
+  const std::vector<std::size_t>& roots = aProgram.rootsByColumn();
+  const std::size_t width = roots.size();
   auto [array, numbers] = makeArray<double>(configurations.count, width, "float64", "d", module);
   {
     const WithoutInterpreter leave;
@@ -249,7 +276,7 @@ py::object run(const Program& aProgram, py::handle aMapping, std::size_t aThread
         configurations.bind(bindings, i);
         const auto outcomes = aProgram.get().run(bindings);
         for (std::size_t k = 0; k < width; ++k) {
-          begin[i * width + k] = numberOf(outcomes[k], i, k);
+          begin[i * width + k] = numberOf(outcomes[roots[k]], i, k);
         }
       }
     });
@@ -262,7 +289,8 @@ py::object truths(const Program& aProgram, py::handle aMapping, std::size_t aThr
   using Holds = SymbolicExprProgram::Holds;
   const py::object module = numpy();
   const Configurations configurations = configurationsOf(aProgram, aMapping, aKeywords, module);
-  const std::size_t width = aProgram.size();
+  const std::vector<std::size_t>& roots = aProgram.rootsByColumn();
+  const std::size_t width = roots.size();
   auto [array, numbers] = makeArray<std::int8_t>(configurations.count, width, "int8", "b", module);
   {
     const WithoutInterpreter leave;
@@ -272,8 +300,10 @@ py::object truths(const Program& aProgram, py::handle aMapping, std::size_t aThr
       for (std::size_t i = first; i < last; ++i) {
         configurations.bind(bindings, i);
         std::int8_t* next = begin + i * width;
-        for (const auto& outcome : aProgram.get().truths(bindings)) {
-          *next++ = outcome.holds == Holds::Yes ? 1 : outcome.holds == Holds::No ? 0 : -1;
+        const auto outcomes = aProgram.get().truths(bindings);
+        for (const std::size_t root : roots) {
+          const Holds holds = outcomes[root].holds;
+          *next++ = holds == Holds::Yes ? 1 : holds == Holds::No ? 0 : -1;
         }
       }
     });
@@ -285,12 +315,10 @@ py::object truths(const Program& aProgram, py::handle aMapping, std::size_t aThr
 
 void definePrograms(py::module_& aModule) {
   using namespace py::literals;
-  py::class_<Program> program(
-      aModule, "Program", py::is_final(),
+  defineClass<Program>(
+      aModule, "Program",
       "Expressions that are evaluated together, for one configuration after another. It has what "
-      "it needs of them, so it lives and runs beside their tables, in any number of threads.");
-  makeComplete(program);
-  program
+      "it needs of them, so it lives and runs beside their tables, in any number of threads.")
       .def_static(
           "_make",
           [](const py::iterable& aExpressions) {

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <vector>
 
 namespace ksexpr::python {
 
@@ -18,25 +17,15 @@ std::string typeName(py::handle aObject) {
 // NumPy has a class of its own for truth values, which is no number.
 bool isTruth(py::handle aValue) {
   if (PyBool_Check(aValue.ptr())) return true;
+  if (PyLong_CheckExact(aValue.ptr())) return false;
   const std::string name = typeName(aValue);
   return (name == "bool_" || name == "bool") && py::hasattr(aValue, "dtype");
 }
 
-// The number as the library has ints, or as a double that is exactly that number.
-Scalar scalarOfInt(py::handle aNumber) {
-  int overflow = 0;
-  const long long value = PyLong_AsLongLongAndOverflow(aNumber.ptr(), &overflow);
-  if (value == -1 && overflow == 0 && PyErr_Occurred() != nullptr) throw py::error_already_set();
-  constexpr long long maxExact = 1LL << std::numeric_limits<double>::digits;
-  if (overflow != 0 || value > maxExact || value < -maxExact) {
-    PyErr_SetString(PyExc_OverflowError,
-                    "a whole number beyond 2**53 has no exact value here; give a float");
-    throw py::error_already_set();
-  }
-  if (value < std::numeric_limits<int>::min() || value > std::numeric_limits<int>::max()) {
-    return static_cast<double>(value);
-  }
-  return static_cast<int>(value);
+[[noreturn]] void failInexact() {
+  PyErr_SetString(PyExc_OverflowError,
+                  "a whole number beyond 2**53 has no exact value here; give a float");
+  throw py::error_already_set();
 }
 
 bool isText(py::handle aValue) {
@@ -55,18 +44,31 @@ std::string utf8(py::handle aText, const char* aWhat) {
   return std::string(text, static_cast<std::size_t>(size));
 }
 
+Scalar scalarOfWhole(long long aNumber) {
+  constexpr long long maxExact = 1LL << std::numeric_limits<double>::digits;
+  if (aNumber > maxExact || aNumber < -maxExact) failInexact();
+  if (aNumber < std::numeric_limits<int>::min() || aNumber > std::numeric_limits<int>::max()) {
+    return static_cast<double>(aNumber);
+  }
+  return static_cast<int>(aNumber);
+}
+
 Scalar scalarOf(py::handle aValue) {
   PyObject* const object = aValue.ptr();
+  if (PyFloat_Check(object)) return PyFloat_AS_DOUBLE(object);
   if (isTruth(aValue)) {
     const int truth = PyObject_IsTrue(object);
     if (truth < 0) throw py::error_already_set();
     return truth == 1;
   }
-  if (PyFloat_Check(object)) return PyFloat_AS_DOUBLE(object);
   if (PyIndex_Check(object)) {
     const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(object));
     if (!number) throw py::error_already_set();
-    return scalarOfInt(number);
+    int overflow = 0;
+    const long long value = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+    if (value == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
+    if (overflow != 0) failInexact();
+    return scalarOfWhole(value);
   }
   if (!isText(aValue) && py::hasattr(aValue, "__float__")) {
     const double number = PyFloat_AsDouble(object);
@@ -76,17 +78,24 @@ Scalar scalarOf(py::handle aValue) {
   throw py::type_error("a value has to be a bool, an int or a float, not " + typeName(aValue));
 }
 
-Value valueOf(py::handle aValue) {
-  const bool mayHaveElements = !isText(aValue) && PySequence_Check(aValue.ptr()) != 0;
-  if (!mayHaveElements || PySequence_Size(aValue.ptr()) < 0) {
-    PyErr_Clear();  // an array that is one number
-    return scalarOf(aValue);
-  }
-  const py::list elements = py::reinterpret_steal<py::list>(PySequence_List(aValue.ptr()));
+bool isSequence(py::handle aValue) {
+  if (isText(aValue) || PySequence_Check(aValue.ptr()) == 0) return false;
+  const bool hasSize = PySequence_Size(aValue.ptr()) >= 0;
+  PyErr_Clear();  // an array that is one number
+  return hasSize;
+}
+
+std::vector<Scalar> scalarsOf(py::handle aSequence) {
+  const py::list elements = py::reinterpret_steal<py::list>(PySequence_List(aSequence.ptr()));
   if (!elements) throw py::error_already_set();
   std::vector<Scalar> scalars;
   for (const py::handle element : elements) scalars.push_back(scalarOf(element));
   return scalars;
+}
+
+Value valueOf(py::handle aValue) {
+  if (isSequence(aValue)) return scalarsOf(aValue);
+  return scalarOf(aValue);
 }
 
 VariableValue variableValueOf(py::handle aValue) {

@@ -4,6 +4,7 @@
 #include <pybind11/pybind11.h>
 
 #include <string>
+#include <vector>
 
 #include "eval/Eval.hpp"
 #include "tools/TypedModel.hpp"
@@ -21,6 +22,11 @@ std::string utf8(py::handle aText, const char* aWhat);
 /// Numbers of other classes count as what they convert to. Throws Python's `TypeError` for anything
 /// else and `OverflowError` for an int that no double is exactly.
 KS::Eval::Scalar scalarOf(py::handle aValue);
+KS::Eval::Scalar scalarOfWhole(long long aNumber);
+/// Whether a value has elements, as lists, tuples and arrays do and texts do not.
+bool isSequence(py::handle aValue);
+/// The elements of a sequence.
+std::vector<KS::Eval::Scalar> scalarsOf(py::handle aSequence);
 /// The same, or a sequence of these.
 KS::Eval::Value valueOf(py::handle aValue);
 /// The value of a model's variable: a truth value, a number, or a constant's name.

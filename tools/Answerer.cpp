@@ -232,11 +232,11 @@ ReadableConditions Answerer::makeReadable(const KSBlock& aBlock) {
       if (net != notAvailable) keep(made.net[family], typedNet(aBlock, family));
     } else if (request.style == Style::Compact) {
       if (local != notAvailable) keep(made.local[family], compactLocal(aBlock, family, local));
-      if (net != notAvailable) keep(made.net[family], compactNet(aBlock, family, net));
+      made.net[family] = compactNet(aBlock, family);
     }
-    if (request.withCompact && net != notAvailable) {
-      keep(made.compactNet[family],
-           request.style == Style::Compact ? made.net[family] : compactNet(aBlock, family, net));
+    if (request.withCompact) {
+      made.compactNet[family] =
+          request.style == Style::Compact ? made.net[family] : compactNet(aBlock, family);
     }
     if (!request.withC && !(request.withCOfCG && family == CG)) continue;
     for (const ConditionId id : {made.local[family], made.net[family]}) {
@@ -277,7 +277,9 @@ KS::SymbolicExprId Answerer::compactLocal(const KSBlock& aBlock, Family aFamily,
   return compact(copy(aLocal), {typedLocal(aBlock, aFamily)});
 }
 
-KS::SymbolicExprId Answerer::compactNet(const KSBlock& aBlock, Family aFamily, ConditionId aNet) {
+ConditionId Answerer::compactNet(const KSBlock& aBlock, Family aFamily) {
+  const ConditionId net = known(aBlock).net[aFamily];
+  if (net == notAvailable) return notAvailable;
   std::vector<KS::SymbolicExprId> path;
   const KSBlock* block = &aBlock == request.origin ? nullptr : &aBlock;
   for (; block != nullptr; block = above(*block)) {
@@ -285,7 +287,7 @@ KS::SymbolicExprId Answerer::compactNet(const KSBlock& aBlock, Family aFamily, C
     if (local != readableTable.getIdTRUE()) path.push_back(local);
   }
   std::reverse(path.begin(), path.end());
-  return compact(copy(aNet), path);
+  return static_cast<ConditionId>(compact(copy(net), path));
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -100,6 +100,9 @@ class Answerer {
   const std::string& failure(const KSBlock& aBlock, Family aFamily) const;
   /// The readable forms of an answered block.
   ReadableConditions makeReadable(const KSBlock& aBlock);
+  /// The number of the compact form of an answered block's net condition in the table of readable
+  /// conditions. Where the net condition is not available, neither is this.
+  ConditionId compactNet(const KSBlock& aBlock, Family aFamily);
   /// Prepares the texts of an answered block in C syntax.
   void prepareC(const KSBlock& aBlock);
 
@@ -112,6 +115,7 @@ class Answerer {
   std::string readableText(ConditionId aId, bool aCForm) const;
 
   const KS::SymbolicExprTable& getTable() const { return service.getTable(); }
+  const KS::SymbolicExprTable& getReadableTable() const { return readableTable; }
   /// By number: whether a condition was among the answers.
   const std::vector<bool>& getAnswered() const { return isAnswered; }
 
@@ -151,7 +155,6 @@ class Answerer {
   KS::SymbolicExprId typedLocal(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId typedNet(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId compactLocal(const KSBlock& aBlock, Family aFamily, ConditionId aLocal);
-  KS::SymbolicExprId compactNet(const KSBlock& aBlock, Family aFamily, ConditionId aNet);
 
   const Model& model;
   const AnswererRequest request;

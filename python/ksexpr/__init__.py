@@ -3,7 +3,7 @@
     >>> import ksexpr
     >>> condition = ksexpr.parse("MODE == 1 && ~B && (MODE > 0 || C)")
     >>> print(condition.simplify())
-    MODE==1 && ~B
+    ~B && MODE==1
     >>> condition.eval(MODE=1, B=False, C=False)
     True
 
@@ -44,9 +44,40 @@ from .errors import (
     TableError as TableError,
 )
 
+__all__ = [
+    "Active",
+    "Block",
+    "BlockCondition",
+    "Cover",
+    "Decider",
+    "Difference",
+    "Error",
+    "EvalError",
+    "Expression",
+    "Finding",
+    "LimitError",
+    "Model",
+    "ModelError",
+    "ModelWarning",
+    "ParseError",
+    "Program",
+    "Step",
+    "Table",
+    "TableError",
+    "Why",
+    "call",
+    "constant",
+    "default_table",
+    "dimensions",
+    "parse",
+    "symbol",
+]
+
 # What decides is left out where CaDiCaL was missing when the package was built.
 if hasattr(_core, "Decider"):
     from ._core import Decider as Decider
+
+    __all__ += ["Decider"]
 
 
 def _parse_pickled(text: str, dialect: str) -> Expression:

@@ -30,7 +30,10 @@ for python in "$@"; do
                 packaging attr attrs exceptiongroup tomli; do
     found=/usr/lib/python3/dist-packages/$module
     "$folder/bin/python" -c "import $module" 2> /dev/null || [ ! -e "$found" ] ||
-      ln -s "$found" "$folder/system/"
+      # What a package is found by goes with it: setuptools asks for the commands of others there.
+      for part in "$found" "$found"-*-info; do
+        [ ! -e "$part" ] || ln -s "$part" "$folder/system/"
+      done
   done
   export PYTHONPATH="$folder/system"
   if "$folder/bin/python" -c 'import setuptools, wheel' 2> /dev/null; then

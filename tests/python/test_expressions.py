@@ -1,3 +1,4 @@
+import copy
 import pickle
 import threading
 
@@ -158,6 +159,21 @@ def test_pickle():
     for unreadable in (-ksexpr.constant(2), N - -ksexpr.constant(2)):
         with pytest.raises(ValueError, match="no text that is read as this"):
             pickle.dumps(unreadable)
+
+
+def test_copies_are_the_node_itself():
+    lonely = parse("(a & 3) == 1", "c", table=ksexpr.Table())
+    for same in (copy.copy(lonely), copy.deepcopy([lonely])[0]):
+        assert same == lonely and same.table is lonely.table and same.dialect == "c"
+    for whole in (lonely.table, ksexpr.Program([lonely])):
+        with pytest.raises(TypeError, match="pickle"):
+            copy.copy(whole)
+
+
+def test_format():
+    assert f"{A & B:>8}|{A}" == "  A && B|A"
+    with pytest.raises(ValueError):
+        format(A, "d")
 
 
 def test_tables():

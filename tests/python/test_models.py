@@ -32,6 +32,8 @@ def test_blocks(station):
     assert str(brake.net) == "Inverter && Stages>=1 && bitand(Options,1)~=0"
     assert str(station["StarDelta"].net) == "false"
     assert brake.net.table is station.table and repr(brake) == "<ksexpr.Block 'Brake'>"
+    assert "\ud800" not in station and 3 not in station
+    assert station._ipython_key_completions_() == [block.id for block in station]
     with pytest.raises(KeyError, match='did you mean "Brake"'):
         station["Brakes"]
 
@@ -144,8 +146,10 @@ def test_active():
     assert small.active(assume=["A == 2"])[0].state == small.active({"A": 2})[0].state
     with pytest.warns(ksexpr.ModelWarning, match='B: the model has no such variable'):
         small.active(B=1)
-    with pytest.raises(ksexpr.ModelError, match="an operand"):
+    with pytest.raises(ksexpr.ModelError, match="^<assume>:1:4: expected an operand"):
         small.active(assume=["A +"])
+    with pytest.warns(ksexpr.ModelWarning, match='^assume: the model has no variable "B"'):
+        small.active(assume=["B"])
     with pytest.raises(TypeError, match="list of conditions"):
         small.active(assume="A")
     for value, error in [("x", ksexpr.ModelError), ([1], TypeError), (None, TypeError)]:
@@ -215,13 +219,17 @@ def test_diff():
 
 
 @needs_proofs
-def test_why_and_report(tmp_path):
+def test_why_and_report(station, tmp_path):
     small = model()
     found = small.why("Dead", A=1)
     assert found.state == "never" and {c.block for c in found.contradiction} <= {"Top", "Leaf", "Dead"}
     assert small.why("Top", A=1).change == {"A": 3} or small.why("Top", A=1).change["A"] > 1
+    assert small.why(small["Dead"], A=1) == found
+    assert small.check(variants=[small["Top"]]) == small.check(variants="Top")
     with pytest.raises(KeyError):
         small.why("None")
+    with pytest.raises(KeyError, match="Brake"):
+        small.why(station["Brake"])
     small.report(tmp_path / "page.html")
     assert "Leaf" in (tmp_path / "page.html").read_text()
     with pytest.raises(ksexpr.ModelError, match="cannot write"):

@@ -21,6 +21,7 @@ def test_rows_are_configurations():
     assert rows(program.run({N: [1]}, MODE=1, **{"Site.on": False})) == [[2, 1, 0]]
     assert rows(program.run(N=1, MODE=1, **{"Site.on": 2.5})) == [[2, 1, 2.5]]
     assert rows(Program([parse("1.5")]).run()) == [[1.5]]
+    assert Program([N]).run(N=[]).shape == (0, 1) or not hasattr(Program([]).run(), "dtype")
     assert Program([]).run(N=[1, 2]).shape == (2, 0) or not hasattr(Program([]).run(), "dtype")
 
 
@@ -29,9 +30,17 @@ def test_numbers_keep_their_types():
     assert rows(half.run(N=[7, 8])) == [[3], [4]]
     assert rows(half.run(N=[7.0, 8.0])) == [[3.5], [4]]
     assert rows(half.run(N=[2**31 + 1])) == [[2**30 + 0.5]]
+    # Elements of a list have types of their own, with and without NumPy.
+    assert rows(half.run(N=[7, 7.0, True])) == [[3], [3.5], [0]]
+    assert rows(half.run(N=range(3))) == [[0], [0], [1]]
     numpy = pytest.importorskip("numpy")
     for kind, expected in [("int8", 3), ("uint16", 3), ("float32", 3.5), ("object", 3)]:
         assert rows(half.run(N=numpy.array([7], dtype=kind))) == [[expected]]
+    for kind in ("int64", "uint64"):
+        with pytest.raises(OverflowError, match="exact"):
+            half.run(N=numpy.array([2**53 + 1], dtype=kind))
+        assert rows(half.run(N=numpy.array([2**53, 5], dtype=kind))) == [[2.0**52], [2]]
+    assert rows(half.run(N=numpy.array([True, False]))) == [[0], [0]]
     strided = numpy.arange(10, dtype=float).reshape(5, 2)[:, 1]
     result = half.run(N=strided)
     assert result.dtype == numpy.float64 and result.shape == (5, 1)

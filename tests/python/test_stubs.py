@@ -1,6 +1,7 @@
 """What the stubs say is what the module has."""
 
 import ast
+import doctest
 import re
 import subprocess
 import sys
@@ -73,6 +74,14 @@ def test_nothing_is_missing():
             stubbed = {m.name for m in item.body if isinstance(m, ast.FunctionDef)}
             members = {n for n in vars(getattr(ksexpr._core, item.name)) if not n.startswith("_")}
             assert members <= stubbed, item.name
+
+
+def test_what_help_shows():
+    classes = [getattr(ksexpr, name) for name in ksexpr.__all__ if name[0].isupper()]
+    assert set(ksexpr.__all__) >= {name for name in dir(ksexpr._core) if not name.startswith("_")}
+    assert {each.__module__ for each in classes} == {"ksexpr", "ksexpr.answers", "ksexpr.errors"}
+    assert all(each.__doc__ for each in classes)
+    assert doctest.testmod(ksexpr).failed == 0 and "parse" in ksexpr.__doc__
 
 
 def test_mypy_agrees():
