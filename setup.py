@@ -12,6 +12,9 @@ from setuptools.command.build_ext import build_ext
 
 ROOT = Path(__file__).resolve().parent
 VERSION = re.search(r'KS_VERSION_STRING "([^"]+)"', (ROOT / "version.hpp").read_text())[1]
+# Where setuptools writes what it is told below, so that the source folder stays as it is.
+NOTES = ROOT / "build"
+NOTES.mkdir(exist_ok=True)
 
 
 class CMakeBuild(build_ext):
@@ -52,5 +55,6 @@ setup(
     ext_modules=[Extension("ksexpr._core", sources=[])],
     extras_require={"arrays": ["numpy"]},
     cmdclass={"build_ext": CMakeBuild},
+    options={"egg_info": {"egg_base": str(NOTES)}},
     zip_safe=False,
 )

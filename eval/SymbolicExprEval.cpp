@@ -31,6 +31,7 @@ std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId,
   if (&aBindings.getTable() != table) {
     throw std::invalid_argument("the bindings are of another table than the expression");
   }
+  if (aBindings.size() == 0) return eval(aId);
   if (isOpaque(opOf(*table->get(aId))) && aBindings.find(aId) == nullptr) return {0.0};
   return Eval::eval(EvalWalk(*table, &aBindings).run(aId));
 }

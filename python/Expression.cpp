@@ -572,8 +572,9 @@ std::shared_ptr<Table> tableOf(py::handle aTable) {
 }
 
 SymbolicExprId operatorsOf(const Expression& aExpression) {
-  return toOperators(aExpression.table->nodes, aExpression.id,
-                     aExpression.dialect == Dialect::M ? Form::M : Form::C);
+  Table& table = *aExpression.table;
+  const bool mayDiffer = aExpression.dialect == Dialect::M && table.forms.hasCall(aExpression.id);
+  return mayDiffer ? KS::SymbolicExprM2C(table.nodes)(aExpression.id) : aExpression.id;
 }
 
 Expression parse(const std::string& aText, Dialect aDialect, std::shared_ptr<Table> aTable) {

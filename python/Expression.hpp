@@ -11,6 +11,7 @@
 #include "python/Lock.hpp"
 #include "python/Values.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
+#include "tools/FormFinder.hpp"
 
 namespace ksexpr::python {
 
@@ -22,6 +23,7 @@ struct Table {
   Lock lock;
   KS::SymbolicExprTable nodes;
   KS::SymbolicExprSimplify simplify{nodes, 10};
+  FormFinder forms{nodes};
 };
 
 /// How an expression was spelled, which tells what its functions mean and how it is written.

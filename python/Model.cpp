@@ -55,10 +55,6 @@ Family familyOf(const py::str& aName) {
                               '"');
 }
 
-py::object idOrNone(const KSBlock* aBlock) {
-  return aBlock == nullptr ? py::object(py::none()) : py::object(py::str(std::string(aBlock->id)));
-}
-
 // A model and one family of its conditions.
 class LoadedModel {
  public:
@@ -185,6 +181,10 @@ py::list blocksOf(const ModelPointer& aModel) {
 }
 
 #ifdef KSEXPR_DECIDES
+
+py::object idOrNone(const KSBlock* aBlock) {
+  return aBlock == nullptr ? py::object(py::none()) : py::object(py::str(std::string(aBlock->id)));
+}
 
 // Named tuples of the package.
 py::object answerClass(const char* aName) {

@@ -13,6 +13,7 @@
 #include "base/SymbolicExprCopy.hpp"
 #include "base/SymbolicExprId.hpp"
 #include "compact/SymbolicExprCompact.hpp"
+#include "tools/FormFinder.hpp"
 #include "tools/Model.hpp"
 #include "variants/VCService.hpp"
 
@@ -54,27 +55,6 @@ struct AnswererRequest {
   bool withCOfCG = false;
   bool withC = false;
   bool withCompact = false;
-};
-
-/// Tells what has a form of its own in C syntax, of the expressions of a table.
-class FormFinder {
- public:
-  explicit FormFinder(const KS::SymbolicExprTable& aTable);
-  /// Whether an expression holds a call, which the conversion to operators may change.
-  bool hasCall(KS::SymbolicExprId aId);
-  /// Whether the C text of an expression that `hasCall` has been asked about is its M text with "!"
-  /// for each "~".
-  bool isSpelledAlike(KS::SymbolicExprId aId) const { return found[aId] == none; }
-
- private:
-  enum Found : unsigned char {
-    none,
-    otherSpelling,
-    call
-  };  // the worst of what an expression holds
-
-  const KS::SymbolicExprTable& table;
-  std::vector<Found> found;  // by id, as far as has been looked
 };
 
 /// The blocks that one of several answers: those with its number among the owners by block. All

@@ -15,7 +15,6 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
-#include "simplify/SymbolicExprSimplify.hpp"
 #include "tools/Diagnostic.hpp"
 #include "tools/Explain.hpp"
 #include "tools/Graph.hpp"
@@ -36,13 +35,18 @@ namespace {
 // those before it.
 struct Workplace {
   Workplace(const Request& aRequest, const Definitions& aDefinitions)
-      : bindings(table), parse(table, aRequest.from == Form::C) {
+      : bindings(table),
+        parse(table, aRequest.from == Form::C),
+        simplifier(table, aRequest.maxPasses),
+        forms(table) {
     aDefinitions.bind(table, bindings);
   }
 
   KS::SymbolicExprTable table;
   KS::SymbolicExprBindings bindings;
   KS::SymbolicExprParser parse;
+  KS::SymbolicExprSimplify simplifier;
+  FormFinder forms;
 };
 
 // The nodes of a table that goes on being used; so much stays in the processor's cache.
@@ -72,7 +76,7 @@ class Answering {
   // Answers the text by a record with this id.
   void answerAsRecord(const std::string& aId, const std::string& aText) {
     const Answer found = find(aText);
-    std::string line;
+    line.clear();
     if (found.error) {
       appendError(line, aId, *found.error);
     } else if (!found.failure.empty()) {
@@ -85,12 +89,12 @@ class Answering {
   }
   // Answers a line that spells a record.
   void answerRecord(std::string& aLine) {
-    const std::optional<RecordError> error = readRecord(aLine, record);
+    const std::optional<RecordError> error = records.read(aLine, record);
     if (!error) {
       answerAsRecord(record.id, record.text);
       return;
     }
-    std::string line;
+    line.clear();
     appendError(line, record.id, *error);
     hasFailed = true;
     send(streams.out, line);
@@ -117,7 +121,10 @@ class Answering {
       }
       const KS::SymbolicExprId id = place->parse(aText);
       if (id != KS::invalidSymbolicExprId) {
-        return {command.answer({place->table, id, request, place->bindings}), {}, {}};
+        return {command.answer(
+                    {place->table, id, request, place->bindings, place->simplifier, place->forms}),
+                {},
+                {}};
       }
       return {{}, place->parse.diagnose(aText), {}};
     } catch (const std::exception& error) {
@@ -142,7 +149,9 @@ class Answering {
   bool& hasFailed;
   Definitions definitions;
   std::unique_ptr<Workplace> place;
+  RecordReader records;
   Record record;
+  std::string line;  // of an answer that is a record
   bool hasAnswered = false;
 };
 
@@ -162,7 +171,7 @@ const std::string& nameOf(const KS::SymbolicExprTable& aTable, KS::SymbolicExprI
 KS::SymbolicExprId residual(const Expression& aExpression) {
   if (aExpression.request.bindings.empty()) return aExpression.id;
   KS::SymbolicExprTable& table = aExpression.table;
-  const KS::SymbolicExprId operators = toOperators(table, aExpression.id, aExpression.request.from);
+  const KS::SymbolicExprId operators = aExpression.operators();
   const KS::SymbolicExprId left =
       KS::SymbolicExprSubstitute(table)(operators, aExpression.bindings);
   return operators == aExpression.id ? left : KS::SymbolicExprC2M(table)(left);
@@ -268,8 +277,7 @@ KS::SymbolicExprId toOperators(KS::SymbolicExprTable& aTable, KS::SymbolicExprId
 
 void requireValue(const KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId,
                   const KS::SymbolicExprBindings& aBindings) {
-  std::set<KS::SymbolicExprId> met;
-  while (aBindings.find(aId) == nullptr && met.insert(aId).second) {
+  for (std::set<KS::SymbolicExprId> met; aBindings.find(aId) == nullptr;) {
     const KS::SymbolicOp op = opOf(aTable, aId);
     if (isCall(op)) {
       throw KS::SymbolicExprEvalError(
@@ -280,7 +288,7 @@ void requireValue(const KS::SymbolicExprTable& aTable, KS::SymbolicExprId aId,
                                       KS::SymbolicExprPrinter(aTable, true, false, false)(aId) +
                                       "' has no value");
     }
-    if (op != KS::SymbolicOp::String) return;
+    if (op != KS::SymbolicOp::String || !met.insert(aId).second) return;
     const KS::SymbolicExprId value = aTable.getValueId(aId);
     if (value == KS::invalidSymbolicExprId) return;
     aId = value;
@@ -296,6 +304,10 @@ std::string numbersText(const std::vector<double>& aNumbers) {
   return out;
 }
 
+KS::SymbolicExprId Expression::operators() const {
+  return forms.hasCall(id) ? toOperators(table, id, request.from) : id;
+}
+
 std::string Expression::print(KS::SymbolicExprId aId) const {
   const Form form = request.to.value_or(request.from);
   return KS::SymbolicExprPrinter(table, form == Form::M, request.spaces,
@@ -309,14 +321,12 @@ std::string answerSimplify(const Expression& aExpression) {
   const KS::SymbolicExprId withValues = residual(aExpression);
   if (request.explain) return explainSimplification(aExpression, withValues);
   std::size_t passes = 0;
-  const KS::SymbolicExprId id =
-      KS::SymbolicExprSimplify(aExpression.table, request.maxPasses).simplify(withValues, passes);
+  const KS::SymbolicExprId id = aExpression.simplifier.simplify(withValues, passes);
   return (request.passes ? std::to_string(passes) + '\t' : "") + aExpression.print(id);
 }
 
 std::string answerEval(const Expression& aExpression) {
-  const KS::SymbolicExprId id =
-      toOperators(aExpression.table, aExpression.id, aExpression.request.from);
+  const KS::SymbolicExprId id = aExpression.operators();
   requireValue(aExpression.table, id, aExpression.bindings);
   return numbersText(KS::SymbolicExprEval(aExpression.table).eval(id, aExpression.bindings));
 }

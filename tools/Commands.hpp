@@ -13,6 +13,8 @@
 #include "base/SymbolicExprTable.hpp"
 #include "eval/SymbolicExprBindings.hpp"
 #include "parser/SymbolicExprParser.hpp"
+#include "simplify/SymbolicExprSimplify.hpp"
+#include "tools/FormFinder.hpp"
 
 namespace ksexpr {
 
@@ -104,7 +106,12 @@ struct Expression {
   const Request& request;
   /// The values of members; symbols have theirs registered in the table.
   const KS::SymbolicExprBindings& bindings;
+  /// These two keep what they know of the table for the expressions after this one.
+  const KS::SymbolicExprSimplify& simplifier;
+  FormFinder& forms;
 
+  /// The expression with functions of M syntax as operators, where it was read in that syntax.
+  KS::SymbolicExprId operators() const;
   /// The text of another expression of the same table, in the form that is asked for.
   std::string print(KS::SymbolicExprId aId) const;
 };

@@ -217,16 +217,24 @@ class AnyReader : public nlohmann::json_sax<nlohmann::json> {
 
 }  // namespace
 
-bool readSoundJson(std::string& aText, JsonHandler& aHandler) {
+struct SoundJsonReader::Parser : ondemand::parser {};
+
+SoundJsonReader::SoundJsonReader() : parser(std::make_unique<Parser>()) {}
+SoundJsonReader::~SoundJsonReader() = default;
+
+bool SoundJsonReader::read(std::string& aText, JsonHandler& aHandler) {
   aText.reserve(aText.size() + jsonPadding);
-  ondemand::parser parser;
   try {
     ondemand::document document =
-        parser.iterate(simdjson::padded_string_view(aText.data(), aText.size(), aText.capacity()));
+        parser->iterate(simdjson::padded_string_view(aText.data(), aText.size(), aText.capacity()));
     return SoundReader(aText, aHandler).read(document);
   } catch (const simdjson::simdjson_error&) {
     return false;
   }
+}
+
+bool readSoundJson(std::string& aText, JsonHandler& aHandler) {
+  return SoundJsonReader().read(aText, aHandler);
 }
 
 void readJson(std::string_view aText, JsonHandler& aHandler) { AnyReader(aText, aHandler).read(); }

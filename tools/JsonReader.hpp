@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -34,6 +35,20 @@ class JsonHandler {
 /// one and well-formed. Otherwise the handler was told a part of it, but not what is wrong. May say
 /// so of a sound text, too, where that is nested deeply or has numbers beyond 64 bits.
 bool readSoundJson(std::string& aText, JsonHandler& aHandler);
+
+/// The same for many texts: keeps what memory that takes.
+class SoundJsonReader {
+ public:
+  SoundJsonReader();
+  SoundJsonReader(const SoundJsonReader&) = delete;
+  SoundJsonReader& operator=(const SoundJsonReader&) = delete;
+  ~SoundJsonReader();
+  bool read(std::string& aText, JsonHandler& aHandler);
+
+ private:
+  struct Parser;
+  const std::unique_ptr<Parser> parser;
+};
 
 /// Tells what stands in any text, and where and why it is no JSON. Takes many times as long.
 void readJson(std::string_view aText, JsonHandler& aHandler);

@@ -2,17 +2,18 @@
 
 #include <string_view>
 
-#include "tools/JsonReader.hpp"
 #include "tools/Text.hpp"
 
 namespace ksexpr {
 
 namespace {
 
-class RecordReader : public JsonHandler {
+// What the members of a record say.
+class Members : public JsonHandler {
  public:
-  RecordReader(const std::string& aLine, Record& aRecord) : line(aLine), record(aRecord) {
-    record = {};
+  Members(const std::string& aLine, Record& aRecord) : line(aLine), record(aRecord) {
+    record.id.clear();
+    record.text.clear();
   }
 
   // What is wrong with the line, when all of it has been read.
@@ -89,19 +90,22 @@ class RecordReader : public JsonHandler {
 // Begins an answer.
 void appendId(std::string& aOut, const std::string& aId) {
   aOut += '{';
-  if (!aId.empty()) aOut += "\"id\": " + aId + ", ";
+  if (aId.empty()) return;
+  aOut += "\"id\": ";
+  aOut += aId;
+  aOut += ", ";
 }
 
 }  // namespace
 
-std::optional<RecordError> readRecord(std::string& aLine, Record& aRecord) {
+std::optional<RecordError> RecordReader::read(std::string& aLine, Record& aRecord) {
   {
-    RecordReader reader(aLine, aRecord);
-    if (readSoundJson(aLine, reader)) return reader.finish();
+    Members members(aLine, aRecord);
+    if (sound.read(aLine, members)) return members.finish();
   }
-  RecordReader reader(aLine, aRecord);
-  readJson(aLine, reader);
-  return reader.finish();
+  Members members(aLine, aRecord);
+  readJson(aLine, members);
+  return members.finish();
 }
 
 void appendAnswer(std::string& aOut, const std::string& aId, const std::string& aText) {

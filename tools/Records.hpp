@@ -5,6 +5,7 @@
 #include <string>
 
 #include "parser/SymbolicExprParser.hpp"
+#include "tools/JsonReader.hpp"
 
 namespace ksexpr {
 
@@ -20,10 +21,17 @@ struct RecordError {
   std::string message;
 };
 
-/// Reads `{"id": 1, "text": "a || a"}` into `aRecord`; the id is a number, a text, a boolean or
-/// null, and what else there is is nobody's business. Returns what is wrong with the line, if
-/// anything is; the id is known where it stands before that.
-std::optional<RecordError> readRecord(std::string& aLine, Record& aRecord);
+/// Reads one record after the other.
+class RecordReader {
+ public:
+  /// Reads `{"id": 1, "text": "a || a"}` into `aRecord`; the id is a number, a text, a boolean or
+  /// null, and what else there is is nobody's business. Returns what is wrong with the line, if
+  /// anything is; the id is known where it stands before that.
+  std::optional<RecordError> read(std::string& aLine, Record& aRecord);
+
+ private:
+  SoundJsonReader sound;
+};
 
 /// Appends `{"id": 1, "text": "a"}` and the end of the line.
 void appendAnswer(std::string& aOut, const std::string& aId, const std::string& aText);

@@ -49,7 +49,6 @@ __all__ = [
     "Block",
     "BlockCondition",
     "Cover",
-    "Decider",
     "Difference",
     "Error",
     "EvalError",

@@ -27,11 +27,11 @@ for python in "$@"; do
   "$python" -m venv "$folder"
   mkdir "$folder/system"
   for module in setuptools pkg_resources _distutils_hack wheel pytest _pytest pluggy iniconfig \
-                packaging attr attrs exceptiongroup tomli; do
+                py packaging attr attrs exceptiongroup tomli; do
     found=/usr/lib/python3/dist-packages/$module
-    "$folder/bin/python" -c "import $module" 2> /dev/null || [ ! -e "$found" ] ||
-      # What a package is found by goes with it: setuptools asks for the commands of others there.
-      for part in "$found" "$found"-*-info; do
+    # What a package is found by goes with it: setuptools asks there for the commands of others.
+    "$folder/bin/python" -c "import $module" 2> /dev/null ||
+      for part in "$found" "$found.py" "$found"-*-info; do
         [ ! -e "$part" ] || ln -s "$part" "$folder/system/"
       done
   done
