@@ -12,28 +12,15 @@ the shortest time of each counts.
 
 import json
 import os
-import random
 import re
 import subprocess
 import sys
 import tempfile
 
+from conditions import generated
+
 ROUNDS = 5
 LINES = 100000
-
-
-def generated():
-    numbers = random.Random(1)
-
-    def term(depth):
-        if depth == 0 or numbers.random() < 0.3:
-            name = f"V{numbers.randrange(400)}"
-            kind = numbers.random()
-            return name if kind < 0.3 else f"~{name}" if kind < 0.5 else f"{name} == {numbers.randrange(9)}"
-        operator = " && " if numbers.random() < 0.7 else " || "
-        return "(" + operator.join(term(depth - 1) for _ in range(numbers.randint(2, 3))) + ")"
-
-    return [term(2) for _ in range(5000)]
 
 
 def tool_seconds(command, path):
@@ -56,7 +43,8 @@ def main():
     if len(sys.argv) < 3:
         sys.exit("usage: bench/pipe.py KS_PIPE KSEXPR [FILE...]")
     pipe, ksexpr, *files = sys.argv[1:]
-    some = [line.rstrip("\n") for file in files for line in open(file)] or generated()
+    some = ([line.rstrip("\n") for file in files for line in open(file)] or
+            generated(5000, 400, ("", 9), 3, 0.3, 0.5))
     some = [line for line in some if not re.search(r"\w\(", line)]
     lines = (some * (LINES // len(some) + 1))[:LINES]
     names = sorted(set(re.findall(r"[A-Za-z_]\w*", "\n".join(some))) - {"true", "false"})

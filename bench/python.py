@@ -16,28 +16,14 @@ import sys
 import time
 
 import ksexpr
+from conditions import generated
 
 ROUNDS = 5
 
 
-def generated(count=400):
-    """Conditions as models have them: names, negations, a few relations."""
-    numbers = random.Random(1)
-
-    def term(depth):
-        if depth == 0 or numbers.random() < 0.3:
-            name = f"V{numbers.randrange(40)}"
-            kind = numbers.random()
-            return name if kind < 0.6 else f"~{name}" if kind < 0.85 else f"N{name} == {numbers.randrange(4)}"
-        operator = " && " if numbers.random() < 0.7 else " || "
-        return "(" + operator.join(term(depth - 1) for _ in range(numbers.randint(2, 4))) + ")"
-
-    return [term(2) for _ in range(count)]
-
-
 def conditions():
     if len(sys.argv) < 2:
-        return generated(), "generated conditions", None
+        return generated(400, 40, ("N", 4), 4, 0.6, 0.85), "generated conditions", None
     model = ksexpr.Model.load(sys.argv[1])
     texts = sorted({block.text for block in model if block.text})
     random.Random(1).shuffle(texts)

@@ -18,11 +18,8 @@ class FormFinder {
   bool isSpelledAlike(KS::SymbolicExprId aId) const { return found[aId] == none; }
 
  private:
-  enum Found : unsigned char {
-    none,
-    otherSpelling,
-    call
-  };  // the worst of what an expression holds
+  // The worst of what an expression holds.
+  enum Found : unsigned char { none, otherSpelling, call };
 
   const KS::SymbolicExprTable& table;
   std::vector<Found> found;  // by id, as far as has been looked
