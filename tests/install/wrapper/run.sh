@@ -5,8 +5,9 @@
 set -eu
 scratch=$1 cxx=$2
 here=$(cd "$(dirname "$0")" && pwd)
-# Optimising would only make this slower: what is tested is what finds what.
-cmake -S "$here" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS=-O0
+# Optimising would only make this slower: what is tested is what finds what. The test of the binary
+# interface reads the library's debug information.
+cmake -S "$here" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" "-DCMAKE_CXX_FLAGS=-O0 -g"
 cmake --build "$scratch/build"
 "$scratch/build/wrapper_main"
 
