@@ -7,11 +7,11 @@ set -eu
 cd "$(dirname "$0")"
 scripts/install-packages.sh
 [ $# -gt 0 ] || set -- release asan tsan lint
-# Tests of packages and of hosts build the library again, in folders of their own below build/: what
-# they compile as another build does is taken from there.
+# Tests of packages and of hosts build the library again: what they compile as another build does is
+# taken from there.
 if command -v ccache > /dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache
-  export CCACHE_DIR="${CCACHE_DIR:-$PWD/build/ccache}" CCACHE_BASEDIR="$PWD/build" CCACHE_NOHASHDIR=1
+  export CCACHE_DIR="${CCACHE_DIR:-$PWD/build/ccache}" CCACHE_NOHASHDIR=1
 fi
 for preset in "$@"; do
   echo "== $preset"

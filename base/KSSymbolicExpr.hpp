@@ -123,7 +123,7 @@ class KS_API SymbolicUnaryExpr : public SymbolicExpr {
 
  protected:
   explicit SymbolicUnaryExpr(SymbolicExprId aInput) : input(aInput) {}
-  SymbolicExprId input;
+  detail::InputId input;
 };
 
 /// A node with two inputs, left and right.
@@ -138,7 +138,7 @@ class KS_API SymbolicBinaryExpr : public SymbolicExpr {
 
  protected:
   SymbolicBinaryExpr(SymbolicExprId aLeft, SymbolicExprId aRight) : inputs{aLeft, aRight} {}
-  SymbolicExprId inputs[2];
+  detail::InputId inputs[2];
 };
 
 /// A node with three inputs.
@@ -154,7 +154,7 @@ class KS_API SymbolicTernaryExpr : public SymbolicExpr {
  protected:
   SymbolicTernaryExpr(SymbolicExprId aFirst, SymbolicExprId aSecond, SymbolicExprId aThird)
       : inputs{aFirst, aSecond, aThird} {}
-  SymbolicExprId inputs[3];
+  detail::InputId inputs[3];
 };
 
 /// A node with any number of inputs.

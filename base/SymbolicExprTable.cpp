@@ -30,10 +30,12 @@ SymbolicExprTable::SymbolicExprTable() : storage(std::make_unique<detail::TableS
 SymbolicExprTable::~SymbolicExprTable() {
   const detail::TableStorage& stored = *storage;
   for (SymbolicExprId id = 0; id < numNodes; ++id) {
+    const detail::NodeSlot& slot = stored.nodes[id];
+    if (slot.isInPlace()) continue;
     if (stored.digests[id].isAdded) {
-      delete stored.nodes[id];
+      delete slot.get();
     } else {
-      stored.nodes[id]->~SymbolicExpr();
+      slot.get()->~SymbolicExpr();
     }
   }
 }
@@ -55,7 +57,8 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
   if (index.at(place) == detail::NodeDigest::none) {
     index.insert(place, hash, static_cast<std::uint32_t>(size()));
   }
-  detail::Intern::append(*this, aExpr, digest);
+  storage->nodes[size()].refer(aExpr);
+  detail::Intern::append(*this, digest);
 }
 
 void detail::Intern::growBlocks(SymbolicExprTable& aTable) {

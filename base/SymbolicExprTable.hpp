@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -16,6 +18,39 @@ namespace detail {
 struct Digests;
 struct Intern;
 struct TableStorage;
+
+/// Where a table keeps a node: in place if the node is an operator or a number, else elsewhere, and
+/// its address here. The first word tells: a node begins with the address of its virtual functions,
+/// which is even, as are those of nodes; in a slot that refers to a node it is one more than that.
+class NodeSlot {
+ public:
+  template <class Node>
+  static constexpr bool fits = sizeof(Node) <= sizeof(void*) + sizeof(double);
+
+  /// Whether the node is in place, so that it owns no memory of its own.
+  bool isInPlace() const { return firstWord() % 2 == 0; }
+  /// The node.
+  const SymbolicExpr* get() const {
+    return reinterpret_cast<const SymbolicExpr*>(
+        isInPlace() ? reinterpret_cast<std::uintptr_t>(bytes) : firstWord() - 1);
+  }
+  /// Memory for a node that fits.
+  void* memory() { return bytes; }
+  /// Refers to a node elsewhere.
+  void refer(const SymbolicExpr* aNode) {
+    const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(aNode) + 1;
+    std::memcpy(bytes, &word, sizeof word);
+  }
+
+ private:
+  std::uintptr_t firstWord() const {
+    std::uintptr_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+  }
+
+  alignas(void*) std::byte bytes[sizeof(void*) + sizeof(double)];
+};
 }  // namespace detail
 
 /// A hashable key that names a node. Two keys are equal when the nodes are structurally equal. A
@@ -77,7 +112,7 @@ class KS_API SymbolicExprTable {
   /// The node with that id. Throws `std::out_of_range` for an id that is not in the table.
   const SymbolicExpr* get(SymbolicExprId aId) const {
     if (aId >= numNodes) failUnknownId(aId);
-    return blocks[aId / blockSize][aId % blockSize];
+    return blocks[aId / blockSize][aId % blockSize].get();
   }
 
   /// The id of the symbol "true", or the invalid id before `addBoolSymbols`.
@@ -105,8 +140,8 @@ class KS_API SymbolicExprTable {
   [[noreturn]] void failUnknownId(SymbolicExprId aId) const;
 
   // What is read without a call: where the nodes are, in blocks of one size, and their number.
-  static constexpr std::size_t blockSize = 1024;
-  const SymbolicExpr* const* const* blocks = nullptr;
+  static constexpr std::size_t blockSize = 256;
+  const detail::NodeSlot* const* blocks = nullptr;
   std::size_t numNodes = 0;
   SymbolicExprId idTRUE = invalidSymbolicExprId;
   SymbolicExprId idFALSE = invalidSymbolicExprId;

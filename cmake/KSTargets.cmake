@@ -8,9 +8,13 @@ endfunction()
 
 # Headers name each other from the root ("base/..."), users name them <KSSymbolicExpr/...>: both
 # ways work in the source tree, through a link in the build tree, and after installation.
-set(KS_LINKED_INCLUDES ${PROJECT_BINARY_DIR}/include)
+set(KS_LINKED_INCLUDES ${PROJECT_BINARY_DIR}/include CACHE PATH
+    "Where the build finds the headers as <KSSymbolicExpr/...>")
+mark_as_advanced(KS_LINKED_INCLUDES)
 file(MAKE_DIRECTORY ${KS_LINKED_INCLUDES})
-file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${KS_LINKED_INCLUDES}/KSSymbolicExpr SYMBOLIC)
+if(NOT EXISTS ${KS_LINKED_INCLUDES}/KSSymbolicExpr/core.hpp)
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${KS_LINKED_INCLUDES}/KSSymbolicExpr SYMBOLIC)
+endif()
 function(ks_include_directories target)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>

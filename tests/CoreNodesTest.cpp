@@ -121,7 +121,7 @@ TEST_F(CoreNodes, hashes) {
   EXPECT_EQ(SymbolicFcnCallExpr(t, "a", {1, 2, 3}).getHash(), 0xa3b7da996fde6fU);
   EXPECT_EQ(SymbolicMemberValue(t, 4, "true").getHash(), 0x29b554d696ed3c54U)
       << "a member's name has no special cases";
-  EXPECT_EQ(detail::hashInputs(30, nullptr, 0), 0x9E3779D7U);
+  EXPECT_EQ(detail::hashInputs<SymbolicExprId>(30, nullptr, 0), 0x9E3779D7U);
 }
 
 TEST_F(CoreNodes, equality) {

@@ -19,8 +19,9 @@ inline std::size_t signExtended(int aValue) {
   return static_cast<std::size_t>(static_cast<std::int64_t>(aValue));
 }
 
-/// A kind code and then every input, in order.
-inline std::size_t hashInputs(int aKind, const std::size_t* aInputs, std::size_t aCount) {
+/// A kind code and then every input, in order; an input is something that converts to its id.
+template <class Input>
+std::size_t hashInputs(int aKind, const Input* aInputs, std::size_t aCount) {
   std::size_t seed = 0;
   combine(seed, signExtended(aKind));
   for (std::size_t i = 0; i < aCount; ++i) combine(seed, aInputs[i]);

@@ -20,7 +20,7 @@ struct Intern {
   /// the equality of doubles is tolerant and must not decide between values that hash apart.
   static bool isEqual(const SymbolicExprTable& aTable, const SymbolicExpr& aProbe,
                       std::size_t aHash, SymbolicExprId aId) {
-    const SymbolicExpr& stored = *aTable.storage->nodes[aId];
+    const SymbolicExpr& stored = *aTable.storage->nodes[aId].get();
     return stored.getHash() == aHash && aProbe == stored;
   }
 
@@ -54,7 +54,8 @@ struct Intern {
   static SymbolicExprId findSymbol(const SymbolicExprTable& aTable, std::string_view aText) {
     return search(aTable, Digests::indexHash(hashSymbol(aText)), [&](SymbolicExprId aId) {
       return Digests::kindOf(aTable, aId) == SymbolicOp::String &&
-             static_cast<const SymbolicString*>(aTable.storage->nodes[aId])->getText() == aText;
+             static_cast<const SymbolicString*>(aTable.storage->nodes[aId].get())->getText() ==
+                 aText;
     });
   }
 
@@ -137,10 +138,8 @@ struct Intern {
     return storage.index.makeRoom();
   }
 
-  /// Gives a node, for which there is room, the next id.
-  static void append(SymbolicExprTable& aTable, const SymbolicExpr* aNode,
-                     const NodeDigest& aDigest) {
-    aTable.storage->nodes[aTable.numNodes] = aNode;
+  /// Gives the node in the next slot, for which there is room, its id.
+  static void append(SymbolicExprTable& aTable, const NodeDigest& aDigest) {
     aTable.storage->digests[aTable.numNodes] = aDigest;
     ++aTable.numNodes;
   }
@@ -166,11 +165,16 @@ struct Intern {
     storage.lastInterned = idAt(aTable, place);
     if (storage.lastInterned != invalidSymbolicExprId) return;
     if (makeRoom(aTable)) place = storage.index.find(aHash, aIsIt);
-    void* const memory = storage.arena.allocate<Node>();
-    const Node* const copy = new (memory) Node(aProbe);
+    NodeSlot& slot = storage.nodes[aTable.size()];
+    if constexpr (NodeSlot::fits<Node>) {
+      new (slot.memory()) Node(aProbe);
+    } else {
+      void* const memory = storage.arena.allocate<Node>();
+      slot.refer(new (memory) Node(aProbe));
+    }
     storage.index.insert(place, aHash, static_cast<std::uint32_t>(aTable.size()));
     storage.lastInterned = aTable.size();
-    append(aTable, copy, aDigest);
+    append(aTable, aDigest);
   }
 };
 

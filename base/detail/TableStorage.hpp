@@ -11,11 +11,10 @@
 #include <vector>
 
 #include "base/SymbolicExprId.hpp"
+#include "base/SymbolicExprTable.hpp"
 #include "host/KSPlatform.hpp"
 
 namespace KS {
-
-class SymbolicExpr;
 
 namespace detail {
 
@@ -34,12 +33,13 @@ struct NodeDigest {
 
 /// An array that grows by blocks: memory costs most when it is touched for the first time, and an
 /// array that is copied to a larger one touches all of that. Only a small array, of less than a
-/// block, is copied as it grows. How many values it holds is its owner's to know.
-template <class Value>
+/// block, is copied as it grows, and none where its smallest size is that of a block. How many
+/// values it holds is its owner's to know.
+template <class Value, std::size_t size = 1024, std::size_t smallest = 16>
 class BlockArray {
  public:
   static_assert(std::is_trivial_v<Value>);
-  static constexpr std::size_t blockSize = 1024;
+  static constexpr std::size_t blockSize = size;
 
   BlockArray() = default;
   ~BlockArray() {
@@ -65,16 +65,16 @@ class BlockArray {
 
  private:
   void grow() {
-    const std::size_t size = std::clamp<std::size_t>(2 * capacity, 16, blockSize);
-    std::unique_ptr<Value[]> fresh(new Value[size]);
+    const std::size_t room = std::clamp<std::size_t>(2 * capacity, smallest, blockSize);
+    std::unique_ptr<Value[]> fresh(new Value[room]);
     if (capacity > 0 && capacity < blockSize) {
       std::copy_n(blocks[0], capacity, fresh.get());
       delete[] std::exchange(blocks[0], fresh.release());
-      capacity = size;
+      capacity = room;
     } else {
       blocks.push_back(fresh.get());
       fresh.release();
-      capacity += size;
+      capacity += room;
     }
   }
 
@@ -138,8 +138,8 @@ class NodeIndex {
   std::size_t used = 0;
 };
 
-/// The memory of a table's interned nodes, taken in blocks that grow with the table. All of it is
-/// given back at once; destroying the nodes is the table's business.
+/// The memory of interned nodes that do not fit in a slot, taken in blocks that grow with the
+/// table. All of it is given back at once; destroying the nodes is the table's business.
 class NodeArena {
  public:
   /// Memory for an object, aligned for it. Throws `std::bad_alloc`.
@@ -163,9 +163,9 @@ class NodeArena {
 /// What a table owns.
 struct TableStorage {
   NodeArena arena;
-  NodeIndex index;  // of the first of equal nodes
-  BlockArray<const SymbolicExpr*> nodes;
-  BlockArray<NodeDigest> digests;  // one per node
+  NodeIndex index;                       // of the first of equal nodes
+  BlockArray<NodeSlot, 256, 256> nodes;  // which stay where they are
+  BlockArray<NodeDigest> digests;        // one per node
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> valueIds;
   /// What the last node constructor interned or found: internal builders read the id from here
   /// instead of searching a second time.

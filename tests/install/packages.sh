@@ -2,9 +2,10 @@
 # Makes the Debian packages and tries them in a small system of their own below the scratch folder:
 # installs them, runs the tool, builds programs against them, upgrades, removes. Exits with 77, which
 # ctest takes for skipped, where there is no dpkg or nobody may change the root folder.
-#   packages.sh SCRATCH_DIR COMPILER
+#   packages.sh SCRATCH_DIR COMPILER [OPTION...]    the options are for CMake
 set -eu
 scratch=$1 cxx=$2
+shift 2
 here=$(cd "$(dirname "$0")" && pwd)
 fail() { echo "$*" >&2; exit 1; }
 skip() { echo "skipped: $*"; exit 77; }
@@ -14,7 +15,7 @@ for tool in dpkg dpkg-deb dpkg-shlibdeps; do
 done
 if [ "$(id -u)" != 0 ]; then
   unshare --map-root-user true 2> /dev/null || skip "only root can install packages in a folder"
-  exec unshare --map-root-user "$0" "$@"
+  exec unshare --map-root-user "$0" "$scratch" "$cxx" "$@"
 fi
 chroot / true 2> /dev/null || skip "chroot is not allowed here"
 
@@ -26,7 +27,7 @@ build=$scratch/build
 mkdir -p "$scratch"
 {
   cmake --fresh --preset package -B "$build" -DCMAKE_CXX_COMPILER="$cxx" \
-        "$flags"
+        "$flags" "$@"
   cmake --build "$build"
 } > "$scratch/build.log" 2>&1 || { tail -n 30 "$scratch/build.log"; exit 1; }
 rm -rf "$scratch/old" "$scratch/new"

@@ -1,13 +1,15 @@
 #!/bin/sh
 # Builds a project that takes the library in, installs it, moves what was installed, and builds a user
 # of that.
-#   run.sh SCRATCH_DIR COMPILER
+#   run.sh SCRATCH_DIR COMPILER [OPTION...]    the options are for CMake
 set -eu
 scratch=$1 cxx=$2
+shift 2
 here=$(cd "$(dirname "$0")" && pwd)
 # Optimising would only make this slower: what is tested is what finds what. The test of the binary
 # interface reads the library's debug information.
-cmake -S "$here" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" "-DCMAKE_CXX_FLAGS=-O0 -g"
+cmake -S "$here" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" "-DCMAKE_CXX_FLAGS=-O0 -g" \
+      "$@"
 cmake --build "$scratch/build"
 "$scratch/build/wrapper_main"
 
