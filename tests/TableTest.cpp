@@ -9,6 +9,7 @@
 #include <random>
 #include <stdexcept>
 #include <typeinfo>
+#include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/SymbolicExprCopy.hpp"
@@ -17,6 +18,7 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
+#include "tests/support/HeapPeak.hpp"
 #include "tests/support/HostNode.hpp"
 
 namespace KS {
@@ -48,6 +50,33 @@ TEST(Table, unknownIds) {
   EXPECT_FALSE(empty.contains(&a));
   EXPECT_TRUE(t.contains(&a));
   EXPECT_THROW(empty.get(0), std::out_of_range);
+}
+
+// A node keeps four bytes of an input, which number whatever a table can hold.
+TEST(Table, inputsThatNoTableHasAreTheInvalidId) {
+  SymbolicExprTable t;
+  constexpr SymbolicExprId last = 0xFFFFFFFE;
+  EXPECT_EQ(SymbolicNotExpr(t, last).getInput(0), last);
+  for (const SymbolicExprId none : {last + 1, last + 2, invalidSymbolicExprId}) {
+    const SymbolicMinusExpr difference(t, none, last);
+    EXPECT_EQ(difference.getInput(0), invalidSymbolicExprId);
+    EXPECT_EQ(difference.getInput(1), last);
+    EXPECT_EQ(difference.getHash(), SymbolicMinusExpr(t, invalidSymbolicExprId, last).getHash());
+    EXPECT_EQ(Symbolic3DExpr(t, last, last, none).getInput(2), invalidSymbolicExprId);
+  }
+  EXPECT_EQ(t.size(), 3U);
+}
+
+TEST(Table, takesFewBytesForANode) {
+  if (!test::HeapPeak::isMeasured) GTEST_SKIP();
+  // At 3/4 of a power of 2 the index is full; behind that there are two for a moment.
+  for (const auto& [size, bytes] : {std::pair{49000, 40}, {50000, 60}}) {
+    const test::HeapPeak heap;
+    SymbolicExprTable t;
+    SymbolicExprId id = SymbolicString(t, "a").getId(t);
+    while (t.size() < static_cast<std::size_t>(size)) id = SymbolicPlusExpr(t, id, 0).getId(t);
+    EXPECT_LE(heap.bytes() / t.size(), static_cast<std::size_t>(bytes)) << size;
+  }
 }
 
 TEST(Table, boolSymbols) {
