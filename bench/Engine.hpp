@@ -21,6 +21,7 @@ enum class Work {
   EvaluateConditionsOnce,
   EvaluateAgainCycling,
   EvaluateAgainHot,
+  EvaluateAgainProgram,
   SweepDimensions,
   SimplifyConditions,
   SimplifyRedundant,
@@ -93,6 +94,8 @@ constexpr int numBindings = 4;
 constexpr std::size_t netSampleStep = 25;
 
 std::unique_ptr<Engine> makeOurs(const Inputs& aInputs);
+/// What programs take that were written for one work alone; no peer.
+std::unique_ptr<Engine> makeLimit(const Inputs& aInputs);
 std::unique_ptr<Engine> makeGinac(const Inputs& aInputs);
 std::unique_ptr<Engine> makeMuParser(const Inputs& aInputs);
 std::unique_ptr<Engine> makeZ3(const Inputs& aInputs);

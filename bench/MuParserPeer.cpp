@@ -42,7 +42,8 @@ class MuParser : public Engine {
       case Work::EvaluateConditionsOnce:
         return [this] { return evaluateOnce(conditions, inputs.conditionSymbols); };
       case Work::EvaluateAgainCycling: return again(conditions, inputs.conditions, 0, 1);
-      case Work::EvaluateAgainHot: return again(conditions, inputs.conditions, 0, hotRounds);
+      case Work::EvaluateAgainHot:
+      case Work::EvaluateAgainProgram: return again(conditions, inputs.conditions, 0, hotRounds);
       case Work::SweepDimensions: return again(dimensions, inputs.dimensions, 1, 1);
       default: return {};
     }

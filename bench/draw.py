@@ -13,7 +13,7 @@ matplotlib.rcParams.update({"svg.hashsalt": "bench", "font.size": 9, "svg.fontty
 from matplotlib import pyplot  # noqa: E402
 
 here = pathlib.Path(__file__).resolve().parent
-colours = {"ours": "#c0392b", "GiNaC": "#2980b9", "muParser": "#27ae60", "Z3": "#8e44ad",
+colours = {"ours": "#c0392b", "limit": "#7f8c8d", "GiNaC": "#2980b9", "muParser": "#27ae60", "Z3": "#8e44ad",
            "BuDDy": "#d68910"}
 
 
@@ -42,7 +42,8 @@ def draw_engines(table, origin):
     for place, row in enumerate(rows):
         ours = number(row[engines["ours"]])
         limit = number(row[target])
-        peers = [number(row[column]) for engine, column in engines.items() if engine != "ours"]
+        peers = [number(row[column]) for engine, column in engines.items()
+                 if engine not in ("ours", "limit")]
         best = min(peer for peer in peers if peer is not None)
         # What may not be exceeded is a ratio to the best peer, or a figure where it has a unit.
         isFigure = limit >= 10 or " ms" in row[target]

@@ -37,8 +37,9 @@ ExprParser<Iterator>::ExprParser()
   const auto closed = qi::eps(call(&StepWriter::close));
   const qi::real_parser<double, strict_real_policies<double>> real;
 
-  const auto identifier = qi::copy(qi::lexeme[qi::raw[(ascii::alpha | '_') >> *(ascii::alnum | '_')]
-                                                     [call(&StepWriter::name<Text>, qi::_1)]]);
+  const auto identifier =
+      qi::copy(qi::lexeme[qi::raw[ascii::char_("a-zA-Z_") >> *ascii::char_("0-9a-zA-Z_")]
+                                 [call(&StepWriter::name<Text>, qi::_1)]]);
 
   // clang-format off
   expression = qi::eps[call(&StepWriter::begin)]
@@ -49,9 +50,12 @@ ExprParser<Iterator>::ExprParser()
                   |   ('~' >> primary(qi::_r1))[apply(Op::BitCompl)]
                   ) % detail::binaryOperators()[call(&StepWriter::infix, qi::_1)]
                >> qi::eps[call(&StepWriter::end)];
-  // A look at the first character spares names, which are most operands, the trial as a number.
+  // A look at the first character spares names, which are most operands, the trial as a number; one
+  // at the character behind spares integers, which are most numbers, the trial as a real one.
   primary    = ( &ascii::char_("-+.0-9iInN")
-                 >> (   qi::raw[real][qi::_pass = call(&StepWriter::real<Text>, qi::_1)]
+                 >> (   (qi::int_ >> !ascii::char_(".eE"))
+                                     [call(&StepWriter::integer, qi::_1)]
+                    |   qi::raw[real][qi::_pass = call(&StepWriter::real<Text>, qi::_1)]
                     |   qi::int_     [call(&StepWriter::integer, qi::_1)] ) )
              // What follows a name tells a call, a member access and a plain name apart.
              | identifier

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/NodeView.hpp"
@@ -10,96 +9,84 @@
 
 namespace KS::Eval::detail {
 
-/// Computes an expression in two sweeps over arrays of fixed size: the first enters every node,
-/// users before their inputs, writes the literals' values and lists the operators; the second
-/// computes the operators from the last to the first. A shared node is computed once per use, which
-/// is cheaper than remembering its result as long as the number of visits is bounded.
+/// Computes an expression by a walk that calls itself. A shared node is computed once per use,
+/// which is cheaper than remembering its result as long as the number of visits is bounded.
 class SmallEval {
  public:
-  explicit SmallEval(const SymbolicExprTable& aTable) : table(aTable) {}
+  explicit SmallEval(const SymbolicExprTable& aTable)
+      : table(aTable), digests(KS::detail::Digests::of(aTable)), size(aTable.size()) {}
 
   /// Computes `aRoot` into `aResult`. False, with no harm done, for everything out of the ordinary:
-  /// more than `maxVisits` visits (a binding that leads back to itself among them), a list, a call,
-  /// a symbol without a registered value.
+  /// more than `maxVisits` visits or `maxDepth` levels (a binding that leads back to itself has
+  /// them), a list, a call, a symbol without a registered value.
   bool run(SymbolicExprId aRoot, Scalar& aResult) {
-    if (!enterAll(aRoot)) return false;
-    compute();
-    aResult = values[0].scalar;
-    return true;
+    aResult = value(aRoot, maxDepth);
+    return !failed;
   }
 
  private:
-  static constexpr std::size_t maxVisits = 256;
+  static constexpr unsigned maxVisits = 256;
+  static constexpr unsigned maxDepth = 48;
 
-  // An operator: its result's place in `values`, which the right or only operand's place follows,
-  // and the place of the left operand.
-  struct Step {
-    SymbolicOp op;
-    std::uint16_t place;
-    std::uint16_t left;
-  };
-  // A left operand that is entered when the right one is done, and the step that needs its place.
-  struct Pending {
-    SymbolicExprId id;
-    Step* user;
-  };
-  // Space for a scalar that costs nothing until it is used.
-  union Room {
-    Room() {}  // NOLINT(modernize-use-equals-default): the scalar has no default
-    Scalar scalar;
-  };
-
-  // Each visit takes a place at most, and leaves one operand more pending at most, so no array can
-  // overflow.
-  bool enterAll(SymbolicExprId aRoot) {
-    const auto& digests = KS::detail::Digests::of(table);
-    const std::size_t size = table.size();
-    Pending pending[maxVisits];
-    Pending* lastPending = pending;
-    std::uint16_t place = 0;
-    std::size_t id = aRoot;
-    for (std::size_t visits = 0; visits < maxVisits; ++visits) {
-      if (id >= size) return false;  // unbound, or not a node of the table
-      const KS::detail::NodeView node(digests, id);
-      const SymbolicOp op = node.kind();
-      if (op == SymbolicOp::String) {
-        id = node.valueId();
-        continue;
-      }
-      if (isLiteral(op)) {
-        values[place++].scalar =
-            op == SymbolicOp::IntValue ? Scalar(node.intValue()) : literal(op, *table.get(id));
-        if (lastPending == pending) return true;
-        --lastPending;
-        id = lastPending->id;
-        lastPending->user->left = place;
-        continue;
-      }
-      if (isList(op) || isOpaque(op)) return false;
-      *lastStep = {op, place++, 0};
-      if (isUnary(op)) {
-        id = node.left();
-      } else {
-        *lastPending++ = {static_cast<std::uint32_t>(node.left()), lastStep};
-        id = node.right();
-      }
-      ++lastStep;
+  // The value of a node, or of that which is registered for a symbol.
+  Scalar value(SymbolicExprId aId, unsigned aDepth) {
+    if (aId >= size) return fail();  // unbound, or not a node of the table
+    const KS::detail::NodeView node(digests, aId);
+    const SymbolicOp op = node.kind();
+    if (op == SymbolicOp::IntValue) return node.intValue();
+    if (aDepth == 0 || visits == 0) return fail();
+    --visits;
+    if (op == SymbolicOp::String) return value(node.valueId(), aDepth - 1);
+    if (op == SymbolicOp::DoubleValue) return literal(op, *table.get(aId));
+    if (isUnary(op)) {
+      const Scalar operand = value(node.left(), aDepth - 1);
+      return combined(op, operand, operand);
     }
-    return false;
+    if (!KS::detail::isBinaryOperator(op)) return fail();
+    int left = 0, right = 0;
+    // Most operators but connectives are relations of a symbol and an int.
+    if (!node.isConnective() && isInt(node.left(), left) && isInt(node.right(), right)) {
+      return ofInts(op, left, right);
+    }
+    const Scalar leftValue = value(node.left(), aDepth - 1);
+    return combined(op, leftValue, value(node.right(), aDepth - 1));
   }
 
-  void compute() {
-    while (lastStep != steps) {
-      const Step step = *--lastStep;
-      values[step.place].scalar =
-          apply(step.op, values[step.left].scalar, values[step.place + 1].scalar);
-    }
+  // Whether a node is an int, or a symbol whose registered value is one.
+  bool isInt(SymbolicExprId aId, int& aValue) const {
+    if (aId >= size) return false;
+    const KS::detail::NodeView node(digests, aId);
+    if (node.is(SymbolicOp::String)) aId = node.valueId();
+    if (aId >= size) return false;
+    const KS::detail::NodeView literal(digests, aId);
+    aValue = literal.intValue();
+    return literal.is(SymbolicOp::IntValue);
+  }
+
+  // The result of an operator. To no rule a bool is anything but the int 0 or 1, so that only
+  // doubles need a look at the types.
+  static Scalar combined(SymbolicOp aOp, Scalar aLeft, Scalar aRight) {
+    if (areDoubles(aLeft, aRight)) return apply(aOp, aLeft, aRight);
+    return ofInts(aOp, aLeft.toInt(), aRight.toInt());
+  }
+  static Scalar ofInts(SymbolicOp aOp, int aLeft, int aRight) {
+    return withRule(
+        aOp, [&](auto rule) { return Scalar(rule(Scalar(aLeft), Scalar(aRight))); },
+        [&](auto rule) { return Scalar(rule(Scalar(aRight))); }, noOperator<Scalar>);
+  }
+
+  // Ends the walk: nothing is visited any more.
+  Scalar fail() {
+    failed = true;
+    visits = 0;
+    return 0;
   }
 
   const SymbolicExprTable& table;
-  Step* lastStep = steps;  // one past it
-  Step steps[maxVisits];
-  Room values[maxVisits];
+  const KS::detail::BlockArray<KS::detail::NodeDigest>& digests;
+  const std::size_t size;
+  unsigned visits = maxVisits;
+  bool failed = false;
 };
 
 }  // namespace KS::Eval::detail

@@ -24,10 +24,11 @@ for python in "$@"; do
   echo "-- $version"
   folder=$scratch/$version
   rm -rf "$folder"
+  unset PYTHONPATH
   "$python" -m venv "$folder"
   mkdir "$folder/system"
-  for module in setuptools pkg_resources _distutils_hack wheel pytest _pytest pluggy iniconfig \
-                py packaging attr attrs exceptiongroup tomli; do
+  # Not setuptools, which Debian has changed for its own Python.
+  for module in wheel pytest _pytest pluggy iniconfig py packaging attr attrs exceptiongroup tomli; do
     found=/usr/lib/python3/dist-packages/$module
     # What a package is found by goes with it: setuptools asks there for the commands of others.
     "$folder/bin/python" -c "import $module" 2> /dev/null ||
