@@ -285,9 +285,13 @@ Number Program::compute(const Step& aStep, const std::vector<Number>& aValues,
     case SymbolicOp::BitAnd:
     case SymbolicOp::BitOr:
     case SymbolicOp::BitXOr:
-    case SymbolicOp::BitCompl:
+    case SymbolicOp::BitCompl: return bitOperation(aStep.op, a, b);
     case SymbolicOp::ShiftLeft:
-    case SymbolicOp::ShiftRight: return bitOperation(aStep.op, a, b);
+    case SymbolicOp::ShiftRight:
+      if (b == Number::of(std::numeric_limits<std::int32_t>::min())) {
+        aCircumstances.shiftedByLeast = true;
+      }
+      return bitOperation(aStep.op, a, b);
     default: return {};
   }
 }

@@ -54,7 +54,8 @@ enum class Arithmetic {
 struct Circumstances {
   bool zeroDivisor = false;
   bool inexactQuotient = false;
-  bool wrapped = false;  ///< a result left the 32 bits
+  bool wrapped = false;         ///< a result left the 32 bits
+  bool shiftedByLeast = false;  ///< by -2147483648 places, of which there is no negation
 };
 
 /// An expression ready to be evaluated again and again. Members, calls of unknown functions and
