@@ -1,6 +1,7 @@
 // Interning without a second search, and the other accesses that the library's own code needs.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <new>
 #include <string>
@@ -168,6 +169,7 @@ struct Intern {
     NodeSlot& slot = storage.nodes[aTable.size()];
     if constexpr (NodeSlot::fits<Node>) {
       new (slot.memory()) Node(aProbe);
+      assert(slot.isInPlace());
     } else {
       void* const memory = storage.arena.allocate<Node>();
       slot.refer(new (memory) Node(aProbe));
