@@ -28,23 +28,22 @@ class NodeSlot {
   static constexpr bool fits = sizeof(Node) <= sizeof(void*) + sizeof(double);
 
   /// Whether the node is in place, so that it owns no memory of its own.
-  bool isInPlace() const { return firstWord() % 2 == 0; }
+  bool isInPlace() const { return reinterpret_cast<std::uintptr_t>(firstWord()) % 2 == 0; }
   /// The node.
   const SymbolicExpr* get() const {
-    return reinterpret_cast<const SymbolicExpr*>(
-        isInPlace() ? reinterpret_cast<std::uintptr_t>(bytes) : firstWord() - 1);
+    return reinterpret_cast<const SymbolicExpr*>(isInPlace() ? bytes : firstWord() - 1);
   }
   /// Memory for a node that fits.
   void* memory() { return bytes; }
   /// Refers to a node elsewhere.
   void refer(const SymbolicExpr* aNode) {
-    const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(aNode) + 1;
-    std::memcpy(bytes, &word, sizeof word);
+    const std::byte* const behind = reinterpret_cast<const std::byte*>(aNode) + 1;
+    std::memcpy(bytes, &behind, sizeof behind);
   }
 
  private:
-  std::uintptr_t firstWord() const {
-    std::uintptr_t word = 0;
+  const std::byte* firstWord() const {
+    const std::byte* word = nullptr;
     std::memcpy(&word, bytes, sizeof word);
     return word;
   }

@@ -58,9 +58,9 @@ class SmallEval {
     const KS::detail::NodeView node(digests, aId);
     if (node.is(SymbolicOp::String)) aId = node.valueId();
     if (aId >= size) return false;
-    const KS::detail::NodeView literal(digests, aId);
-    aValue = literal.intValue();
-    return literal.is(SymbolicOp::IntValue);
+    const KS::detail::NodeView number(digests, aId);
+    aValue = number.intValue();
+    return number.is(SymbolicOp::IntValue);
   }
 
   // The result of an operator. To no rule a bool is anything but the int 0 or 1, so that only
