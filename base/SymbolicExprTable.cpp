@@ -5,6 +5,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/HostNode.hpp"
 #include "base/detail/Intern.hpp"
+#include "base/detail/NodeView.hpp"
 
 namespace KS {
 
@@ -91,9 +92,13 @@ void SymbolicExprTable::addBoolSymbols() {
 void SymbolicExprTable::registerValueId(const std::string& aName, SymbolicExprId aValueId) {
   const SymbolicExprId symbol = detail::intern<SymbolicString>(*this, aName);
   const bool isFirst = storage->valueIds.emplace(symbol, aValueId).second;
-  if (isFirst && aValueId < detail::NodeDigest::none) {
-    storage->digests[symbol].first = static_cast<std::uint32_t>(aValueId);
-  }
+  if (!isFirst || aValueId >= detail::NodeDigest::none) return;
+  detail::NodeDigest& digest = storage->digests[symbol];
+  digest.first = static_cast<std::uint32_t>(aValueId);
+  if (aValueId >= numNodes) return;  // as long as there is no such node, it has no value
+  const detail::NodeView value(*this, aValueId);
+  digest.isInt = value.is(SymbolicOp::IntValue);
+  if (digest.isInt) digest.second = static_cast<std::uint32_t>(value.intValue());
 }
 
 SymbolicExprId SymbolicExprTable::getValueId(SymbolicExprId aSymbolId) const {

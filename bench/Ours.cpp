@@ -154,19 +154,22 @@ class Ours : public Engine {
     };
   }
 
-  // The expressions of the hot evaluation, compiled as one program.
+  // The expressions of the hot evaluation, compiled together. Every run is given all values anew.
   double runProgram() {
     KS::SymbolicExprTable table;
     const Ids all = parseAll(table, inputs.corpus.conditions);
-    Ids ids;
+    Ids ids, symbols;
     for (std::size_t i = 0; i < all.size(); i += hotRounds) ids.push_back(all[i]);
-    const KS::SymbolicExprProgram program(table, ids);
-    KS::SymbolicExprBindings bindings(table);
-    for (const std::string& name : inputs.conditionSymbols) bindings.set(name, boundValue(name, 0));
+    std::vector<KS::Eval::Value> values;
+    for (const std::string& name : inputs.conditionSymbols) {
+      symbols.push_back(KS::SymbolicString(table, name).getId(table));
+      values.emplace_back(boundValue(name, 0));
+    }
+    KS::SymbolicExprRunner runner(table, ids, symbols);
     double sum = 0;
     const auto sweep = [&] {
       for (std::size_t j = 0; j < hotRounds; ++j) {
-        for (const auto& outcome : program.run(bindings)) {
+        for (const auto& outcome : runner.run(values)) {
           sum += outcome.value.value().scalar().toDouble();
         }
       }

@@ -1,21 +1,19 @@
 #include "eval/SymbolicExprBindings.hpp"
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "base/detail/Intern.hpp"
 #include "base/detail/NodeView.hpp"
+#include "eval/detail/Failures.hpp"
 #include "eval/detail/Operations.hpp"
 
 namespace KS {
 
 namespace {
 
-void checkValue(const Eval::Value& aValue) {
-  if (aValue.tag() == Eval::Value::Vector && aValue.vector().empty()) {
-    throw std::invalid_argument("KS::SymbolicExprBindings::set: a list has an element at least");
-  }
-}
+constexpr char setter[] = "KS::SymbolicExprBindings::set";
 
 }  // namespace
 
@@ -24,7 +22,7 @@ SymbolicExprId SymbolicExprBindings::symbolNamed(const std::string& aName) const
 }
 
 void SymbolicExprBindings::set(const std::string& aName, Eval::Value aValue) {
-  checkValue(aValue);
+  Eval::detail::requireElements(aValue, setter);
   const SymbolicExprId symbol = symbolNamed(aName);
   if (symbol == invalidSymbolicExprId) {
     unknownNames.insert_or_assign(aName, std::move(aValue));
@@ -34,9 +32,9 @@ void SymbolicExprBindings::set(const std::string& aName, Eval::Value aValue) {
 }
 
 void SymbolicExprBindings::set(SymbolicExprId aId, Eval::Value aValue) {
-  checkValue(aValue);
+  Eval::detail::requireElements(aValue, setter);
   if (Eval::detail::isLiteral(static_cast<SymbolicOp>(table->get(aId)->getKind()))) {
-    throw std::invalid_argument("KS::SymbolicExprBindings::set: a literal has its own value");
+    throw std::invalid_argument(setter + std::string(": a literal has its own value"));
   }
   values.insert_or_assign(aId, std::move(aValue));
 }

@@ -17,13 +17,19 @@ using Eval::detail::isOpaque;
 
 SymbolicOp opOf(const SymbolicExpr& aExpr) { return static_cast<SymbolicOp>(aExpr.getKind()); }
 
+// What is out of the ordinary for a small evaluation, out of its way.
+KS_NEVER_INLINE std::vector<double> evalByWalk(const SymbolicExprTable& aTable,
+                                               SymbolicExprId aId) {
+  if (isOpaque(opOf(*aTable.get(aId)))) return {0.0};
+  return Eval::eval(EvalWalk(aTable).run(aId));
+}
+
 }  // namespace
 
 std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId) const {
   Scalar scalar(0);
   if (Eval::detail::SmallEval(*table).run(aId, scalar)) return {scalar.toDouble()};
-  if (isOpaque(opOf(*table->get(aId)))) return {0.0};
-  return Eval::eval(EvalWalk(*table).run(aId));
+  return evalByWalk(*table, aId);
 }
 
 std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId,

@@ -1,5 +1,7 @@
 #include "eval/SymbolicExprProgram.hpp"
 
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "eval/detail/Failures.hpp"
@@ -83,23 +85,48 @@ class Lister {
   SymbolicExprProgram::Listing listing;
 };
 
-// Calls `aUse(index of the root, run, place of the root in it)` for every root.
+// Calls `aUse(index of the root, run, place of the root in it)` for every root. `aBindings()` gives
+// the bindings of the run, which are asked for where registered values lead back to themselves.
+template <class Bindings, class Use>
+void forEachRoot(const NodeProgram& aProgram, const ProgramRun& aRun, Valueless aValueless,
+                 const Bindings& aBindings, const Use& aUse) {
+  for (std::size_t i = 0; i < aProgram.roots.size(); ++i) {
+    const std::uint32_t root = aProgram.roots[i];
+    if (aRun.at(root).state != NodeProgram::cycleError) {
+      aUse(i, aRun, root);
+    } else {
+      // How the way round is told depends on where it is entered, so on the root.
+      const SymbolicExprBindings& bindings = aBindings();
+      const NodeProgram alone = compile(aProgram.table, {aProgram.ids[root]}, &bindings);
+      aUse(i, ProgramRun(alone, bindings, aValueless), alone.roots[0]);
+    }
+  }
+}
+
 template <class Use>
 void forEachRoot(const NodeProgram& aProgram, const SymbolicExprBindings& aBindings,
                  Valueless aValueless, const Use& aUse) {
   std::optional<NodeProgram> cut;
   if (aProgram.isCyclic) cut.emplace(cutByBindings(aProgram, aBindings));
   const NodeProgram& program = cut ? *cut : aProgram;
-  const ProgramRun run(program, aBindings, aValueless);
-  for (std::size_t i = 0; i < program.roots.size(); ++i) {
-    const std::uint32_t root = program.roots[i];
-    if (run.at(root).state != NodeProgram::cycleError) {
-      aUse(i, run, root);
-    } else {
-      // How the way round is told depends on where it is entered, so on the root.
-      const NodeProgram alone = compile(program.table, {program.ids[root]}, &aBindings);
-      aUse(i, ProgramRun(alone, aBindings, aValueless), alone.roots[0]);
-    }
+  const auto same = [&]() -> const SymbolicExprBindings& { return aBindings; };
+  forEachRoot(program, ProgramRun(program, aBindings, aValueless), aValueless, same, aUse);
+}
+
+// Writes what a root of a program came to over the outcome of a run before.
+void tellOutcome(const NodeProgram& aProgram, std::size_t aIdx, const ProgramRun& aRun,
+                 std::uint32_t aPlace, SymbolicExprProgram::Outcome& aOutcome) {
+  const Cell& cell = aRun.at(aPlace);
+  aOutcome.error.clear();
+  if (cell.state == Cell::isScalar) {
+    aOutcome.value = cell.scalar;
+  } else if (cell.isConstant()) {
+    aOutcome.value = aRun.valueAt(aPlace);
+  } else if (isCallAt(aProgram, aProgram.roots[aIdx])) {
+    aOutcome.value = 0;
+  } else {
+    aOutcome.value.reset();
+    aOutcome.error = aRun.errorAt(aPlace);
   }
 }
 
@@ -116,13 +143,7 @@ std::vector<SymbolicExprProgram::Outcome> SymbolicExprProgram::run(
     const SymbolicExprBindings& aBindings) const {
   std::vector<Outcome> outcomes(program->roots.size());
   const auto give = [&](std::size_t aIdx, const ProgramRun& aRun, std::uint32_t aRoot) {
-    if (aRun.at(aRoot).isConstant()) {
-      outcomes[aIdx].value = aRun.valueAt(aRoot);
-    } else if (isCallAt(*program, program->roots[aIdx])) {
-      outcomes[aIdx].value = 0;
-    } else {
-      outcomes[aIdx].error = aRun.errorAt(aRoot);
-    }
+    tellOutcome(*program, aIdx, aRun, aRoot, outcomes[aIdx]);
   };
   forEachRoot(*program, aBindings, Valueless::Fails, give);
   return outcomes;
@@ -146,5 +167,79 @@ std::vector<SymbolicExprProgram::TruthOutcome> SymbolicExprProgram::truths(
 }
 
 SymbolicExprProgram::Listing SymbolicExprProgram::list() const { return Lister(*program).list(); }
+
+// ---------------------------------------------------------------------------------------------
+// The runner
+
+class Eval::detail::ParameterRun {
+ public:
+  ParameterRun(const SymbolicExprTable& aTable, const std::vector<SymbolicExprId>& aRoots,
+               const std::vector<SymbolicExprId>& aParameters)
+      : ids(aParameters),
+        bindings(bindingsOf(aTable, aParameters)),
+        program(compile(aTable, aRoots, &bindings)),
+        current(program),
+        outcomes(aRoots.size()) {
+    sortByKinds(program);
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+      const std::uint32_t place = program.places.find(static_cast<std::uint32_t>(ids[i]));
+      if (place != 0) parameters.push_back({place, i});
+    }
+  }
+
+  const std::vector<SymbolicExprProgram::Outcome>& run(const std::vector<Value>& aValues) {
+    if (aValues.size() != ids.size()) {
+      throw std::invalid_argument("KS::SymbolicExprRunner::run: " + std::to_string(aValues.size()) +
+                                  " values for " + std::to_string(ids.size()) + " parameters");
+    }
+    for (const Value& value : aValues) {
+      if (value.tag() == Value::Vector) requireElements(value, "KS::SymbolicExprRunner::run");
+    }
+    current.restart(parameters, aValues);
+    const auto bound = [&]() -> const SymbolicExprBindings& {
+      for (std::size_t i = 0; i < ids.size(); ++i) bindings.set(ids[i], aValues[i]);
+      return bindings;
+    };
+    forEachRoot(program, current, Valueless::Fails, bound,
+                [this](std::size_t aIdx, const ProgramRun& aRun, std::uint32_t aRoot) {
+                  tellOutcome(program, aIdx, aRun, aRoot, outcomes[aIdx]);
+                });
+    return outcomes;
+  }
+
+ private:
+  // Bindings of these nodes, to whatever value.
+  static SymbolicExprBindings bindingsOf(const SymbolicExprTable& aTable,
+                                         const std::vector<SymbolicExprId>& aIds) {
+    SymbolicExprBindings bindings(aTable);
+    for (const SymbolicExprId id : aIds) {
+      if (bindings.find(id) != nullptr) {
+        throw std::invalid_argument("KS::SymbolicExprRunner: a parameter is there twice");
+      }
+      bindings.set(id, 0);
+    }
+    return bindings;
+  }
+
+  const std::vector<SymbolicExprId> ids;  // of the parameters
+  SymbolicExprBindings bindings;
+  NodeProgram program;
+  ProgramRun current;
+  std::vector<ProgramRun::Parameter> parameters;  // those that the roots need
+  std::vector<SymbolicExprProgram::Outcome> outcomes;
+};
+
+SymbolicExprRunner::SymbolicExprRunner(const SymbolicExprTable& aTable,
+                                       const std::vector<SymbolicExprId>& aRoots,
+                                       const std::vector<SymbolicExprId>& aParameters)
+    : state(std::make_unique<Eval::detail::ParameterRun>(aTable, aRoots, aParameters)) {}
+SymbolicExprRunner::SymbolicExprRunner(SymbolicExprRunner&&) noexcept = default;
+SymbolicExprRunner& SymbolicExprRunner::operator=(SymbolicExprRunner&&) noexcept = default;
+SymbolicExprRunner::~SymbolicExprRunner() = default;
+
+const std::vector<SymbolicExprProgram::Outcome>& SymbolicExprRunner::run(
+    const std::vector<Eval::Value>& aValues) {
+  return state->run(aValues);
+}
 
 }  // namespace KS

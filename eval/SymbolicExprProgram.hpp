@@ -15,8 +15,9 @@
 namespace KS {
 
 namespace Eval::detail {
+class ParameterRun;
 struct NodeProgram;
-}
+}  // namespace Eval::detail
 
 /// Expressions whose distinct nodes are all computed in one sweep for each set of values. Borrows
 /// the table, which may grow; values that are registered in it later are not for a program that
@@ -84,6 +85,36 @@ class KS_API SymbolicExprProgram {
 
  private:
   std::shared_ptr<const Eval::detail::NodeProgram> program;
+};
+
+/// A program for which it is settled beforehand what every run binds: its parameters. So a run
+/// looks nothing up, and has the room of the one before. Borrows the table like a program; one
+/// thread at a time uses a runner. Made and run at the costs of a program.
+///
+///     const SymbolicExprId power = parse("Power"), mains = parse("Mains");
+///     SymbolicExprRunner runner(table, {parse("Mains == 3"), parse("Power / 2")}, {power, mains});
+///     for (const auto& [watts, phases] : questions) {
+///       const auto& outcomes = runner.run({watts, phases});  // outcomes[1].value: half the watts
+///     }
+class KS_API SymbolicExprRunner {
+ public:
+  /// Compiles the roots. Nothing below a parameter is entered. Throws `std::out_of_range` for a
+  /// root, a parameter, or a registered value that is needed, that is not in the table;
+  /// `std::invalid_argument` for a literal as a parameter, and for one that is there twice.
+  SymbolicExprRunner(const SymbolicExprTable& aTable, const std::vector<SymbolicExprId>& aRoots,
+                     const std::vector<SymbolicExprId>& aParameters);
+  SymbolicExprRunner(SymbolicExprRunner&&) noexcept;
+  SymbolicExprRunner& operator=(SymbolicExprRunner&&) noexcept;
+  ~SymbolicExprRunner();
+
+  /// What `SymbolicExprProgram::run` gives with each parameter bound to its value: as many values
+  /// as there are parameters, in their order. Valid until the next run. Throws
+  /// `std::invalid_argument` for another number of values or a list without elements, and changes
+  /// nothing then.
+  const std::vector<SymbolicExprProgram::Outcome>& run(const std::vector<Eval::Value>& aValues);
+
+ private:
+  std::unique_ptr<Eval::detail::ParameterRun> state;
 };
 
 }  // namespace KS

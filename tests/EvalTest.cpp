@@ -8,6 +8,7 @@
 #include <locale>
 #include <random>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -361,6 +362,21 @@ TEST(Eval, ThreadsMayShareATable) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Eval, TheFirstValueCountsWheneverItsNodeIsMade) {
+  SymbolicExprTable table;
+  const SymbolicExprId early = SymbolicString(table, "early").getId(table);
+  const SymbolicExprId symbol = SymbolicString(table, "late").getId(table);
+  const SymbolicExprId sum = intern<SymbolicPlusExpr>(table, symbol, early);
+  table.registerValueId("early", SymbolicIntValue(table, 5).getId(table));
+  table.registerValueId("early", SymbolicIntValue(table, 6).getId(table));
+  const SymbolicExprId next = table.size();
+  table.registerValueId("late", next);
+  EXPECT_THROW(SymbolicExprEval(table).eval(sum), std::out_of_range);
+  ASSERT_EQ(SymbolicIntValue(table, 7).getId(table), next);
+  EXPECT_EQ(SymbolicExprEval(table).eval(sum), std::vector<double>{12});
+  EXPECT_EQ(SymbolicExprEval(table).eval(symbol), std::vector<double>{7});
 }
 
 }  // namespace

@@ -78,6 +78,44 @@ TEST(Programs, ValuesAndErrorsAreThoseOfEvaluation) {
   EXPECT_GT(cycles, 40U);
 }
 
+TEST(Programs, ARunnerGivesWhatAProgramGivesWithEachOfItsValues) {
+  std::size_t values = 0, lists = 0, cycles = 0, calls = 0;
+  for (unsigned seed = 1; seed <= 2000; ++seed) {
+    test::RandomQuestion question(seed, 1 + seed % 8);
+    const SymbolicExprTable& table = question.table;
+    const SymbolicExprProgram program(table, question.roots);
+    SymbolicExprBindings bindings(table);
+    question.bind(bindings, seed % 2 == 0 ? 90 : 40);
+    Ids parameters;
+    bindings.forEach([&](SymbolicExprId id, const Value&) { parameters.push_back(id); });
+    SymbolicExprRunner made(table, question.roots, parameters);
+    SymbolicExprRunner runner = std::move(made);
+    for (int round = 0; round < 4; ++round) {
+      std::vector<Value> given;
+      for (const SymbolicExprId id : parameters) {
+        given.push_back(round == 0 ? *bindings.find(id) : question.value());
+        bindings.set(id, given.back());
+      }
+      const auto expected = program.run(bindings);
+      const auto& outcomes = runner.run(given);
+      ASSERT_EQ(outcomes.size(), expected.size());
+      for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        ASSERT_EQ(text(outcomes[i]), text(expected[i]))
+            << question.texts[i] << ", seed " << seed << ", round " << round;
+        const auto& value = outcomes[i].value;
+        values += value ? 1 : 0;
+        lists += value && value->tag() == Value::Vector ? 1 : 0;
+        cycles += outcomes[i].error.find("leads back") != std::string::npos ? 1 : 0;
+        calls += outcomes[i].error.find("the call") != std::string::npos ? 1 : 0;
+      }
+    }
+  }
+  EXPECT_GT(values, 10000U);
+  EXPECT_GT(lists, 1000U);
+  EXPECT_GT(cycles, 100U);
+  EXPECT_GT(calls, 100U);
+}
+
 // The values and errors of a listing by the public operations on values, as text.
 std::vector<std::string> interpreted(const SymbolicExprTable& aTable,
                                      const SymbolicExprProgram::Listing& aListing,
@@ -340,6 +378,29 @@ TEST_F(Program, EachRootHasItsOwnValueOrError) {
   const SymbolicExprTable other;
   EXPECT_THROW(program.run(SymbolicExprBindings(other)), std::invalid_argument);
   EXPECT_THROW(program.truths(SymbolicExprBindings(other)), std::invalid_argument);
+}
+
+TEST_F(Program, ARunnerHasItsParametersAndNoOthers) {
+  const Ids roots = parseAll({"x + N", "f(x)", "T", "list"});
+  const Ids parameters = parseAll({"x", "unused", "N * M", "list"});
+  SymbolicExprRunner runner(table, roots, parameters);
+  const auto answers = [&](const std::vector<Value>& aValues) {
+    std::vector<std::string> texts;
+    for (const auto& outcome : runner.run(aValues)) texts.push_back(text(outcome));
+    return texts;
+  };
+  const Value list = std::vector<Eval::Scalar>{1, 2};
+  EXPECT_THAT(answers({2, 0, 0.5, list}), testing::ElementsAre("6 ", "0 ", "0.5 ", "1 2 "));
+  EXPECT_THAT(answers({list, list, list, true}), testing::ElementsAre("5 6 ", "0 ", "1 2 ", "1 "));
+  EXPECT_THROW(runner.run({1, 2, 3}), std::invalid_argument);
+  EXPECT_THROW(runner.run({1, 2, 3, 4, 5}), std::invalid_argument);
+  EXPECT_THROW(runner.run({7, std::vector<Eval::Scalar>{}, 7, 7}), std::invalid_argument);
+  EXPECT_THAT(answers({3, 0, 0.25, 9}), testing::ElementsAre("7 ", "0 ", "0.25 ", "9 "));
+
+  EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "4"})), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "y", "x"})), std::invalid_argument);
+  EXPECT_THROW(SymbolicExprRunner(table, roots, {table.size()}), std::out_of_range);
+  EXPECT_THROW(SymbolicExprRunner(table, {table.size()}, {}), std::out_of_range);
 }
 
 TEST_F(Program, CostIsInDistinctNodesAndDepthIsFree) {

@@ -434,7 +434,7 @@ TEST(ServiceDepthTest, OpenCallsOfCustomizersFitInASmallStack) {
   // Instrumented code takes more stack for brackets than this.
   const std::size_t brackets = test::isInstrumented ? 20 : SymbolicExprParser::maxNesting;
   std::string text = std::string(brackets, '(') + 'X' + std::string(brackets, ')');
-  test::runOnStack(512 << 10, [&] {
+  test::runOnStack(test::stackOfAThread, [&] {
     VCService service;
     Nest nest(service, VCService::maxCustomizerDepth);
     nest.deepest = [&] { return text; };

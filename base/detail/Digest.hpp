@@ -40,15 +40,20 @@ struct Digests {
   template <class Node>
   static NodeDigest make(const Node& aNode) {
     const int kind = aNode.getKind();
-    NodeDigest digest{static_cast<std::uint8_t>(kind), false, false, NodeDigest::none,
-                      NodeDigest::none};
     const auto op = static_cast<SymbolicOp>(kind);
+    NodeDigest digest{static_cast<std::uint8_t>(kind),
+                      false,
+                      false,
+                      op == SymbolicOp::IntValue,
+                      NodeDigest::none,
+                      NodeDigest::none};
     const auto fit = [](SymbolicExprId aId) {
       return aId < NodeDigest::none ? static_cast<std::uint32_t>(aId) : NodeDigest::none;
     };
     if (op == SymbolicOp::IntValue) {
       digest.first = static_cast<std::uint32_t>(
           static_cast<const SymbolicIntValue&>(static_cast<const SymbolicExpr&>(aNode)).getValue());
+      digest.second = digest.first;
     } else if (op >= SymbolicOp::Plus && op < SymbolicOp::_2D) {
       digest.first = fit(aNode.getInput(0));
       if (aNode.getNumInputs() > 1) digest.second = fit(aNode.getInput(1));

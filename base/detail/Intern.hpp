@@ -106,8 +106,9 @@ struct Intern {
   /// invalid id. Interns nothing.
   static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp, SymbolicExprId aLeft,
                              SymbolicExprId aRight) {
-    const NodeDigest probe{static_cast<std::uint8_t>(aOp), false, false,
-                           static_cast<std::uint32_t>(aLeft), static_cast<std::uint32_t>(aRight)};
+    const NodeDigest probe{
+        static_cast<std::uint8_t>(aOp),    false, false, false, static_cast<std::uint32_t>(aLeft),
+        static_cast<std::uint32_t>(aRight)};
     const SymbolicExprId inputs[] = {aLeft, aRight};
     return search(aTable, Digests::indexHash(hashInputs(probe.kind, inputs, 2)),
                   [&](SymbolicExprId aId) { return isSame(Digests::of(aTable)[aId], probe); });
@@ -116,7 +117,7 @@ struct Intern {
   /// The same for a unary operator.
   static SymbolicExprId find(const SymbolicExprTable& aTable, SymbolicOp aOp,
                              SymbolicExprId aInput) {
-    const NodeDigest probe{static_cast<std::uint8_t>(aOp), false, false,
+    const NodeDigest probe{static_cast<std::uint8_t>(aOp),     false,           false, false,
                            static_cast<std::uint32_t>(aInput), NodeDigest::none};
     return search(aTable, Digests::indexHash(hashInputs(probe.kind, &aInput, 1)),
                   [&](SymbolicExprId aId) { return isSame(Digests::of(aTable)[aId], probe); });

@@ -27,10 +27,12 @@ class NodeView {
   SymbolicExprId left() const { return digest.first; }
   /// The second input of a binary operator.
   SymbolicExprId right() const { return digest.second; }
-  /// The value of an integer literal.
-  int intValue() const { return static_cast<int>(digest.first); }
+  /// The value of an integer literal, or the integer that is the value of a symbol.
+  int intValue() const { return static_cast<int>(digest.second); }
   /// The id that is registered for a symbol; one beyond all tables where none is.
   SymbolicExprId valueId() const { return digest.first; }
+  /// Whether this is an integer literal, or a symbol for which one is registered.
+  bool hasIntValue() const { return digest.isInt; }
 
  private:
   const NodeDigest& digest;

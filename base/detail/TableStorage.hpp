@@ -20,15 +20,17 @@ namespace detail {
 
 /// What most walks need of a node, so that they neither follow its pointer nor call its virtual
 /// functions: the kind code and the inputs of operators, the value of an integer literal, the value
-/// id of a symbol.
+/// id of a symbol. A symbol whose value is an integer has that, too, which spares evaluation two
+/// steps for most symbols.
 struct NodeDigest {
   /// An id that is not in the table.
   static constexpr std::uint32_t none = 0xFFFFFFFF;
   std::uint8_t kind;
   bool isFinal;          // whether simplification is known to give the node back
   bool isAdded;          // whether the node is one that `SymbolicExprTable::add` was given
+  bool isInt;            // whether it is an integer literal, or a symbol whose value is one
   std::uint32_t first;   // the first input, the bits of the integer, the symbol's value id or none
-  std::uint32_t second;  // the second input
+  std::uint32_t second;  // the second input; where `isInt`, the bits of the integer
 };
 
 /// An array that grows by blocks: memory costs most when it is touched for the first time, and an

@@ -1,5 +1,7 @@
 #include "eval/detail/Failures.hpp"
 
+#include <stdexcept>
+
 namespace KS::Eval::detail {
 
 bool isBoolean(const SymbolicExpr& aSymbol, Scalar& aValue) {
@@ -24,6 +26,11 @@ std::string noValueText(const SymbolicExprTable& aTable, const SymbolicExpr& aEx
 std::string noTruthText(const Value& aList) {
   return "a list of " + std::to_string(aList.vector().size()) +
          " elements where a truth value is needed";
+}
+
+void requireElements(const Value& aValue, const char* aFunction) {
+  if (aValue.tag() != Value::Vector || !aValue.vector().empty()) return;
+  throw std::invalid_argument(std::string(aFunction) + ": a list has an element at least");
 }
 
 }  // namespace KS::Eval::detail

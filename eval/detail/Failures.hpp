@@ -42,4 +42,8 @@ std::string cycleText(const SymbolicExprTable& aTable, const Path& aPath, Symbol
   return "the value of a symbol leads back to itself: " + names + first;
 }
 
+/// Throws `std::invalid_argument`, which names `aFunction`, for a list without elements: no
+/// expression has it for its value.
+void requireElements(const Value& aValue, const char* aFunction);
+
 }  // namespace KS::Eval::detail

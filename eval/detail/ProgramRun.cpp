@@ -21,6 +21,26 @@ ProgramRun::ProgramRun(const NodeProgram& aProgram, const SymbolicExprBindings& 
   computeAllBut(bind(aBindings));
 }
 
+void ProgramRun::restart(const std::vector<Parameter>& aParameters,
+                         const std::vector<Value>& aValues) {
+  if (!isEveryStepScalar) {
+    lists.clear();
+    errors.clear();
+    cells = program.cells;
+  }
+  isEveryStepScalar = true;
+  for (const Parameter& parameter : aParameters) {
+    const Value& value = aValues[parameter.index];
+    if (value.tag() == Value::Single) {
+      cells[parameter.place] = {value.scalar(), Cell::isScalar};
+    } else {
+      put(parameter.place, value);
+      isEveryStepScalar = false;
+    }
+  }
+  computeAllBut({});
+}
+
 // Gives what is bound its value. Returns the places. Looks at the nodes or at the bindings,
 // whichever are fewer.
 std::vector<std::uint32_t> ProgramRun::bind(const SymbolicExprBindings& aBindings) {
@@ -87,6 +107,7 @@ void ProgramRun::compute(const Step* aStep, const Step* aEnd) {
 
 // What is not an operator on scalars.
 void ProgramRun::compute(const Step& aStep) {
+  isEveryStepScalar = false;
   if (isList(aStep.op())) return computeList(aStep);
   const Cell& left = cells[aStep.left];
   const Cell& right = cells[aStep.right];

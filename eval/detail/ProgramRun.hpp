@@ -26,6 +26,17 @@ class ProgramRun {
   /// Throws `std::invalid_argument` for bindings of another table.
   ProgramRun(const NodeProgram& aProgram, const SymbolicExprBindings& aBindings,
              Valueless aValueless);
+  /// Nothing is computed before the first `restart`; what has no value fails.
+  explicit ProgramRun(const NodeProgram& aProgram)
+      : program(aProgram), valueless(Valueless::Fails), cells(aProgram.cells) {}
+
+  /// A node that no step computes, and the index of its value.
+  struct Parameter {
+    std::uint32_t place;
+    std::size_t index;
+  };
+  /// Forgets what was computed, and computes everything anew for these values.
+  void restart(const std::vector<Parameter>& aParameters, const std::vector<Value>& aValues);
 
   /// What a node came to.
   const Cell& at(std::uint32_t aPlace) const { return cells[aPlace]; }
@@ -58,6 +69,7 @@ class ProgramRun {
 
   const NodeProgram& program;
   const Valueless valueless;
+  bool isEveryStepScalar = false;  // so that the next run need not forget what they came to
   std::vector<Cell> cells;
   std::unordered_map<std::uint32_t, Held> lists;  // by place
   std::vector<std::string> errors;                // numbered behind those of the program

@@ -6,6 +6,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/NodeView.hpp"
 #include "eval/detail/Operations.hpp"
+#include "host/KSPlatform.hpp"
 
 namespace KS::Eval::detail {
 
@@ -33,7 +34,7 @@ class SmallEval {
     if (aId >= size) return fail();  // unbound, or not a node of the table
     const KS::detail::NodeView node(digests, aId);
     const SymbolicOp op = node.kind();
-    if (op == SymbolicOp::IntValue) return node.intValue();
+    if (node.hasIntValue()) return node.intValue();
     if (aDepth == 0 || visits == 0) return fail();
     --visits;
     if (op == SymbolicOp::String) return value(node.valueId(), aDepth - 1);
@@ -43,31 +44,25 @@ class SmallEval {
       return combined(op, operand, operand);
     }
     if (!KS::detail::isBinaryOperator(op)) return fail();
-    int left = 0, right = 0;
     // Most operators but connectives are relations of a symbol and an int.
-    if (!node.isConnective() && isInt(node.left(), left) && isInt(node.right(), right)) {
-      return ofInts(op, left, right);
+    if (!node.isConnective() && node.left() < size && node.right() < size) {
+      const KS::detail::NodeView left(digests, node.left()), right(digests, node.right());
+      if (left.hasIntValue() && right.hasIntValue()) {
+        return ofInts(op, left.intValue(), right.intValue());
+      }
     }
     const Scalar leftValue = value(node.left(), aDepth - 1);
     return combined(op, leftValue, value(node.right(), aDepth - 1));
   }
 
-  // Whether a node is an int, or a symbol whose registered value is one.
-  bool isInt(SymbolicExprId aId, int& aValue) const {
-    if (aId >= size) return false;
-    const KS::detail::NodeView node(digests, aId);
-    if (node.is(SymbolicOp::String)) aId = node.valueId();
-    if (aId >= size) return false;
-    const KS::detail::NodeView number(digests, aId);
-    aValue = number.intValue();
-    return number.is(SymbolicOp::IntValue);
-  }
-
   // The result of an operator. To no rule a bool is anything but the int 0 or 1, so that only
   // doubles need a look at the types.
   static Scalar combined(SymbolicOp aOp, Scalar aLeft, Scalar aRight) {
-    if (areDoubles(aLeft, aRight)) return apply(aOp, aLeft, aRight);
+    if (areDoubles(aLeft, aRight)) return ofDoubles(aOp, aLeft, aRight);
     return ofInts(aOp, aLeft.toInt(), aRight.toInt());
+  }
+  KS_NEVER_INLINE static Scalar ofDoubles(SymbolicOp aOp, Scalar aLeft, Scalar aRight) {
+    return apply(aOp, aLeft, aRight);
   }
   static Scalar ofInts(SymbolicOp aOp, int aLeft, int aRight) {
     return withRule(

@@ -192,15 +192,22 @@ constexpr Operation<Objects> operations[] = {
        SymbolicExprBindings bindings = o.bindings;
        bindings.set("a", std::vector<Eval::Scalar>{1, 2, 3});
        bindings.set("b", 2);
-       const SymbolicExprProgram program(
-           o.table, {o.parseC("a * b - [1, 2, 3]"), o.parseC("b == 2 && c"), o.parseC("a + [1, 2]"),
-                     o.parseC("b > 1 || c && d")});
+       const std::vector<SymbolicExprId> roots{o.parseC("a * b - [1, 2, 3]"),
+                                               o.parseC("b == 2 && c"), o.parseC("a + [1, 2]"),
+                                               o.parseC("b > 1 || c && d")};
+       const SymbolicExprProgram program(o.table, roots);
        std::string found;
        for (const SymbolicExprProgram::Outcome& outcome : program.run(bindings)) {
          found += outcome.value ? Objects::numbers(Eval::eval(*outcome.value)) : outcome.error;
        }
        for (const SymbolicExprProgram::TruthOutcome& outcome : program.truths(bindings)) {
          found += std::to_string(static_cast<int>(outcome.holds)) + outcome.error;
+       }
+       SymbolicExprRunner runner(o.table, roots, {o.parseC("a"), o.parseC("b")});
+       for (const int b : {2, 0}) {
+         for (const auto& outcome : runner.run({std::vector<Eval::Scalar>{1, 2, 3}, b})) {
+           found += outcome.value ? Objects::numbers(Eval::eval(*outcome.value)) : outcome.error;
+         }
        }
        return found + std::to_string(program.list().steps.size());
      }},

@@ -19,6 +19,14 @@ inline constexpr bool isInstrumented = __has_feature(address_sanitizer);
 inline constexpr bool isInstrumented = false;
 #endif
 
+/// The stack that has room for all open brackets and customizers at once. On s390x every function
+/// that calls another takes 160 bytes more, as its caller keeps room for its registers.
+#if defined(__s390x__)
+inline constexpr std::size_t stackOfAThread = 768 << 10;
+#else
+inline constexpr std::size_t stackOfAThread = 512 << 10;
+#endif
+
 /// Runs `aBody` in a thread whose stack has `aBytes` bytes and waits for it. `aBody` must not
 /// throw.
 inline void runOnStack(std::size_t aBytes, const std::function<void()>& aBody) {
