@@ -1,6 +1,7 @@
 // An expression engine that is measured: ours, or a peer.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -29,6 +30,7 @@ enum class Work {
   NetConditions,
   NetConditionsBadOrder,
   NetConditionsDense,
+  NetConditionsDenseByNode,
   Conjunction,
   ConjunctionBadOrder,
   Chain,
@@ -45,6 +47,13 @@ struct ReadTree {
   std::vector<Term> locals;
 };
 
+/// A node that some net condition has and no local one: a connective of two nodes, or the negation
+/// of `left`.
+struct NetNode {
+  int kind;
+  std::uint32_t left, right;  ///< Numbers of nodes; those of local conditions come first.
+};
+
 /// What all engines are given.
 struct Inputs {
   Corpus corpus;
@@ -54,7 +63,9 @@ struct Inputs {
   std::vector<std::string> dimensionSymbols;
   std::vector<std::string> conditionSymbols;  ///< Of both kinds of conditions.
   ReadTree tree;
-  ReadTree denseTree;  ///< With a condition of the corpus at every block.
+  ReadTree denseTree;             ///< With a condition of the corpus at every block.
+  std::vector<NetNode> netNodes;  ///< Of all net conditions of `denseTree`, inputs first.
+  std::size_t numLocalNodes;      ///< Of all its local conditions.
   std::vector<std::string> relations;
   std::size_t chainLength;
   std::string chain;
@@ -92,6 +103,9 @@ constexpr int numBindings = 4;
 
 /// Of the blocks of the tree, those whose net conditions are compared.
 constexpr std::size_t netSampleStep = 25;
+
+/// The nodes by which the net conditions of a tree exceed the local ones, as ours makes them.
+void addNetNodes(const ReadTree& aTree, Inputs& aInputs);
 
 std::unique_ptr<Engine> makeOurs(const Inputs& aInputs);
 /// What programs take that were written for one work alone; no peer.

@@ -433,6 +433,7 @@ class Limit : public Engine {
       case Work::EvaluateAgainCycling: return evaluatingAgain(1);
       case Work::EvaluateAgainHot:
       case Work::EvaluateAgainProgram: return evaluatingAgain(hotRounds);
+      case Work::NetConditionsDenseByNode: return [this] { return interning(); };
       case Work::MemoryDimensions: return memory(inputs.corpus.dimensions);
       case Work::MemoryConditions: return memory(inputs.corpus.conditions);
       default: return {};
@@ -530,6 +531,18 @@ class Limit : public Engine {
       const double time = timed(sweep);
       return std::isnan(sum) ? NAN : time;
     };
+  }
+
+  // Of the nodes of net conditions, for one who knows them beforehand.
+  double interning() {
+    Nodes nodes;
+    for (Id i = 0; i < inputs.numLocalNodes; ++i) nodes.intern(Kind::Int, i);
+    const double time = timed([&] {
+      for (const NetNode& node : inputs.netNodes) {
+        nodes.intern(static_cast<Kind>(node.kind), node.left, node.right);
+      }
+    });
+    return nodes.size() == inputs.numLocalNodes + inputs.netNodes.size() ? time : NAN;
   }
 
   static Trial memory(const std::vector<std::string>& aTexts) {

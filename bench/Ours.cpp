@@ -61,7 +61,9 @@ class Ours : public Engine {
       case Work::SimplifyRedundantDeeply: return simplifying(inputs.corpus.redundant);
       case Work::NetConditions:
       case Work::NetConditionsBadOrder: return [this] { return netConditions(inputs.tree); };
-      case Work::NetConditionsDense: return [this] { return netConditions(inputs.denseTree); };
+      case Work::NetConditionsDense:
+      case Work::NetConditionsDenseByNode:
+        return [this] { return netConditions(inputs.denseTree); };
       case Work::Conjunction:
       case Work::ConjunctionBadOrder: return [this] { return conjunction(); };
       case Work::Chain: return [this] { return chain(); };
@@ -268,6 +270,40 @@ class Ours : public Engine {
 };
 
 }  // namespace
+
+void addNetNodes(const ReadTree& aTree, Inputs& aInputs) {
+  const TreeCustomizer customizer(aTree.blocks);
+  KS::VCService service;
+  const KS::SymbolicExprTable& table = service.getTable();
+  Ids nets;
+  for (const KSBlock& block : customizer.all()) {
+    service.getMExprLocalVVCEIdx(&block, &customizer);
+  }
+  aInputs.numLocalNodes = table.size();
+  for (const KSBlock& block : customizer.all()) {
+    nets.push_back(service.getMExprNetVVCEIdx(&block, &customizer));
+  }
+  // What is not needed, but an intermediate result, is left out; numbers close the gaps.
+  std::vector<std::uint32_t> numbers(table.size());
+  for (const KS::SymbolicExprId net : nets) {
+    if (net < table.size()) numbers[net] = 1;
+  }
+  for (std::size_t id = table.size(); id-- > aInputs.numLocalNodes;) {
+    const KS::SymbolicExpr& node = *table.get(id);
+    for (std::size_t i = 0; numbers[id] != 0 && i < node.getNumInputs(); ++i) {
+      numbers[node.getInput(i)] = 1;
+    }
+  }
+  for (std::size_t id = 0; id < table.size(); ++id) {
+    if (id < aInputs.numLocalNodes) numbers[id] = static_cast<std::uint32_t>(id);
+    if (id < aInputs.numLocalNodes || numbers[id] == 0) continue;
+    const KS::SymbolicExpr& node = *table.get(id);
+    numbers[id] = static_cast<std::uint32_t>(aInputs.numLocalNodes + aInputs.netNodes.size());
+    const auto input = [&](std::size_t aIdx) { return numbers[node.getInput(aIdx)]; };
+    aInputs.netNodes.push_back(
+        {node.getKind(), input(0), node.getNumInputs() > 1 ? input(1) : input(0)});
+  }
+}
 
 std::unique_ptr<Engine> makeOurs(const Inputs& aInputs) { return std::make_unique<Ours>(aInputs); }
 

@@ -53,6 +53,8 @@ constexpr Row rows[] = {
     {Work::NetConditionsBadOrder, "the same, a bad variable order", Unit::Nanoseconds, 1, 0},
     {Work::NetConditionsDense, "net condition, tree of 1,000, large locals", Unit::Nanoseconds, 1,
      0},
+    {Work::NetConditionsDenseByNode, "the same, by node that is in no local", Unit::Nanoseconds, 0,
+     100},
     {Work::Conjunction, "conjunction of 1,024 relations, one by one", Unit::Milliseconds, 0, 10},
     {Work::ConjunctionBadOrder, "the same, a bad variable order", Unit::Milliseconds, 0, 10},
     {Work::Chain, "chain of 100,000 terms, parsed and printed", Unit::Milliseconds, 1, 0},
@@ -73,6 +75,7 @@ double divisor(const Row& aRow, const Inputs& aInputs) {
     case Work::NetConditions:
     case Work::NetConditionsBadOrder: return static_cast<double>(aInputs.tree.locals.size());
     case Work::NetConditionsDense: return static_cast<double>(aInputs.denseTree.locals.size());
+    case Work::NetConditionsDenseByNode: return static_cast<double>(aInputs.netNodes.size());
     case Work::MemoryDimensions:
     case Work::MemoryConditions: return 1;
     default: return static_cast<double>(aInputs.conditions.size());
@@ -112,6 +115,7 @@ Inputs makeInputs(Corpus aCorpus) {
   inputs.dimensionSymbols = symbolsOf({&inputs.dimensions});
   inputs.tree = readTree(makeTree(10000));
   inputs.denseTree = readTree(makeTree(1000, inputs.corpus.conditions));
+  addNetNodes(inputs.denseTree, inputs);
   inputs.conditionSymbols = symbolsOf({&inputs.conditions, &inputs.redundant, &inputs.tree.locals});
   inputs.relations = makeRelations(1024);
   inputs.chainLength = 100000;
@@ -249,6 +253,8 @@ int run(const Corpus& aCorpus, int aRepetitions, const std::string& aRows) {
     if (std::strstr(row.name, aRows.c_str()) == nullptr) continue;
     printRow(row, measure(row, engines, inputs, aRepetitions));
   }
+  std::printf("\nIn net conditions of the tree with large locals %zu nodes are in no local one.\n",
+              inputs.netNodes.size());
   if (!aRows.empty()) return EXIT_SUCCESS;
   std::printf("\n");
   return compareAnswers(engines) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
