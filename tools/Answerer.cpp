@@ -78,7 +78,7 @@ std::string Answerer::Customizer::getLocalCondition(const KSBlock* aBlock, int a
   const auto family = std::find_if(
       std::begin(questions), std::end(questions),
       [aSelector](const Questions& question) { return question.selector == aSelector; });
-  return std::string(aBlock->texts.at(static_cast<std::size_t>(family - std::begin(questions))));
+  return std::string(aBlock->texts[static_cast<std::size_t>(family - std::begin(questions))]);
 }
 
 Answerer::Answerer(const Model& aModel, const AnswererRequest& aRequest, Share aShare,
@@ -176,6 +176,12 @@ void Answerer::requirePrintable(ConditionId aLocal) {
   if (isPrintable[aLocal]) return;
   service.printMExpr(aLocal);
   isPrintable[aLocal] = true;
+}
+
+void Answerer::forgetQuestions() {
+  others = {};
+  pairs = {};
+  texts = {};
 }
 
 // Equal texts have equal numbers.

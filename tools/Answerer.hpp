@@ -86,6 +86,10 @@ class Answerer {
   /// Prepares the texts of an answered block in C syntax.
   void prepareC(const KSBlock& aBlock);
 
+  /// Gives back the memory of what only answering asks for. What is answered afterwards is answered
+  /// as if it were the first.
+  void forgetQuestions();
+
   /// Whether the C text of a condition of the CG family, prepared by `prepareC`, is its M text with
   /// "!" for each "~".
   bool isSpelledAlike(ConditionId aId) const { return forms.isSpelledAlike(aId); }

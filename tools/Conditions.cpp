@@ -108,6 +108,7 @@ void Conditions::answer(const std::function<void(Stretch)>& aUse,
     const bool isQuick = std::chrono::steady_clock::now() - start < stretchTime;
     length = isQuick ? std::min(2 * length, maxStretch) : std::max(length / 2, firstStretch);
   }
+  for (Answerer& one : answerers) one.forgetQuestions();
 }
 
 // The blocks that are to be answered for those of a stretch, each behind those that it continues.
@@ -187,26 +188,20 @@ std::size_t Conditions::countDistinct() const {
     const std::vector<bool>& answered = answerers.front().getAnswered();
     return static_cast<std::size_t>(std::count(answered.begin(), answered.end(), true));
   }
-  std::vector<std::vector<Fingerprint>> found(answerers.size());  // in order
-  sideBySide(answerers.size(), [&](std::size_t number) {
-    std::vector<Fingerprint> all = fingerprints(answerers[number].getTable());
-    const std::vector<bool>& answered = answerers[number].getAnswered();
-    std::size_t kept = 0;
+  // One table after the other: fingerprints of all its nodes take more than those that are kept.
+  std::vector<Fingerprint> found;
+  for (const Answerer& one : answerers) {
+    const std::vector<Fingerprint> all = fingerprints(one.getTable());
+    const std::vector<bool>& answered = one.getAnswered();
+    const auto count = std::count(answered.begin(), answered.end(), true);
+    found.reserve(found.size() + static_cast<std::size_t>(count));
     for (std::size_t id = 0; id < answered.size(); ++id) {
-      if (answered[id]) all[kept++] = all[id];
+      if (answered[id]) found.push_back(all[id]);
     }
-    all.resize(kept);
-    std::sort(all.begin(), all.end());
-    found[number] = std::move(all);
-  });
-  std::vector<Fingerprint> distinct;
-  for (const std::vector<Fingerprint>& more : found) {
-    std::vector<Fingerprint> together;
-    std::set_union(distinct.begin(), distinct.end(), more.begin(), more.end(),
-                   std::back_inserter(together));
-    distinct = std::move(together);
   }
-  return distinct.size();
+  std::sort(found.begin(), found.end());
+  const auto end = std::unique(found.begin(), found.end());
+  return static_cast<std::size_t>(end - found.begin());
 }
 
 void Conditions::finish() const {

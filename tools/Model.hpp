@@ -13,14 +13,34 @@
 #include <variant>
 #include <vector>
 
+namespace ksexpr {
+
+/// The condition texts of a block by `Family`. Blocks without any, as most are in a large model,
+/// take no room for them.
+class BlockTexts {
+ public:
+  using Room = std::array<std::string_view, 3>;
+  BlockTexts() = default;
+  /// The texts that stand there, as long as they do.
+  explicit BlockTexts(const Room& aRoom) : room(&aRoom) {}
+  bool hasRoom() const { return room != nullptr; }
+  std::string_view operator[](std::size_t aFamily) const {
+    return room == nullptr ? std::string_view() : room->at(aFamily);
+  }
+
+ private:
+  const Room* room = nullptr;
+};
+
+}  // namespace ksexpr
+
 /// A block as the condition service knows it: an address. The library leaves the class to its host,
 /// which is this program. Its strings lie in the model.
 class KSBlock {
  public:
   std::string_view id;
   const KSBlock* parent = nullptr;
-  /// The condition texts by `ksexpr::Family`.
-  std::array<std::string_view, 3> texts;
+  ksexpr::BlockTexts texts;
 };
 
 namespace ksexpr {
@@ -81,6 +101,8 @@ struct Model {
   std::deque<Decoded> decoded;
   /// The blocks in file order.
   std::vector<KSBlock> blocks;
+  /// The condition texts of the blocks that have some.
+  std::deque<BlockTexts::Room> texts;
   /// The variables that the file describes, in its order.
   std::vector<DeclaredVariable> variables;
   /// The texts of the constraints.

@@ -47,6 +47,7 @@ class ModelReader : public JsonHandler {
     // A reader that has met something wrong leaves the file to another one.
     model.decoded.clear();
     model.blocks.clear();
+    model.texts.clear();
     model.variables.clear();
     model.constraints.clear();
     errors = {};
@@ -95,12 +96,11 @@ class ModelReader : public JsonHandler {
       case Level::Constraints: model.constraints.push_back(keep(aValue)); return true;
       default: return wrongType("a string");
     }
-    KSBlock& block = model.blocks.back();
     const std::string_view value = keep(aValue);
     if (member < familyNames.size()) {
-      block.texts[member] = value;
+      setText(member, value);
     } else if (member == idMember) {
-      block.id = value;
+      model.blocks.back().id = value;
     } else {
       parents.back() = value;
     }
@@ -228,6 +228,14 @@ class ModelReader : public JsonHandler {
     }
     model.variables.back().domain.values.emplace_back(std::string(aName));
     return true;
+  }
+
+  // Sets a text of the last block.
+  void setText(std::size_t aFamily, std::string_view aText) {
+    if (aText.empty()) return;
+    KSBlock& block = model.blocks.back();
+    if (!block.texts.hasRoom()) block.texts = BlockTexts(model.texts.emplace_back());
+    model.texts.back()[aFamily] = aText;
   }
 
   void finishVariable() {

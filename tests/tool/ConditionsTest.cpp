@@ -53,13 +53,15 @@ TEST_F(KsExprConditions, TextsInCAreThoseOfTheLibrary) {
   ASSERT_EQ(json.size(), texts.size());
 
   std::vector<KSBlock> answered(texts.size());
+  std::vector<ksexpr::BlockTexts::Room> rooms(texts.size());
   KS::VCService service;
   const Customizer customizer;
   std::size_t numDifferent = 0;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     SCOPED_TRACE(texts[i]);
     answered[i].parent = i % 4 == 0 ? nullptr : &answered[i - 1];
-    answered[i].texts[ksexpr::CG] = texts[i];
+    rooms[i][ksexpr::CG] = texts[i];
+    answered[i].texts = ksexpr::BlockTexts(rooms[i]);
     const auto& cg = json[i]["cg"];
     EXPECT_EQ(cg["localC"], service.getCExprLocalCGVCEString(&answered[i], &customizer));
     EXPECT_EQ(cg["netC"], service.getCExprNetCGVCEString(&answered[i], &customizer));
