@@ -4,7 +4,8 @@ on it and runs the tests. A change that no test notices survives and is reported
 
 Works on a copy of the committed files in build/mutants, so the tree itself never changes. The sample
 depends on the seed alone. Built as the preset release builds, so that a compiler cache helps with
-what does not change; what draws a warning does not compile. Quick tests run before slow ones, and the first that fails ends a mutant."""
+what does not change; what draws a warning does not compile. Quick tests run before slow ones, and
+the first that fails ends a mutant. A run that is interrupted has said how to go on."""
 import argparse
 import pathlib
 import random
@@ -129,6 +130,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--seed", type=int, required=True)
     parser.add_argument("--count", type=int, default=100, help="of mutants that compile")
+    parser.add_argument("--skip", type=int, default=0,
+                        help="mutants of the sample that an earlier run has tried")
     parser.add_argument("--match", default="", help="a regular expression for files")
     parser.add_argument("--jobs", type=int, default=2)
     options = parser.parse_args()
@@ -146,9 +149,10 @@ def main():
         sys.exit("nothing can be built without any change")
     commands = tests()
     tried = killed = 0
-    for name, number, line, changed in mutants:
+    for place, (name, number, line, changed) in enumerate(mutants[options.skip:], options.skip):
         if tried == options.count:
             break
+        print(f"{killed} of {tried} died; to go on: --skip {place}", file=sys.stderr, flush=True)
         path = tree / name
         original = path.read_text()
         lines = original.split("\n")
