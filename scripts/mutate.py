@@ -10,6 +10,7 @@ import argparse
 import pathlib
 import random
 import re
+import resource
 import shutil
 import subprocess
 import sys
@@ -79,12 +80,17 @@ def mutants_of(name):
             yield name, number, line, ""
 
 
+def limit_memory():
+    """What grows without end fails before the machine does."""
+    resource.setrlimit(resource.RLIMIT_AS, (8 << 30, 8 << 30))
+
+
 def run(command, seconds):
     """Whether a command succeeds in that time."""
     try:
         return subprocess.run(command, cwd=work, stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
-                              timeout=seconds).returncode == 0
+                              preexec_fn=limit_memory, timeout=seconds).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
