@@ -14,6 +14,7 @@
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "tests/support/Equivalence.hpp"
+#include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomText.hpp"
 #include "variants/VCService.hpp"
 #include "xform/SymbolicExprC2M.hpp"
@@ -128,13 +129,13 @@ TEST(Equivalence, OfRandomConditions) {
   Options options;
   options.maxAssignments = 100;
   std::size_t compared = 0;
-  for (std::size_t i = 0; i < 6000 && !HasFatalFailure(); ++i) {
+  for (std::size_t i = 0; i < tries(6000) && !HasFatalFailure(); ++i) {
     SymbolicExprTable table;
     const std::string text = i % 2 == 0 ? random.condition(1 + i % 12) : random.dense(2 + i % 6);
     options.seed = i;
     checkAll(table, parse(table, text), text, options, compared);
   }
-  EXPECT_GT(compared, 600000U);
+  EXPECT_GT(compared, tries(600000));
 }
 
 // A host with the blocks of a model file.

@@ -16,6 +16,7 @@
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "simplify/detail/Connective.hpp"
 #include "simplify/detail/ValueChangingRules.hpp"
+#include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomText.hpp"
 
 namespace KS::detail {
@@ -262,7 +263,7 @@ TEST(PairRules, OtherConditionsKeepTheirValueWithinTheTolerance) {
   static constexpr const char* const families[][3] = {
       {"<=", "==", ">="}, {"<", "<=", "<"}, {">", ">=", ">"}, {"==", "!=", "=="}};
   test::RandomText random(17);
-  for (std::size_t i = 0; i < 3000; ++i) {
+  for (std::size_t i = 0; i < test::tries(3000); ++i) {
     const auto& ofX = families[random.pick(4)];
     const auto& ofY = families[random.pick(4)];
     std::string text;

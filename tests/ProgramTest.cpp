@@ -15,6 +15,7 @@
 #include "eval/SymbolicExprProgram.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "tests/support/HeapPeak.hpp"
+#include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomQuestion.hpp"
 #include "tests/support/SmallStack.hpp"
 
@@ -46,7 +47,7 @@ std::string text(const SymbolicExprProgram::TruthOutcome& aOutcome) {
 
 TEST(Programs, ValuesAndErrorsAreThoseOfEvaluation) {
   std::size_t cycles = 0, values = 0, lists = 0;
-  for (unsigned seed = 1; seed <= 2000; ++seed) {
+  for (unsigned seed = 1; seed <= test::tries(2000); ++seed) {
     test::RandomQuestion question(seed, 1 + seed % 8);
     const SymbolicExprTable& table = question.table;
     const SymbolicExprProgram program(table, question.roots);
@@ -73,14 +74,14 @@ TEST(Programs, ValuesAndErrorsAreThoseOfEvaluation) {
       }
     }
   }
-  EXPECT_GT(values, 10000U);
-  EXPECT_GT(lists, 1000U);
-  EXPECT_GT(cycles, 40U);
+  EXPECT_GT(values, test::tries(10000));
+  EXPECT_GT(lists, test::tries(1000));
+  EXPECT_GT(cycles, test::tries(40));
 }
 
 TEST(Programs, ARunnerGivesWhatAProgramGivesWithEachOfItsValues) {
   std::size_t values = 0, lists = 0, cycles = 0, calls = 0;
-  for (unsigned seed = 1; seed <= 2000; ++seed) {
+  for (unsigned seed = 1; seed <= test::tries(2000); ++seed) {
     test::RandomQuestion question(seed, 1 + seed % 8);
     const SymbolicExprTable& table = question.table;
     const SymbolicExprProgram program(table, question.roots);
@@ -110,10 +111,10 @@ TEST(Programs, ARunnerGivesWhatAProgramGivesWithEachOfItsValues) {
       }
     }
   }
-  EXPECT_GT(values, 10000U);
-  EXPECT_GT(lists, 1000U);
-  EXPECT_GT(cycles, 100U);
-  EXPECT_GT(calls, 100U);
+  EXPECT_GT(values, test::tries(10000));
+  EXPECT_GT(lists, test::tries(1000));
+  EXPECT_GT(cycles, test::tries(100));
+  EXPECT_GT(calls, test::tries(100));
 }
 
 // The values and errors of a listing by the public operations on values, as text.
@@ -245,7 +246,7 @@ std::optional<Value> kleene(const SymbolicExprTable& aTable, SymbolicExprId aId,
 
 TEST(Programs, TruthsAreThoseOfKleenesLogic) {
   std::size_t open = 0, early = 0;
-  for (unsigned seed = 1; seed <= 2000; ++seed) {
+  for (unsigned seed = 1; seed <= test::tries(2000); ++seed) {
     test::RandomQuestion question(seed, 6);
     const SymbolicExprProgram program(question.table, question.roots);
     SymbolicExprBindings bindings(question.table);
@@ -263,8 +264,8 @@ TEST(Programs, TruthsAreThoseOfKleenesLogic) {
       early += expected && !outcomes[i].value ? 1 : 0;
     }
   }
-  EXPECT_GT(open, 1000U);
-  EXPECT_GT(early, 100U);
+  EXPECT_GT(open, test::tries(1000));
+  EXPECT_GT(early, test::tries(100));
 }
 
 // N is registered as 4, T as N * M, 'loop' and 'other' as each other, 'far' as a way to both.

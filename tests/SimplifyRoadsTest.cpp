@@ -8,6 +8,7 @@
 
 #include "base/detail/Intern.hpp"
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
+#include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SimplifyRows.hpp"
 
@@ -114,7 +115,7 @@ std::string randomText(RandomText& aRandom, std::size_t aIdx) {
 TEST(SimplifyRoads, AllGiveOneResult) {
   RandomText random(5);
   std::size_t taken[std::size(roads)] = {};
-  for (std::size_t i = 0; i < 2400; ++i) {
+  for (std::size_t i = 0; i < tries(2400); ++i) {
     const std::string text = randomText(random, i);
     SymbolicExprTable table;
     table.addBoolSymbols();
@@ -134,9 +135,9 @@ TEST(SimplifyRoads, AllGiveOneResult) {
       taken[road] += open.taken(roads[road]);
     }
   }
-  EXPECT_GT(taken[static_cast<int>(FastRoad::DisjointJoin)], 500U);
-  EXPECT_GT(taken[static_cast<int>(FastRoad::DisjointDistribution)], 300U);
-  EXPECT_GT(taken[static_cast<int>(FastRoad::ThinnedRelations)], 200U);
+  EXPECT_GT(taken[static_cast<int>(FastRoad::DisjointJoin)], tries(500));
+  EXPECT_GT(taken[static_cast<int>(FastRoad::DisjointDistribution)], tries(300));
+  EXPECT_GT(taken[static_cast<int>(FastRoad::ThinnedRelations)], tries(200));
 }
 
 // Conjunctions that grow, operand by operand and with siblings that do not.

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
 #include <string>
 
 #include "base/KSVersion.hpp"
@@ -18,8 +18,10 @@ TEST(Version, IsOneForThePreprocessorAndTheLibrary) {
 }
 
 TEST(Version, DateOfTheBuild) {
-  EXPECT_TRUE(
-      std::regex_match(libtqKSSymbolicExpr_build_date, std::regex(R"(\d{4}-[01]\d-[0-3]\d)")));
+  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+  std::string shape = libtqKSSymbolicExpr_build_date;
+  std::replace_if(shape.begin(), shape.end(), isDigit, '9');
+  EXPECT_EQ(shape, "9999-99-99") << libtqKSSymbolicExpr_build_date;
 }
 
 }  // namespace

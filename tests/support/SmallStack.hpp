@@ -8,16 +8,9 @@
 #include <functional>
 #include <stdexcept>
 
-namespace KS::test {
+#include "tests/support/Instrumented.hpp"
 
-/// Whether functions take more stack than they would elsewhere, for a sanitizer.
-#if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool isInstrumented = true;
-#elif defined(__has_feature)
-inline constexpr bool isInstrumented = __has_feature(address_sanitizer);
-#else
-inline constexpr bool isInstrumented = false;
-#endif
+namespace KS::test {
 
 /// The stack that has room for all open brackets and customizers at once. On s390x every function
 /// that calls another takes 160 bytes more, as its caller keeps room for its registers.
