@@ -38,7 +38,8 @@ struct Shape {
   const char* name;
   const char* joint;
   std::string (*operand)(std::size_t aIdx);
-  std::size_t least;
+  std::size_t least;  ///< Below 64, evaluation takes a quicker way, so that growth would be that to
+                      ///< the other.
   std::size_t most;
   double conjoinLimit;
 };
@@ -76,10 +77,10 @@ const Shape shapes[] = {
     {"chain of inequations", "<", [](std::size_t i) { return "v" + number(i); }, 64, 4096,
      linearLimit},
     {"disjunction of conjunctions", "||",
-     [](std::size_t i) { return "a" + number(i) + "==1&&b" + number(i) + ">2"; }, 8, 1024,
+     [](std::size_t i) { return "a" + number(i) + "==1&&b" + number(i) + ">2"; }, 64, 1024,
      linearLimit},
     {"disjunction of conjunctions, one common relation", "||",
-     [](std::size_t i) { return "c==1&&b" + number(i) + ">2"; }, 8, 1024, linearLimit},
+     [](std::size_t i) { return "c==1&&b" + number(i) + ">2"; }, 64, 1024, linearLimit},
 };
 
 std::vector<std::size_t> indices(std::size_t aCount, Order aOrder) {

@@ -44,7 +44,7 @@ def draw_engines(table, origin):
         limit = number(row[target])
         peers = [number(row[column]) for engine, column in engines.items()
                  if engine not in ("ours", "limit")]
-        best = min(peer for peer in peers if peer is not None)
+        best = min((peer for peer in peers if peer is not None), default=None)
         # What may not be exceeded is a ratio to the best peer, or a figure where it has a unit.
         isFigure = limit >= 10 or " ms" in row[target]
         bound = limit / ours if isFigure else limit * best / ours

@@ -46,6 +46,10 @@ const Value* EvalWalk::bound(std::size_t aId) const {
 // The value of a literal or of a symbol that has one for its value.
 bool EvalWalk::isLeaf(std::size_t aId, Scalar& aScalar) const {
   if (bindings != nullptr) return isBoundLeaf(aId, aScalar);
+  if (node(aId).hasIntValue()) {
+    aScalar = node(aId).intValue();
+    return true;
+  }
   if (node(aId).is(SymbolicOp::String)) {
     aId = node(aId).valueId();
     if (aId >= table.size()) return false;
