@@ -33,8 +33,10 @@ const KSBlock* blockAt(std::size_t aIdx) {
 }
 std::size_t indexOf(const KSBlock* aBlock) { return reinterpret_cast<std::uintptr_t>(aBlock); }
 
-// What the plain service throws for a text that does not parse.
-struct NoExpression {
+// What the plain service throws for a text that does not parse: a runtime error like that of the
+// host, since customizers tell these apart.
+struct NoExpression final : std::runtime_error {
+  explicit NoExpression(const std::string& aText) : std::runtime_error(aText), text(aText) {}
   std::string text;
 };
 
@@ -168,7 +170,7 @@ class PlainService final : public Service {
     if (aText.empty() || aText == "true") return table->getIdTRUE();
     if (aText == "false") return table->getIdFALSE();
     const SymbolicExprId id = work->parse(aText);
-    if (id == invalidSymbolicExprId) throw NoExpression{aText};
+    if (id == invalidSymbolicExprId) throw NoExpression(aText);
     return simplified(id);
   }
   std::string print(SymbolicExprId aId, bool m) override {
@@ -363,7 +365,7 @@ class Script final : public VCCustomizer {
       case 4: throw 42;
       case 5: throw std::string("host");
       case 6: throw std::bad_alloc();
-      case 7: throw NoExpression{"host"};
+      case 7: throw NoExpression("host");
       case 8:  // asks back for what it is being asked, without an end
         if (choices.pick(8) == 1) isStubborn = true;
         break;

