@@ -65,10 +65,18 @@ Layout Layout::on(const Streams& aStreams) const {
 
 Columns::Columns(std::size_t aCount, const Layout& aLayout) : layout(aLayout), widths(aCount, 0) {}
 
+std::size_t Columns::limit() const { return layout.room() == 0 ? maxColumnWidth : layout.room(); }
+
+bool Columns::isOpen(std::size_t aColumn) const {
+  const bool hasRoom = layout.room() == 0 && aColumn + 1 == widths.size();
+  return !hasRoom && widths[aColumn] < limit();
+}
+
 void Columns::widen(const RowView& aRow) {
-  const std::size_t limit = layout.room() == 0 ? maxColumnWidth : layout.room();
   for (std::size_t i = 0; i < aRow.size(); ++i) {
-    if (widths[i] < limit) widths[i] = std::max(widths[i], displayWidth(aRow[i], limit));
+    // No character takes more columns than bytes.
+    if (aRow[i].size() <= widths[i] || !isOpen(i)) continue;
+    widths[i] = std::max(widths[i], displayWidth(aRow[i], limit()));
   }
 }
 

@@ -52,6 +52,9 @@ using RowView = std::vector<std::string_view>;
 class Columns {
  public:
   Columns(std::size_t aCount, const Layout& aLayout);
+  /// Whether a text can make that column wider, so that one may have to make the text to know.
+  /// Behind the last one nothing stands that would have to move.
+  bool isOpen(std::size_t aColumn) const;
   /// Makes room for a row.
   void widen(const Row& aRow) { widen(RowView(aRow.begin(), aRow.end())); }
   void widen(const RowView& aRow);
@@ -66,6 +69,7 @@ class Columns {
   void write(std::ostream& aOut, const Row& aRow, bool aStandsOut = false) const;
 
  private:
+  std::size_t limit() const;
   void appendFitting(std::string& aOut, const RowView& aRow, bool aStandsOut) const;
 
   Layout layout;

@@ -128,14 +128,17 @@ class TableWriter : public Writer {
   }
 
   void widen(const KSBlock& aBlock) {
-    forEachRow(aBlock, [this](const RowView& made) { columns.widen(made); });
+    const auto isOpen = [this](std::size_t column) { return columns.isOpen(column); };
+    forEachRow(aBlock, isOpen, [this](const RowView& made) { columns.widen(made); });
   }
   const Columns& getColumns() const { return columns; }
   void setColumns(const Columns& aColumns) { columns = aColumns; }
 
   void appendBlock(Outgoing& aOut, const KSBlock& aBlock) override {
     const bool isDead = layout.isColoured && conditions.isDead(aBlock);
-    forEachRow(aBlock, [&](const RowView& made) { columns.append(aOut.text, made, isDead); });
+    const auto isShown = [](std::size_t) { return true; };
+    forEachRow(aBlock, isShown,
+               [&](const RowView& made) { columns.append(aOut.text, made, isDead); });
   }
 
  private:
@@ -149,9 +152,10 @@ class TableWriter : public Writer {
     return "";
   }
 
-  // The rows of one block: VV and CG share one where they agree, S stands in the first.
-  template <class Use>
-  void forEachRow(const KSBlock& aBlock, Use aUse) {
+  // The rows of one block: VV and CG share one where they agree, S stands in the first. Conditions
+  // have no text in columns where they are not wanted: to make them takes longest.
+  template <class IsWanted, class Use>
+  void forEachRow(const KSBlock& aBlock, IsWanted aIsWanted, Use aUse) {
     const BlockConditions& answer = conditions.answerOf(aBlock);
     name = indentOf(aBlock, conditions.top());
     appendPrintable(name, aBlock.id, 0);
@@ -166,9 +170,11 @@ class TableWriter : public Writer {
     }
     const std::size_t numCommon = row.size();
     const auto use = [&](const char* label, Family family) {
-      local = cell(aBlock, family, false);
+      const bool wantsLocal = aIsWanted(numCommon + 1), wantsNet = aIsWanted(numCommon + 2);
+      local = wantsLocal ? cell(aBlock, family, false) : std::string_view();
       row.resize(numCommon);
-      row.insert(row.end(), {label, local, cell(aBlock, family, true)});
+      row.insert(row.end(),
+                 {label, local, wantsNet ? cell(aBlock, family, true) : std::string_view()});
       aUse(row);
       std::fill_n(row.begin(), numCommon, std::string_view());
     };

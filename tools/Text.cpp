@@ -70,7 +70,16 @@ std::size_t columnsOf(char32_t aCode) {
   return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
-bool isPlain(char aByte) { return aByte >= ' ' && aByte <= '~'; }
+constexpr bool isPlain(char aByte) { return (aByte >= ' ') & (aByte <= '~'); }
+
+// Whether all bytes of a text are such. Without a way out of the loop compilers look at many bytes
+// at once.
+template <class IsSuch>
+bool allAre(std::string_view aText, IsSuch aIsSuch) {
+  unsigned char others = 0;
+  for (const char byte : aText) others = static_cast<unsigned char>(others | !aIsSuch(byte));
+  return others == 0;
+}
 
 // Where the characters of ASCII that a terminal shows end, from `aPos` on and before `aLimit`.
 std::size_t endOfPlain(std::string_view aText, std::size_t aPos, std::size_t aLimit) {
@@ -79,13 +88,11 @@ std::size_t endOfPlain(std::string_view aText, std::size_t aPos, std::size_t aLi
 }
 
 // Whether JSON needs no escape for a byte, and a terminal shows it.
-constexpr bool isPlainJson(unsigned char aByte) {
-  return !((aByte < 0x20) | (aByte > 0x7E) | (aByte == '"') | (aByte == '\\'));
-}
+constexpr bool isPlainJson(char aByte) { return isPlain(aByte) & (aByte != '"') & (aByte != '\\'); }
 
 // Where the characters end that JSON spells as they are.
 std::size_t endOfPlainJson(std::string_view aText, std::size_t aPos) {
-  while (aPos < aText.size() && isPlainJson(static_cast<unsigned char>(aText[aPos]))) ++aPos;
+  while (aPos < aText.size() && isPlainJson(aText[aPos])) ++aPos;
   return aPos;
 }
 
@@ -140,7 +147,9 @@ std::size_t countCharacters(std::string_view aText) {
 }
 
 std::size_t displayWidth(std::string_view aText, std::size_t aLimit) {
-  std::size_t pos = endOfPlain(aText, 0, std::min(aText.size(), aLimit));
+  const std::string_view head = aText.substr(0, aLimit);
+  if (allAre(head, isPlain)) return head.size();
+  std::size_t pos = endOfPlain(head, 0, head.size());
   std::size_t width = pos;
   while (pos < aText.size() && width < aLimit) {
     const Character character = characterAt(aText, pos);
@@ -205,16 +214,7 @@ std::string numberText(double aValue) {
   return {buffer, std::to_chars(buffer, buffer + sizeof buffer, aValue).ptr};
 }
 
-bool isPlainInJson(std::string_view aText) {
-  // Without a way out of the loop and without conversions, compilers look at many characters at
-  // once.
-  unsigned char special = 0;
-  for (const char character : aText) {
-    special =
-        static_cast<unsigned char>(special | !isPlainJson(static_cast<unsigned char>(character)));
-  }
-  return special == 0;
-}
+bool isPlainInJson(std::string_view aText) { return allAre(aText, isPlainJson); }
 
 void appendJsonCharacters(std::string& aOut, std::string_view aText) {
   if (isPlainInJson(aText)) {
