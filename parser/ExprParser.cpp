@@ -23,40 +23,54 @@ const phx::function<void_fcn_call_expr> voidFcnCallExp{void_fcn_call_expr()};
 const phx::function<modulo_expr> moduloExp{modulo_expr()};
 const phx::function<member_val> memberVal{member_val()};
 
+namespace {
+
+// A function of the writer as a semantic action. It is part of the type, so that it is inlined.
+template <auto Member>
+struct WriterFunction {
+  template <class... Arguments>
+  auto operator()(StepWriter& aWriter, const Arguments&... aArguments) const {
+    return (aWriter.*Member)(aArguments...);
+  }
+};
+template <auto Member, class... Arguments>
+auto call(const Arguments&... aArguments) {
+  return phx::function<WriterFunction<Member>>()(qi::_r1, aArguments...);
+}
+
+}  // namespace
+
 template <class Iterator>
 ExprParser<Iterator>::ExprParser()
     : ExprParser::base_type(tree), writer(std::make_unique<StepWriter>()) {
   using Op = SymbolicOp;
   using Text = boost::iterator_range<Iterator>;
-  const auto call = [](auto aMember, auto... aArguments) {
-    return phx::bind(aMember, qi::_r1, aArguments...);
-  };
-  const auto apply = [&](Op aOp) { return call(&StepWriter::apply, aOp, std::size_t{0}); };
-  const auto applyTo = [&](Op aOp, auto aCount) { return call(&StepWriter::apply, aOp, aCount); };
-  const auto opened = qi::eps(call(&StepWriter::open));
-  const auto closed = qi::eps(call(&StepWriter::close));
+  const auto apply = [](Op aOp) { return call<&StepWriter::apply>(aOp, std::size_t{0}); };
+  const auto applyTo = [](Op aOp, auto aCount) { return call<&StepWriter::apply>(aOp, aCount); };
+  const auto opened = qi::eps(call<&StepWriter::open>());
+  const auto closed = qi::eps(call<&StepWriter::close>());
   const qi::real_parser<double, strict_real_policies<double>> real;
 
   const auto identifier =
       qi::copy(qi::lexeme[qi::raw[ascii::char_("a-zA-Z_") >> *ascii::char_("0-9a-zA-Z_")]
-                                 [call(&StepWriter::name<Text>, qi::_1)]]);
+                                 [call<&StepWriter::name<Text>>(qi::_1)]]);
 
   // clang-format off
-  expression = qi::eps[call(&StepWriter::begin)]
+  expression = qi::eps[call<&StepWriter::begin>()]
                >> (   primary(qi::_r1)
                   |   ('-' >> primary(qi::_r1))[apply(Op::UnaryMinus)]
                   |   ('+' >> primary(qi::_r1))
                   |   ('!' >> primary(qi::_r1))[apply(Op::Not)]
                   |   ('~' >> primary(qi::_r1))[apply(Op::BitCompl)]
-                  ) % detail::binaryOperators()[call(&StepWriter::infix, qi::_1)]
-               >> qi::eps[call(&StepWriter::end)];
+                  ) % detail::binaryOperators()[call<&StepWriter::infix>(qi::_1)]
+               >> qi::eps[call<&StepWriter::end>()];
   // A look at the first character spares names, which are most operands, the trial as a number; one
   // at the character behind spares integers, which are most numbers, the trial as a real one.
   primary    = ( &ascii::char_("-+.0-9iInN")
                  >> (   (qi::int_ >> !ascii::char_(".eE"))
-                                     [call(&StepWriter::integer, qi::_1)]
-                    |   qi::raw[real][qi::_pass = call(&StepWriter::real<Text>, qi::_1)]
-                    |   qi::int_     [call(&StepWriter::integer, qi::_1)] ) )
+                                     [call<&StepWriter::integer>(qi::_1)]
+                    |   qi::raw[real][qi::_pass = call<&StepWriter::real<Text>>(qi::_1)]
+                    |   qi::int_     [call<&StepWriter::integer>(qi::_1)] ) )
              // What follows a name tells a call, a member access and a plain name apart.
              | identifier
                >> (   '(' >> (   qi::lit(')')                        [apply(Op::FcnCall0U)]

@@ -14,6 +14,7 @@ import resource
 import shutil
 import subprocess
 import sys
+import time
 
 root = pathlib.Path(__file__).resolve().parent.parent
 work = root / "build" / "mutants"
@@ -85,14 +86,35 @@ def limit_memory():
     resource.setrlimit(resource.RLIMIT_AS, (8 << 30, 8 << 30))
 
 
-def run(command, seconds):
-    """Whether a command succeeds in that time."""
+def start(command):
+    return subprocess.Popen(command, cwd=work, stdout=subprocess.DEVNULL,
+                            stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                            preexec_fn=limit_memory)
+
+
+def all_succeed(commands, jobs):
+    """Whether every command succeeds in its time, some side by side. Ends the others where one does
+    not. A command is a list of words, its time in seconds beside it."""
+    waiting, running = list(commands), {}
     try:
-        return subprocess.run(command, cwd=work, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
-                              preexec_fn=limit_memory, timeout=seconds).returncode == 0
-    except subprocess.TimeoutExpired:
-        return False
+        while waiting or running:
+            while waiting and len(running) < jobs:
+                command, seconds = waiting.pop(0)
+                running[start(command)] = time.monotonic() + seconds
+            time.sleep(0.02)
+            for process, end in list(running.items()):
+                if process.poll() is None:
+                    if time.monotonic() > end:
+                        return False
+                else:
+                    del running[process]
+                    if process.returncode != 0:
+                        return False
+        return True
+    finally:
+        for process in running:
+            process.kill()
+            process.wait()
 
 
 def prepare():
@@ -113,7 +135,8 @@ def prepare():
 
 def tests():
     """Runs the tests once and returns commands that run them again, the quick ones of all programs
-    first. Of the tool's those are left out that are about its process, its terminal and its page."""
+    first, each with the time in which it shall end. Of the tool's those are left out that are about
+    its process, its terminal and its page."""
     quick, slow = [], []
     for program in programs:
         path = build / ("tests/tool" if "tool" in program else
@@ -122,13 +145,14 @@ def tests():
                               text=True, capture_output=True, stdin=subprocess.DEVNULL)
         if done.returncode != 0:
             sys.exit(f"{program} fails without any change")
-        times = {name: int(time) for name, time in
+        times = {name: int(ms) for name, ms in
                  re.findall(r"^\[       OK \] (\S+?)(?:, where .*)? \((\d+) ms\)$", done.stdout, re.M)}
-        for group, fits in (quick, lambda time: time < 200), (slow, lambda time: time >= 200):
-            names = ":".join(name for name, time in times.items() if fits(time))
+        for group, fits in (quick, lambda ms: ms < 200), (slow, lambda ms: ms >= 200):
+            names = [name for name, ms in times.items() if fits(ms)]
             if names:
-                group.append([str(path), "--gtest_fail_fast", "--gtest_brief=1",
-                              f"--gtest_filter={names}"])
+                seconds = sum(times[name] for name in names) / 1000
+                group.append(([str(path), "--gtest_fail_fast", "--gtest_brief=1",
+                               f"--gtest_filter={':'.join(names)}"], 60 + 5 * seconds))
     return quick + slow
 
 
@@ -151,7 +175,7 @@ def main():
     print(f"{len(mutants)} mutants of {len(names)} files, seed {options.seed}", flush=True)
 
     make = ["cmake", "--build", str(build), "--parallel", str(options.jobs), "--target", *programs]
-    if not run(make, None):
+    if start(make).wait() != 0:
         sys.exit("nothing can be built without any change")
     commands = tests()
     tried = killed = 0
@@ -165,10 +189,10 @@ def main():
         lines[number] = changed
         path.write_text("\n".join(lines))
         try:
-            if not run(make, None):
+            if start(make).wait() != 0:
                 continue
             tried += 1
-            if all(run(command, 600) for command in commands):
+            if all_succeed(commands, options.jobs):
                 print(f"survived: {name}:{number + 1}\n  - {line.strip()}\n  + {changed.strip()}",
                       flush=True)
             else:

@@ -555,6 +555,10 @@ TEST(Compact, RelationLiteralsThatMeetKeepTheirValue) {
     }
   }
   for (const RelationLiteral& a : literals) {
+    const RelationLiteral negation = !a;
+    const bool isEquality = a.op == Rel::Eq || a.op == Rel::Ne;
+    EXPECT_EQ(negation.isNegated, !isEquality && !a.isNegated) << name(a);
+    EXPECT_EQ(negation.op != a.op, isEquality) << name(a);
     for (const RelationLiteral& b : literals) {
       const Meeting meeting = meet(a, b);
       bool isNeededA = false, isNeededB = false, isPossible = false;
