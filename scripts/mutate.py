@@ -163,6 +163,8 @@ def main():
     parser.add_argument("--skip", type=int, default=0,
                         help="mutants of the sample that an earlier run has tried")
     parser.add_argument("--match", default="", help="a regular expression for files")
+    parser.add_argument("--again", type=argparse.FileType(), metavar="REPORT",
+                        help="of the sample only those that survived in what an earlier run wrote")
     parser.add_argument("--jobs", type=int, default=2)
     options = parser.parse_args()
 
@@ -172,6 +174,11 @@ def main():
     names = [name for name in names if re.search(options.match, name)]
     mutants = sorted(mutant for name in names for mutant in mutants_of(name))
     random.Random(options.seed).shuffle(mutants)
+    if options.again:
+        survivors = set(re.findall(r"^survived: (.*):\d+\n  - (.*)\n  \+ ?(.*)$",
+                                   options.again.read(), re.M))
+        mutants = [(name, number, line, changed) for name, number, line, changed in mutants
+                   if (name, line.strip(), changed.strip()) in survivors]
     print(f"{len(mutants)} mutants of {len(names)} files, seed {options.seed}", flush=True)
 
     make = ["cmake", "--build", str(build), "--parallel", str(options.jobs), "--target", *programs]

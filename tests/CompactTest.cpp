@@ -94,6 +94,7 @@ TEST(Compact, CommonFactorsAreTakenOut) {
       {"(a && b || c) && (a && b || d)", "a && b || c && d"},
       // Nothing in common.
       {"a && b || c && d", "a && b || c && d"},
+      {"x == y && a || x == y && b", "(a || b) && x==y"},
       {"a && !b || b && !a", "~a && b || ~b && a"},
       {"a", "a"},
       {"a || !a", "true"},

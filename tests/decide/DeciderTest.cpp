@@ -169,6 +169,25 @@ TEST_F(DeciderTest, NamesAreDifferentFromEachOtherAndFromNumbers) {
   EXPECT_EQ(verdict("ARCH == arm"), "sometimes");
 }
 
+TEST(Domain, IsWhatItWasMadeAs) {
+  const SymbolicExprDomain domains[] = {
+      SymbolicExprDomain::values({7.0, "arm"}), SymbolicExprDomain::interval(-1, 2.5),
+      SymbolicExprDomain::integers(), SymbolicExprDomain::boolean()};
+  const double lows[] = {0, -1, -2147483648.0, 0}, highs[] = {0, 2.5, 2147483647.0, 1};
+  SymbolicExprDomain assigned = SymbolicExprDomain::integers(3, 4);
+  for (int kind = 0; kind < 4; ++kind) {
+    const SymbolicExprDomain copy = domains[kind];
+    assigned = copy;
+    for (const auto* domain :
+         std::initializer_list<const SymbolicExprDomain*>{&domains[kind], &copy, &assigned}) {
+      EXPECT_EQ(domain->kind(), kind);
+      EXPECT_EQ(domain->low(), lows[kind]);
+      EXPECT_EQ(domain->high(), highs[kind]);
+      EXPECT_EQ(domain->list(), domains[kind].list());
+    }
+  }
+}
+
 TEST_F(DeciderTest, AssumptionsHoldUntilTheyAreTakenBack) {
   decider.assume(parse("x > 3"));
   decider.assume(parse("y == x"));
