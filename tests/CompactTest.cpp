@@ -151,6 +151,12 @@ TEST(Compact, WhatTheSurroundingsDecideIsDropped) {
       {"1 && a && true || false || 0", "a"},
       {"3 < x && 1 + x > 4", "x+1>4 && x>3"},
       {"a && a", "a"},
+      {"a && !a", "false"},
+      {"b && a && !a || c", "c"},
+      {"(a || b) && !(a || b)", "false"},
+      {"(a && b || c) && !(a && b || c) || d", "d"},
+      {"x == 1 && !(x == 1)", "false"},
+      {"f(x) && y > 1 && !f(x)", "false"},
       {"!(!(a))", "a"},
       {"(a && b) + 1 == 2 || (a && b) + 1 == 2", "(a && b)+1==2"},
   };
