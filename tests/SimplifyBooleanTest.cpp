@@ -300,6 +300,12 @@ TEST(SimplifyBoolean, OrderOfTwo) {
       {"!a || x > 1", "x>1 || !a"},
       {"(b && a) || c", "a && b || c"},
       {"c || (b && a)", "c || a && b"},
+      // As they were joined, if each link joins no others.
+      {"(s.m || a) || (s.m || a)", "s.m || a"},
+      {"(s.m || a) || s.m", "a || s.m"},
+      {"s.m || (s.m || a)", "a || s.m"},
+      {"(s.m || a) || (a || s.m)", "a || s.m"},
+      {"(s.m || a || a) || (s.m || a)", "a || s.m"},
   });
 }
 
