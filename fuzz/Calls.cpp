@@ -108,7 +108,18 @@ class World {
   }
 
   bool isSound(SymbolicExprId aId) const { return aId < isWhole.size() && isWhole[aId]; }
+  // Whether a node was made over an id that was none then and is one now: what needs the same node
+  // finds this one, which is older than its input.
+  bool hasOvertaken() const { return leastAhead < table.size(); }
   bool isHosts(SymbolicExprId aId) const { return aId < hosts.size() && hosts[aId]; }
+  // A node among all others, for messages.
+  std::string describe(SymbolicExprId aId) const {
+    std::string text = std::to_string(aId) + " of";
+    for (SymbolicExprId id = 0; id < lines.size(); ++id) {
+      text += "\n  " + std::to_string(id) + ": " + lines[id] + (hosts[id] ? " host" : "");
+    }
+    return text;
+  }
   std::size_t treeOf(SymbolicExprId aId) const { return aId < trees.size() ? trees[aId] : 1; }
 
  private:
@@ -130,6 +141,7 @@ class World {
     for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
       const SymbolicExprId input = node.getInput(i);
       sound = sound && input < aId && isWhole[input];
+      if (input >= aId) leastAhead = std::min(leastAhead, input);
       hosted = hosted || isHosts(input);
       if (input < aId) tree = std::min(manyNodes, tree + trees[input]);
     }
@@ -144,6 +156,7 @@ class World {
     require(table.contains(table.get(aId)), [] { return "a node is not contained"; });
   }
 
+  SymbolicExprId leastAhead = invalidSymbolicExprId;
   std::vector<std::string> lines;
   std::vector<bool> isWhole;  // all ids in it name older nodes
   std::vector<bool> hosts;    // it holds nodes of a host's class
@@ -435,8 +448,9 @@ class Session {
     try {
       aAct();
       require(aId < w.table.size(), [] { return "an unknown id is accepted"; });
-    } catch (const std::out_of_range&) {
-      require(!isSound || hasUnknownValues, [] { return "a known id is refused"; });
+    } catch (const std::out_of_range& error) {
+      require(!isSound || hasUnknownValues || w.hasOvertaken(),
+              [&] { return "node " + w.describe(aId) + " is refused: " + error.what(); });
     } catch (const std::invalid_argument&) {
       // A call whose first input is no name, and the like, is refused where that matters.
       require(!isSound || w.isHosts(aId), [] { return "refused"; });
