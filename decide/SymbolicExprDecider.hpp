@@ -61,10 +61,11 @@ struct SymbolicExprContradiction {
 ///   So `x > 2 && x == 2` is never, although evaluation, which takes doubles closer than 2 to the
 ///   power -26 for equal in `==`, `<=` and `>=`, finds 1 at 2.0000000001. No variable is NaN: under
 ///   NaN, evaluation finds `x == x` true, every order false and `x` itself true. A constant NaN
-///   (what a remainder by zero gives) is equal to NaN alone.
+///   (what a remainder by zero gives, and arithmetic over it) is equal to NaN alone.
 /// - A condition holds where its value is not 0. In relations, truth values count as 0 and 1.
 /// - Arithmetic over variables is a term of which nothing is known but that equal nodes are equal
-///   and that it is a number, too: infinity times 0, which is NaN in evaluation, is not thought of.
+///   and that it is a number, too, save for remainders by what may be 0: infinity times 0, which is
+///   NaN in evaluation, is not thought of.
 ///   Lists are such terms as well. `Never` and `Always` are proofs all the same. `Sometimes` takes
 ///   values under which evaluation confirms that the condition holds, and others under which it
 ///   does not, so it may stay `Unknown`.

@@ -157,26 +157,30 @@ Literal Encoder::compare(SymbolicOp aOp, const Side& aLeft, const Side& aRight) 
     const Literal ifTrue = with(1);
     return formula.choice(aLeft.isTruth ? aLeft.literal : aRight.literal, ifTrue, with(0));
   }
+  // NaN is neither less nor greater than anything, and equal to NaN alone.
   const TermIndex left = aLeft.term, right = aRight.term;
-  const Term& leftTerm = formula.getTerms()[left];
-  const Term& rightTerm = formula.getTerms()[right];
-  const bool isLeftNaN = leftTerm.kind == Term::Number && std::isnan(leftTerm.value);
-  const bool isRightNaN = rightTerm.kind == Term::Number && std::isnan(rightTerm.value);
-  if (isLeftNaN || isRightNaN) {
-    // NaN is neither less nor greater than anything, and equal to NaN alone.
-    const bool isEqual = isLeftNaN && isRightNaN;
-    const bool acceptsEqual = aOp == SymbolicOp::Equal || aOp == SymbolicOp::LessThanEqual ||
-                              aOp == SymbolicOp::GreaterThanEqual;
-    const bool holds = aOp == SymbolicOp::NotEqual ? !isEqual : isEqual && acceptsEqual;
-    return negatedIf(!holds, literalTrue);
-  }
+  const Literal isLeftNumber = formula.getTerms()[left].isNumber;
+  const Literal isRightNumber = formula.getTerms()[right].isNumber;
+  const Literal areNumbers = formula.conjunction(isLeftNumber, isRightNumber);
+  const Literal areNaN = formula.conjunction(negated(isLeftNumber), negated(isRightNumber));
+  const auto less = [&](TermIndex aLess, TermIndex aThan) {
+    return areNumbers == literalFalse ? literalFalse : formula.less(aLess, aThan);
+  };
+  const auto amongNumbers = [&](Literal aHolds) { return formula.conjunction(areNumbers, aHolds); };
+  const auto orNaN = [&](Literal aHolds) {
+    return formula.disjunction(areNaN, amongNumbers(aHolds));
+  };
+  const auto equal = [&] {
+    const Literal notLess = negated(less(left, right));
+    return orNaN(formula.conjunction(notLess, negated(less(right, left))));
+  };
   switch (aOp) {
-    case SymbolicOp::Equal: return formula.equal(left, right);
-    case SymbolicOp::NotEqual: return negated(formula.equal(left, right));
-    case SymbolicOp::LessThan: return formula.less(left, right);
-    case SymbolicOp::LessThanEqual: return negated(formula.less(right, left));
-    case SymbolicOp::GreaterThan: return formula.less(right, left);
-    default: return negated(formula.less(left, right));
+    case SymbolicOp::Equal: return equal();
+    case SymbolicOp::NotEqual: return negated(equal());
+    case SymbolicOp::LessThan: return amongNumbers(less(left, right));
+    case SymbolicOp::LessThanEqual: return orNaN(negated(less(right, left)));
+    case SymbolicOp::GreaterThan: return amongNumbers(less(right, left));
+    default: return orNaN(negated(less(left, right)));
   }
 }
 
@@ -200,6 +204,11 @@ TermIndex Encoder::makeTerm(SymbolicExprId aCopy) {
     Term made;
     made.kind = isVariable(node) ? Term::Variable : Term::Unknown;
     const SymbolicExprDomain* domain = domainOf(aCopy);
+    if (builder.mayBeNaN(aCopy)) {
+      Term number;
+      number.kind = Term::Unknown;
+      made.isNumber = formula.truth(formula.addTerm(number));
+    }
     if (domain == nullptr) {
       index = formula.addTerm(made);
     } else {

@@ -34,6 +34,7 @@ TermIndex Formula::number(double aValue) {
   if (known != numbers.end()) return known->second;
   Term term;
   term.value = value;
+  term.isNumber = negatedIf(std::isnan(value), literalTrue);
   const TermIndex index = addTerm(term);
   numbers.emplace(value, index);
   return index;

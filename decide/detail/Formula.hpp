@@ -41,9 +41,10 @@ struct Term {
   /// The range of a variable.
   double low = -std::numeric_limits<double>::infinity();
   double high = std::numeric_limits<double>::infinity();
-  std::vector<TermIndex> listed;  ///< The constants that a variable may be, if these are limited.
-  Literal domain = literalTrue;   ///< What the range and the list come to.
-  std::string text;               ///< Of a name.
+  std::vector<TermIndex> listed;   ///< The constants that a variable may be, if these are limited.
+  Literal domain = literalTrue;    ///< What the range and the list come to.
+  Literal isNumber = literalTrue;  ///< Whether it is no NaN; else its order means nothing.
+  std::string text;                ///< Of a name.
 
   bool isConstant() const { return kind <= Name; }
 };

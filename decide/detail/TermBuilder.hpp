@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <optional>
 #include <vector>
 
@@ -40,6 +41,10 @@ class TermBuilder {
   /// The expressions of the source that a variable is the copy of, in the order of their copying.
   const std::vector<SymbolicExprId>& origins(SymbolicExprId aCopy) const;
 
+  /// Whether a copy may be NaN where its variables are finite: remainders, but for those by a
+  /// number other than 0, and arithmetic over them.
+  bool mayBeNaN(SymbolicExprId aCopy) const { return doubtful.count(aCopy) != 0; }
+
   /// Appends the variables below an expression of the own table, each once, in the order of a walk;
   /// what lies inside a call or member is not looked at.
   void appendVariables(SymbolicExprId aCopy, std::vector<SymbolicExprId>& aVariables) const;
@@ -52,8 +57,11 @@ class TermBuilder {
     SymbolicExprId convert(SymbolicExprTable& aTable, const std::vector<SymbolicExprId>& aInputs);
   };
 
+  enum class Certainty { No, Maybe, Yes };
+
   SymbolicExprId copy(const SymbolicExpr& aExpr, const std::vector<SymbolicExprId>& aInputs);
   SymbolicExprId literal(const Eval::Value& aValue);
+  Certainty isNaN(const SymbolicExpr& aOperator) const;
   SymbolicExprId folded(SymbolicExprId aCopy);
 
   const SymbolicExprTable& source;
@@ -61,6 +69,7 @@ class TermBuilder {
   SymbolicExprTable table;
   CallConverter converter;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> copies;
+  boost::unordered_flat_set<SymbolicExprId> doubtful;  // copies that may be NaN
   boost::unordered_flat_map<SymbolicExprId, std::vector<SymbolicExprId>> originsOf;
 };
 

@@ -54,6 +54,17 @@ const Row kRows[] = {
     {"x + 1 > 3 && x + 1 < 2", "never", "never"},
     {"2 * 3 == 6", "always", "always"},
     {"x * 0 == 1", "unknown", "unknown"},
+    // Whatever x is.
+    {"x - nan ~= nan", "never", "never"},
+    {"rem(x, 0) == rem(y, nan) * 2 && ~(rem(x, 0) < 1) && rem(x, 0)", "always", "always"},
+    // Which is NaN if x is 0.
+    {"rem(0, x) ~= nan", "sometimes", "sometimes"},
+    {"rem(5, x) < 3 || rem(5, x) >= 3", "sometimes", "sometimes"},
+    {"rem(5, x) <= 3 || rem(5, x) + 1 > 4", "sometimes", "sometimes"},
+    {"rem(5, x) == rem(5, x) && -rem(5, x) + 1 <= 1 - rem(5, x)", "unknown", "unknown"},
+    {"rem(5, x) < rem(5, x)", "never", "never"},
+    {"rem(5, x) < 3 && rem(5, x) >= 3", "never", "never"},
+    {"rem(x, 5) < 3 || rem(x, 5) >= 3", "always", "always"},
     {"bitand(6, 3) == 2", "always", "always"},
     {"f(x) == 1 && f(x) == 2", "never", "never"},
     {"f(x) == 1 && f(y) == 2", "sometimes", "sometimes"},
