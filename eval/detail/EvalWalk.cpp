@@ -159,7 +159,7 @@ SymbolicExprId EvalWalk::leave() {
     } else if (op != SymbolicOp::String && top.input == 0) {
       const SymbolicExprId right = checked(node(top.id).right(), top.id);
       Result result{0, isScalar};
-      if (!isLeaf(right, result.scalar)) {
+      if (!isSimple(static_cast<std::uint32_t>(right), result.scalar)) {
         operands.push_back(current);
         top.input = 1;
         return right;
