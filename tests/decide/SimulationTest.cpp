@@ -27,7 +27,8 @@ constexpr Row rows[] = {
     {"N > 1 && N < 3 && N < 9 && N > -4", 64},
     // The whole numbers beside the ends of a gap.
     {"N > 100 && N < 200 && (N < 102 || N > 198) && N ~= 101", 16},
-    {"N > 10 && N < 13 && M > N && M < 13", 16},
+    {"N > 10 && N < 20 && M > 10 && M < 20 && N < M", 10},
+    {"x > 0 && x < 1 && y > 0 && y < 1 && x < y", 10},
     {"p && ~q && r", 64},
     {"p && (q || r) && ~(p && q)", 20},
     // A truth that is also compared.
