@@ -80,9 +80,11 @@ bool EvalWalk::isSimple(std::uint32_t aId, Scalar& aScalar) const {
   const KS::detail::NodeView operation = node(aId);
   const SymbolicOp op = operation.kind();
   if (operation.isLeaf()) return isLeaf(aId, aScalar);
-  if (isList(op) || isOpaque(op) || bound(aId) != nullptr) return false;
+  if (isList(op) || isOpaque(op)) return false;
+  // Most operators that are not simple are links of chains.
+  if (operation.left() >= aId || !node(operation.left()).isLeaf()) return false;
   Scalar left(0);
-  if (operation.left() >= aId || !isLeaf(operation.left(), left)) return false;
+  if (bound(aId) != nullptr || !isLeaf(operation.left(), left)) return false;
   Scalar right = left;
   if (!isUnary(op) && (operation.right() >= aId || !isLeaf(operation.right(), right))) return false;
   aScalar = apply(op, left, right);
@@ -90,7 +92,7 @@ bool EvalWalk::isSimple(std::uint32_t aId, Scalar& aScalar) const {
 }
 
 SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
-  const SymbolicExpr& expr = *table.get(aId);
+  if (aId >= table.size()) table.get(aId);  // throws
   const auto id = static_cast<std::uint32_t>(aId);
   if (isSimple(id, current.scalar)) {
     current.shape = isScalar;
@@ -114,7 +116,7 @@ SymbolicExprId EvalWalk::enter(SymbolicExprId aId) {
     return computed;
   }
   const Frame frame{id, place, 0, node(id).kind()};
-  if (isOpaque(frame.op)) fail(noValueText(table, expr));
+  if (isOpaque(frame.op)) fail(noValueText(table, *table.get(aId)));
   if (frame.op == SymbolicOp::String) return enterSymbol(frame);
   if (isList(frame.op)) return enterList(frame);
   path.push_back(frame);
