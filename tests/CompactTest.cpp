@@ -151,6 +151,7 @@ TEST(Compact, WhatTheSurroundingsDecideIsDropped) {
       {"1 && a && true || false || 0", "a"},
       {"3 < x && 1 + x > 4", "x+1>4 && x>3"},
       {"a && a", "a"},
+      {"x <= y && x < y", "x<y"},
       {"a && !a", "false"},
       {"b && a && !a || c", "c"},
       {"(a || b) && !(a || b)", "false"},

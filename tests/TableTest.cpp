@@ -1,5 +1,6 @@
 // The table: ids, lookup, boolean symbols, values of symbols, ownership, failure in the middle.
 #include "base/SymbolicExprTable.hpp"
+#include "base/SymbolicExprVisitor.hpp"
 
 #include <gtest/gtest.h>
 
@@ -231,6 +232,24 @@ std::string worked(SymbolicExprTable& t, SymbolicExprId aId) {
   return text;
 }
 
+// The inputs of the node that a walk begins with, as its visit shows them.
+class InputsOfFirst final : public SymbolicExprVisitor {
+ public:
+  bool visitInputsFirst() const override { return false; }
+#define KS_KIND(code, Op, Class) \
+  void visit(const Class& aExpr) override { note(aExpr); }
+#include "base/SymbolicExprKinds.def"
+
+  std::vector<SymbolicExprId> inputs;
+
+ private:
+  void note(const SymbolicExpr& aExpr) {
+    if (!std::exchange(isFirst, false)) return;
+    for (std::size_t i = 0; i < aExpr.getNumInputs(); ++i) inputs.push_back(aExpr.getInput(i));
+  }
+  bool isFirst = true;
+};
+
 // What `add` takes, and what the library makes of it.
 TEST(Table, nodesOfHostsAreOfTheirKindOrRefused) {
   // A row per kind: the numbers of inputs, 0 to 4, that a host's node may have.
@@ -255,6 +274,9 @@ TEST(Table, nodesOfHostsAreOfTheirKindOrRefused) {
       }
       t.add(node.release());
       const SymbolicExprId id = t.size() - 1;
+      InputsOfFirst visitor;
+      t.get(id)->accept(t, visitor);
+      EXPECT_EQ(visitor.inputs, inputs) << kind << ' ' << count;
       // The copy has a node of the library's class, known by its hash; a list of none is nothing.
       SymbolicExprTable copies;
       const SymbolicExprId copy = SymbolicExprCopy(t, copies)(id);
