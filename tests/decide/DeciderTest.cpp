@@ -56,6 +56,7 @@ const Row kRows[] = {
     {"x + 1 > 3 && x + 1 < 2", "never", "never"},
     {"2 * 3 == 6", "always", "always"},
     {"x * 0 == 1", "unknown", "unknown"},
+    {"x == nan || x < nan || x >= nan || nan > 3 || nan == 3", "never", "never"},
     // Whatever x is.
     {"x - nan ~= nan", "never", "never"},
     {"rem(x, 0) == rem(y, nan) * 2 && ~(rem(x, 0) < 1) && rem(x, 0)", "always", "always"},
@@ -70,6 +71,8 @@ const Row kRows[] = {
     {"bitand(6, 3) == 2", "always", "always"},
     {"f(x) == 1 && f(x) == 2", "never", "never"},
     {"f(x) == 1 && f(y) == 2", "sometimes", "sometimes"},
+    {"f(a, b, c) == 1 && f(d, b, c) == 2", "sometimes", "sometimes"},
+    {"f() == 1 && g() == 2", "sometimes", "sometimes"},
     {"S.m > 2 && S.m < 3", "sometimes", "sometimes"},
     {"x <= 2147483647 && x >= -2147483648", "sometimes", "always"},
     {"3", "always", "always"},
@@ -141,6 +144,9 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   EXPECT_EQ(witness("N > 7"), "N=8");
   EXPECT_EQ(witness("a || N < 100"), "a=true N=3");
   EXPECT_EQ(witness("B == 1"), "B=true");
+  decider.setDomain(parse("Z"), SymbolicExprDomain::interval(-3, 0));
+  EXPECT_EQ(witness("Z"), "Z=-1");
+  EXPECT_EQ(witness("~Z"), "Z=0");
   decider.setDomain(parse("P"), SymbolicExprDomain::values({7.0}));
   EXPECT_EQ(witness("B || P == 8"), "B=true P=7");
   EXPECT_EQ(witness("N < 4.00000001 && N ~= 4.000001"), "N=3");  // 4 is too close to the constant
