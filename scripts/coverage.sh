@@ -4,7 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 cmake -S . -B build/coverage -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKS_PACKAGE_TESTS=OFF \
-  -DCMAKE_CXX_FLAGS_DEBUG="-O1 -fno-inline --coverage -fprofile-update=atomic"
+  -DCMAKE_CXX_FLAGS_DEBUG="-O1 --coverage"
 cmake --build build/coverage --parallel "$(nproc)"
 find build/coverage -name '*.gcda' -delete
 for program in tests/ks_tests tests/ks_memory_tests tests/decide/ks_decide_tests \
