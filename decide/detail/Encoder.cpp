@@ -204,7 +204,9 @@ TermIndex Encoder::makeTerm(SymbolicExprId aCopy) {
     Term made;
     made.kind = isVariable(node) ? Term::Variable : Term::Unknown;
     const SymbolicExprDomain* domain = domainOf(aCopy);
-    if (builder.mayBeNaN(aCopy)) {
+    const TermBuilder::Certainty nan = builder.isNaN(aCopy);
+    if (nan == TermBuilder::Certainty::Yes) made.isNumber = literalFalse;
+    if (nan == TermBuilder::Certainty::Maybe) {
       Term number;
       number.kind = Term::Unknown;
       made.isNumber = formula.truth(formula.addTerm(number));

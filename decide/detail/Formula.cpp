@@ -52,7 +52,7 @@ Literal Formula::intern(FormulaNode::Kind aKind, std::uint32_t aFirst, std::uint
 Literal Formula::truth(TermIndex aTerm) {
   const Term& term = terms[aTerm];
   if (term.kind == Term::Number) return negatedIf(term.value == 0, literalTrue);
-  if (term.kind == Term::Name) return literalTrue;
+  if (term.kind == Term::Name || term.isNumber == literalFalse) return literalTrue;
   if (term.isInteger && (term.low > 0 || term.high < 0)) return literalTrue;
   if (term.isInteger && term.low == 0 && term.high == 0) return literalFalse;
   return intern(FormulaNode::Truth, aTerm, 0);

@@ -1,7 +1,7 @@
 #include "decide/detail/TermBuilder.hpp"
 
+#include <algorithm>
 #include <cmath>
-#include <limits>
 #include <string>
 
 #include "base/KSSymbolicExpr.hpp"
@@ -140,8 +140,8 @@ SymbolicExprId TermBuilder::literal(const Eval::Value& aValue) {
   return SymbolicNDExpr(table, elements).getId(table);
 }
 
-// Arithmetic over NaN is NaN whatever its variables are, and so is a remainder by zero.
-TermBuilder::Certainty TermBuilder::isNaN(const SymbolicExpr& aOperator) const {
+// Arithmetic over NaN gives NaN whatever its variables are, and so does a remainder by zero.
+TermBuilder::Certainty TermBuilder::findNaN(const SymbolicExpr& aOperator) const {
   const SymbolicOp op = opOf(aOperator);
   if (op < SymbolicOp::Plus || op > SymbolicOp::Modulo) return Certainty::No;
   Certainty result = Certainty::No;
@@ -150,27 +150,24 @@ TermBuilder::Certainty TermBuilder::isNaN(const SymbolicExpr& aOperator) const {
     const bool isList = opOf(input) >= SymbolicOp::_2D && opOf(input) <= SymbolicOp::ND;
     if (isList) return Certainty::No;
     const bool isDivisor = op == SymbolicOp::Modulo && i == 1;
-    const std::optional<double> value = constantOf(input);
-    if (value) {
-      if (std::isnan(*value) || (isDivisor && *value == 0)) return Certainty::Yes;
-    } else if (isDivisor || mayBeNaN(aOperator.getInput(i))) {
-      result = Certainty::Maybe;
+    if (const std::optional<double> value = constantOf(input)) {
+      if (std::isnan(*value) || (isDivisor && *value == 0)) result = Certainty::Yes;
+    } else {
+      result = std::max(result, isNaN(aOperator.getInput(i)));
+      if (isDivisor) result = std::max(result, Certainty::Maybe);
     }
   }
   return result;
 }
 
-// The result of an operator over constants, or of one that gives NaN anyway.
+// The result of an operator over constants.
 SymbolicExprId TermBuilder::folded(SymbolicExprId aCopy) {
   const SymbolicExpr& node = *table.get(aCopy);
   if (opOf(node) >= SymbolicOp::_2D) return aCopy;
-  const Certainty certainty = isNaN(node);
-  if (certainty == Certainty::Yes) {
-    return literal(Eval::Scalar(std::numeric_limits<double>::quiet_NaN()));
-  }
-  if (certainty == Certainty::Maybe) doubtful.insert(aCopy);
   for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
-    if (!constantOf(*table.get(node.getInput(i)))) return aCopy;
+    if (constantOf(*table.get(node.getInput(i)))) continue;
+    if (const Certainty nan = findNaN(node); nan != Certainty::No) nanness.emplace(aCopy, nan);
+    return aCopy;
   }
   SymbolicExprEvalImpl evaluation(table);
   node.accept(table, evaluation);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <boost/unordered/unordered_flat_map.hpp>
-#include <boost/unordered/unordered_flat_set.hpp>
 #include <optional>
 #include <vector>
 
@@ -41,9 +40,12 @@ class TermBuilder {
   /// The expressions of the source that a variable is the copy of, in the order of their copying.
   const std::vector<SymbolicExprId>& origins(SymbolicExprId aCopy) const;
 
-  /// Whether a copy may be NaN where its variables are finite: remainders, but for those by a
-  /// number other than 0, and arithmetic over them.
-  bool mayBeNaN(SymbolicExprId aCopy) const { return doubtful.count(aCopy) != 0; }
+  enum class Certainty { No, Maybe, Yes };
+  /// Whether an operator over variables gives NaN where these are finite.
+  Certainty isNaN(SymbolicExprId aCopy) const {
+    const auto known = nanness.find(aCopy);
+    return known == nanness.end() ? Certainty::No : known->second;
+  }
 
   /// Appends the variables below an expression of the own table, each once, in the order of a walk;
   /// what lies inside a call or member is not looked at.
@@ -57,11 +59,9 @@ class TermBuilder {
     SymbolicExprId convert(SymbolicExprTable& aTable, const std::vector<SymbolicExprId>& aInputs);
   };
 
-  enum class Certainty { No, Maybe, Yes };
-
   SymbolicExprId copy(const SymbolicExpr& aExpr, const std::vector<SymbolicExprId>& aInputs);
   SymbolicExprId literal(const Eval::Value& aValue);
-  Certainty isNaN(const SymbolicExpr& aOperator) const;
+  Certainty findNaN(const SymbolicExpr& aOperator) const;
   SymbolicExprId folded(SymbolicExprId aCopy);
 
   const SymbolicExprTable& source;
@@ -69,7 +69,7 @@ class TermBuilder {
   SymbolicExprTable table;
   CallConverter converter;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> copies;
-  boost::unordered_flat_set<SymbolicExprId> doubtful;  // copies that may be NaN
+  boost::unordered_flat_map<SymbolicExprId, Certainty> nanness;  // of operators that may give NaN
   boost::unordered_flat_map<SymbolicExprId, std::vector<SymbolicExprId>> originsOf;
 };
 

@@ -59,6 +59,8 @@ const Row kRows[] = {
     {"x == nan || x < nan || x >= nan || nan > 3 || nan == 3", "never", "never"},
     // Whatever x is.
     {"x - nan ~= nan", "never", "never"},
+    {"-(x - nan) == nan && 1 - (x - nan) * 2 && ~(x + nan > 3)", "always", "always"},
+    {"bitand(x - nan, 1) == 0 && y", "sometimes", "sometimes"},
     {"rem(x, 0) == rem(y, nan) * 2 && ~(rem(x, 0) < 1) && rem(x, 0)", "always", "always"},
     // Which is NaN if x is 0.
     {"rem(0, x) ~= nan", "sometimes", "sometimes"},
@@ -156,6 +158,7 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   EXPECT_EQ(witness("S.m == 2 && f(x) == 3"), "S.m=2 f(x)=3");
   EXPECT_EQ(witness("2*x + 1 == 7"), "x=3");
   EXPECT_EQ(witness("10 - y/2 > 8 && y > 0"), "y=2");
+  EXPECT_EQ(witness("x - nan && y == 2"), "x=false y=2");  // evaluation needs x all the same
   EXPECT_EQ(witness("a && ~a"), "none");
 }
 
