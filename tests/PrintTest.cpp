@@ -480,7 +480,11 @@ TEST_F(PrintTest, RendererWithoutOneFragmentHasNoText) {
   StringifySymbolicExpr renderer(SymbolicExprPrinter::Predicate::instance(), false, false);
   EXPECT_EQ(renderer.get(), "");
   const SymbolicExpr& a = *table.get(symbol("a"));
-  const SymbolicExprId sum = parse("a+b");
+  const SymbolicExprId sum = parse("a+b"), negation = parse("!a"), call = parse("a()");
+  EXPECT_THROW(renderer.visit(static_cast<const SymbolicNotExpr&>(*table.get(negation))),
+               std::logic_error);
+  EXPECT_THROW(renderer.visit(static_cast<const SymbolicFcnCall0UExpr&>(*table.get(call))),
+               std::logic_error);
   a.accept(table, renderer);
   EXPECT_THROW(renderer.visit(static_cast<const SymbolicPlusExpr&>(*table.get(sum))),
                std::logic_error);

@@ -398,6 +398,9 @@ TEST_F(Program, ARunnerHasItsParametersAndNoOthers) {
   EXPECT_THROW(runner.run({7, std::vector<Eval::Scalar>{}, 7, 7}), std::invalid_argument);
   EXPECT_THAT(answers({3, 0, 0.25, 9}), testing::ElementsAre("7 ", "0 ", "0.25 ", "9 "));
 
+  // What has no value is told as evaluation tells it, for which the parameters have theirs.
+  SymbolicExprRunner failing(table, parseAll({"given + missing"}), parseAll({"given"}));
+  EXPECT_EQ(failing.run({1})[0].error, "the symbol 'missing' has no value");
   EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "4"})), std::invalid_argument);
   EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "y", "x"})), std::invalid_argument);
   EXPECT_THROW(SymbolicExprRunner(table, roots, {table.size()}), std::out_of_range);

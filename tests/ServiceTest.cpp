@@ -432,7 +432,7 @@ class Nest final : public VCCustomizer {
 
 TEST(ServiceDepthTest, OpenCallsOfCustomizersFitInASmallStack) {
   // Instrumented code takes more stack for brackets than this.
-  const std::size_t brackets = test::isInstrumented ? 20 : SymbolicExprParser::maxNesting;
+  const std::size_t brackets = test::isInstrumented ? 10 : SymbolicExprParser::maxNesting;
   std::string text = std::string(brackets, '(') + 'X' + std::string(brackets, ')');
   test::runOnStack(test::stackOfAThread, [&] {
     VCService service;
