@@ -185,6 +185,8 @@ TEST(Compact, ThePathIsWeighedAgainstTheNetCondition) {
       // Simplified where that is shorter, oriented in any case.
       {{"a && (b || c) || a && !(b || c)", "5 > y"}, "a && y<5"},
       {{"a", "!a || b", "!b"}, "false"},
+      {{"!a && !b", "!c"}, "~a && ~b && ~c"},
+      {{"!a && !b", "!c", "!d"}, "~(a || b || c || d)"},
       {{}, "true"},
   };
   for (const auto& row : rows) {
