@@ -64,8 +64,9 @@ struct SymbolicExprContradiction {
 ///   (what a remainder by zero gives, and arithmetic over it) is equal to NaN alone.
 /// - A condition holds where its value is not 0. In relations, truth values count as 0 and 1.
 /// - Arithmetic over variables is a term of which nothing is known but that equal nodes are equal
-///   and that it is a number, too, save for remainders by what may be 0: infinity times 0, which is
-///   NaN in evaluation, is not thought of.
+///   and that it is a number, too, save for remainders by what may be 0 and for what an infinity
+///   takes part in: numbers that grow beyond the largest double, and may come to NaN in evaluation,
+///   are not thought of.
 ///   Lists are such terms as well. `Never` and `Always` are proofs all the same. `Sometimes` takes
 ///   values under which evaluation confirms that the condition holds, and others under which it
 ///   does not, so it may stay `Unknown`.

@@ -140,7 +140,8 @@ SymbolicExprId TermBuilder::literal(const Eval::Value& aValue) {
   return SymbolicNDExpr(table, elements).getId(table);
 }
 
-// Arithmetic over NaN gives NaN whatever its variables are, and so does a remainder by zero.
+// Arithmetic over NaN gives NaN whatever its variables are, and so does a remainder by zero. Where
+// an infinity takes part, it depends on what else does.
 TermBuilder::Certainty TermBuilder::findNaN(const SymbolicExpr& aOperator) const {
   const SymbolicOp op = opOf(aOperator);
   if (op < SymbolicOp::Plus || op > SymbolicOp::Modulo) return Certainty::No;
@@ -152,6 +153,7 @@ TermBuilder::Certainty TermBuilder::findNaN(const SymbolicExpr& aOperator) const
     const bool isDivisor = op == SymbolicOp::Modulo && i == 1;
     if (const std::optional<double> value = constantOf(input)) {
       if (std::isnan(*value) || (isDivisor && *value == 0)) result = Certainty::Yes;
+      if (std::isinf(*value)) result = std::max(result, Certainty::Maybe);
     } else {
       result = std::max(result, isNaN(aOperator.getInput(i)));
       if (isDivisor) result = std::max(result, Certainty::Maybe);
