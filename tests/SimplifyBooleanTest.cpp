@@ -300,7 +300,8 @@ TEST(SimplifyBoolean, OrderOfTwo) {
       {"!a || x > 1", "x>1 || !a"},
       {"(b && a) || c", "a && b || c"},
       {"c || (b && a)", "c || a && b"},
-      // As they were joined, if each link joins no others.
+      // Kinds without an order stay as written where every link comes to the same two; else they
+      // stand by text.
       {"(s.m || a) || (s.m || a)", "s.m || a"},
       {"(s.m || a) || s.m", "a || s.m"},
       {"s.m || (s.m || a)", "a || s.m"},

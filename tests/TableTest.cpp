@@ -1,6 +1,5 @@
 // The table: ids, lookup, boolean symbols, values of symbols, ownership, failure in the middle.
 #include "base/SymbolicExprTable.hpp"
-#include "base/SymbolicExprVisitor.hpp"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +14,7 @@
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/SymbolicExprCopy.hpp"
+#include "base/SymbolicExprVisitor.hpp"
 #include "base/SymbolicExprXFormVisitor.hpp"
 #include "base/detail/Intern.hpp"
 #include "eval/SymbolicExprEval.hpp"

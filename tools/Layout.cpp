@@ -68,8 +68,8 @@ Columns::Columns(std::size_t aCount, const Layout& aLayout) : layout(aLayout), w
 std::size_t Columns::limit() const { return layout.room() == 0 ? maxColumnWidth : layout.room(); }
 
 bool Columns::isOpen(std::size_t aColumn) const {
-  const bool hasRoom = layout.room() == 0 && aColumn + 1 == widths.size();
-  return !hasRoom && widths[aColumn] < limit();
+  const bool endsItsLine = layout.room() == 0 && aColumn + 1 == widths.size();
+  return !endsItsLine && widths[aColumn] < limit();
 }
 
 void Columns::widen(const RowView& aRow) {

@@ -52,8 +52,8 @@ using RowView = std::vector<std::string_view>;
 class Columns {
  public:
   Columns(std::size_t aCount, const Layout& aLayout);
-  /// Whether a text can make that column wider, so that one may have to make the text to know.
-  /// Behind the last one nothing stands that would have to move.
+  /// Whether a text can still make that column wider. Where there is no limit, that of the last one
+  /// does not matter, as nothing stands behind it.
   bool isOpen(std::size_t aColumn) const;
   /// Makes room for a row.
   void widen(const Row& aRow) { widen(RowView(aRow.begin(), aRow.end())); }

@@ -1,6 +1,5 @@
 #include "decide/detail/Encoder.hpp"
 
-#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -161,26 +160,18 @@ Literal Encoder::compare(SymbolicOp aOp, const Side& aLeft, const Side& aRight) 
   const TermIndex left = aLeft.term, right = aRight.term;
   const Literal isLeftNumber = formula.getTerms()[left].isNumber;
   const Literal isRightNumber = formula.getTerms()[right].isNumber;
-  const Literal areNumbers = formula.conjunction(isLeftNumber, isRightNumber);
   const Literal areNaN = formula.conjunction(negated(isLeftNumber), negated(isRightNumber));
-  const auto less = [&](TermIndex aLess, TermIndex aThan) {
-    return areNumbers == literalFalse ? literalFalse : formula.less(aLess, aThan);
+  const auto ofNumbers = [&](Literal aHolds) {
+    return formula.conjunction(formula.conjunction(isLeftNumber, isRightNumber), aHolds);
   };
-  const auto amongNumbers = [&](Literal aHolds) { return formula.conjunction(areNumbers, aHolds); };
-  const auto orNaN = [&](Literal aHolds) {
-    return formula.disjunction(areNaN, amongNumbers(aHolds));
-  };
-  const auto equal = [&] {
-    const Literal notLess = negated(less(left, right));
-    return orNaN(formula.conjunction(notLess, negated(less(right, left))));
-  };
+  const auto orNaN = [&](Literal aHolds) { return formula.disjunction(areNaN, ofNumbers(aHolds)); };
   switch (aOp) {
-    case SymbolicOp::Equal: return equal();
-    case SymbolicOp::NotEqual: return negated(equal());
-    case SymbolicOp::LessThan: return amongNumbers(less(left, right));
-    case SymbolicOp::LessThanEqual: return orNaN(negated(less(right, left)));
-    case SymbolicOp::GreaterThan: return amongNumbers(less(right, left));
-    default: return orNaN(negated(less(left, right)));
+    case SymbolicOp::Equal: return orNaN(formula.equal(left, right));
+    case SymbolicOp::NotEqual: return negated(orNaN(formula.equal(left, right)));
+    case SymbolicOp::LessThan: return ofNumbers(formula.less(left, right));
+    case SymbolicOp::LessThanEqual: return orNaN(negated(formula.less(right, left)));
+    case SymbolicOp::GreaterThan: return ofNumbers(formula.less(right, left));
+    default: return orNaN(negated(formula.less(left, right)));
   }
 }
 

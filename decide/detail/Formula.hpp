@@ -49,7 +49,7 @@ struct Term {
   bool isConstant() const { return kind <= Name; }
 };
 
-/// The order of two constants; not for NaN.
+/// The order of two constants; that of NaN means nothing.
 bool isBelow(const Term& aLeft, const Term& aRight);
 
 /// A node. Inputs are older than their users.

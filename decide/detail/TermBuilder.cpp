@@ -168,7 +168,7 @@ SymbolicExprId TermBuilder::folded(SymbolicExprId aCopy) {
   if (opOf(node) >= SymbolicOp::_2D) return aCopy;
   for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
     if (constantOf(*table.get(node.getInput(i)))) continue;
-    if (const Certainty nan = findNaN(node); nan != Certainty::No) nanness.emplace(aCopy, nan);
+    if (const Certainty nan = findNaN(node); nan != Certainty::No) nanOf.emplace(aCopy, nan);
     return aCopy;
   }
   SymbolicExprEvalImpl evaluation(table);

@@ -43,8 +43,8 @@ class TermBuilder {
   enum class Certainty { No, Maybe, Yes };
   /// Whether an operator over variables gives NaN where these are finite.
   Certainty isNaN(SymbolicExprId aCopy) const {
-    const auto known = nanness.find(aCopy);
-    return known == nanness.end() ? Certainty::No : known->second;
+    const auto known = nanOf.find(aCopy);
+    return known == nanOf.end() ? Certainty::No : known->second;
   }
 
   /// Appends the variables below an expression of the own table, each once, in the order of a walk;
@@ -69,7 +69,7 @@ class TermBuilder {
   SymbolicExprTable table;
   CallConverter converter;
   boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> copies;
-  boost::unordered_flat_map<SymbolicExprId, Certainty> nanness;  // of operators that may give NaN
+  boost::unordered_flat_map<SymbolicExprId, Certainty> nanOf;  // by copy, but for `No`
   boost::unordered_flat_map<SymbolicExprId, std::vector<SymbolicExprId>> originsOf;
 };
 

@@ -453,17 +453,8 @@ TEST(Decider, HardConditionsEndWithinTheConflictLimit) {
   }
 }
 
+// Values that arithmetic is thought to have, for one question, show nothing about another.
 TEST_F(DeciderTest, QuestionsThatAreAskedTogetherLeaveEachOtherAlone) {
-  // What one takes in conflicts is not missing for the next.
-  std::vector<std::vector<SymbolicExprId>> circles;
-  for (int i = 0; i < 40; ++i) {
-    const std::string n = std::to_string(i);
-    circles.push_back(
-        {parse("x" + n + " < y" + n + " && y" + n + " < z" + n + " && z" + n + " < x" + n)});
-  }
-  decider.setConflictLimit(8);
-  EXPECT_EQ(decider.decideAll(circles), std::vector<Truth>(circles.size(), Truth::Never));
-  // Values that arithmetic is thought to have, for one of them, show nothing about another.
   EXPECT_EQ(decider.decideAll({{parse("a && y * 0 == 1")}, {parse("y * 0 == 1")}}),
             std::vector<Truth>(2, Truth::Unknown));
 }

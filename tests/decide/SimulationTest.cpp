@@ -85,42 +85,33 @@ TEST(Simulation, LanesAreLedToWhatCanHold) {
       EXPECT_TRUE(row.least > 0 || lanes.none()) << row.condition;
     }
     EXPECT_GE(holding, row.least) << row.condition;
-    // Much that is looked at takes too long.
+    // What takes too long is refused.
+    simulation.begin();
     std::size_t led = 0;
-    for (simulation.begin(); led < 10000 && simulation.lead(led % 64, problem.local(condition));)
-      ++led;
-    EXPECT_GE(led, 2U) << row.condition;
-    EXPECT_LE(led, 4 * problem.getNodes().size() + 1) << row.condition;
+    while (led < 10000 && simulation.lead(led % Simulation::lanes, problem.local(condition))) ++led;
+    EXPECT_TRUE(led > 1 && led < 10000) << row.condition;
   }
 }
 
-// Lanes that nobody leads have values by chance, every other lane with few truths.
-TEST(Simulation, TheRestIsChosenByChance) {
+TEST(Simulation, TheOtherLanesAreLeftToChance) {
   Setting setting;
   const Literal truth = setting.truth("p"), above = setting.truth("x > 3");
   const Problem problem(setting.encoder.getFormula(), {truth, above});
   Simulation simulation(setting.encoder.getFormula(), problem);
-  std::size_t evens = 0, odds = 0, aboves = 0;
   for (int round = 0; round < 40; ++round) {
     simulation.begin();
     simulation.lead(63, problem.local(above));
     simulation.lead(7, problem.local(negated(above)));
     simulation.run();
     const auto truths = lanesOf(simulation.holding(problem.local(truth)));
-    const auto abovesNow = lanesOf(simulation.holding(problem.local(above)));
-    EXPECT_TRUE(abovesNow[63]);
-    EXPECT_FALSE(abovesNow[7]);
-    for (std::size_t lane = 0; lane < 64; ++lane)
-      (lane % 2 == 0 ? evens : odds) += truths[lane] ? 1 : 0;
-    aboves += abovesNow.count();
+    const auto aboves = lanesOf(simulation.holding(problem.local(above)));
+    EXPECT_TRUE(aboves[63]);
+    EXPECT_FALSE(aboves[7]);
+    for (const auto& lanes : {truths, aboves}) EXPECT_TRUE(lanes.any() && !lanes.all());
     simulation.require(problem.local(truth));
     EXPECT_EQ(simulation.holding(problem.local(negated(truth))), 0U);
     EXPECT_EQ(lanesOf(simulation.holding(problem.local(truth))), truths);
   }
-  constexpr std::size_t half = 40 * 32;
-  EXPECT_NEAR(static_cast<double>(evens) / half, 0.5, 0.1);
-  EXPECT_NEAR(static_cast<double>(odds) / half, 0.0625, 0.03);
-  EXPECT_NEAR(static_cast<double>(aboves) / (2 * half), 0.5, 0.15);
 }
 
 TEST(Simulation, LeavesOutValuesThatEvaluationDoesNotTellApart) {
