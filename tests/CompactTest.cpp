@@ -11,6 +11,7 @@
 
 #include "base/KSSymbolicExpr.hpp"
 #include "compact/SymbolicExprCompact.hpp"
+#include "compact/detail/FormulaWriter.hpp"
 #include "compact/detail/RelationLiterals.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
@@ -90,7 +91,7 @@ TEST(Compact, CommonFactorsAreTakenOut) {
       // The quotient of one disjunction by another, and what remains.
       {"a && c || a && d || a && e || b && c || b && d", "(a || b) && (c || d) || a && e"},
       // Of a conjunction of disjunctions, too.
-      {"!((a || b) && (a || c))", "~(b && c) && ~a"},
+      {"!((a || b) && (a || c))", "~(a || b && c)"},
       {"(a && b || c) && (a && b || d)", "a && b || c && d"},
       // Nothing in common.
       {"a && b || c && d", "a && b || c && d"},
@@ -113,7 +114,10 @@ TEST(Compact, NegationsStandWhereTheyAreShortest) {
       {"(!a || !b) && c", "~(a && b) && c"},
       {"!(x < 2) || !(y < 3)", "~(x<2 && y<3)"},
       {"!(x < 2) || a", "~(x<2) || a"},
-      {"!(a && b) && !(c && d)", "~(a && b) && ~(c && d)"},
+      {"!(a && b) && !(c && d)", "~(a && b || c && d)"},
+      // A conjunction has none.
+      {"!a && !b || c", "~a && ~b || c"},
+      {"!a && !b && !c && !d || e", "~(a || b || c || d) || e"},
       {"!(Link == 1 || Link == 2)", "Link~=1 && Link~=2"},
   };
   checkRows(rows);
@@ -144,7 +148,7 @@ TEST(Compact, WhatTheSurroundingsDecideIsDropped) {
   const Row rows[] = {
       {"a && (a && b || c)", "a && (b || c)"},
       {"a || !a && b", "a || b"},
-      {"(a || b) && c || !(a || b)", "~(a || b) || c"},
+      {"(a || b) && c || !(a || b)", "~a && ~b || c"},
       {"x > 5 && (x > 2 && b || x < 3 && c)", "b && x>5"},
       {"a && b && c || a && b", "a && b"},
       {"(a || b) && (a || b || c)", "a || b"},
@@ -530,6 +534,77 @@ TEST(Compact, TheLargestCanonicalFormsTakeLittleTime) {
     if (&text != &pairs && text == chain) {
       EXPECT_EQ(literals, 2 * (numDisjuncts / 4) - 1);
     }
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Where negations stand
+
+// The shortest of all ways to write a formula where operands that are shorter when negated stand
+// under a common negation or do not: the bytes for connectives, negations and parentheses.
+std::size_t shortest(const detail::Formulas& aFormulas, const SymbolicExprTable& aTable,
+                     detail::Formula aFormula, bool aIsOperand) {
+  if (!aFormulas.isCompound(aFormula)) {
+    if (!aFormula.isNegated()) return 0;
+    switch (detail::NodeView(aTable, aFormulas.expression(aFormula)).kind()) {
+      case SymbolicOp::Equal: return 0;     // a~=b
+      case SymbolicOp::LessThan: return 3;  // ~(a<b)
+      default: return 1;
+    }
+  }
+  const bool isDisjunction = aFormula.isNegated();
+  const detail::Formulas::Operands operands = aFormulas.operands(aFormula);
+  const std::size_t connectives = 2 * (operands.size() - 1);
+  std::size_t best = 1000;
+  for (unsigned chosen = 0; chosen < 1U << operands.size(); ++chosen) {
+    std::size_t length = connectives, numChosen = 0;
+    bool isAllowed = true;
+    for (std::size_t i = 0; i < operands.size(); ++i) {
+      const detail::Formula operand = operands.first[i].negatedIf(isDisjunction);
+      const bool isChosen = (chosen >> i & 1U) != 0;
+      numChosen += isChosen;
+      const std::size_t plain = shortest(aFormulas, aTable, operand, true);
+      const std::size_t negated = shortest(aFormulas, aTable, !operand, true);
+      length += isChosen ? negated : plain;
+      isAllowed = isAllowed && (!isChosen || negated < plain);
+    }
+    if (numChosen == 1 || !isAllowed) continue;
+    if (numChosen > 0) length += 3;
+    if (isDisjunction && aIsOperand && numChosen < operands.size()) length += 2;
+    best = std::min(best, length);
+  }
+  return best;
+}
+
+TEST(Compact, NoOtherGroupsOfNegationsGiveAShorterText) {
+  RandomText random(17);
+  for (int round = 0; round < 2000; ++round) {
+    Conditions conditions;
+    detail::Formulas formulas(conditions.table);
+    std::vector<detail::Formula> made;
+    for (const char* const atom : {"a", "b", "c", "d", "e==f", "g<h"}) {
+      made.push_back(formulas.atom(conditions.parse(atom), 1));
+    }
+    for (std::size_t i = 0, n = 1 + random.pick(4); i < n; ++i) {
+      detail::Formulas::List operands;
+      for (std::size_t k = 0, count = 2 + random.pick(4); k < count; ++k) {
+        operands.push_back(made[random.pick(made.size())].negatedIf(random.pick(2) == 0));
+      }
+      made.push_back(random.pick(2) == 0 ? formulas.conjunction(operands)
+                                         : formulas.disjunction(operands));
+    }
+    detail::TextOrder order(conditions.table);
+    detail::FormulaWriter writer(conditions.table, order, formulas);
+    const detail::Formula formula = made.back();
+    if (formula.isConstant()) continue;
+    const std::string text = conditions.print(writer.write(formula));
+    std::size_t printed = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      printed += std::string("&|()").find(text[i]) != std::string::npos;
+      printed += text[i] == '~' && text[i + 1] != '=';
+    }
+    EXPECT_EQ(writer.length(formula), printed) << text;
+    EXPECT_EQ(shortest(formulas, conditions.table, formula, false), printed) << text;
   }
 }
 

@@ -42,6 +42,8 @@ FormulaWriter::Shape FormulaWriter::shape(Formula aFormula, bool aIsOperand) con
     if (op == SymbolicOp::Equal) return {};  // becomes ~=
     return {isBinaryOperator(op) ? negationLength : 1, false, false};
   }
+  // Operands alternate between conjunctions and disjunctions, and only the latter need parentheses.
+  const bool isDisjunction = aFormula.isNegated();
   // Operands as they are, and what is saved by those that are shorter when negated.
   std::size_t plain = 0, saved = 0, numSaving = 0;
   const Formulas::Operands operands = formulas.operands(aFormula);
@@ -57,12 +59,12 @@ FormulaWriter::Shape FormulaWriter::shape(Formula aFormula, bool aIsOperand) con
   plain += connectiveLength * (operands.size() - 1);
   if (numSaving == operands.size()) {
     // Beside the connectives, a negation needs parentheses of its own and no others.
-    const std::size_t asOperand = aIsOperand ? 2 : 0;
-    if (saved + asOperand > negationLength) return {plain - saved + negationLength, false, true};
+    const std::size_t parentheses = aIsOperand && isDisjunction ? 2 : 0;
+    if (saved + parentheses > negationLength) return {plain - saved + negationLength, false, true};
   } else if (numSaving > 1 && saved > negationLength) {
-    return {plain - saved + negationLength, true, true};
+    return {plain - saved + negationLength, isDisjunction, true};
   }
-  return {plain, true, false};
+  return {plain, isDisjunction, false};
 }
 
 std::size_t FormulaWriter::operandLength(Formula aOperand) const {

@@ -11,10 +11,10 @@
 
 namespace KS::detail {
 
-/// Writes formulas into the table: operands in the order of their text, negations where they make
-/// the text shortest. Of the operands of a conjunction or disjunction, those that are shorter when
-/// negated stand together under one negation where that pays: `~a || ~b || ~c || ~d || e` becomes
-/// `e || ~(a && b && c && d)`.
+/// Writes formulas into the table, operands in the order of their text. Of the operands of a
+/// conjunction or disjunction, those that are shorter when negated stand together under one
+/// negation where that makes the text shorter: `~a || ~b || ~c || ~d || e` becomes
+/// `~(a && b && c && d) || e`.
 class FormulaWriter {
  public:
   FormulaWriter(SymbolicExprTable& aTable, TextOrder& aOrder, const Formulas& aFormulas)
@@ -34,10 +34,10 @@ class FormulaWriter {
  private:
   // How a formula is written.
   struct Shape {
-    std::size_t length = 0;        // of connectives, negations and parentheses
-    bool isConnective = false;     // and needs parentheses as an operand
-    bool groupsNegations = false;  // operands shorter when negated stand under one negation
-    std::size_t lengthAsOperand() const { return length + (isConnective ? 2 : 0); }
+    std::size_t length = 0;         // of connectives, negations and parentheses
+    bool needsParentheses = false;  // as an operand
+    bool groupsNegations = false;   // operands shorter when negated stand under one negation
+    std::size_t lengthAsOperand() const { return length + (needsParentheses ? 2 : 0); }
   };
 
   void measure(Formula aFormula);
