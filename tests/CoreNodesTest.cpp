@@ -157,6 +157,32 @@ TEST_F(CoreNodes, equality) {
   compare("5 and the symbol 5", false, SymbolicIntValue(t, 5), SymbolicString(t, "5"));
 }
 
+// A host's own nodes of the families of which the library's classes compare themselves otherwise.
+TEST_F(CoreNodes, equalityOfTheFamilies) {
+  class Three final : public SymbolicTernaryExpr {
+   public:
+    Three(int aKind, SymbolicExprId aLast) : SymbolicTernaryExpr(0, 1, aLast), kind(aKind) {}
+    int getKind() const override { return kind; }
+    const int kind;
+  };
+  class Many final : public SymbolicMultiExpr {
+   public:
+    Many(int aKind, std::vector<SymbolicExprId> aInputs)
+        : SymbolicMultiExpr(std::move(aInputs)), kind(aKind) {}
+    int getKind() const override { return kind; }
+    const int kind;
+  };
+  EXPECT_TRUE(Three(24, 2) == Three(24, 2));
+  EXPECT_FALSE(Three(24, 2) == Three(24, 3));
+  EXPECT_FALSE(Three(24, 2) == Three(29, 2));
+  EXPECT_FALSE(Three(25, 2) == Many(25, {0, 1, 2}));
+  EXPECT_TRUE(Many(25, {0, 1, 2}) == Many(25, {0, 1, 2}));
+  EXPECT_FALSE(Many(25, {0, 1, 2}) == Many(25, {0, 2, 2}));
+  EXPECT_FALSE(Many(25, {0, 1, 2}) == Many(25, {0, 1}));
+  EXPECT_FALSE(Many(25, {0, 1, 2}) == Many(30, {0, 1, 2}));
+  EXPECT_FALSE(Many(24, {0, 1, 2}) == Three(24, 2));
+}
+
 TEST_F(CoreNodes, doublesAreEqualWithinOneEpsilon) {
   const double inf = std::numeric_limits<double>::infinity();
   const double nan = std::numeric_limits<double>::quiet_NaN();

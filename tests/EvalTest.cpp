@@ -200,6 +200,18 @@ TEST(Eval, TheStackMachineTakesWhatItIsGiven) {
   call.accept(table, calls);
   calls.visit(two);
   EXPECT_THROW(calls.visit(minus), SymbolicExprEvalError);
+
+  // A symbol and a call have values in the table of the evaluation alone.
+  SymbolicExprTable other;
+  const SymbolicString symbol(other, "x");
+  const SymbolicFcnCall0UExpr foreign(other, "g");
+  SymbolicExprEvalImpl foreigners(table);
+  EXPECT_THROW(foreigners.visit(symbol), SymbolicExprEvalError);
+  EXPECT_THROW(foreigners.visit(foreign), SymbolicExprEvalError);
+  SymbolicString(table, "x");
+  table.registerValueId("x", two.getId(table));
+  foreigners.visit(symbol);
+  EXPECT_EQ(Eval::eval(foreigners.get()), std::vector<double>{2.0});
 }
 
 TEST(Eval, BooleansCanBeBoundLikeOtherSymbols) {

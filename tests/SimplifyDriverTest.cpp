@@ -6,6 +6,9 @@
 #include <vector>
 
 #include "base/detail/Intern.hpp"
+#include "parser/SymbolicExprParser.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+#include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SimplifyRows.hpp"
 #include "tests/support/SmallStack.hpp"
@@ -63,6 +66,34 @@ TEST(SimplifyDriver, ExplainsThePassesOfSimplify) {
     std::size_t passes = 0;
     ASSERT_EQ(simplify.simplify(id, passes), results.back());
     ASSERT_EQ(passes, results.size());
+  }
+}
+
+// Nodes visited one by one, with operands on the visitor's stack.
+TEST(SimplifyDriver, VisitsGiveWhatAPassGives) {
+  static constexpr const char* const operands[] = {
+      "b",   "x+1",  "f(x)", "[x, y]", "s.m",  "2",  "!b", "-x",  "y<1", "a && b", "a||b",  "a",
+      "x*2", "1==y", "x%y",  "a!=b",   "true", "-1", "~x", "f()", "x-y", "x/2",    "2.5-x", "g(x)"};
+  static constexpr const char* const operators[] = {"||", "&&", "+",  "-", "*",  "/",
+                                                    "==", "!=", "<=", "<", ">=", ">"};
+  for (const char* const left : operands) {
+    for (const char* const right : operands) {
+      for (const char* const op : operators) {
+        const std::string text = "(" + std::string(left) + ")" + op + "(" + right + ")";
+        SymbolicExprTable table;
+        table.addBoolSymbols();
+        const SymbolicExprId id = SymbolicExprParser(table, true)(text);
+        SymbolicExprSimplifyVisitor passing(table), visiting(table);
+        const SymbolicExprPrinter print(table, false, true, false);
+        // Operands that are simplified already, as those on the stack are.
+        const SymbolicExpr& node = *table.get(id);
+        const SymbolicExprId inputs[] = {passing.pass(node.getInput(0)),
+                                         passing.pass(node.getInput(1))};
+        for (const SymbolicExprId input : inputs) table.get(input)->accept(table, visiting);
+        detail::visitNode(node, visiting);
+        EXPECT_EQ(print(visiting.get()), print(passing.pass(id))) << text;
+      }
+    }
   }
 }
 

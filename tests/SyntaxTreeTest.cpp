@@ -167,6 +167,15 @@ TEST(SyntaxTree, ConvertsTreesThatNoTextGives) {
   std::vector<SymbolicExprId> ids{5};
   convert.convert2SymbolicExprIdVector({name("a"), expression_ast(), name("a")}, ids);
   EXPECT_EQ(ids, (std::vector<SymbolicExprId>{5, 0, invalidSymbolicExprId, 0}));
+  // Alternatives alone.
+  const SymbolicExprPrinter print(table, false, false, false);
+  EXPECT_EQ(convert(nil()), invalidSymbolicExprId);
+  EXPECT_EQ(print(convert(7)), "7");
+  EXPECT_EQ(print(convert(2.5)), "2.5");
+  EXPECT_EQ(print(convert(variable{"b"})), "b");
+  EXPECT_EQ(print(convert(std::vector<expression_ast>{name("a"), name("b")})), "[a,b]");
+  EXPECT_EQ(print(convert(unary_op(SymbolicOp::Not, name("a")))), "!a");
+  EXPECT_EQ(print(convert(binary_op(SymbolicOp::Minus, name("a"), name("b")))), "a-b");
 }
 
 // The parent of nothing is interned with the invalid id as its input, so the parent has an id.

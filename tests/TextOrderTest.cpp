@@ -115,6 +115,78 @@ TEST_F(TextOrderTest, IsTheByteOrderOfThePrintedText) {
   }
 }
 
+// Of expressions with one text, the order is by what they are, in whatever order they were made.
+TEST_F(TextOrderTest, IsByStructureWhereTheTextIsOne) {
+  using Make = SymbolicExprId (*)(SymbolicExprTable&);
+  // From the first to the last; the text is that of all in a row.
+  const std::vector<Make> rows[] = {
+      {[](SymbolicExprTable& t) { return intern<SymbolicString>(t, "-1"); },
+       [](SymbolicExprTable& t) { return intern<SymbolicIntValue>(t, -1); },
+       [](SymbolicExprTable& t) {
+         return intern<SymbolicUnaryMinusExpr>(t, intern<SymbolicIntValue>(t, 1));
+       }},
+      // The names of the members differ.
+      {[](SymbolicExprTable& t) {
+         return intern<SymbolicMemberValue>(t, intern<SymbolicString>(t, "a"), "b.c");
+       },
+       [](SymbolicExprTable& t) {
+         return intern<SymbolicMemberValue>(t, intern<SymbolicString>(t, "a.b"), "c");
+       },
+       [](SymbolicExprTable& t) {
+         return intern<SymbolicMemberValue>(
+             t, intern<SymbolicMemberValue>(t, intern<SymbolicString>(t, "a"), "b"), "c");
+       }},
+      // The number of elements, and then the first that differs.
+      {[](SymbolicExprTable& t) {
+         return intern<SymbolicNDExpr>(
+             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a"),
+                                            intern<SymbolicString>(t, "b,c,d")});
+       },
+       [](SymbolicExprTable& t) {
+         return intern<SymbolicNDExpr>(
+             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a,b"),
+                                            intern<SymbolicString>(t, "c,d")});
+       },
+       [](SymbolicExprTable& t) {
+         const SymbolicExprId d = intern<SymbolicString>(t, "d");
+         return intern<SymbolicNDExpr>(
+             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a"),
+                                            intern<SymbolicString>(t, "b,c"), d});
+       },
+       [](SymbolicExprTable& t) {
+         const SymbolicExprId d = intern<SymbolicString>(t, "d");
+         return intern<SymbolicNDExpr>(
+             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a,b"),
+                                            intern<SymbolicString>(t, "c"), d});
+       }},
+  };
+  for (const std::vector<Make>& row : rows) {
+    for (const bool isReversed : {false, true}) {
+      SymbolicExprTable made;
+      std::vector<SymbolicExprId> ids(row.size());
+      for (std::size_t i = 0; i < row.size(); ++i) {
+        const std::size_t place = isReversed ? row.size() - 1 - i : i;
+        ids[place] = row[place](made);
+      }
+      TextOrder ordered(made);
+      const SymbolicExprPrinter print(made, false, false, false);
+      for (std::size_t i = 0; i < ids.size(); ++i) {
+        for (std::size_t j = 0; j < ids.size(); ++j) {
+          EXPECT_EQ(ordered.compare(ids[i], ids[j]), 0) << print(ids[i]) << " " << print(ids[j]);
+          EXPECT_EQ(ordered.isBefore(ids[i], ids[j]), i < j) << print(ids[i]) << i << j;
+          // Behind a common beginning as well.
+          const SymbolicExprId one = intern<SymbolicAndExpr>(made, ids[0], ids[i]);
+          const SymbolicExprId other = intern<SymbolicAndExpr>(made, ids[0], ids[j]);
+          EXPECT_EQ(ordered.isBefore(one, other), i < j) << print(one) << i << j;
+        }
+      }
+      std::vector<SymbolicExprId> sorted(ids.rbegin(), ids.rend());
+      ordered.sort(sorted.data(), sorted.data() + sorted.size());
+      EXPECT_EQ(sorted, ids);
+    }
+  }
+}
+
 // Texts up to 2 to the power of 100,000 bytes.
 TEST_F(TextOrderTest, CostsDistinctNodesAndNoStack) {
   using Grow = std::function<SymbolicExprId(SymbolicExprId)>;
