@@ -225,6 +225,15 @@ TEST_F(DeciderTest, AssumptionsHoldUntilTheyAreTakenBack) {
   EXPECT_EQ(verdict("y == 5 && S.m > 2"), "always");
   EXPECT_EQ(verdict("x + 1 == 6"), "always");
   EXPECT_EQ(witness("y > 4"), "y=5");
+  // A list of one is its element; of longer ones nothing is known.
+  bindings.set("w", Eval::Value(std::vector<Eval::Scalar>{3}));
+  bindings.set("v", Eval::Value(std::vector<Eval::Scalar>{1, 2.5}));
+  decider.assume(bindings);
+  EXPECT_EQ(verdict("w == 3 && w < 4"), "always");
+  EXPECT_EQ(verdict("v == 1"), "unknown");
+  EXPECT_EQ(verdict("v == [1, 2.5]"), "always");
+  EXPECT_EQ(verdict("v == [1, 2]"), "unknown");
+  EXPECT_EQ(verdict("v > 1 && w < 3"), "never");
   decider.clearAssumptions();
   EXPECT_EQ(verdict("y > 3"), "sometimes");
   SymbolicExprTable other;
