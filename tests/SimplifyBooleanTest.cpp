@@ -79,6 +79,10 @@ TEST(SimplifyBoolean, Complements) {
       {"(a && x == 3) || (a && x != 3)", "a"},
       {"(a && b && c) || (!b && a && c) || d", "a && c || d"},
       {"(a || b) && (a || !b)", "a"},
+      // With what other operands came to.
+      {"x < 3 || x == 3 || (x > 3 && b)", "x<=3 || b"},
+      {"x > 3 || x == 3 || (x < 3 && b) || c", "b || c || x>=3"},
+      {"(a && b) || (a && !b) || (!a && c)", "a || c"},
       // Near misses.
       {"a && !(b || c)", "!(b || c) && a"},
       {"a || !(b && c)", "!(b && c) || a"},
