@@ -63,13 +63,13 @@ void SymbolicExprTable::add(const SymbolicExpr* aExpr) {
 }
 
 void detail::Intern::growBlocks(SymbolicExprTable& aTable) {
+  // All ids of one more block are less than `none`.
+  if (aTable.numNodes > NodeDigest::none - BlockArray<NodeDigest>::blockSize) {
+    throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
+  }
   aTable.storage->nodes.makeRoom(aTable.numNodes);
   aTable.blocks = aTable.storage->nodes.data();
   aTable.storage->digests.makeRoom(aTable.numNodes);
-}
-
-void detail::Intern::failFull() {
-  throw std::length_error("KS::SymbolicExprTable: the table holds as many expressions as it can");
 }
 
 SymbolicExprId SymbolicExprTable::lookup(const SymbolicExpr* aProbe) const {

@@ -464,6 +464,20 @@ TEST(Compact, WhatIsTooLargeComesBackUnchangedOrFromThePath) {
   // The path's condition is simplified.
   EXPECT_EQ(conditions.print(compact(doubled, {doubled})), "(a || b) && c");
   EXPECT_EQ(compact.countLiterals(doubled), static_cast<std::size_t>(-1));
+  // Nothing is asked of it.
+  const SymbolicExprCompact asking(table, [](SymbolicExprId, SymbolicExprId) -> bool {
+    throw std::runtime_error("no question is expected");
+  });
+  EXPECT_EQ(asking(doubled), doubled);
+  // A path of conditions that are too large even simplified is their conjunction.
+  const auto sum = [&](const std::string& aName) {
+    std::string text = aName + "0 && z";
+    for (int i = 1; i < 40000; ++i) text += " || " + aName + std::to_string(i) + " && z";
+    return conditions.parse(text);
+  };
+  const SymbolicExprId a = sum("a"), b = sum("b");
+  const SymbolicExprId both = conditions.conjunction({a, b});
+  EXPECT_EQ(conditions.print(compact(both, {a, b})), conditions.print(both));
 }
 
 // The canonical form has 5,120 literals; only the path is looked at.

@@ -115,6 +115,12 @@ TEST_F(TextOrderTest, IsTheByteOrderOfThePrintedText) {
   }
 }
 
+SymbolicExprId listOf(SymbolicExprTable& aTable, std::initializer_list<const char*> aNames) {
+  std::vector<SymbolicExprId> names;
+  for (const char* const name : aNames) names.push_back(intern<SymbolicString>(aTable, name));
+  return intern<SymbolicNDExpr>(aTable, names);
+}
+
 // Of expressions with one text, the order is by what they are, in whatever order they were made.
 TEST_F(TextOrderTest, IsByStructureWhereTheTextIsOne) {
   using Make = SymbolicExprId (*)(SymbolicExprTable&);
@@ -138,26 +144,19 @@ TEST_F(TextOrderTest, IsByStructureWhereTheTextIsOne) {
        }},
       // The number of elements, and then the first that differs.
       {[](SymbolicExprTable& t) {
-         return intern<SymbolicNDExpr>(
-             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a"),
-                                            intern<SymbolicString>(t, "b,c,d")});
+         return listOf(t, {"a", "p", "q", "b,c,d"});
        },
        [](SymbolicExprTable& t) {
-         return intern<SymbolicNDExpr>(
-             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a,b"),
-                                            intern<SymbolicString>(t, "c,d")});
+         return listOf(t, {"a", "p", "q,b", "c,d"});
        },
        [](SymbolicExprTable& t) {
-         const SymbolicExprId d = intern<SymbolicString>(t, "d");
-         return intern<SymbolicNDExpr>(
-             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a"),
-                                            intern<SymbolicString>(t, "b,c"), d});
+         return listOf(t, {"a", "p", "q", "b,c", "d"});
        },
        [](SymbolicExprTable& t) {
-         const SymbolicExprId d = intern<SymbolicString>(t, "d");
-         return intern<SymbolicNDExpr>(
-             t, std::vector<SymbolicExprId>{intern<SymbolicString>(t, "a,b"),
-                                            intern<SymbolicString>(t, "c"), d});
+         return listOf(t, {"a", "p,q", "b", "c", "d"});
+       },
+       [](SymbolicExprTable& t) {
+         return listOf(t, {"a,p", "q", "b", "c", "d"});
        }},
   };
   for (const std::vector<Make>& row : rows) {

@@ -135,7 +135,6 @@ struct Intern {
   /// many. Returns whether places in the index have changed.
   KS_ALWAYS_INLINE static bool makeRoom(SymbolicExprTable& aTable) {
     TableStorage& storage = *aTable.storage;
-    if (aTable.numNodes >= NodeDigest::none) failFull();
     if (storage.isFull(aTable.numNodes)) growBlocks(aTable);
     return storage.index.makeRoom();
   }
@@ -147,7 +146,6 @@ struct Intern {
   }
 
  private:
-  [[noreturn]] static void failFull();
   static void growBlocks(SymbolicExprTable& aTable);
 
   static bool isSame(const NodeDigest& a, const NodeDigest& b) {

@@ -151,6 +151,30 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   decider.setDomain(parse("Z"), SymbolicExprDomain::interval(-3, 0));
   EXPECT_EQ(witness("Z"), "Z=-1");
   EXPECT_EQ(witness("~Z"), "Z=0");
+  // Truths of ranges without 0, or with nothing else.
+  const struct {
+    SymbolicExprDomain domain;
+    const char* verdict;
+  } ranges[] = {{SymbolicExprDomain::interval(2, 5), "always"},
+                {SymbolicExprDomain::interval(-5, -2), "always"},
+                {SymbolicExprDomain::interval(-0.5, 0), "sometimes"},
+                {SymbolicExprDomain::interval(0, 0.5), "sometimes"},
+                {SymbolicExprDomain::interval(-0.0, 0), "never"},
+                {SymbolicExprDomain::integers(3, 8), "always"},
+                {SymbolicExprDomain::integers(-8, -3), "always"},
+                {SymbolicExprDomain::integers(-8, 0), "sometimes"},
+                {SymbolicExprDomain::integers(0, 0), "never"}};
+  for (const auto& range : ranges) {
+    decider.setDomain(parse("Q"), range.domain);
+    EXPECT_EQ(verdict("Q"), range.verdict) << range.domain.low();
+    for (const char* const text : {"Q", "Q && Q < 100 && Q > -100"}) {
+      const auto values = decider.assignment({parse(text)});
+      ASSERT_EQ(values.has_value(), range.verdict != std::string("never")) << range.domain.low();
+      if (!values) continue;
+      const double value = values->front().value.scalar().toDouble();
+      EXPECT_TRUE(value != 0 && value >= range.domain.low() && value <= range.domain.high());
+    }
+  }
   decider.setDomain(parse("P"), SymbolicExprDomain::values({7.0}));
   EXPECT_EQ(witness("B || P == 8"), "B=true P=7");
   EXPECT_EQ(witness("N < 4.00000001 && N ~= 4.000001"), "N=3");  // 4 is too close to the constant
@@ -181,6 +205,11 @@ TEST_F(DeciderTest, NamesAreDifferentFromEachOtherAndFromNumbers) {
                std::invalid_argument);
   EXPECT_THROW(decider.setDomain(parse("x"), SymbolicExprDomain::values({"I"})),
                std::invalid_argument);
+  EXPECT_THROW(decider.setDomain(parse("x"), SymbolicExprDomain::values({"x"})),
+               std::invalid_argument);
+  for (const char* const name : {"", "true", "false"}) {
+    EXPECT_THROW(SymbolicExprDomain::values({"a", name}), std::invalid_argument) << name;
+  }
   EXPECT_EQ(verdict("ARCH == arm || ARCH == mips"), "always");  // as before
   // A variable that can only be named constants has a value that is a name where nothing else is
   // asked of it, and holds where its name does.
@@ -236,6 +265,14 @@ TEST_F(DeciderTest, AssumptionsHoldUntilTheyAreTakenBack) {
   EXPECT_EQ(verdict("v > 1 && w < 3"), "never");
   decider.clearAssumptions();
   EXPECT_EQ(verdict("y > 3"), "sometimes");
+  // Values of terms do not show whether arithmetic that is assumed holds.
+  decider.assume(parse("x*x > 4 && b"));
+  EXPECT_EQ(decider.decideAll({{parse("b")}, {parse("~b")}, {parse("c"), parse("y > 1")}}),
+            (std::vector<Truth>{Truth::Always, Truth::Never, Truth::Sometimes}));
+  decider.assume(parse("x*x < 4"));
+  EXPECT_EQ(decider.decideAll({{parse("c")}, {parse("~c")}}),
+            (std::vector<Truth>{Truth::Never, Truth::Never}));
+  decider.clearAssumptions();
   SymbolicExprTable other;
   EXPECT_THROW(decider.assume(SymbolicExprBindings(other)), std::invalid_argument);
 }
@@ -421,6 +458,31 @@ struct HardRow {
 };
 
 // What is hard ends with a proof, or as unknown within the limit, never with a wrong verdict.
+// What takes too many conflicts is not claimed.
+TEST(Decider, ContradictionsSayWhetherTheyAreSmallest) {
+  SymbolicExprTable table;
+  const auto parse = [&](const std::string& aText) {
+    return SymbolicExprParser(table, false)(aText);
+  };
+  SymbolicExprDecider decider(table);
+  decider.setConflictLimit(100);
+  // Whether the first can hold alone is too hard.
+  const SymbolicExprId hard = parse("q && (" + pigeons(8) + ")"), notQ = parse("~q");
+  SymbolicExprContradiction found = decider.smallestContradiction({hard, notQ});
+  EXPECT_TRUE(found.exists && !found.isMinimal && !found.isShortest);
+  EXPECT_EQ(found.ids, (std::vector<SymbolicExprId>{hard, notQ}));
+  const SymbolicExprId a = parse("x < y"), b = parse("y < z"), c = parse("z < x");
+  found = decider.smallestContradiction({a, b, c, parse("x < 7")});
+  EXPECT_TRUE(found.exists && found.isMinimal && found.isShortest);
+  EXPECT_EQ(found.ids, (std::vector<SymbolicExprId>{a, b, c}));
+  // Arithmetic may have values that exclude others.
+  const SymbolicExprId term = parse("x*x > 1");
+  found = decider.smallestContradiction({a, b, c, term});
+  EXPECT_TRUE(found.exists && !found.isMinimal && !found.isShortest);
+  EXPECT_FALSE(decider.smallestContradiction({a, b, term}).exists);
+  EXPECT_EQ(decider.equivalent(hard, notQ), std::nullopt);
+}
+
 TEST(Decider, HardConditionsEndWithinTheConflictLimit) {
   const HardRow rows[] = {
       {"pigeons", pigeons(5), 20000, "never"},
