@@ -51,7 +51,7 @@ boost::unordered_flat_map<TermIndex, double> placeNames(const std::vector<Term>&
   }
   std::sort(names.begin(), names.end(),
             [&](TermIndex a, TermIndex b) { return isBelow(aTerms[a], aTerms[b]); });
-  const double distance = std::max(1.0, greatest * 0x1p-30);
+  const double distance = greatest * 0x1p-30;
   double value = 2 * greatest;
   boost::unordered_flat_map<TermIndex, double> places;
   for (const TermIndex name : names) places.emplace(name, value += distance);
