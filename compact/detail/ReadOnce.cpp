@@ -57,7 +57,6 @@ bool ReadOnce::isCompactConjunction(SymbolicExprId aId, TextOrder& aOrder) {
     isLast = !link.is(SymbolicOp::And);
     const SymbolicExprId operand = isLast ? rest : link.right();
     if (!isLast && (operand >= rest || link.left() >= rest)) return false;
-    if (behind != invalidSymbolicExprId && !aOrder.isBefore(operand, behind)) return false;
     const NodeView node(table, operand);
     const bool isNegation = node.is(SymbolicOp::Not);
     if (isNegation) {
@@ -66,6 +65,8 @@ bool ReadOnce::isCompactConjunction(SymbolicExprId aId, TextOrder& aOrder) {
       if (NodeView(table, node.left()).isRelation()) return false;
     }
     if (!addSymbolOf(isNegation ? node.left() : operand)) return false;
+    // Only what is known to have sound inputs has a text that can be compared.
+    if (behind != invalidSymbolicExprId && !aOrder.isBefore(operand, behind)) return false;
     behind = operand;
     rest = isLast ? rest : link.left();
   }

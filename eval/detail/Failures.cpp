@@ -1,7 +1,6 @@
 #include "eval/detail/Failures.hpp"
 
 #include <stdexcept>
-
 namespace KS::Eval::detail {
 
 bool isBoolean(const SymbolicExpr& aSymbol, Scalar& aValue) {
@@ -26,6 +25,17 @@ std::string noValueText(const SymbolicExprTable& aTable, const SymbolicExpr& aEx
 std::string noTruthText(const Value& aList) {
   return "a list of " + std::to_string(aList.vector().size()) +
          " elements where a truth value is needed";
+}
+
+void failOnLengths(std::size_t aLeft, std::size_t aRight) {
+  throw SymbolicExprEvalError("operands of different lengths: a vector of " +
+                              std::to_string(aLeft) + " and a vector of " + std::to_string(aRight) +
+                              " elements");
+}
+
+void failOnListInList(std::size_t aElement) {
+  throw SymbolicExprEvalError("a list inside a list: element " + std::to_string(aElement) +
+                              " of the outer one is a list");
 }
 
 void requireElements(const Value& aValue, const char* aFunction) {

@@ -5,6 +5,7 @@
 
 #include "base/KSSymbolicExpr.hpp"
 #include "eval/Eval.hpp"
+#include "eval/SymbolicExprEvalError.hpp"
 
 namespace KS::Eval::detail {
 
@@ -22,6 +23,12 @@ std::string noValueText(const SymbolicExprTable& aTable, const SymbolicExpr& aEx
 
 /// Why there is no truth value.
 std::string noTruthText(const Value& aList);
+
+/// Throws `SymbolicExprEvalError` for operands with so many elements each, which differ.
+[[noreturn]] void failOnLengths(std::size_t aLeft, std::size_t aRight);
+
+/// Throws `SymbolicExprEvalError` for a list whose element with that number, from 1, is a list.
+[[noreturn]] void failOnListInList(std::size_t aElement);
 
 /// Why what leads back to the node `aId` has no value. The way round is what was entered since that
 /// node: the ids of the path's frames. There is a symbol on it, the one that leads to something

@@ -2,13 +2,12 @@
 #pragma once
 
 #include <cassert>
-#include <string>
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "base/detail/Kinds.hpp"
 #include "eval/Eval.hpp"
-#include "eval/SymbolicExprEvalError.hpp"
+#include "eval/detail/Failures.hpp"
 #include "eval/detail/ScalarRules.hpp"
 #include "host/KSPlatform.hpp"
 
@@ -83,11 +82,7 @@ Value elementwise(const Value& aLeft, const Value& aRight, Rule aRule) {
     return results;
   }
   const std::vector<Scalar>& lefts = aLeft.vector();
-  if (lefts.size() != rights.size()) {
-    throw SymbolicExprEvalError("operands of different lengths: a vector of " +
-                                std::to_string(lefts.size()) + " and a vector of " +
-                                std::to_string(rights.size()) + " elements");
-  }
+  if (lefts.size() != rights.size()) failOnLengths(lefts.size(), rights.size());
   for (std::size_t i = 0; i < lefts.size(); ++i) results.push_back(aRule(lefts[i], rights[i]));
   return results;
 }
@@ -104,11 +99,7 @@ Value elementwise(const Value& aValue, Rule aRule) {
 
 /// Adds the next element of a dimension list.
 inline void appendElement(Value& aList, const Value& aElement) {
-  if (aElement.tag() == Value::Vector) {
-    throw SymbolicExprEvalError("a list inside a list: element " +
-                                std::to_string(aList.vector().size() + 1) +
-                                " of the outer one is a list");
-  }
+  if (aElement.tag() == Value::Vector) failOnListInList(aList.vector().size() + 1);
   aList.vector().push_back(aElement.scalar());
 }
 

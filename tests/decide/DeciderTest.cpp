@@ -534,6 +534,15 @@ TEST_F(DeciderTest, RefusesWhatIsNotThere) {
   EXPECT_THROW(decider.decide(12345), std::out_of_range);
   const SymbolicExprId itself = SymbolicNotExpr(table, table.size()).getId(table);
   EXPECT_THROW(decider.decide(itself), std::out_of_range);
+  const SymbolicExprId later = table.size() + 7, two = parse("2");
+  for (const SymbolicExprId id :
+       {SymbolicLessThanExpr(table, SymbolicPlusExpr(table, later, two), two).getId(table),
+        SymbolicLessThanExpr(table, SymbolicMemberValue(table, later, "m"), two).getId(table),
+        SymbolicEqualExpr(table, two, later).getId(table),
+        SymbolicAndExpr(table, two, later).getId(table)}) {
+    EXPECT_THROW(decider.decide(id), std::out_of_range);
+    EXPECT_THROW(decider.smallestContradiction({two, id}), std::out_of_range);
+  }
   EXPECT_THROW(decider.assume(invalidSymbolicExprId), std::out_of_range);
   EXPECT_THROW(decider.setDomain(parse("x + 1"), SymbolicExprDomain::boolean()),
                std::invalid_argument);
