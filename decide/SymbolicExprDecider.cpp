@@ -327,8 +327,7 @@ std::optional<bool> SymbolicExprDecider::equivalent(SymbolicExprId aLeft, Symbol
   const std::optional<bool> there = implies(aLeft, aRight);
   if (there == false) return false;
   const std::optional<bool> back = implies(aRight, aLeft);
-  if (back == false || !there) return back == false ? back : std::nullopt;
-  return back;
+  return there || back == false ? back : std::nullopt;
 }
 
 std::optional<bool> SymbolicExprDecider::exclusive(SymbolicExprId aLeft, SymbolicExprId aRight) {

@@ -128,6 +128,7 @@ TEST(BadInputs, AreRefusedByEveryOperation) {
             inputs[bad] = table.size() + far;  // itself, or what comes later or never
             const SymbolicExprId node = make(table, kind, inputs);
             if (node == invalidSymbolicExprId) continue;
+            EXPECT_EQ(make(table, kind, inputs), node) << "equal nodes are one all the same";
             const SymbolicExprId id = above == 0   ? node
                                       : above == 1 ? SymbolicAndExpr(table, node, 0).getId(table)
                                       : above == 2 ? SymbolicNotExpr(table, node).getId(table)

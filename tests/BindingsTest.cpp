@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <locale>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -113,6 +114,15 @@ TEST(Bindings, NamesAreBoundBeforeTheTableKnowsThem) {
   other.set("late", 4);
   EXPECT_EQ(eval.eval(sum, other), std::vector<double>{17});
   EXPECT_EQ(eval.eval(sum, bindings), std::vector<double>{15});
+  // Each once, by its last value; a name that the table does not know is left out.
+  bindings.set("unknown", 5);
+  bindings.set(late, 7);
+  std::map<SymbolicExprId, double> bound;
+  bindings.forEach([&](SymbolicExprId id, const Eval::Value& value) {
+    EXPECT_TRUE(bound.emplace(id, value.scalar().toDouble()).second);
+  });
+  EXPECT_EQ(bound, (std::map<SymbolicExprId, double>{
+                       {late, 7}, {question.parse("N"), 3}, {question.parse("g(late)"), 10}}));
 }
 
 TEST(Bindings, WhatCannotBeBoundIsRefused) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "parser/SymbolicExprParser.hpp"
+#include "print/SymbolicExprPrinter.hpp"
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SimplifyRows.hpp"
@@ -246,6 +248,13 @@ TEST(SimplifyBoolean, RulesOfTheVisitor) {
       {"a && b && !(a && c)", "!(a && c)", true, false, false},
       {"a && b && !(a && b || c)", "!(a && b || c)", true, true, false},
       {"a && !b", "!b", true, false, false},
+      // A chain under the negation that is written from the right.
+      {"a || b || c || !(a || (b || c))", "!(a || (b || c))", false, true, false},
+      {"a || b || !(a || (b || c))", "!(a || (b || c))", false, false, false},
+      {"a && b && c && !(a && (b && c))", "!(a && (b && c))", true, true, false},
+      {"a && b && !((a || c) || d)", "!((a || c) || d)", true, true, false},
+      {"b && !(c || (d || b))", "!(c || (d || b))", true, true, false},
+      {"b && !(c || (d || a))", "!(c || (d || a))", true, false, false},
   };
   for (const auto& row : rows) {
     SymbolicExprTable table;
