@@ -151,6 +151,14 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   decider.setDomain(parse("Z"), SymbolicExprDomain::interval(-3, 0));
   EXPECT_EQ(witness("Z"), "Z=-1");
   EXPECT_EQ(witness("~Z"), "Z=0");
+  // Equal to a constant by way of another variable.
+  decider.setDomain(parse("I"), SymbolicExprDomain::integers(-3, 8));
+  EXPECT_EQ(verdict("I == x && x == 1.5"), "never");
+  EXPECT_EQ(verdict("I == x && x == 8.5"), "never");
+  EXPECT_EQ(verdict("I == x && x == 9"), "never");
+  EXPECT_EQ(verdict("I == x && x == -4"), "never");
+  EXPECT_EQ(verdict("I == x && x == y && y == -3"), "sometimes");
+  EXPECT_EQ(verdict("I == x && x == y && y == J && J == 2.5"), "never");
   // Truths of ranges without 0, or with nothing else.
   const struct {
     SymbolicExprDomain domain;
