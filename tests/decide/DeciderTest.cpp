@@ -192,6 +192,20 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   EXPECT_EQ(witness("S.m == 2 && f(x) == 3"), "S.m=2 f(x)=3");
   EXPECT_EQ(witness("2*x + 1 == 7"), "x=3");
   EXPECT_EQ(witness("10 - y/2 > 8 && y > 0"), "y=2");
+  // A variable within one operator over constants, on either side.
+  const struct {
+    const char* condition;
+    double value;
+  } solved[] = {{"x + 2.5 == 10.25", 7.75},  {"2.5 + x == 10.25", 7.75},
+                {"x - 2.5 == 10.25", 12.75}, {"2.5 - x == 10.25", -7.75},
+                {"x * 4 == 10.5", 2.625},    {"4 * x == 10.5", 2.625},
+                {"x / 4 == 10.625", 42.5},   {"-x == 10.25", -10.25},
+                {"10.25 == 2.5 + x", 7.75},  {"2 * (x - 1.25) + 3 == 10", 4.75}};
+  for (const auto& row : solved) {
+    const auto values = decider.assignment({parse(row.condition)});
+    ASSERT_TRUE(values) << row.condition;
+    EXPECT_EQ(values->front().value.scalar().toDouble(), row.value) << row.condition;
+  }
   EXPECT_EQ(witness("x - nan && y == 2"), "x=false y=2");  // evaluation needs x all the same
   EXPECT_EQ(witness("a && ~a"), "none");
 }
@@ -542,7 +556,11 @@ TEST_F(DeciderTest, RefusesWhatIsNotThere) {
   EXPECT_THROW(decider.decide(12345), std::out_of_range);
   const SymbolicExprId itself = SymbolicNotExpr(table, table.size()).getId(table);
   EXPECT_THROW(decider.decide(itself), std::out_of_range);
-  const SymbolicExprId later = table.size() + 7, two = parse("2");
+  const SymbolicExprId two = parse("2");
+  const SymbolicExprId sum = SymbolicPlusExpr(table, table.size(), two).getId(table);
+  EXPECT_THROW(decider.decide(SymbolicLessThanExpr(table, sum, two).getId(table)),
+               std::out_of_range);
+  const SymbolicExprId later = table.size() + 7;
   for (const SymbolicExprId id :
        {SymbolicLessThanExpr(table, SymbolicPlusExpr(table, later, two), two).getId(table),
         SymbolicLessThanExpr(table, SymbolicMemberValue(table, later, "m"), two).getId(table),
