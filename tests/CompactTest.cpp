@@ -493,6 +493,17 @@ TEST(Compact, AMuchLargerNetConditionIsNotNeeded) {
             "(j || k || l || r) && (m || n || o || x>5)");
 }
 
+// One that is as large as its path is looked at.
+TEST(Compact, LargeNetConditionsAreFactoredWhereThePathIsLarge) {
+  Conditions conditions;
+  std::string sum;
+  for (int i = 0; i < 3000; ++i) sum += (i == 0 ? "z && v" : " || z && v") + std::to_string(i);
+  const SymbolicExprId net = conditions.simplified(conditions.parse(sum));
+  const SymbolicExprCompact compact(conditions.table);
+  EXPECT_EQ(compact.countLiterals(net), 6000U);
+  EXPECT_EQ(compact.countLiterals(compact(net, {net})), 3001U);
+}
+
 // Depth costs heap.
 TEST(Compact, DeepConditionsNeedLittleStack) {
   constexpr std::size_t depth = 50000;

@@ -162,6 +162,12 @@ TEST(Eval, ErrorsSayWhatHasNoValue) {
     EXPECT_EQ(eval(id), row.answer) << row.text << ", again";
     EXPECT_EQ(eval.table.size(), size) << row.text;
   }
+  // A host may call what is no name.
+  Evaluation eval;
+  const SymbolicExprId three = eval.parse("3");
+  const SymbolicExprId call = SymbolicFcnCall1UExpr(eval.table, three, three).getId(eval.table);
+  EXPECT_EQ(eval(SymbolicPlusExpr(eval.table, three, call).getId(eval.table)),
+            "error: the call of '?' has no value");
   SymbolicExprTable empty;
   EXPECT_THROW(SymbolicExprEval(empty).eval(0), std::out_of_range);
   EXPECT_THROW(SymbolicExprEval(empty).eval(invalidSymbolicExprId), std::out_of_range);

@@ -118,6 +118,23 @@ TEST(Substitute, NothingIsInternedWhereNothingIsBound) {
   EXPECT_EQ(substitution.table.size(), size);
 }
 
+// Where "true" stands for something else, a truth is a number.
+TEST(Substitute, TruthsAreNumbersWhereTheirNamesHaveValues) {
+  for (const bool isRegistered : {false, true}) {
+    SymbolicExprTable table;
+    const SymbolicExprId sum = SymbolicExprParser(table, false)("A + x");
+    SymbolicExprBindings bindings(table);
+    bindings.set("A", true);
+    if (isRegistered) {
+      table.registerValueId("true", SymbolicIntValue(table, 7).getId(table));
+    } else {
+      bindings.set("true", 7);
+    }
+    const SymbolicExprId residual = SymbolicExprSubstitute(table)(sum, bindings);
+    EXPECT_EQ(SymbolicExprPrinter(table, true, false, false)(residual), "1+x");
+  }
+}
+
 TEST(Substitute, TheResidualHasTheValuesOfTheOriginal) {
   std::size_t values = 0, shorter = 0;
   for (unsigned seed = 1; seed <= 1500; ++seed) {

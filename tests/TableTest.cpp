@@ -107,6 +107,8 @@ TEST(Table, valuesOfSymbols) {
   EXPECT_EQ(t.getValueId(k), 7U) << "the first registration stays";
   EXPECT_EQ(t.getValueId(k + 1), invalidSymbolicExprId);
   EXPECT_EQ(t.getValueId(invalidSymbolicExprId), invalidSymbolicExprId);
+  t.registerValueId("far", SymbolicExprId{1} << 40);
+  EXPECT_EQ(t.getValueId(SymbolicString(t, "far").getId(t)), SymbolicExprId{1} << 40);
 }
 
 TEST(Table, nodesWithOneHashStayApart) {
