@@ -9,6 +9,7 @@
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
+#include "tests/support/Equivalence.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SimplifyRows.hpp"
 
@@ -69,6 +70,7 @@ TEST(SimplifyBoolean, Complements) {
       {"a && b && !(a && b && c)", "!c && a && b"},
       {"a && b && !(a && c && d)", "!(c && d) && a && b"},
       {"a && !(a && !b)", "a && b"},
+      {"a && !(a && d) && !((a && b) || c)", "!(a && b || c) && !d && a"},
       {"!(x < 3) || x < 3", "true", 1},
       {"!(x < 3) && x < 3", "false", 1},
       {"!(a == b) && b == a", "false", 1},
@@ -226,6 +228,44 @@ TEST(SimplifyBoolean, ConjunctionsOfTwoRelations) {
       EXPECT_EQ(simplified(b + " && " + a).text, column.result) << b << " && " << a;
     }
   }
+}
+
+// Negations of conjunctions, disjunctions and both in each other: one that can be shortened stands
+// beside others that cannot.
+TEST(SimplifyBoolean, NegationsBesideEachOtherKeepTheMeaning) {
+  RandomText random(71);
+  std::size_t shorter = 0;
+  for (int round = 0; round < 3000; ++round) {
+    const bool isAnd = round % 2 == 0;
+    const char* const inner = isAnd ? " && " : " || ";
+    const char* const outer = isAnd ? " || " : " && ";
+    const auto name = [&] { return std::string(1, static_cast<char>('a' + random.pick(5))); };
+    const auto group = [&] {
+      std::string text = "(" + name();
+      for (std::size_t i = random.pick(3); i > 0; --i) text += inner + name();
+      return text + ")";
+    };
+    std::string text = name();
+    for (std::size_t i = 2 + random.pick(4); i > 0; --i) {
+      text += inner;
+      switch (random.pick(4)) {
+        case 0: text += name(); break;
+        case 1: text += "!" + group(); break;
+        default: text += "!(" + group() + outer + group() + ")"; break;
+      }
+    }
+    SymbolicExprTable table, results;
+    table.addBoolSymbols();
+    results.addBoolSymbols();
+    const SymbolicExprId typed = SymbolicExprParser(table, true)(text);
+    const std::string result = simplified(text).text;
+    const SymbolicExprId answer = SymbolicExprParser(results, true)(result);
+    const Verdict verdict = compare(table, typed, results, answer);
+    ASSERT_FALSE(verdict.counterexample)
+        << text << " gives " << result << " under " << *verdict.counterexample;
+    shorter += result.size() < text.size() / 2 ? 1 : 0;
+  }
+  EXPECT_GT(shorter, 300U);
 }
 
 // The rules that look at one operand beside a set of others, one by one.
