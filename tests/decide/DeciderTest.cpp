@@ -190,6 +190,7 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   EXPECT_EQ(witness("ARCH ~= mips && ARCH ~= arm"), "ARCH=7");
   EXPECT_EQ(witness("ARCH ~= 7 && ARCH ~= arm"), "ARCH=mips");
   EXPECT_EQ(witness("S.m == 2 && f(x) == 3"), "S.m=2 f(x)=3");
+  EXPECT_EQ(witness("g(1, 2, 3) == 1 && g(4, 2, 3) == 2"), "g(1,2,3)=1 g(4,2,3)=2");
   EXPECT_EQ(witness("2*x + 1 == 7"), "x=3");
   EXPECT_EQ(witness("10 - y/2 > 8 && y > 0"), "y=2");
   // A variable within one operator over constants, on either side.
