@@ -98,7 +98,7 @@ class KS_API SymbolicExprTable {
   ///
   /// Throws `std::invalid_argument` for null, for a kind outside 0 to 31, for a node of a host's
   /// class of those four kinds, and for a number of inputs that the kind does not have; and
-  /// `std::length_error` beyond 4,294,967,295 nodes, as the node constructors do. What throws
+  /// `std::length_error` beyond 4,294,966,272 nodes, as the node constructors do. What throws
   /// changes nothing, and the node stays the caller's.
   void add(const SymbolicExpr* aExpr);
 

@@ -327,7 +327,8 @@ std::optional<bool> SymbolicExprDecider::equivalent(SymbolicExprId aLeft, Symbol
   const std::optional<bool> there = implies(aLeft, aRight);
   if (there == false) return false;
   const std::optional<bool> back = implies(aRight, aLeft);
-  return there || back == false ? back : std::nullopt;
+  // Where one way is unknown, the other can only refute.
+  return there.has_value() || back == false ? back : std::nullopt;
 }
 
 std::optional<bool> SymbolicExprDecider::exclusive(SymbolicExprId aLeft, SymbolicExprId aRight) {

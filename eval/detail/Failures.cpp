@@ -1,6 +1,7 @@
 #include "eval/detail/Failures.hpp"
 
 #include <stdexcept>
+
 namespace KS::Eval::detail {
 
 bool isBoolean(const SymbolicExpr& aSymbol, Scalar& aValue) {

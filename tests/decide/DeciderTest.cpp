@@ -151,7 +151,21 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   decider.setDomain(parse("Z"), SymbolicExprDomain::interval(-3, 0));
   EXPECT_EQ(witness("Z"), "Z=-1");
   EXPECT_EQ(witness("~Z"), "Z=0");
-  // Equal to a constant by way of another variable.
+  decider.setDomain(parse("P"), SymbolicExprDomain::values({7.0}));
+  EXPECT_EQ(witness("B || P == 8"), "B=true P=7");
+  EXPECT_EQ(witness("N < 4.00000001 && N ~= 4.000001"), "N=3");  // 4 is too close to the constant
+  EXPECT_EQ(witness("ARCH == mips"), "ARCH=mips");
+  EXPECT_EQ(witness("ARCH ~= mips && ARCH ~= arm"), "ARCH=7");
+  EXPECT_EQ(witness("ARCH ~= 7 && ARCH ~= arm"), "ARCH=mips");
+  EXPECT_EQ(witness("S.m == 2 && f(x) == 3"), "S.m=2 f(x)=3");
+  EXPECT_EQ(witness("g(1, 2, 3) == 1 && g(4, 2, 3) == 2"), "g(1,2,3)=1 g(4,2,3)=2");
+  EXPECT_EQ(witness("2*x + 1 == 7"), "x=3");
+  EXPECT_EQ(witness("10 - y/2 > 8 && y > 0"), "y=2");
+  EXPECT_EQ(witness("x - nan && y == 2"), "x=false y=2");  // evaluation needs x all the same
+  EXPECT_EQ(witness("a && ~a"), "none");
+}
+
+TEST_F(DeciderTest, WholeNumbersEqualConstantsByWayOfOtherVariables) {
   decider.setDomain(parse("I"), SymbolicExprDomain::integers(-3, 8));
   EXPECT_EQ(verdict("I == x && x == 1.5"), "never");
   EXPECT_EQ(verdict("I == x && x == 8.5"), "never");
@@ -159,7 +173,10 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
   EXPECT_EQ(verdict("I == x && x == -4"), "never");
   EXPECT_EQ(verdict("I == x && x == y && y == -3"), "sometimes");
   EXPECT_EQ(verdict("I == x && x == y && y == J && J == 2.5"), "never");
-  // Truths of ranges without 0, or with nothing else.
+}
+
+// Without 0, with 0 at an end, and with nothing else.
+TEST_F(DeciderTest, TruthsOfRanges) {
   const struct {
     SymbolicExprDomain domain;
     const char* verdict;
@@ -183,17 +200,10 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
       EXPECT_TRUE(value != 0 && value >= range.domain.low() && value <= range.domain.high());
     }
   }
-  decider.setDomain(parse("P"), SymbolicExprDomain::values({7.0}));
-  EXPECT_EQ(witness("B || P == 8"), "B=true P=7");
-  EXPECT_EQ(witness("N < 4.00000001 && N ~= 4.000001"), "N=3");  // 4 is too close to the constant
-  EXPECT_EQ(witness("ARCH == mips"), "ARCH=mips");
-  EXPECT_EQ(witness("ARCH ~= mips && ARCH ~= arm"), "ARCH=7");
-  EXPECT_EQ(witness("ARCH ~= 7 && ARCH ~= arm"), "ARCH=mips");
-  EXPECT_EQ(witness("S.m == 2 && f(x) == 3"), "S.m=2 f(x)=3");
-  EXPECT_EQ(witness("g(1, 2, 3) == 1 && g(4, 2, 3) == 2"), "g(1,2,3)=1 g(4,2,3)=2");
-  EXPECT_EQ(witness("2*x + 1 == 7"), "x=3");
-  EXPECT_EQ(witness("10 - y/2 > 8 && y > 0"), "y=2");
-  // A variable within one operator over constants, on either side.
+}
+
+// Operators over constants, on either side.
+TEST_F(DeciderTest, WitnessesSolveForAVariable) {
   const struct {
     const char* condition;
     double value;
@@ -207,8 +217,6 @@ TEST_F(DeciderTest, WitnessesAreTypedAndComplete) {
     ASSERT_TRUE(values) << row.condition;
     EXPECT_EQ(values->front().value.scalar().toDouble(), row.value) << row.condition;
   }
-  EXPECT_EQ(witness("x - nan && y == 2"), "x=false y=2");  // evaluation needs x all the same
-  EXPECT_EQ(witness("a && ~a"), "none");
 }
 
 TEST_F(DeciderTest, NamesAreDifferentFromEachOtherAndFromNumbers) {
