@@ -1,0 +1,246 @@
+// Answers as they were: whatever changes one of them is noticed, also where the new one would be
+// right. Where it was meant to change, CONTRIBUTING.md tells how the answers are recorded anew.
+#include <gtest/gtest.h>
+
+#include <cfenv>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "compact/SymbolicExprCompact.hpp"
+#include "eval/SymbolicExprEval.hpp"
+#include "parser/SymbolicExprParser.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+#include "simplify/SymbolicExprSimplify.hpp"
+#include "tests/support/Instrumented.hpp"
+#include "tests/support/RandomQuestion.hpp"
+#include "tests/support/RandomText.hpp"
+#include "tests/support/Recorded.hpp"
+#include "variants/VCService.hpp"
+#include "xform/SymbolicExprC2M.hpp"
+#include "xform/SymbolicExprCast2Int.hpp"
+#include "xform/SymbolicExprFactorDivision.hpp"
+#include "xform/SymbolicExprM2C.hpp"
+#include "xform/SymbolicExprSubstitute.hpp"
+
+namespace KS::test {
+namespace {
+
+std::string joined(const std::vector<std::string>& aTexts) {
+  std::string line;
+  for (const std::string& text : aTexts) line += (line.empty() ? "" : "\t") + text;
+  return line;
+}
+
+SymbolicExprId parse(SymbolicExprTable& aTable, const std::string& aText) {
+  const SymbolicExprId id = SymbolicExprParser(aTable, true)(aText);
+  EXPECT_NE(id, invalidSymbolicExprId) << aText;
+  return id;
+}
+
+// A condition of one of the kinds that rules are made for.
+std::string condition(RandomText& aRandom, std::size_t aIdx) {
+  static constexpr const char* const relations[] = {"!=", "<=", "<", ">", ">=", "=="};
+  static constexpr const char* const sides[] = {"x",   "y", "x", "x+1", "2*x", "-x",
+                                                "s.m", "1", "2", "3",   "2.5"};
+  switch (aIdx % 5) {
+    case 0: return aRandom.dense(1 + aIdx % 7);
+    case 1: {  // Relations of few sides, also of symbols with each other.
+      const char* const connective = aRandom.pick(2) == 0 ? " && " : " || ";
+      std::string text;
+      for (std::size_t i = 0, count = 2 + aRandom.pick(4); i < count; ++i) {
+        const std::string relation =
+            std::string(aRandom.oneOf(sides)) + aRandom.oneOf(relations) + aRandom.oneOf(sides);
+        text +=
+            (i == 0 ? "" : connective) + (aRandom.pick(4) == 0 ? "!(" + relation + ")" : relation);
+      }
+      return text;
+    }
+    case 2: {  // A condition that meets itself and its negation.
+      const std::string once = aRandom.condition(1 + aRandom.pick(4));
+      const std::string other = aRandom.condition(1 + aRandom.pick(3));
+      return "(" + once + " || " + other + ") && (!(" + once + ")" +
+             (aRandom.pick(2) == 0 ? " || " : " && ") + aRandom.condition(2) + ")";
+    }
+    default: return aRandom.condition(1 + aRandom.pick(16));
+  }
+}
+
+std::string arithmetic(RandomText& aRandom) {
+  static constexpr const char* const operators[] = {"+", "-", "*", "/", "+", "-", "*"};
+  static constexpr const char* const constants[] = {"0", "1", "2", "-1", "6", "0.5", "4.0"};
+  return aRandom.arithmetic(1 + aRandom.pick(7), operators, constants, std::size(constants));
+}
+
+// Every way to print.
+std::string printed(const SymbolicExprTable& aTable, SymbolicExprId aId) {
+  return joined({SymbolicExprPrinter(aTable, true, true, false)(aId),
+                 SymbolicExprPrinter(aTable, false, false, false)(aId),
+                 SymbolicExprPrinter(aTable, false, true, true)(aId),
+                 SymbolicExprPrinter(aTable, true, false, true)(aId)});
+}
+
+TEST(Recorded, TextsAndTheirErrors) {
+  static constexpr const char* const tokens[] = {
+      "a",    "b1", "_c",  "z",          "Z",     "1",    "23",    "4.5",  ".5", "6.", "7e2",
+      "8E-3", "9e", "0x1", "2147483648", "1e999", "+",    "-",     "*",    "/",  "%",  "==",
+      "!=",   "~=", "<",   "<=",         ">",     ">=",   "&&",    "||",   "&",  "|",  "^",
+      "<<",   ">>", "!",   "~",          "=",     "(",    ")",     "(",    ")",  "[",  "]",
+      ",",    ".",  "s.m", "f(",         "g()",   "true", "false", "TRUE", " ",  "\t", "\n",
+      "'",    "\"", "#",   "\xc3\xa9",   "3a",    ":",    "?"};
+  Recorded recorded("texts");
+  RandomText random(1);
+  for (std::size_t i = 0; i < tries(8000); ++i) {
+    // A text with some of its tokens replaced, left out or added.
+    std::string text;
+    if (i % 2 == 0) {
+      for (std::size_t k = 0, count = 1 + random.pick(7); k < count; ++k)
+        text += random.oneOf(tokens);
+    } else {
+      text = i % 4 == 1 ? random.condition(1 + random.pick(5)) : arithmetic(random);
+      for (std::size_t k = 0, count = random.pick(3); k < count; ++k) {
+        text.replace(random.pick(text.size() + 1), random.pick(2), random.oneOf(tokens));
+      }
+    }
+    for (const bool cSyntax : {false, true}) {
+      SymbolicExprTable table;
+      const SymbolicExprParser parser(table, cSyntax);
+      const SymbolicExprId id = parser(text);
+      if (id == invalidSymbolicExprId) {
+        const auto error = parser.diagnose(text);
+        ASSERT_TRUE(error) << text;
+        recorded.add(joined({text, std::to_string(error->offset), error->expected, error->note}));
+      } else {
+        recorded.add(joined({text, std::to_string(table.size()), printed(table, id)}));
+      }
+    }
+  }
+  recorded.compare();
+}
+
+TEST(Recorded, Simplification) {
+  Recorded recorded("simplification");
+  RandomText random(2);
+  for (std::size_t i = 0; i < tries(40000); ++i) {
+    const std::string text =
+        i % 4 == 0 ? arithmetic(random) + (i % 8 == 0 ? "" : "==" + arithmetic(random))
+                   : condition(random, i / 4);
+    SymbolicExprTable table;
+    std::size_t passes = 0;
+    const SymbolicExprId result =
+        SymbolicExprSimplify(table, 30).simplify(parse(table, text), passes);
+    recorded.add(joined(
+        {text, std::to_string(passes), SymbolicExprPrinter(table, false, true, false)(result)}));
+  }
+  recorded.compare();
+}
+
+TEST(Recorded, Conversions) {
+  if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
+  Recorded recorded("conversions");
+  for (std::size_t i = 0; i < tries(8000); ++i) {
+    RandomQuestion question(i, 3);
+    SymbolicExprTable& table = question.table;
+    SymbolicExprBindings values(table);
+    question.bind(values, 40);
+    for (std::size_t k = 0; k < question.roots.size(); ++k) {
+      const SymbolicExprId root = question.roots[k];
+      const auto text = [&](auto aConvert) -> std::string {
+        try {
+          return SymbolicExprPrinter(table, false, false, false)(aConvert());
+        } catch (const std::exception& error) {
+          return error.what();
+        }
+      };
+      recorded.add(
+          joined({question.texts[k], printed(table, root),
+                  text([&] { return SymbolicExprC2M(table)(root); }),
+                  text([&] { return SymbolicExprM2C(table)(root); }),
+                  text([&] { return SymbolicExprCast2Int(table).cast2Int(root); }),
+                  text([&] { return SymbolicExprFactorDivision(table).factorDivision(root); }),
+                  text([&] { return SymbolicExprSubstitute(table)(root, values); })}));
+    }
+  }
+  recorded.compare();
+}
+
+TEST(Recorded, Values) {
+  if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
+  Recorded recorded("values");
+  for (std::size_t i = 0; i < tries(8000); ++i) {
+    RandomQuestion question(i, 2);
+    SymbolicExprBindings values(question.table);
+    question.bind(values, 80);
+    const SymbolicExprEval evaluation(question.table);
+    for (std::size_t k = 0; k < question.roots.size(); ++k) {
+      recorded.add(joined(
+          {question.texts[k], answer([&] { return evaluation.eval(question.roots[k], values); })}));
+    }
+  }
+  recorded.compare();
+}
+
+TEST(Recorded, CompactForms) {
+  Recorded recorded("compact");
+  RandomText random(3);
+  for (std::size_t i = 0; i < tries(8000); ++i) {
+    SymbolicExprTable table;
+    const SymbolicExprCompact compact(table);
+    std::vector<SymbolicExprId> path;
+    std::vector<std::string> line;
+    for (std::size_t k = 0, count = 1 + random.pick(3); k < count; ++k) {
+      line.push_back(condition(random, random.pick(5)));
+      path.push_back(parse(table, line.back()));
+    }
+    SymbolicExprId net = path[0];
+    for (std::size_t k = 1; k < path.size(); ++k)
+      net = SymbolicAndExpr(table, net, path[k]).getId(table);
+    std::size_t passes = 0;
+    net = SymbolicExprSimplify(table, 30).simplify(net, passes);
+    const SymbolicExprPrinter print(table, true, true, false);
+    recorded.add(joined({joined(line), print(compact(net)), print(compact(net, path))}));
+  }
+  recorded.compare();
+}
+
+// Blocks below each other, the last one first or the top first.
+TEST(Recorded, NetConditions) {
+  struct Chain final : VCCustomizer {
+    std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+      return texts[index(aBlock)];
+    }
+    const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+      return index(aBlock) == 0 ? nullptr : block(index(aBlock) - 1);
+    }
+    std::size_t index(const KSBlock* aBlock) const {
+      return static_cast<std::size_t>(reinterpret_cast<const char*>(aBlock) - places);
+    }
+    const KSBlock* block(std::size_t aIdx) const {
+      return reinterpret_cast<const KSBlock*>(&places[aIdx]);
+    }
+    char places[16]{};
+    std::vector<std::string> texts;
+  };
+  Recorded recorded("net");
+  RandomText random(4);
+  for (std::size_t i = 0; i < tries(4000); ++i) {
+    Chain chain;
+    for (std::size_t k = 0, count = 2 + random.pick(5); k < count; ++k) {
+      chain.texts.push_back(random.pick(4) == 0 ? std::string()
+                                                : random.condition(1 + random.pick(4)));
+    }
+    VCService service;
+    std::vector<std::string> line = chain.texts;
+    for (std::size_t k = 0; k < chain.texts.size(); ++k) {
+      const KSBlock* const block = chain.block(i % 2 == 0 ? k : chain.texts.size() - 1 - k);
+      line.push_back(service.getMExprLocalVVCEString(block, &chain));
+      line.push_back(service.getMExprNetVVCEString(block, &chain));
+      line.push_back(service.getCExprNetCGVCEString(block, &chain));
+    }
+    recorded.add(joined(line));
+  }
+  recorded.compare();
+}
+
+}  // namespace
+}  // namespace KS::test
