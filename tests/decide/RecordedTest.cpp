@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <locale>
 #include <optional>
 #include <sstream>
@@ -129,6 +130,7 @@ SymbolicExprDomain domain(RandomText& aRandom) {
 
 // Conditions over variables of all kinds, some of which have a value.
 TEST(RecordedDecisions, VerdictsWitnessesAndContradictions) {
+  if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
   Recorded recorded("decisions");
   RandomText random(1);
   for (std::size_t i = 0; i < tries(6000); ++i) {
