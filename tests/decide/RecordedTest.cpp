@@ -96,6 +96,12 @@ std::string answers(const SymbolicExprTable& aTable, SymbolicExprDecider& aDecid
     addAll(aDecider.unknownTerms(id));
   }
   add(std::to_string(static_cast<int>(aDecider.decide(aIds))));
+  std::string truths;
+  for (const Truth truth :
+       aDecider.decideAll({{aIds[0]}, {aIds[1]}, {aIds[2]}, {aIds[0], aIds[1]}, aIds})) {
+    truths += std::to_string(static_cast<int>(truth));
+  }
+  add(truths);
   add(text(aDecider.implies({aIds[0], aIds[1]}, aIds[2])));
   add(text(aDecider.equivalent(aIds[0], aIds[1])));
   add(text(aDecider.exclusive(aIds[1], aIds[2])));
