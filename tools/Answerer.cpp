@@ -121,8 +121,8 @@ void Answerer::answer(const KSBlock& aBlock) {
   for (auto block = path.rbegin(); block != path.rend(); ++block) answerBelowParent(**block);
 }
 
-// Answers a block whose parent has been answered. Where that failed, a net condition is not asked
-// for: it would only fail again, all the way up.
+// Answers a block whose parent, if there is one, has been answered. Where that failed, a net
+// condition is not asked for: it would only fail again, all the way up.
 void Answerer::answerBelowParent(const KSBlock& aBlock) {
   BlockConditions found;
   const KSBlock* const parent = above(aBlock);
@@ -130,8 +130,12 @@ void Answerer::answerBelowParent(const KSBlock& aBlock) {
   for (const Family family : {VV, CG, S}) {
     if (!request.families[family]) continue;
     try {
-      const Pair answer =
-          pair(aBlock, family, parent == nullptr ? noneAbove : ofParent.net[family]);
+      // Most blocks have one text for both: the conditions depend on that and on the one above.
+      const bool isAsVV = family == CG && found.net[VV] < notAsked &&
+                          ofParent.net[CG] == ofParent.net[VV] &&
+                          aBlock.texts[CG] == aBlock.texts[VV];
+      const Pair answer = isAsVV ? printable({found.local[VV], found.net[VV]})
+                                 : pair(aBlock, family, ofParent.net[family]);
       found.local[family] = answer.local;
       found.net[family] = &aBlock == request.origin ? idTRUE : answer.net;
     } catch (...) {
@@ -146,49 +150,38 @@ void Answerer::answerBelowParent(const KSBlock& aBlock) {
 
 // The local and the net condition of a block below that net condition, which may be not available.
 Answerer::Pair Answerer::pair(const KSBlock& aBlock, Family aFamily, ConditionId aAbove) {
-  const std::uint64_t key = std::uint64_t{aAbove} << 32 | numberOf(aBlock.texts[aFamily]);
-  const auto found = pairs.find(key);
-  if (found != pairs.end()) {
-    if (aFamily == CG) requirePrintable(found->second.local);
-    return found->second;
+  // Most blocks have no condition of their own, which leaves that of their parent as it is.
+  if (aBlock.texts[aFamily].empty()) {
+    return {noted(idTRUE), aAbove == noneAbove ? idTRUE : aAbove};
   }
-  Pair answer{notAvailable, notAvailable};
   // The net condition first: it fills the local one on the way, and a CG condition that is known is
   // worked out once more on every query.
-  if (aAbove != notAvailable) answer.net = ask(aBlock, aFamily, true);
-  answer.local = ask(aBlock, aFamily, false);
-  pairs.emplace(key, answer);
-  return answer;
+  const ConditionId net = aAbove == notAvailable ? notAvailable : ask(aBlock, aFamily, true);
+  return {ask(aBlock, aFamily, false), net};
 }
 
 ConditionId Answerer::ask(const KSBlock& aBlock, Family aFamily, bool aIsNet) {
   const Getter get = aIsNet ? questions[aFamily].net : questions[aFamily].local;
-  const auto id = static_cast<ConditionId>((service.*get)(&aBlock, &customizer));
-  if (id >= isAnswered.size()) isAnswered.resize(id + std::size_t{1}, false);
-  isAnswered[id] = true;
-  return id;
+  return noted(static_cast<ConditionId>((service.*get)(&aBlock, &customizer)));
 }
 
 // The service gives no local CG condition that is too long to be written. Those of other families
 // may be.
-void Answerer::requirePrintable(ConditionId aLocal) {
-  if (aLocal >= isPrintable.size()) isPrintable.resize(aLocal + std::size_t{1}, false);
-  if (isPrintable[aLocal]) return;
-  service.printMExpr(aLocal);
-  isPrintable[aLocal] = true;
+Answerer::Pair Answerer::printable(Pair aPair) {
+  if (aPair.local >= isPrintable.size()) isPrintable.resize(aPair.local + std::size_t{1}, false);
+  if (!isPrintable[aPair.local]) service.printMExpr(aPair.local);
+  isPrintable[aPair.local] = true;
+  return aPair;
 }
 
-void Answerer::forgetQuestions() {
-  others = {};
-  pairs = {};
-  texts = {};
+// The condition, which is now among the answers.
+ConditionId Answerer::noted(ConditionId aId) {
+  if (aId >= isAnswered.size()) isAnswered.resize(aId + std::size_t{1}, false);
+  isAnswered[aId] = true;
+  return aId;
 }
 
-// Equal texts have equal numbers.
-std::uint32_t Answerer::numberOf(std::string_view aText) {
-  if (aText.empty()) return 0;
-  return texts.emplace(aText, static_cast<std::uint32_t>(texts.size() + 1)).first->second;
-}
+void Answerer::forgetQuestions() { others = {}; }
 
 const std::string& Answerer::failure(const KSBlock& aBlock, Family aFamily) const {
   static const std::string none;

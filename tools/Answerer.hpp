@@ -134,8 +134,8 @@ class Answerer {
   void answerBelowParent(const KSBlock& aBlock);
   Pair pair(const KSBlock& aBlock, Family aFamily, ConditionId aAbove);
   ConditionId ask(const KSBlock& aBlock, Family aFamily, bool aIsNet);
-  void requirePrintable(ConditionId aLocal);
-  std::uint32_t numberOf(std::string_view aText);
+  ConditionId noted(ConditionId aId);
+  Pair printable(Pair aPair);
   KS::SymbolicExprId typedLocal(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId typedNet(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId compactLocal(const KSBlock& aBlock, Family aFamily, ConditionId aLocal);
@@ -150,10 +150,6 @@ class Answerer {
 
   // Blocks that are not of the share.
   boost::unordered_flat_map<const KSBlock*, BlockConditions> others;
-  // What a block's conditions are depends on two things in every family: the net condition above
-  // and the text. Many blocks have both in common.
-  boost::unordered_flat_map<std::uint64_t, Pair> pairs;  // by both
-  boost::unordered_flat_map<std::string_view, std::uint32_t> texts;
   std::vector<bool> isAnswered;   // by condition
   std::vector<bool> isPrintable;  // by local condition: whether it is known to be no too long text
 

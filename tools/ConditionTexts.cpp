@@ -9,7 +9,7 @@ namespace ksexpr {
 namespace {
 
 // The bytes of the texts that are kept, and of each of them.
-constexpr std::size_t maxKeptLength = std::size_t{1} << 20;
+constexpr std::size_t maxKeptLength = std::size_t{256} << 10;
 constexpr std::size_t maxKeptTextLength = std::size_t{64} << 10;
 
 }  // namespace
@@ -38,21 +38,20 @@ ConditionText ConditionTexts::compact(const KSBlock& aBlock, Family aFamily) {
 
 ConditionText ConditionTexts::find(Kind aKind, ConditionId aId) {
   const std::uint64_t key = std::uint64_t{static_cast<unsigned char>(aKind)} << 32 | aId;
-  const auto found = kept.find(key);
-  if (found != kept.end()) {
-    return {std::string_view(texts).substr(found->second.begin, found->second.length),
-            found->second.isPlain != 0};
+  Kept& place = kept[key * 0x9E3779B97F4A7C15 >> (64 - keptBits)];
+  if (place.key == key) {
+    return {std::string_view(texts).substr(place.begin, place.length), place.isPlain};
   }
   longText = std::string();  // its memory serves the next one
   longText = make(aKind, aId);
   const bool isPlain = isPlainInJson(longText);
   if (longText.size() > maxKeptTextLength) return {longText, isPlain};
   if (texts.size() + longText.size() > maxKeptLength) {
-    kept.clear();
+    std::fill(kept.begin(), kept.end(), Kept());
     texts.clear();
   }
-  kept.emplace(key, Kept{static_cast<std::uint32_t>(texts.size()),
-                         static_cast<std::uint32_t>(longText.size()) & 0x7FFFFFFF, isPlain});
+  place = {key, static_cast<std::uint32_t>(texts.size()),
+           static_cast<std::uint32_t>(longText.size()), isPlain};
   texts += longText;
   return {std::string_view(texts).substr(texts.size() - longText.size()), isPlain};
 }

@@ -1,11 +1,11 @@
 // The texts of conditions, for one who writes many of them.
 #pragma once
 
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/Conditions.hpp"
 
@@ -34,18 +34,21 @@ class ConditionTexts {
  private:
   enum class Kind : unsigned char { M, C, COfCG, ReadableM, ReadableC };
   struct Kept {
-    std::uint32_t begin;
-    std::uint32_t length : 31;
-    std::uint32_t isPlain : 1;
+    std::uint64_t key = ~std::uint64_t{0};  // kind and condition
+    std::uint32_t begin = 0;
+    std::uint32_t length = 0;
+    bool isPlain = true;
   };
+  static constexpr unsigned keptBits = 12;
 
   ConditionText find(Kind aKind, ConditionId aId);
   std::string make(Kind aKind, ConditionId aId) const;
 
   const Conditions& conditions;
   const Answerer& answerer;
-  // By kind and condition. Texts lie one behind the other; long ones are made anew.
-  boost::unordered_flat_map<std::uint64_t, Kept> kept;
+  // The texts that were asked for last, each in a place that its kind and condition choose. Texts
+  // lie one behind the other; long ones are made anew.
+  std::vector<Kept> kept = std::vector<Kept>(std::size_t{1} << keptBits);
   std::string texts;
   std::string longText;
   std::string cText;

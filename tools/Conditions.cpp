@@ -4,6 +4,7 @@
 #include <chrono>
 #include <iterator>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 #include "base/SymbolicExprTable.hpp"
@@ -188,20 +189,37 @@ std::size_t Conditions::countDistinct() const {
     const std::vector<bool>& answered = answerers.front().getAnswered();
     return static_cast<std::size_t>(std::count(answered.begin(), answered.end(), true));
   }
-  // One table after the other: fingerprints of all its nodes take more than those that are kept.
-  std::vector<Fingerprint> found;
-  for (const Answerer& one : answerers) {
-    const std::vector<Fingerprint> all = fingerprints(one.getTable());
-    const std::vector<bool>& answered = one.getAnswered();
-    const auto count = std::count(answered.begin(), answered.end(), true);
-    found.reserve(found.size() + static_cast<std::size_t>(count));
-    for (std::size_t id = 0; id < answered.size(); ++id) {
-      if (answered[id]) found.push_back(all[id]);
+  // Each gives the fingerprints of what it has answered to those who count them: one fingerprint
+  // always to the same.
+  const std::size_t count = answerers.size();
+  using Shares = std::vector<std::vector<Fingerprint>>;
+  std::vector<Shares> shares(count, Shares(count));
+  sideBySide(count, [&](std::size_t number) {
+    const std::vector<Fingerprint> all = fingerprints(answerers[number].getTable());
+    const std::vector<bool>& answered = answerers[number].getAnswered();
+    const auto numAnswered = std::count(answered.begin(), answered.end(), true);
+    for (std::vector<Fingerprint>& share : shares[number]) {
+      share.reserve(static_cast<std::size_t>(numAnswered) / count * 9 / 8);
     }
-  }
-  std::sort(found.begin(), found.end());
-  const auto end = std::unique(found.begin(), found.end());
-  return static_cast<std::size_t>(end - found.begin());
+    for (std::size_t id = 0; id < answered.size(); ++id) {
+      if (answered[id]) shares[number][all[id].second % count].push_back(all[id]);
+    }
+  });
+  std::vector<std::size_t> distinct(count);
+  sideBySide(count, [&](std::size_t number) {
+    std::vector<Fingerprint> found;
+    std::size_t size = 0;
+    for (const Shares& given : shares) size += given[number].size();
+    found.reserve(size);
+    for (Shares& given : shares) {
+      const std::vector<Fingerprint> share = std::move(given[number]);
+      found.insert(found.end(), share.begin(), share.end());
+    }
+    std::sort(found.begin(), found.end());
+    const auto end = std::unique(found.begin(), found.end());
+    distinct[number] = static_cast<std::size_t>(end - found.begin());
+  });
+  return std::accumulate(distinct.begin(), distinct.end(), std::size_t{0});
 }
 
 void Conditions::finish() const {

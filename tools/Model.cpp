@@ -87,12 +87,16 @@ void linkParents(Model& aModel, const std::vector<ParentName>& aParents, ModelEr
                                         "\" is defined twice, first in line " +
                                         std::to_string(aModel.lineOf((*first)->id))});
   }
+  const KSBlock* last = nullptr;  // siblings often stand one after the other
   for (KSBlock& block : aModel.blocks) {
     const ParentName& name = aParents[aModel.indexOf(block)];
     if (!name) continue;
-    const auto parent = byId.find(*name);
-    if (parent != byId.end()) {
-      block.parent = *parent;
+    if (last == nullptr || last->id != *name) {
+      const auto parent = byId.find(*name);
+      last = parent != byId.end() ? *parent : nullptr;
+    }
+    if (last != nullptr) {
+      block.parent = last;
     } else if (aErrors.counts.add("unknown parents")) {
       aErrors.told.push_back({aModel.offsetOf(*name), "block \"" + shortened(block.id) +
                                                           "\" has an unknown parent \"" +
