@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <iterator>
 #include <utility>
 
@@ -130,12 +131,7 @@ void Answerer::answerBelowParent(const KSBlock& aBlock) {
   for (const Family family : {VV, CG, S}) {
     if (!request.families[family]) continue;
     try {
-      // Most blocks have one text for both: the conditions depend on that and on the one above.
-      const bool isAsVV = family == CG && found.net[VV] < notAsked &&
-                          ofParent.net[CG] == ofParent.net[VV] &&
-                          aBlock.texts[CG] == aBlock.texts[VV];
-      const Pair answer = isAsVV ? printable({found.local[VV], found.net[VV]})
-                                 : pair(aBlock, family, ofParent.net[family]);
+      const Pair answer = pair(aBlock, family, ofParent.net[family]);
       found.local[family] = answer.local;
       found.net[family] = &aBlock == request.origin ? idTRUE : answer.net;
     } catch (...) {
@@ -151,13 +147,22 @@ void Answerer::answerBelowParent(const KSBlock& aBlock) {
 // The local and the net condition of a block below that net condition, which may be not available.
 Answerer::Pair Answerer::pair(const KSBlock& aBlock, Family aFamily, ConditionId aAbove) {
   // Most blocks have no condition of their own, which leaves that of their parent as it is.
-  if (aBlock.texts[aFamily].empty()) {
-    return {noted(idTRUE), aAbove == noneAbove ? idTRUE : aAbove};
+  const std::string_view text = aBlock.texts[aFamily];
+  if (text.empty()) return {noted(idTRUE), aAbove == noneAbove ? idTRUE : aAbove};
+  // The two depend on the text and the condition above alone, in every family. Siblings, and the
+  // families of a block, often have these in common.
+  const std::size_t hash = std::hash<std::string_view>()(text) + aAbove;
+  Asked& place = lastAsked[hash * 0x9E3779B97F4A7C15 >> (64 - lastAskedBits)];
+  if (place.above == aAbove && place.text == text) {
+    if (aFamily == CG) requirePrintable(place.answer.local);
+    return place.answer;
   }
   // The net condition first: it fills the local one on the way, and a CG condition that is known is
   // worked out once more on every query.
   const ConditionId net = aAbove == notAvailable ? notAvailable : ask(aBlock, aFamily, true);
-  return {ask(aBlock, aFamily, false), net};
+  const Pair answer{ask(aBlock, aFamily, false), net};
+  place = {text, aAbove, answer};
+  return answer;
 }
 
 ConditionId Answerer::ask(const KSBlock& aBlock, Family aFamily, bool aIsNet) {
@@ -167,11 +172,11 @@ ConditionId Answerer::ask(const KSBlock& aBlock, Family aFamily, bool aIsNet) {
 
 // The service gives no local CG condition that is too long to be written. Those of other families
 // may be.
-Answerer::Pair Answerer::printable(Pair aPair) {
-  if (aPair.local >= isPrintable.size()) isPrintable.resize(aPair.local + std::size_t{1}, false);
-  if (!isPrintable[aPair.local]) service.printMExpr(aPair.local);
-  isPrintable[aPair.local] = true;
-  return aPair;
+void Answerer::requirePrintable(ConditionId aLocal) {
+  if (aLocal >= isPrintable.size()) isPrintable.resize(aLocal + std::size_t{1}, false);
+  if (isPrintable[aLocal]) return;
+  service.printMExpr(aLocal);
+  isPrintable[aLocal] = true;
 }
 
 // The condition, which is now among the answers.

@@ -135,7 +135,7 @@ class Answerer {
   Pair pair(const KSBlock& aBlock, Family aFamily, ConditionId aAbove);
   ConditionId ask(const KSBlock& aBlock, Family aFamily, bool aIsNet);
   ConditionId noted(ConditionId aId);
-  Pair printable(Pair aPair);
+  void requirePrintable(ConditionId aLocal);
   KS::SymbolicExprId typedLocal(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId typedNet(const KSBlock& aBlock, Family aFamily);
   KS::SymbolicExprId compactLocal(const KSBlock& aBlock, Family aFamily, ConditionId aLocal);
@@ -150,6 +150,14 @@ class Answerer {
 
   // Blocks that are not of the share.
   boost::unordered_flat_map<const KSBlock*, BlockConditions> others;
+  // What was asked last, each in a place that the text and the net condition above choose.
+  struct Asked {
+    std::string_view text;  // empty for a place that is free
+    ConditionId above = notAsked;
+    Pair answer{notAsked, notAsked};
+  };
+  static constexpr unsigned lastAskedBits = 12;
+  std::vector<Asked> lastAsked = std::vector<Asked>(std::size_t{1} << lastAskedBits);
   std::vector<bool> isAnswered;   // by condition
   std::vector<bool> isPrintable;  // by local condition: whether it is known to be no too long text
 

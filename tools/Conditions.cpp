@@ -189,35 +189,30 @@ std::size_t Conditions::countDistinct() const {
     const std::vector<bool>& answered = answerers.front().getAnswered();
     return static_cast<std::size_t>(std::count(answered.begin(), answered.end(), true));
   }
-  // Each gives the fingerprints of what it has answered to those who count them: one fingerprint
-  // always to the same.
   const std::size_t count = answerers.size();
-  using Shares = std::vector<std::vector<Fingerprint>>;
-  std::vector<Shares> shares(count, Shares(count));
+  std::vector<std::vector<Fingerprint>> found(count);
   sideBySide(count, [&](std::size_t number) {
-    const std::vector<Fingerprint> all = fingerprints(answerers[number].getTable());
+    std::vector<Fingerprint> all = fingerprints(answerers[number].getTable());
     const std::vector<bool>& answered = answerers[number].getAnswered();
-    const auto numAnswered = std::count(answered.begin(), answered.end(), true);
-    for (std::vector<Fingerprint>& share : shares[number]) {
-      share.reserve(static_cast<std::size_t>(numAnswered) / count * 9 / 8);
-    }
+    std::size_t numKept = 0;
     for (std::size_t id = 0; id < answered.size(); ++id) {
-      if (answered[id]) shares[number][all[id].second % count].push_back(all[id]);
+      if (answered[id]) all[numKept++] = all[id];
     }
+    all.resize(numKept);
+    all.shrink_to_fit();
+    found[number] = std::move(all);
   });
+  // One fingerprint is always counted by the same.
   std::vector<std::size_t> distinct(count);
   sideBySide(count, [&](std::size_t number) {
-    std::vector<Fingerprint> found;
-    std::size_t size = 0;
-    for (const Shares& given : shares) size += given[number].size();
-    found.reserve(size);
-    for (Shares& given : shares) {
-      const std::vector<Fingerprint> share = std::move(given[number]);
-      found.insert(found.end(), share.begin(), share.end());
+    std::vector<Fingerprint> own;
+    for (const std::vector<Fingerprint>& all : found) {
+      std::copy_if(all.begin(), all.end(), std::back_inserter(own),
+                   [&](const Fingerprint& one) { return one.second % count == number; });
     }
-    std::sort(found.begin(), found.end());
-    const auto end = std::unique(found.begin(), found.end());
-    distinct[number] = static_cast<std::size_t>(end - found.begin());
+    std::sort(own.begin(), own.end());
+    const auto end = std::unique(own.begin(), own.end());
+    distinct[number] = static_cast<std::size_t>(end - own.begin());
   });
   return std::accumulate(distinct.begin(), distinct.end(), std::size_t{0});
 }

@@ -197,11 +197,11 @@ void ConditionStore::remember(const std::string& aText, SymbolicExprId aId) {
 }
 
 SymbolicExprId ConditionStore::simplified(SymbolicExprId aId) {
-  const auto kept = idResults.find(aId);
+  const auto kept = idResults.find(static_cast<std::uint32_t>(aId));
   if (kept != idResults.end()) return kept->second;
   std::size_t passes = 0;
   const SymbolicExprId result = simplifier.simplify(aId, passes);
-  idResults.emplace(aId, result);
+  idResults[static_cast<std::uint32_t>(aId)] = result;
   return result;
 }
 

@@ -114,7 +114,7 @@ class ConditionStore {
   // same texts again and again.
   boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
   std::size_t textResultsLength = 0;
-  boost::unordered_flat_map<SymbolicExprId, SymbolicExprId> idResults;
+  boost::unordered_flat_map<std::uint32_t, KeptId> idResults;
   boost::unordered_flat_map<std::uint64_t, SymbolicExprId> netResults;  // by both ids, 32 bits each
 };
 
