@@ -50,6 +50,7 @@ class ModelReader : public JsonHandler {
     model.texts.clear();
     model.variables.clear();
     model.constraints.clear();
+    parents.reserve(model.blocks.capacity());
     errors = {};
     warnings = {};
   }
@@ -342,9 +343,14 @@ class ModelReader : public JsonHandler {
 }  // namespace
 
 std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings) {
-  // No vector that grows step by step holds the blocks twice.
-  const auto numObjects = std::count(aModel.text.begin(), aModel.text.end(), '{');
-  aModel.blocks.reserve(static_cast<std::size_t>(numObjects));
+  // A vector that grows step by step would hold the blocks twice. Files go on as they begin.
+  constexpr std::size_t beginningLength = std::size_t{1} << 20, shortestBlock = 24;
+  const std::string_view text = aModel.text;
+  const std::string_view beginning = text.substr(0, beginningLength);
+  const auto inBeginning =
+      static_cast<std::size_t>(std::count(beginning.begin(), beginning.end(), '{'));
+  const std::size_t likely = inBeginning + text.size() / beginningLength * inBeginning * 17 / 16;
+  aModel.blocks.reserve(std::min(likely, text.size() / shortestBlock + 1));
   {
     ModelReader reader(aModel, aErrors, aWarnings);
     if (readSoundJson(aModel.text, reader)) return reader.finish();

@@ -45,8 +45,11 @@ std::string term(RandomText& aRandom) {
 
 std::string atom(RandomText& aRandom) {
   if (aRandom.pick(8) == 0) return aRandom.oneOf(variables);
-  if (aRandom.pick(8) == 0)
-    return "c" + std::string(aRandom.oneOf(relations)) + aRandom.oneOf(named);
+  static constexpr const char* const ofConstants[] = {"c", "c", "n", "x"};
+  if (aRandom.pick(8) == 0) {
+    const std::string left = aRandom.oneOf(ofConstants);
+    return left + aRandom.oneOf(relations) + aRandom.oneOf(named);
+  }
   const auto side = [&] {
     const std::string text = aRandom.pick(3) == 0 ? "" : term(aRandom);
     return text.empty() ? aRandom.oneOf(constants) : text;
