@@ -58,7 +58,7 @@ void runConditions(const Options& aOptions, Streams& aStreams, bool& aHasFailed)
   request.withCOfCG = isJson;
   if (request.jobs == 0) request.jobs = countCores();
   const auto start = std::chrono::steady_clock::now();
-  const auto model = readModel(aOptions.conditions.path, aStreams);
+  const auto model = readModel(request.path, aStreams, request.jobs);
   if (!model) {
     aHasFailed = true;
     return;

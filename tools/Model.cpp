@@ -1,7 +1,6 @@
 #include "tools/Model.hpp"
 
 #include <algorithm>
-#include <boost/unordered/unordered_flat_set.hpp>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -18,6 +17,7 @@
 #include "tools/Diagnostic.hpp"
 #include "tools/JsonReader.hpp"
 #include "tools/ModelSyntax.hpp"
+#include "tools/Parents.hpp"
 #include "tools/Text.hpp"
 
 namespace ksexpr {
@@ -59,85 +59,6 @@ bool readFile(const std::string& aPath, std::string& aText, Streams& aStreams) {
 
 std::string cannotRead(const std::string& aPath) {
   return printable(sourceName(aPath)) + ": cannot read: " + std::strerror(errno);
-}
-
-// Finds blocks by their ids.
-struct IdHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view aId) const { return std::hash<std::string_view>()(aId); }
-  std::size_t operator()(const KSBlock* aBlock) const { return (*this)(aBlock->id); }
-};
-struct IdEqual {
-  using is_transparent = void;
-  bool operator()(const KSBlock* aLeft, const KSBlock* aRight) const {
-    return aLeft->id == aRight->id;
-  }
-  bool operator()(std::string_view aId, const KSBlock* aBlock) const { return aId == aBlock->id; }
-};
-using BlocksById = boost::unordered_flat_set<const KSBlock*, IdHash, IdEqual>;
-
-void linkParents(Model& aModel, const std::vector<ParentName>& aParents, ModelErrors& aErrors) {
-  BlocksById byId;
-  byId.reserve(aModel.blocks.size());
-  for (const KSBlock& block : aModel.blocks) {
-    const auto [first, isNew] = byId.insert(&block);
-    if (isNew || !aErrors.counts.add("ids that are defined twice")) continue;
-    aErrors.told.push_back(
-        {aModel.offsetOf(block.id), "block \"" + shortened(block.id) +
-                                        "\" is defined twice, first in line " +
-                                        std::to_string(aModel.lineOf((*first)->id))});
-  }
-  const KSBlock* last = nullptr;  // siblings often stand one after the other
-  for (KSBlock& block : aModel.blocks) {
-    const ParentName& name = aParents[aModel.indexOf(block)];
-    if (!name) continue;
-    if (last == nullptr || last->id != *name) {
-      const auto parent = byId.find(*name);
-      last = parent != byId.end() ? *parent : nullptr;
-    }
-    if (last != nullptr) {
-      block.parent = last;
-    } else if (aErrors.counts.add("unknown parents")) {
-      aErrors.told.push_back({aModel.offsetOf(*name), "block \"" + shortened(block.id) +
-                                                          "\" has an unknown parent \"" +
-                                                          shortened(*name) + '"'});
-    }
-  }
-}
-
-// "a -> b -> a", shortened where the way back to the block is long.
-std::string describeCycle(const KSBlock& aBlock) {
-  constexpr std::size_t maxSteps = 10;
-  std::string chain;
-  const KSBlock* block = &aBlock;
-  for (std::size_t steps = 0; steps == 0 || block != &aBlock; ++steps, block = block->parent) {
-    if (steps == maxSteps) {
-      chain += "... -> ";
-      break;
-    }
-    chain += shortened(block->id) + " -> ";
-  }
-  return chain + shortened(aBlock.id);
-}
-
-void findCycles(const Model& aModel, const std::vector<ParentName>& aParents,
-                ModelErrors& aErrors) {
-  // By block: the number of the start from which it was first met, walking up; 0 for not yet.
-  std::vector<std::size_t> metFrom(aModel.blocks.size(), 0);
-  std::size_t walk = 0;
-  for (const KSBlock& start : aModel.blocks) {
-    ++walk;
-    const KSBlock* block = &start;
-    while (block != nullptr && metFrom[aModel.indexOf(*block)] == 0) {
-      metFrom[aModel.indexOf(*block)] = walk;
-      block = block->parent;
-    }
-    if (block != nullptr && metFrom[aModel.indexOf(*block)] == walk &&
-        aErrors.counts.add("cycles of parents")) {
-      aErrors.told.push_back({aModel.offsetOf(*aParents[aModel.indexOf(*block)]),
-                              "cycle of parents: " + describeCycle(*block)});
-    }
-  }
 }
 
 void report(const Model& aModel, ModelErrors& aFound, std::ostream& aErrors) {
@@ -213,20 +134,22 @@ std::string readWholeFile(const std::string& aPath, Streams& aStreams) {
   return text;
 }
 
-std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams) {
+std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams,
+                                       std::size_t aJobs) {
   std::string text;
   if (!readFile(aPath, text, aStreams)) {
     aStreams.err << cannotRead(aPath) << '\n';
     return nullptr;
   }
   std::ostringstream warnings;
-  auto model = modelOfText(sourceName(aPath), std::move(text), aStreams.err, warnings);
+  auto model = modelOfText(sourceName(aPath), std::move(text), aStreams.err, warnings, aJobs);
   if (!aStreams.isQuiet) aStreams.err << warnings.str();
   return model;
 }
 
 std::unique_ptr<const Model> modelOfText(const std::string& aName, std::string aText,
-                                         std::ostream& aErrors, std::ostream& aWarnings) {
+                                         std::ostream& aErrors, std::ostream& aWarnings,
+                                         std::size_t aJobs) {
   auto model = std::make_unique<Model>();
   model->path = aName;
   model->text = std::move(aText);
@@ -235,8 +158,7 @@ std::unique_ptr<const Model> modelOfText(const std::string& aName, std::string a
   const std::vector<ParentName> parents = parseModel(*model, errors, warnings);
   if (errors.told.empty()) checkVariables(*model, errors);
   if (errors.told.empty()) checkConstraints(*model, errors);
-  if (errors.told.empty()) linkParents(*model, parents, errors);
-  if (errors.told.empty()) findCycles(*model, parents, errors);
+  if (errors.told.empty()) linkParents(*model, parents, errors, aJobs);
   report(*model, errors, aErrors);
   report(*model, warnings, aWarnings);
   return errors.told.empty() ? std::move(model) : nullptr;

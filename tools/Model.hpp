@@ -118,12 +118,15 @@ std::string readWholeFile(const std::string& aPath, Streams& aStreams);
 
 /// Reads a model file, or standard input for "-". Writes what is wrong with it to the errors, with
 /// line and column, and returns null if there is anything. A key that nothing reads is only warned
-/// of. Throws `UsageError` for standard input that was read before.
-std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams);
+/// of. Up to `aJobs` threads share what can be shared. Throws `UsageError` for standard input that
+/// was read before.
+std::unique_ptr<const Model> readModel(const std::string& aPath, Streams& aStreams,
+                                       std::size_t aJobs = 1);
 
 /// The model that the content of a file spells, which messages call `aName`. Writes what is wrong
 /// with it to `aErrors`, and returns null if there is anything; writes warnings to `aWarnings`.
 std::unique_ptr<const Model> modelOfText(const std::string& aName, std::string aText,
-                                         std::ostream& aErrors, std::ostream& aWarnings);
+                                         std::ostream& aErrors, std::ostream& aWarnings,
+                                         std::size_t aJobs = 1);
 
 }  // namespace ksexpr

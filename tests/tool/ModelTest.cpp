@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -328,6 +329,56 @@ TEST_F(KsExprModel, ParentsMayStandBehindTheirChildren) {
                           "\", \"vv\": {\"local\": \"y\", \"net\": \"x && y\"}},\n"));
     EXPECT_THAT(found.out, HasSubstr("\n{\"block\": \"0\", \"parent\": null, \"vv\": {\"local\": "
                                      "\"x\", \"net\": \"x\"}}\n]\n"));
+  }
+}
+
+// Several threads share the ids of a large model. Its blocks stand in no order.
+TEST_F(KsExprModel, ParentsAreFoundAlikeByAnyNumberOfThreads) {
+  constexpr int numBlocks = 140000, numWrong = 30;
+  const struct {
+    const char* wrong;  // of the blocks with the highest numbers
+    int status;
+    std::size_t told;
+    std::string message;
+  } rows[] = {
+      {"", 0, 0, ""},
+      {"id", 1, 20, "is defined twice, first in line"},
+      {"parent", 1, 20, "has an unknown parent \"nobody"},
+      {"cycle", 1, 1, "cycle of parents: 139971 -> 139970 -> 139999 -> "},
+  };
+  for (const auto& row : rows) {
+    const std::string wrong = row.wrong;
+    std::vector<std::string> blocks;
+    for (int i = 0; i < numBlocks; ++i) {
+      const int number = static_cast<int>(std::int64_t{i} * 99991 % numBlocks);
+      const bool isWrong = number >= numBlocks - numWrong;
+      const std::string id = std::to_string(isWrong && wrong == "id" ? number / 2 : number);
+      std::string parent = number == 0 ? "null" : '"' + std::to_string(number / 3) + '"';
+      if (isWrong && wrong == "parent") parent = "\"nobody" + id + '"';
+      if (isWrong && wrong == "cycle") {
+        const bool isFirst = number == numBlocks - numWrong;
+        parent = '"' + std::to_string(isFirst ? numBlocks - 1 : number - 1) + '"';
+      }
+      blocks.push_back(blockOf(id, parent));
+    }
+    const std::string model = modelOf(blocks);
+    const std::vector<std::string> options{"--format", "csv", "--family", "s", "--quiet", "--jobs"};
+    const auto answer = [&](const char* jobs) {
+      std::vector<std::string> all = options;
+      all.emplace_back(jobs);
+      return conditions(model, all);
+    };
+    const Outcome alone = answer("1");
+    EXPECT_EQ(alone.status, row.status) << wrong;
+    EXPECT_EQ(count(alone.err, row.message.empty() ? "model.json" : row.message), row.told)
+        << alone.err;
+    EXPECT_EQ(count(alone.out, "\n"), row.status == 0 ? numBlocks + 1U : 0U) << wrong;
+    for (const char* const jobs : {"2", "3"}) {
+      const Outcome found = answer(jobs);
+      EXPECT_EQ(found.status, alone.status);
+      EXPECT_EQ(found.err, alone.err);
+      EXPECT_TRUE(found.out == alone.out) << wrong << jobs;
+    }
   }
 }
 
