@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <iterator>
 #include <limits>
 #include <numeric>
@@ -60,6 +61,15 @@ Conditions::Conditions(const Model& aModel, const ConditionsRequest& aRequest,
   }
 }
 
+// Large tables take long to give back.
+Conditions::~Conditions() {
+  try {
+    sideBySide(answerers.size(), [this](std::size_t number) { answerers[number].reset(); });
+  } catch (const std::exception&) {
+    // What is left is given back behind this.
+  }
+}
+
 // Cuts the tree into pieces for those who answer.
 void Conditions::share() {
   constexpr std::size_t maxOwners = std::numeric_limits<std::uint16_t>::max();
@@ -74,10 +84,11 @@ void Conditions::share() {
   const AnswererRequest what{request.families,  origin,        style,
                              request.withCOfCG, request.withC, request.withCompact};
   for (std::size_t i = 0; i < numAnswerers; ++i) {
-    answerers.emplace_back(model, what, Share{owners, static_cast<std::uint16_t>(i)}, answers);
+    answerers.push_back(std::make_unique<Answerer>(
+        model, what, Share{owners, static_cast<std::uint16_t>(i)}, answers));
   }
-  idTRUE = static_cast<ConditionId>(answerers.front().getTable().getIdTRUE());
-  idFALSE = static_cast<ConditionId>(answerers.front().getTable().getIdFALSE());
+  idTRUE = static_cast<ConditionId>(answerers.front()->getTable().getIdTRUE());
+  idFALSE = static_cast<ConditionId>(answerers.front()->getTable().getIdFALSE());
 }
 
 void Conditions::answer(const std::function<void(Stretch)>& aUse,
@@ -109,7 +120,7 @@ void Conditions::answer(const std::function<void(Stretch)>& aUse,
     const bool isQuick = std::chrono::steady_clock::now() - start < stretchTime;
     length = isQuick ? std::min(2 * length, maxStretch) : std::max(length / 2, firstStretch);
   }
-  for (Answerer& one : answerers) one.forgetQuestions();
+  for (const auto& one : answerers) one->forgetQuestions();
 }
 
 // The blocks that are to be answered for those of a stretch, each behind those that it continues.
@@ -129,7 +140,7 @@ std::vector<Conditions::Step> Conditions::stepsTo(std::size_t aFrom, std::size_t
 }
 
 void Conditions::answerShare(std::size_t aNumber, const std::vector<Step>& aSteps) {
-  Answerer& one = answerers[aNumber];
+  Answerer& one = *answerers[aNumber];
   for (std::size_t i = 0; i < aSteps.size(); ++i) {
     // The others come as far as the first one.
     if (aNumber == 0) observer.progress(numAnswered + i, numNeeded);
@@ -171,7 +182,7 @@ std::string Conditions::problemOf(const KSBlock& aBlock, Family aFamily) {
 
 std::string Conditions::failureMessage(const KSBlock& aBlock, Family aFamily) const {
   return conditionProblem(model, aBlock, aFamily,
-                          answerers[answererNumber(aBlock)].failure(aBlock, aFamily));
+                          answerers[answererNumber(aBlock)]->failure(aBlock, aFamily));
 }
 
 std::string Conditions::hindranceMessage(const KSBlock& aBlock, Family aFamily) const {
@@ -186,14 +197,14 @@ std::string Conditions::hindranceMessage(const KSBlock& aBlock, Family aFamily) 
 
 std::size_t Conditions::countDistinct() const {
   if (answerers.size() == 1) {
-    const std::vector<bool>& answered = answerers.front().getAnswered();
+    const std::vector<bool>& answered = answerers.front()->getAnswered();
     return static_cast<std::size_t>(std::count(answered.begin(), answered.end(), true));
   }
   const std::size_t count = answerers.size();
   std::vector<std::vector<Fingerprint>> found(count);
   sideBySide(count, [&](std::size_t number) {
-    std::vector<Fingerprint> all = fingerprints(answerers[number].getTable());
-    const std::vector<bool>& answered = answerers[number].getAnswered();
+    std::vector<Fingerprint> all = fingerprints(answerers[number]->getTable());
+    const std::vector<bool>& answered = answerers[number]->getAnswered();
     std::size_t numKept = 0;
     for (std::size_t id = 0; id < answered.size(); ++id) {
       if (answered[id]) all[numKept++] = all[id];

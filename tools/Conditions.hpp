@@ -4,8 +4,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -61,6 +61,9 @@ class Conditions {
   /// or pattern that is asked for and not in the model, and as `familyVerdicts` does.
   Conditions(const Model& aModel, const ConditionsRequest& aRequest,
              const ConditionsObserver& aObserver);
+  ~Conditions();
+  Conditions(const Conditions&) = delete;
+  Conditions& operator=(const Conditions&) = delete;
 
   /// The numbers of the first block of some that stand one behind the other, and of the one behind
   /// them.
@@ -96,7 +99,7 @@ class Conditions {
   std::size_t answererNumber(const KSBlock& aBlock) const {
     return owners.empty() ? 0 : owners[model.indexOf(aBlock)];
   }
-  const Answerer& answerer(std::size_t aNumber) const { return answerers[aNumber]; }
+  const Answerer& answerer(std::size_t aNumber) const { return *answerers[aNumber]; }
   /// How many answer, and may be read, side by side.
   std::size_t countJobs() const { return answerers.size(); }
   /// Whether texts are canonical; else readable.
@@ -159,7 +162,7 @@ class Conditions {
   std::vector<BlockConditions> answers;
   std::vector<ReadableConditions> readable;  // where texts are readable or asked for
   std::vector<bool> isPlanned;
-  std::deque<Answerer> answerers;
+  std::vector<std::unique_ptr<Answerer>> answerers;
   std::size_t numNeeded = 0;  // the selected blocks and their ancestors
   std::size_t numAnswered = 0;
   std::size_t numDead = 0;
