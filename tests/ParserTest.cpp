@@ -256,6 +256,7 @@ TEST(Parser, ExplainsWhatItRefuses) {
       {"a + 99999999999", 4, integer},
       {"-2147483649", 1, integer},
       {"1e400", 0, real},
+      {"a*1e+999", 2, real},
       {"a + -1.5e999999999999", 4, real},
       {std::string(400, '7') + ".5", 0, real},
       {"-" + std::string(400, '7') + "e1", 1, real},

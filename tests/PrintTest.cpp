@@ -514,19 +514,26 @@ TEST_F(PrintTest, NullIsNoTextOfAnOperation) {
   check(PreprocessorVCExpr(names, false, false));
 }
 
+// Writes signs of every operand, and operators that group from the right.
+template <class Renderer>
+class RightToLeft final : public Renderer {
+ public:
+  using Renderer::Renderer;
+  void appendUnaryOp(const char* aOp, unsigned, unsigned aRightToLeft) override {
+    Renderer::appendUnaryOp(aOp, 99, aRightToLeft);
+  }
+  void appendBinaryOp(const char* aOp, unsigned aPrecedence, unsigned) override {
+    Renderer::appendBinaryOp(aOp, aPrecedence, 1);
+  }
+};
+
 TEST_F(PrintTest, AppendOperationsCanBeReplaced) {
-  class RightToLeft final : public StringifySymbolicExpr {
-   public:
-    using StringifySymbolicExpr::StringifySymbolicExpr;
-    void appendUnaryOp(const char* aOp, unsigned, unsigned aRightToLeft) override {
-      StringifySymbolicExpr::appendUnaryOp(aOp, 99, aRightToLeft);
-    }
-    void appendBinaryOp(const char* aOp, unsigned aPrecedence, unsigned) override {
-      StringifySymbolicExpr::appendBinaryOp(aOp, aPrecedence, 1);
-    }
-  };
-  EXPECT_EQ(render<RightToLeft>(parse("a-b-(c-d)"), false, false), "(a-b)-c-d");
-  EXPECT_EQ(render<RightToLeft>(parse("!(a&&b)"), false, false), "!a&&b");
+  using Plain = RightToLeft<StringifySymbolicExpr>;
+  EXPECT_EQ(render<Plain>(parse("a-b-(c-d)"), false, false), "(a-b)-c-d");
+  EXPECT_EQ(render<Plain>(parse("!(a&&b)"), false, false), "!a&&b");
+  using Preprocessor = RightToLeft<PreprocessorVCExpr>;
+  EXPECT_EQ(render<Preprocessor>(parse("a-b-(c-d)"), false, false), "(a - b) - c - d");
+  EXPECT_EQ(render<Preprocessor>(parse("(a||b)||(c||d)"), false, false), "(a || b) || c || d");
 
   class WithoutSigns final : public StringifySymbolicExpr {
    public:

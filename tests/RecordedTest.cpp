@@ -72,6 +72,24 @@ std::string arithmetic(RandomText& aRandom) {
   return aRandom.arithmetic(1 + aRandom.pick(7), operators, constants, std::size(constants));
 }
 
+// A few terms, leaves and others, that meet each other as operands, factors and divisors.
+std::string termsThatMeet(RandomText& aRandom) {
+  static constexpr const char* const all[] = {"x",   "y",    "f(x)", "(x+1)", "(y-x)", "x/y",
+                                              "s.m", "(-x)", "3",    "(x%2)", "(2-y)", "x*y"};
+  static constexpr const char* const operators[] = {"+", "-", "*", "/"};
+  const std::string terms[] = {aRandom.oneOf(all), aRandom.oneOf(all), "2"};
+  const auto term = [&] { return terms[aRandom.pick(7) / 3]; };
+  const auto pair = [&] {
+    const std::string first = term();
+    return aRandom.pick(3) == 0 ? first : "(" + first + aRandom.oneOf(operators) + term() + ")";
+  };
+  std::string text = pair();
+  for (std::size_t i = 0, count = 1 + aRandom.pick(2); i < count; ++i) {
+    text = "(" + text + ")" + aRandom.oneOf(operators) + pair();
+  }
+  return text;
+}
+
 // Every way to print.
 std::string printed(const SymbolicExprTable& aTable, SymbolicExprId aId) {
   return joined({SymbolicExprPrinter(aTable, true, true, false)(aId),
@@ -82,12 +100,13 @@ std::string printed(const SymbolicExprTable& aTable, SymbolicExprId aId) {
 
 TEST(Recorded, TextsAndTheirErrors) {
   static constexpr const char* const tokens[] = {
-      "a",    "b1", "_c",  "z",          "Z",     "1",    "23",    "4.5",  ".5", "6.", "7e2",
-      "8E-3", "9e", "0x1", "2147483648", "1e999", "+",    "-",     "*",    "/",  "%",  "==",
-      "!=",   "~=", "<",   "<=",         ">",     ">=",   "&&",    "||",   "&",  "|",  "^",
-      "<<",   ">>", "!",   "~",          "=",     "(",    ")",     "(",    ")",  "[",  "]",
-      ",",    ".",  "s.m", "f(",         "g()",   "true", "false", "TRUE", " ",  "\t", "\n",
-      "'",    "\"", "#",   "\xc3\xa9",   "3a",    ":",    "?"};
+      "a",   "b1",       "_c",   "z",     "Z",          "1",     "23",     "4.5", ".5",     "6.",
+      "7e2", "8E-3",     "9e",   "0x1",   "2147483648", "1e999", "1e+999", "2E+", "1e-400", "+",
+      "-",   "*",        "/",    "%",     "==",         "!=",    "~=",     "<",   "<=",     ">",
+      ">=",  "&&",       "||",   "&",     "|",          "^",     "<<",     ">>",  "!",      "~",
+      "=",   "(",        ")",    "(",     ")",          "[",     "]",      ",",   ".",      "s.m",
+      "f(",  "g()",      "true", "false", "TRUE",       " ",     "\t",     "\n",  "'",      "\"",
+      "#",   "\xc3\xa9", "3a",   ":",     "?"};
   Recorded recorded("texts");
   RandomText random(1);
   for (std::size_t i = 0; i < tries(8000); ++i) {
@@ -123,9 +142,12 @@ TEST(Recorded, Simplification) {
   Recorded recorded("simplification");
   RandomText random(2);
   for (std::size_t i = 0; i < tries(40000); ++i) {
-    const std::string text =
-        i % 4 == 0 ? arithmetic(random) + (i % 8 == 0 ? "" : "==" + arithmetic(random))
-                   : condition(random, i / 4);
+    std::string text;
+    switch (i % 5) {
+      case 0: text = arithmetic(random) + (i % 2 == 0 ? "" : "==" + arithmetic(random)); break;
+      case 1: text = termsThatMeet(random); break;
+      default: text = condition(random, i / 5);
+    }
     SymbolicExprTable table;
     std::size_t passes = 0;
     const SymbolicExprId result =

@@ -56,9 +56,8 @@ Formulas::List Factoring::extract(Formula aFormula) {
       operands.push_back(operand);
       continue;
     }
-    Clause& clause = all.emplace_back();
+    Clause& clause = all.emplace_back();  // in order, as the operands are
     for (const Formula member : formulas.operands(operand)) clause.push_back(!member);
-    std::sort(clause.begin(), clause.end());
   }
   if (all.size() > 1) {
     Clauses clauses(formulas, std::move(all), work);
