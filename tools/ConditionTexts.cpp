@@ -44,7 +44,7 @@ ConditionText ConditionTexts::find(Kind aKind, ConditionId aId) {
   }
   longText = std::string();  // its memory serves the next one
   longText = make(aKind, aId);
-  const bool isPlain = isPlainInJson(longText);
+  const bool isPlain = forJson && isPlainInJson(longText);
   if (longText.size() > maxKeptTextLength) return {longText, isPlain};
   if (texts.size() + longText.size() > maxKeptLength) {
     std::fill(kept.begin(), kept.end(), Kept());

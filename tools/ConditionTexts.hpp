@@ -22,8 +22,9 @@ struct ConditionText {
 /// answers, or while nobody does.
 class ConditionTexts {
  public:
-  ConditionTexts(const Conditions& aConditions, std::size_t aAnswerer)
-      : conditions(aConditions), answerer(aConditions.answerer(aAnswerer)) {}
+  /// Whether a text is plain is only looked at for JSON; else none is said to be.
+  ConditionTexts(const Conditions& aConditions, std::size_t aAnswerer, bool aForJson)
+      : conditions(aConditions), answerer(aConditions.answerer(aAnswerer)), forJson(aForJson) {}
 
   /// The text of a block's local or net condition that is available, in the style that is asked
   /// for, empty for "true". Lasts until the next call.
@@ -46,6 +47,7 @@ class ConditionTexts {
 
   const Conditions& conditions;
   const Answerer& answerer;
+  const bool forJson;
   // The texts that were asked for last, each in a place that its kind and condition choose. Texts
   // lie one behind the other; long ones are made anew.
   std::vector<Kept> kept = std::vector<Kept>(std::size_t{1} << keptBits);

@@ -88,7 +88,8 @@ class Writer {
         request(aRequest),
         families(aRequest.families),
         layout(aLayout),
-        texts(aConditions, aAnswerer) {}
+        texts(aConditions, aAnswerer,
+              aLayout.format == Format::Json || aLayout.format == Format::JsonLines) {}
   virtual ~Writer() = default;
 
   virtual void appendBlock(Outgoing& aOut, const KSBlock& aBlock) = 0;

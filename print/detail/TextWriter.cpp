@@ -235,32 +235,49 @@ class Writer : TextWalk<Output> {
                  TextSource{aTable, aRoot, aLayout, isRenaming(aPredicate)}, aMaxLength) {}
 
   std::string run(const SymbolicExpr& aRoot) {
-    write(aRoot, table.size(), everything);
+    writeRoot(aRoot);
     while (!pending.empty()) {
       const Item item = pending.back();
       pending.pop_back();
       out.put(item.view());
-      if (item.id != invalidSymbolicExprId) write(*table.get(item.id), item.id, item.bare);
+      if (item.id != invalidSymbolicExprId) write(item.id, item.bare);
     }
     return out.take();
   }
 
  private:
+  // The root need not be in the table.
+  void writeRoot(const SymbolicExpr& aRoot) {
+    const auto kind = static_cast<SymbolicOp>(aRoot.getKind());
+    if (writeLeaf(aRoot, kind)) return;
+    const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
+    writeAround(aRoot, table.size(), kind, style);
+    write(checkedInput(aRoot, table.size(), 0), style.left);
+  }
+
   // Writes the expression down its left edge and leaves the rest pending.
-  void write(const SymbolicExpr& aNode, SymbolicExprId aId, Bare aBare) {
-    const SymbolicExpr* node = &aNode;
+  void write(SymbolicExprId aId, Bare aBare) {
     for (;;) {
-      const auto kind = static_cast<SymbolicOp>(node->getKind());
+      const NodeView node(table, aId);
+      const SymbolicOp kind = node.kind();
       const OperatorStyle& style = styles[static_cast<std::size_t>(kind)];
       if ((aBare >> style.precedence & 1) == 0) {
         out.put('(');
         later(")");
       }
-      if (writeLeaf(*node, kind)) return;
-      writeAround(*node, aId, kind, style);
       aBare = style.left;
-      aId = checkedInput(*node, aId, 0);
-      node = table.get(aId);
+      // Most nodes by far are operators on two operands, symbols and integers.
+      if (isBinaryOperator(kind)) {
+        if (std::max(node.left(), node.right()) >= aId) failBadInput();
+        later(style.view(), node.right(), style.right);
+        aId = node.left();
+        continue;
+      }
+      if (kind == SymbolicOp::IntValue) return out.put(node.intValue());
+      const SymbolicExpr& expr = *table.get(aId);
+      if (writeLeaf(expr, kind)) return;
+      writeAround(expr, aId, kind, style);
+      aId = checkedInput(expr, aId, 0);
     }
   }
 };
