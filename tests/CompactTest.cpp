@@ -260,6 +260,9 @@ TEST(Compact, OperandsThatTheCallbackFindsImpliedAreDropped) {
     EXPECT_GT(asked, 0U);
     compact(net);
     EXPECT_EQ(questions, asked) << "what was asked is kept";
+    // Another condition comes to the same form before anybody is asked.
+    const SymbolicExprId again = conditions.parse("(" + std::string(row.condition) + ") && true");
+    EXPECT_EQ(conditions.print(compact(again)), row.compact) << row.condition;
   }
 }
 

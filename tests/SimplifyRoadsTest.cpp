@@ -161,6 +161,12 @@ TEST(SimplifyRoads, GrowingConjunctionsAreThoseOfTheGeneralRoad) {
         case 2: operand += " && " + name("v") + " > 1 && " + name("w") + " != 3"; break;
         case 3: operand += j % 30 == 29 ? " || " + name("w") : ""; break;
         case 4: operand += " < " + name("w"); break;
+        case 5: {  // About too many things to be taken apart, now and then.
+          if (j % 30 != 20) break;
+          for (int k = 0; k < 70; ++k) operand += " && " + name("u");
+          operand = "!(" + operand + ")";
+          break;
+        }
         default: break;
       }
       const SymbolicExprId added = open(parse(operand));

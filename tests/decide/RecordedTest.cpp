@@ -173,5 +173,36 @@ TEST(RecordedDecisions, VerdictsWitnessesAndContradictions) {
   recorded.compare();
 }
 
+// Of several smallest ones always the same.
+TEST(RecordedDecisions, ContradictionsAmongManyConditions) {
+  Recorded recorded("contradictions");
+  RandomText random(2);
+  const auto name = [&] { return std::string(1, static_cast<char>('a' + random.pick(5))); };
+  for (std::size_t i = 0; i < tries(2000); ++i) {
+    SymbolicExprTable table;
+    SymbolicExprDecider decider(table);
+    const SymbolicExprParser parse(table, false);
+    std::string line;
+    std::vector<SymbolicExprId> ids;
+    for (std::size_t k = 0, count = 5 + random.pick(8); k < count; ++k) {
+      std::string text = name() + random.oneOf(relations) + name();
+      if (random.pick(3) == 0) text = name() + "==" + std::to_string(random.pick(3));
+      if (random.pick(4) == 0) text += " || " + name() + ">1";
+      if (random.pick(6) == 0) text = random.pick(2) == 0 ? name() : "~" + name();
+      line += text + "; ";
+      ids.push_back(parse(text));
+    }
+    for (const char* const whole : {"a", "b"}) {
+      if (random.pick(2) == 0) decider.setDomain(parse(whole), SymbolicExprDomain::integers(0, 3));
+    }
+    const SymbolicExprContradiction found = decider.smallestContradiction(ids);
+    line += "\t" + std::to_string(found.isMinimal) + std::to_string(found.isShortest) + "\t";
+    const SymbolicExprPrinter print(table, true, false, false);
+    for (const SymbolicExprId id : found.ids) line += print(id) + "; ";
+    recorded.add(line);
+  }
+  recorded.compare();
+}
+
 }  // namespace
 }  // namespace KS::test
