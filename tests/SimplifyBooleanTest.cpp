@@ -327,6 +327,36 @@ TEST(SimplifyBoolean, RulesOfTheVisitor) {
   }
 }
 
+// Two operands as they are typed: relations by their kinds in canonical orientation, then
+// negations, and other kinds last, in the order in which they stand.
+TEST(SimplifyBoolean, DisjunctionsOfTwoHaveAnOrder) {
+  const struct {
+    const char* typed;
+    const char* ordered;
+  } rows[] = {
+      {"b || a", "a || b"},
+      {"!b || !a", "!a || !b"},
+      {"y>1 || x<2", "x<2 || y>1"},
+      {"!a || x!=1", "x!=1 || !a"},
+      {"a || !b", "!b || a"},
+      {"a || x==1", "x==1 || a"},
+      {"y>3 || 2<x", "2<x || y>3"},
+      {"2<x || y>=3", "y>=3 || 2<x"},
+      {"y<=3 || 2>=x", "2>=x || y<=3"},
+      {"f(x) || a && b", "f(x) || a && b"},
+      {"a && b || f(x)", "a && b || f(x)"},
+      {"z && b || a && b", "a && b || z && b"},
+  };
+  for (const auto& row : rows) {
+    SymbolicExprTable table;
+    table.addBoolSymbols();
+    const SymbolicExprId typed = SymbolicExprParser(table, true)(row.typed);
+    const SymbolicExprId ordered =
+        SymbolicExprSimplifyVisitor(table).normalizeSymbolicOrExpr(typed);
+    EXPECT_EQ(SymbolicExprPrinter(table, false, true, false)(ordered), row.ordered) << row.typed;
+  }
+}
+
 // A conjunction that is too large to be distributed, beside members of one of its disjunctions.
 TEST(SimplifyBoolean, DisjunctionsAbsorbWhatIsTooLargeToDistribute) {
   std::string large;

@@ -175,34 +175,6 @@ TEST_F(DeciderTest, WholeNumbersEqualConstantsByWayOfOtherVariables) {
   EXPECT_EQ(verdict("I == x && x == y && y == J && J == 2.5"), "never");
 }
 
-// What is learned from a bound that a whole number has rounded holds only where that number is in
-// the way.
-TEST_F(DeciderTest, RoundedBoundsAreExplainedByWhatRoundedThem) {
-  decider.setDomain(parse("I"), SymbolicExprDomain::integers(-3, 8));
-  const auto all = [&](const std::vector<std::string>& aTexts) {
-    std::vector<SymbolicExprId> ids;
-    for (const std::string& text : aTexts) ids.push_back(parse(text));
-    return ids;
-  };
-  const std::vector<std::string> bounds[] = {
-      {"x <= y", "y < 2.5", "x > 2.2"},
-      {"x <= y", "y <= z", "z < 2.5", "w <= x", "w > 2.2"},
-      {"y <= x", "y > 2.2", "x < 2.5"},
-      {"x < y", "y <= 2.5", "x > 2.2", "w >= x"},
-  };
-  const std::vector<std::string> ties[] = {
-      {"x == I"}, {"x <= I", "I <= x"}, {"x == v", "v == I"}, {"x <= I", "I <= v", "v <= x"}};
-  for (const auto& bound : bounds) {
-    for (const auto& tie : ties) {
-      std::vector<std::string> both = bound;
-      both.insert(both.end(), tie.begin(), tie.end());
-      EXPECT_EQ(decider.decideAll({all(both), all(bound)}),
-                (std::vector<Truth>{Truth::Never, Truth::Sometimes}))
-          << bound[0] << ' ' << tie[0];
-    }
-  }
-}
-
 // Without 0, with 0 at an end, and with nothing else.
 TEST_F(DeciderTest, TruthsOfRanges) {
   const struct {
