@@ -37,6 +37,16 @@ std::string printed(const expression_ast& aTree, bool aCSyntax = true) {
                                      : SymbolicExprPrinter(table, false, false, false)(id);
 }
 
+TEST(SyntaxTree, BracketsNestAsDeeplyAsInTheParser) {
+  constexpr std::size_t limit = SymbolicExprParser::maxNesting;
+  for (const std::size_t levels : {limit, limit + 1}) {
+    Grammar grammar;
+    expression_ast tree;
+    const std::string text = std::string(levels, '(') + 'a' + std::string(levels, ')');
+    EXPECT_EQ(parseTree(grammar, text, tree), levels == limit);
+  }
+}
+
 TEST(SyntaxTree, OperatorsBuildAndNeverCompute) {
   using Fold = expression_ast& (expression_ast::*)(const expression_ast&);
   const struct {
