@@ -47,17 +47,17 @@ for header in $headers; do echo "#include \"$header\""; done > "$scratch/headers
 "$cxx" -std=c++17 -M $(pkg-config --cflags KSSymbolicExpr) "$scratch/headers.cpp" > "$scratch/headers.d"
 if grep -o '[^ ]*boost/.*' "$scratch/headers.d"; then fail "the public headers include Boost"; fi
 
-echo "-- everything that is public"
-build_everything() { # COMPILER STANDARD
-  program=$scratch/everything-$(basename "$1")-$2
-  "$1" -std="$2" -Wall -Wextra -Wpedantic -Werror "$here/everything.cpp" -o "$program" \
+echo "-- other compilers and standards"
+build_consumer() { # COMPILER STANDARD
+  program=$scratch/consumer-$(basename "$1")-$2
+  "$1" -std="$2" -Wall -Wextra -Wpedantic -Werror -include KSSymbolicExpr/all.hpp "$here/main.cpp" -o "$program" \
        $(pkg-config --cflags --libs KSSymbolicExpr) && "$program"
 }
 for standard in c++17 c++20 c++2b; do
   for compiler in g++ clang++; do
     if command -v $compiler > /dev/null; then
       echo "   $compiler $standard"
-      build_everything $compiler $standard
+      build_consumer $compiler $standard
     fi
   done
 done
