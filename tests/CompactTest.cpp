@@ -366,55 +366,6 @@ TEST(Compact, GeneratedConditionsKeepTheirMeaningWithACallback) {
   EXPECT_GE(shorter, count / 40);
 }
 
-// The same value as the canonical form where operands are closer than the evaluator's tolerance.
-TEST(Compact, GeneratedConditionsKeepTheirValueWithinTheTolerance) {
-  constexpr double tolerance = 1.0 / (1 << 26);
-  constexpr const char* relations[] = {"<", "<=", ">", ">=", "==", "!="};
-  RandomText random(29);
-  constexpr std::size_t count = isInstrumented ? 300 : 2000;
-  for (std::size_t i = 0; i < count; ++i) {
-    std::string text;
-    for (std::size_t part = 0, parts = 2 + random.pick(3); part < parts; ++part) {
-      text += part == 0 ? "(" : " || (";
-      for (std::size_t k = 0, n = 1 + random.pick(3); k < n; ++k) {
-        const std::string relation = (random.pick(3) == 0 ? "y" : "x") +
-                                     std::string(random.oneOf(relations)) +
-                                     std::to_string(1 + random.pick(2));
-        text += (k == 0 ? "" : " && ") + (random.pick(4) == 0 ? "!(" + relation + ")" : relation);
-      }
-      text += ")";
-    }
-    Conditions plain;
-    const SymbolicExprId typed = plain.parse(text);
-    const SymbolicExprCompact compact(plain.table);
-    const SymbolicExprPrinter print(plain.table, false, true, false);
-    const SymbolicExprId net = plain.simplified(typed);
-    const std::pair<SymbolicExprId, SymbolicExprId> pairs[] = {{typed, compact(typed)},
-                                                               {net, compact(net)}};
-    for (const double dx : {0.0, 0.4, -0.4, 0.9, -0.9, 3.0, -3.0}) {
-      for (const double dy : {0.0, 0.4, -0.4, 3.0}) {
-        Conditions bound;
-        bound.table.addBoolSymbols();
-        const auto bind = [&](const char* aName, double aValue) {
-          bound.table.registerValueId(aName,
-                                      SymbolicDoubleValue(bound.table, aValue).getId(bound.table));
-        };
-        bind("x", 1.0 + static_cast<double>(random.pick(2)) + dx * tolerance);
-        bind("y", 1.0 + static_cast<double>(random.pick(2)) + dy * tolerance);
-        bind("true", 1.0);
-        bind("false", 0.0);
-        const auto value = [&](SymbolicExprId aId) {
-          return SymbolicExprEval(bound.table).eval(bound.parse(print(aId))).front();
-        };
-        for (const auto& [before, after] : pairs) {
-          ASSERT_EQ(value(before), value(after))
-              << print(before) << " gives " << print(after) << " at " << dx << ", " << dy;
-        }
-      }
-    }
-  }
-}
-
 // The same text in a table that has other nodes, from an object that was used before.
 TEST(Compact, TheResultDependsOnTheConditionAlone) {
   RandomText random(31), other(37);
@@ -590,54 +541,6 @@ TEST(Compact, ConjunctionsAtAGlanceAreWhatALongerLookGives) {
   }
 }
 
-// A change that makes most forms longer shows in the sum. One that makes them shorter is welcome,
-// and lowers the limits.
-TEST(Compact, FormsAreAsShortAsTheyWere) {
-  struct Total {
-    std::size_t literals = 0, bytes = 0;
-  } products, multiplied, mixed;
-  const auto add = [](Total& aTotal, const std::string& aText, bool aIsMultiplied = false) {
-    Conditions conditions;
-    const SymbolicExprCompact compact(conditions.table);
-    const SymbolicExprId id = conditions.parse(aText);
-    const SymbolicExprId result = compact(aIsMultiplied ? conditions.simplified(id) : id);
-    aTotal.literals += compact.countLiterals(result);
-    aTotal.bytes += conditions.print(result).size();
-  };
-  RandomText random(53);
-  for (std::size_t round = 0; round < 600; ++round) {
-    std::string text;
-    for (std::size_t i = 0, count = 4 + random.pick(12); i < count; ++i) {
-      text += i == 0 ? "(" : ") || (";
-      for (std::size_t k = 0, size = 2 + random.pick(3); k < size; ++k) {
-        const std::string name(1, static_cast<char>('a' + random.pick(10)));
-        text += (k == 0 ? "" : " && ") + (random.pick(4) == 0 ? "!" + name : name);
-      }
-    }
-    add(products, text + ")");
-    // Sums and products in each other, multiplied out.
-    std::string factors;
-    for (std::size_t i = 0, count = 2 + random.pick(3); i < count; ++i) {
-      factors += i == 0 ? "(" : ") && (";
-      for (std::size_t k = 0, size = 2 + random.pick(2); k < size; ++k) {
-        for (std::size_t n = 0, length = 1 + random.pick(2); n < length; ++n) {
-          factors += n > 0 ? " && " : k > 0 ? " || " : "";
-          factors += static_cast<char>('a' + random.pick(14));
-        }
-      }
-    }
-    add(multiplied, factors + ")" + (random.pick(2) == 0 ? " || k && (a || b && c)" : ""), true);
-    add(mixed, random.condition(4 + random.pick(12)));
-    add(mixed, random.dense(3 + random.pick(10)));
-  }
-  EXPECT_LE(products.literals, 8816U);
-  EXPECT_LE(products.bytes, 46917U);
-  EXPECT_LE(multiplied.literals, 7282U);
-  EXPECT_LE(multiplied.bytes, 38182U);
-  EXPECT_LE(mixed.literals, 5258U);
-  EXPECT_LE(mixed.bytes, 39005U);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Where negations stand
 
@@ -711,74 +614,6 @@ TEST(Compact, NoOtherGroupsOfNegationsGiveAShorterText) {
 
 // ---------------------------------------------------------------------------------------------
 // Pairs of relations
-
-// What two literals give has the value of their conjunction for all finite operands, at the
-// constants, between them, and within the tolerance of evaluation.
-TEST(Compact, RelationLiteralsThatMeetKeepTheirValue) {
-  using detail::meet;
-  using detail::Meeting;
-  using detail::Rel;
-  using detail::RelationLiteral;
-  constexpr double tolerance = 1.0 / (1 << 26);
-  const auto holds = [&](const RelationLiteral& aLiteral, double aX) {
-    const Eval::Value x(aX), c(static_cast<double>(aLiteral.value));
-    Eval::Value value(false);
-    switch (aLiteral.op) {
-      case Rel::Le: value = Eval::lessThanEqual(x, c); break;
-      case Rel::Lt: value = Eval::lessThan(x, c); break;
-      case Rel::Ge: value = Eval::greaterThanEqual(x, c); break;
-      case Rel::Gt: value = Eval::greaterThan(x, c); break;
-      case Rel::Eq: value = Eval::equals(x, c); break;
-      case Rel::Ne: value = Eval::notEquals(x, c); break;
-    }
-    return Eval::all(value) != aLiteral.isNegated;
-  };
-  const auto name = [](const RelationLiteral& aLiteral) {
-    constexpr const char* const names[] = {"<=", "<", ">=", ">", "==", "~="};
-    return std::string(aLiteral.isNegated ? "~" : "") + names[static_cast<int>(aLiteral.op)] +
-           std::to_string(aLiteral.value);
-  };
-  std::vector<RelationLiteral> literals;
-  for (int op = 0; op < 6; ++op) {
-    for (const bool isNegated : {false, true}) {
-      const auto rel = static_cast<Rel>(op);
-      if (isNegated && (rel == Rel::Eq || rel == Rel::Ne)) continue;
-      for (const int value : {1, 2}) literals.push_back({0, 1, rel, isNegated, true, value});
-    }
-  }
-  for (const RelationLiteral& a : literals) {
-    const RelationLiteral negation = !a;
-    const bool isEquality = a.op == Rel::Eq || a.op == Rel::Ne;
-    EXPECT_EQ(negation.isNegated, !isEquality && !a.isNegated) << name(a);
-    EXPECT_EQ(negation.op != a.op, isEquality) << name(a);
-    for (const RelationLiteral& b : literals) {
-      const Meeting meeting = meet(a, b);
-      bool isNeededA = false, isNeededB = false, isPossible = false;
-      for (const double at : {0.0, 1.0, 1.5, 2.0, 3.0}) {
-        for (const double distance : {0.0, 0.5, -0.5, 1.0, -1.0, 2.0, -2.0}) {
-          const double x = at + distance * tolerance;
-          const bool both = holds(a, x) && holds(b, x);
-          switch (meeting.result) {
-            case Meeting::Stay:
-              isNeededA = isNeededA || (!holds(a, x) && holds(b, x));
-              isNeededB = isNeededB || (holds(a, x) && !holds(b, x));
-              isPossible = isPossible || both;
-              break;
-            case Meeting::First: ASSERT_EQ(both, holds(a, x)); break;
-            case Meeting::Second: ASSERT_EQ(both, holds(b, x)); break;
-            case Meeting::False: ASSERT_FALSE(both); break;
-            case Meeting::Made: ASSERT_EQ(both, holds(meeting.made, x)); break;
-          }
-        }
-      }
-      // One and the same literal, or its negation, is not what meets.
-      const bool isOther = a.op != b.op || a.value != b.value;
-      if (meeting.result == Meeting::Stay && isOther) {
-        EXPECT_TRUE(isNeededA && isNeededB && isPossible) << name(a) << " " << name(b);
-      }
-    }
-  }
-}
 
 }  // namespace
 }  // namespace KS::test

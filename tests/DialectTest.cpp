@@ -80,25 +80,6 @@ TEST(DialectTest, OperatorsBecomeFunctions) {
   }
 }
 
-TEST(DialectTest, ThereAndBackAgain) {
-  const Row rows[] = {
-      {"x>>3", "x>>3"},
-      {"x<<3", "x<<3"},
-      {"x>>y", "x>>y"},
-      {"x<<y", "x<<y"},
-      {"f(a>>b)*[c%d]", "f(a>>b)*[c%d]"},
-      {"!s.m||(~a&b|c^d)/2", "!s.m||(~a&b|c^d)/2"},
-      // Zero has no sign.
-      {"x>>0", "x<<0"},
-  };
-  for (const Row& row : rows) {
-    SymbolicExprTable table;
-    const SymbolicExprId id = SymbolicExprParser(table, true)(row.in);
-    const SymbolicExprId back = SymbolicExprM2C(table)(SymbolicExprC2M(table)(id));
-    EXPECT_EQ(SymbolicExprPrinter(table, false, false, false)(back), row.out);
-  }
-}
-
 TEST(DialectTest, SharedExpressionsCostTheirDistinctNodes) {
   SymbolicExprTable table;
   SymbolicExprId id = intern<SymbolicString>(table, "x");

@@ -29,69 +29,6 @@ SymbolicExprId parse(SymbolicExprTable& aTable, const std::string& aText, bool a
   return id;
 }
 
-Verdict compareTexts(const std::string& aBefore, const std::string& aAfter,
-                     const Options& aOptions = {}) {
-  SymbolicExprTable table;
-  const SymbolicExprId before = parse(table, aBefore);
-  return compare(table, before, table, parse(table, aAfter), aOptions);
-}
-
-// The checker finds a difference of one region, and none where there is none.
-TEST(Checker, TellsConditionsApart) {
-  const struct {
-    const char* a;
-    const char* b;
-    bool equivalent;
-  } rows[] = {
-      {"x < 3", "x <= 3", false},
-      {"x <= 2 || x >= 3", "true", false},
-      {"x < 3 || x > 3", "x != 3", true},
-      {"x <= 2 || x > 2", "true", true},
-      {"a", "a == 1", false},
-      {"a", "a > 0", false},
-      {"a", "a != 0", true},
-      {"a && b", "b && a && a", true},
-      {"a && b", "a || b", false},
-      {"a && b && c && d && e && f && g && h", "a && b && c && d && e && f && g", false},
-      {"x < y", "x <= y", false},
-      {"x < y || y < z", "x < z", false},
-      {"x < y && y < z", "x < y && y < z && x < z", true},
-      {"x <= y && y <= z && z <= x", "x == y && y == z", true},
-      {"x > 1.5", "x >= 1.5", false},
-      {"x + 2 < 5", "x < 3", true},
-      {"x + 2 < 5", "x <= 3", false},
-      {"s.m == 1", "t.m == 1", false},
-      {"f(x) > 0", "f(y) > 0", false},
-      {"f(x) > 0", "f(x) >= 0", false},
-      {"f(x + x) > 0", "f(2*x) > 0", true},
-      {"idivide(x, 2) == 1", "x/2 == 1", true},
-      {"rem(x, 2) == 0", "x%2 == 0", true},
-      {"bitand(x, 3) == 1", "(x|3) == 1", false},
-      {"bitshift(x, 1) == 2", "(x<<1) == 2", true},
-      {"true", "1", true},
-      {"x == true", "x == 1", true},
-  };
-  for (const auto& row : rows) {
-    const Verdict verdict = compareTexts(row.a, row.b);
-    EXPECT_EQ(!verdict.counterexample, row.equivalent)
-        << row.a << " and " << row.b << ": " << verdict.counterexample.value_or("");
-    EXPECT_GT(verdict.compared, 0U) << row.a;
-    EXPECT_TRUE(verdict.exhaustive) << row.a;
-  }
-}
-
-TEST(Checker, NamesTheBindings) {
-  EXPECT_EQ(compareTexts("x < 3 && a", "x <= 3 && a").counterexample,
-            "a = 1, x = 3: 0 before, 1 after");
-  Options values;
-  values.compare = Compare::Value;
-  EXPECT_EQ(compareTexts("x / 2", "x / 4", values).counterexample,
-            "x = -5: -5/2 before, -5/4 after");
-  values.arithmetic = Arithmetic::Int32;
-  EXPECT_EQ(compareTexts("(x / 2) * 2", "x", values).counterexample, "x = -3: -2 before, -3 after");
-  EXPECT_FALSE(compareTexts("x + 2147483647 + 1", "x + (-2147483648)", values).counterexample);
-}
-
 // ---------------------------------------------------------------------------------------------
 
 // Checks everything that must keep the meaning of one condition.

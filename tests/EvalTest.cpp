@@ -269,55 +269,6 @@ TEST(Eval, CostIsInDistinctNodesAndDepthIsFree) {
   });
 }
 
-// Operators over a few vectors and over each other, anywhere in the graph, against the values of
-// all nodes kept.
-TEST(Eval, VectorsAreKeptAsLongAsTheyAreNeeded) {
-  constexpr std::size_t length = 1000;
-  constexpr std::size_t nodes = 400;  // 16 kB each
-  for (unsigned seed = 1; seed <= 20; ++seed) {
-    std::mt19937 random(seed);
-    const auto pick = [&](std::size_t aCount) { return random() % aCount; };
-    SymbolicExprTable table;
-    std::vector<SymbolicExprId> ids;
-    std::vector<Eval::Value> values;
-    const auto add = [&](SymbolicExprId aId, Eval::Value aValue) {
-      ids.push_back(aId);
-      values.push_back(std::move(aValue));
-    };
-    for (int i = 0; i < 4; ++i) {
-      std::vector<SymbolicExprId> elements;
-      std::vector<Eval::Scalar> scalars;
-      for (std::size_t k = 0; k < length; ++k) {
-        scalars.emplace_back(static_cast<int>(pick(100)));
-        elements.push_back(intern<SymbolicIntValue>(table, scalars.back().getInt()));
-      }
-      add(intern<SymbolicNDExpr>(table, elements), scalars);
-    }
-    add(intern<SymbolicIntValue>(table, 3), 3);
-    while (ids.size() < nodes) {
-      // Old nodes are used again and again, and most new ones by the next.
-      const std::size_t a = pick(3) == 0 ? pick(ids.size()) : ids.size() - 1;
-      const std::size_t b = pick(2) == 0 ? pick(ids.size()) : ids.size() - 1 - pick(4);
-      switch (pick(4)) {
-        case 0:
-          add(intern<SymbolicPlusExpr>(table, ids[a], ids[b]), Eval::plus(values[a], values[b]));
-          break;
-        case 1:
-          add(intern<SymbolicMinusExpr>(table, ids[b], ids[a]), Eval::minus(values[b], values[a]));
-          break;
-        case 2: add(intern<SymbolicUnaryMinusExpr>(table, ids[a]), Eval::uminus(values[a])); break;
-        default: {
-          const std::string name = "s" + std::to_string(ids.size());
-          table.registerValueId(name, ids[a]);
-          add(intern<SymbolicString>(table, name), values[a]);
-        }
-      }
-    }
-    EXPECT_EQ(SymbolicExprEval(table).eval(ids.back()), Eval::eval(values.back())) << seed;
-    EXPECT_EQ(SymbolicExprEval(table).eval(ids[nodes / 2]), Eval::eval(values[nodes / 2])) << seed;
-  }
-}
-
 TEST(Eval, MemoryIsInTheVectorsThatAreNeededAtTheSameTime) {
   std::string list = "[1";
   while (list.size() < 8192) list += ",1";

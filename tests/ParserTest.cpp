@@ -456,55 +456,7 @@ TEST(Parser, ReadsRealLiterals) {
   EXPECT_EQ(readBack("1." + std::string(100000, '3')), 1.0 + 1.0 / 3.0);
 }
 
-TEST(Parser, FiniteDoublesReadBackBitForBit) {
-  for (const char* name : {"C", "de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"}) {
-    // A host may have set any locale; not every machine has these.
-    if (std::setlocale(LC_NUMERIC, name) == nullptr) continue;
-    std::mt19937_64 random(4711);
-    for (int i = 0; i < 20000; ++i) {
-      const std::uint64_t pattern = random();
-      double value = 0.0;
-      std::memcpy(&value, &pattern, sizeof value);
-      if (!std::isfinite(value)) continue;
-      SymbolicExprTable table;
-      const SymbolicExprId id = detail::intern<SymbolicDoubleValue>(table, value);
-      const std::string text = SymbolicExprPrinter(table, false, false, false)(id);
-      ASSERT_EQ(bits(readBack(text)), pattern) << text << " under " << name;
-      // 17 digits name every double, whatever printed them.
-      char digits[32];
-      std::snprintf(digits, sizeof digits, "%.16e", value);
-      if (std::strchr(digits, ',') == nullptr) {
-        ASSERT_EQ(bits(readBack(digits)), pattern) << digits;
-      }
-    }
-  }
-  std::setlocale(LC_NUMERIC, "C");
-}
-
 // ---------------------------------------------------------------------------------------------
-
-TEST(Parser, PrintedTextParsesToTheSameNode) {
-  test::RandomText random(77);
-  static constexpr const char* const operators[] = {
-      "+", "-", "*",  "/", "%",  "<<", ">>", "&",  "|",
-      "^", "<", "<=", ">", ">=", "==", "!=", "&&", "||"};
-  static constexpr const char* const leaves[] = {"1",   "2.5",    "-3",   "s.m",     "f(x)",
-                                                 "g()", "[a, b]", "!(a)", "-(a)",    "f(1,x,y)",
-                                                 "[a]", "1e300",  "true", "~(x||y)", "-(-(x))"};
-  for (std::size_t i = 0; i < 3000; ++i) {
-    const std::string text = random.arithmetic(1 + i % 15, operators, leaves, std::size(leaves));
-    SymbolicExprTable table;
-    const SymbolicExprParser parser(table, true);
-    const SymbolicExprId id = parser(text);
-    ASSERT_NE(id, invalidSymbolicExprId) << text;
-    const std::size_t size = table.size();
-    for (const bool spaces : {false, true}) {
-      const std::string printed = SymbolicExprPrinter(table, false, spaces, false)(id);
-      ASSERT_EQ(parser(printed), id) << text << "\n" << printed;
-    }
-    ASSERT_EQ(table.size(), size) << text;
-  }
-}
 
 }  // namespace
 }  // namespace KS

@@ -279,49 +279,6 @@ class RandomExpr {
   std::mt19937 random;
 };
 
-// That the length of a text is known before it is written. A name that a predicate gives counts
-// nothing.
-void checkLengths(const SymbolicExprTable& aTable, SymbolicExprId aId, bool aMSyntax,
-                  bool aSpaces) {
-  using Predicate = SymbolicExprPrinter::Predicate;
-  class Nameless final : public Predicate {
-    std::string operator()(const SymbolicString&) const override { return std::string(); }
-  };
-  const Nameless nameless;
-  for (const bool preprocessor : {false, true}) {
-    for (const bool renames : {false, true}) {
-      const Predicate& predicate =
-          renames ? static_cast<const Predicate&>(nameless) : Predicate::instance();
-      const SymbolicExprPrinter printer(aTable, predicate, aMSyntax, aSpaces, preprocessor);
-      const std::size_t length = printer(aId).size();
-      const detail::TextSource source{
-          aTable, *aTable.get(aId), {aMSyntax, aSpaces, preprocessor}, renames};
-      EXPECT_EQ(detail::textLength(source, 1 << 30), length) << printer(aId);
-      if (length < 2) continue;
-      EXPECT_EQ(detail::textLength(source, length - 2), length - 1);
-    }
-  }
-}
-
-TEST_F(PrintTest, PrinterAndRenderersAgreeAndTheTextReadsBack) {
-  RandomExpr random(table, 20240611);
-  for (int i = 0; i < 3000; ++i) {
-    const SymbolicExprId id = random(i % 12);
-    EXPECT_EQ(parse(print(id)), id) << i;
-    EXPECT_EQ(parse(SymbolicExprPrinter(table, false, true, false)(id)), id) << i;
-    for (const bool mSyntax : {false, true}) {
-      for (const bool spaces : {false, true}) {
-        EXPECT_EQ(SymbolicExprPrinter(table, mSyntax, spaces, false)(id),
-                  render<StringifySymbolicExpr>(id, mSyntax, spaces));
-        EXPECT_EQ(SymbolicExprPrinter(table, mSyntax, spaces, true)(id),
-                  render<PreprocessorVCExpr>(id, mSyntax, spaces));
-        checkLengths(table, id, mSyntax, spaces);
-      }
-    }
-    if (HasFailure()) break;
-  }
-}
-
 TEST_F(PrintTest, LongChainsEitherWayAndDeepNestingNeedNoStack) {
   constexpr int count = 100000;
   SymbolicExprId left = symbol("x");

@@ -370,29 +370,6 @@ TEST(SimplifyBoolean, DisjunctionsAbsorbWhatIsTooLargeToDistribute) {
   EXPECT_EQ(simplified("(" + large + ") || c1 || !c1 && c2").text, "c1 || c2");
 }
 
-TEST(SimplifyBoolean, OrderOfTwo) {
-  checkSimplified({
-      {"b && a", "a && b"},
-      {"ab && a && B", "B && a && ab"},
-      {"b || a", "a || b"},
-      {"c || b || a", "a || b || c"},
-      // A disjunction of two stands by kind.
-      {"b || x == 1", "x==1 || b"},
-      {"x != 1 || y < 1", "y<1 || x!=1"},
-      {"a || !b", "!b || a"},
-      {"!a || x > 1", "x>1 || !a"},
-      {"(b && a) || c", "a && b || c"},
-      {"c || (b && a)", "c || a && b"},
-      // Kinds without an order stay as written where every link comes to the same two; else they
-      // stand by text.
-      {"(s.m || a) || (s.m || a)", "s.m || a"},
-      {"(s.m || a) || s.m", "a || s.m"},
-      {"s.m || (s.m || a)", "a || s.m"},
-      {"(s.m || a) || (a || s.m)", "a || s.m"},
-      {"(s.m || a || a) || (s.m || a)", "a || s.m"},
-  });
-}
-
 // ---------------------------------------------------------------------------------------------
 
 // Joins the operands in their order with random brackets.
@@ -431,76 +408,6 @@ TEST(SimplifyBoolean, OrderAndGroupingOfConjunctionsDoNotMatter) {
       // A table with another history of interning gives the same text.
       ASSERT_EQ(simplified(text).text, print(expected)) << text;
       std::shuffle(operands.begin(), operands.end(), shuffler);
-    }
-  }
-}
-
-// Hosts build conjunctions operand by operand. Many operands, some about what others are about;
-// none that combine into another, since with such ones the result depends on what meets first.
-TEST(SimplifyBoolean, ConjunctionsGrowOperandByOperand) {
-  RandomText random(37);
-  for (std::size_t i = 0; i < 60; ++i) {
-    SymbolicExprTable table;
-    const SymbolicExprParser parse(table, true);
-    const SymbolicExprSimplify simplify(table, 10);
-    const SymbolicExprPrinter print(table, false, true, false);
-    const auto number = [&](std::size_t aCount) { return std::to_string(random.pick(aCount)); };
-    const std::size_t names = i % 2 == 0 ? 400 : 20;
-    std::size_t passes = 0;
-    std::string text;
-    SymbolicExprId all = invalidSymbolicExprId;
-    for (std::size_t j = 0; j < 50; ++j) {
-      std::string operand = "v" + number(names);
-      switch (random.pick(6)) {
-        case 0:
-        case 1: operand += " != " + number(9); break;
-        case 2: operand += " > w" + number(3); break;
-        case 3: operand = "!(" + operand + " && w" + number(names) + ")"; break;
-        case 4: operand = "!(" + operand + " < 0)"; break;
-        default: break;
-      }
-      if (j == i) operand = "(u1 || u2 && !u3 || u4 != 3)";
-      text += (j == 0 ? "" : " && ") + operand;
-      const SymbolicExprId added = simplify.simplify(parse(operand), passes);
-      if (j == 0) {
-        all = added;
-      } else if (j % 3 == 0) {
-        all = simplify.simplify(SymbolicAndExpr(table, added, all).getId(table), passes);
-      } else {
-        all = simplify.simplify(SymbolicAndExpr(table, all, added).getId(table), passes);
-      }
-    }
-    EXPECT_EQ(print(all), simplified(text).text) << text;
-  }
-}
-
-// One conjunction after the other is extended by one operand; the first is extended again and
-// again, a long one too, and "many" names too much at once to be taken apart.
-TEST(SimplifyBoolean, SiblingConjunctions) {
-  std::string many = "!(n10";
-  for (int i = 11; i < 80; ++i) many += " && n" + std::to_string(i);
-  many += ")";
-  SymbolicExprTable table;
-  const SymbolicExprSimplify simplify(table, 10);
-  const SymbolicExprPrinter print(table, false, true, false);
-  const auto extended = [&](const std::string& aChain, const std::string& aOperand) {
-    std::size_t passes = 0;
-    const auto part = [&](const std::string& aText) {
-      return simplify.simplify(SymbolicExprParser(table, true)(aText), passes);
-    };
-    const SymbolicAndExpr both(table, part(aChain), part(aOperand));
-    return print(simplify.simplify(both.getId(table), passes));
-  };
-  const std::string first = "b && d && f", second = many + " && x", third = "p && q != 1";
-  std::string longest = first + " && k != 5 && k != 7";
-  for (int i = 10; i < 30; ++i) longest += " && l" + std::to_string(i);
-  for (const char* const operand : {"a", "b", "c", "e && g", "d", "!c", "f && h", "z", "k != 6",
-                                    "k != 7 && a", "k != 1 && k != 9", "k != w", "k > 5",
-                                    "o0 && o1 && o2 && o3 && o4 && o5 && o6 && o7 && o8 && l12"}) {
-    for (const std::string& chain : {first, second, first, third, first, first + " && c", second,
-                                     longest, longest, longest + " && c", longest}) {
-      const std::string whole = chain + " && " + operand;
-      EXPECT_EQ(extended(chain, operand), simplified(whole).text) << whole;
     }
   }
 }

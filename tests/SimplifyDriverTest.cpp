@@ -152,32 +152,6 @@ TEST(SimplifyDriver, ConjunctionsAreThoseOfTheirNodes) {
   }
 }
 
-// What was simplified before, and in which order nodes were interned, does not show.
-TEST(SimplifyDriver, ResultsAreIndependentOfTheTable) {
-  RandomText random(8);
-  std::vector<std::string> texts(2000);
-  for (std::size_t i = 0; i < texts.size(); ++i) {
-    texts[i] = i % 2 == 0 ? random.condition(1 + i % 12) : random.dense(2 + i % 6);
-  }
-  SymbolicExprTable shared;
-  const SymbolicExprPrinter print(shared, false, true, false);
-  for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
-    SymbolicExprParser(shared, true)(*text);
-  }
-  for (const std::string& text : texts) {
-    std::size_t passes = 0;
-    const SymbolicExprId id = SymbolicExprParser(shared, true)(text);
-    const SymbolicExprId result = SymbolicExprSimplify(shared, 30).simplify(id, passes);
-    const Simplified alone = simplified(text);
-    ASSERT_EQ(print(result), alone.text) << text;
-    ASSERT_EQ(passes, alone.passes) << text;
-    // Once more adds nothing.
-    const std::size_t size = shared.size();
-    ASSERT_EQ(SymbolicExprSimplify(shared, 30).simplify(id, passes), result) << text;
-    ASSERT_EQ(shared.size(), size) << text;
-  }
-}
-
 // Sums of ever new terms may need many passes; conditions end soon, and the result is final.
 TEST(SimplifyDriver, ConditionsReachAFixedPoint) {
   RandomText random(12);

@@ -135,47 +135,6 @@ TEST(Substitute, TruthsAreNumbersWhereTheirNamesHaveValues) {
   }
 }
 
-TEST(Substitute, TheResidualHasTheValuesOfTheOriginal) {
-  std::size_t values = 0, shorter = 0;
-  for (unsigned seed = 1; seed <= 1500; ++seed) {
-    test::RandomQuestion question(seed, 4);
-    SymbolicExprTable& table = question.table;
-    SymbolicExprBindings bindings(table);
-    question.bind(bindings, 50);
-    for (std::size_t i = 0; i < question.roots.size(); ++i) {
-      const SymbolicExprId residual = SymbolicExprSubstitute(table)(question.roots[i], bindings);
-      for (const std::size_t percent : {100U, 100U, 60U}) {
-        SymbolicExprBindings rest(table);
-        question.bindRest(rest, bindings, percent);
-        SymbolicExprBindings all = bindings;
-        rest.forEach([&](SymbolicExprId aId, const Value& aValue) { all.set(aId, aValue); });
-        // 0.0 and -0.0 are one literal.
-        const auto answerOf = [&](SymbolicExprId aId, const SymbolicExprBindings& aBindings) {
-          return test::answer([&] {
-            std::vector<double> numbers = SymbolicExprEval(table).eval(aId, aBindings);
-            for (double& number : numbers) number += 0.0;
-            return numbers;
-          });
-        };
-        const std::string expected = answerOf(question.roots[i], all);
-        const std::string answer = answerOf(residual, rest);
-        // What leads back to itself leads into nodes in which nothing was substituted.
-        if (expected.find("leads back") != std::string::npos) {
-          ASSERT_THAT(answer, testing::HasSubstr("value")) << question.texts[i] << seed;
-        } else {
-          ASSERT_EQ(answer, expected)
-              << question.texts[i] << " left "
-              << SymbolicExprPrinter(table, false, false, false)(residual) << ", seed " << seed;
-          values += expected.find("value") == std::string::npos ? 1 : 0;
-        }
-      }
-      shorter += residual != question.roots[i] ? 1 : 0;
-    }
-  }
-  EXPECT_GT(values, 5000U);
-  EXPECT_GT(shorter, 2000U);
-}
-
 // A list without elements has no spelling: only a host's own code makes one.
 TEST(Substitute, ListsWithoutElementsStay) {
   SymbolicExprTable table;

@@ -377,40 +377,6 @@ TEST_F(DeciderTest, SmallestContradictionAmongManyConditions) {
   EXPECT_TRUE(assumed.exists && assumed.ids.empty() && assumed.isShortest);
 }
 
-// Orders and values at random, against all choices of conditions.
-TEST(Decider, SmallestContradictionsAreAsSmallAsThereAre) {
-  std::mt19937 random(1);
-  std::map<std::size_t, int> sizes;
-  for (int round = 0; round < 60; ++round) {
-    SymbolicExprTable table;
-    const auto name = [&] { return std::string(1, static_cast<char>('a' + random() % 5)); };
-    std::vector<SymbolicExprId> ids;
-    for (int i = 0; i < 9; ++i) {
-      std::string text = name() + (random() % 2 == 0 ? " < " : " >= ") + name();
-      if (random() % 3 == 0) text = name() + " == " + std::to_string(random() % 3);
-      if (random() % 4 == 0) text += " || " + name() + " > 1";
-      ids.push_back(SymbolicExprParser(table, false)(text));
-    }
-    SymbolicExprDecider decider(table);
-    std::size_t least = ids.size() + 1;
-    for (unsigned chosen = 0; chosen < 1U << ids.size(); ++chosen) {
-      std::vector<SymbolicExprId> some;
-      for (std::size_t i = 0; i < ids.size(); ++i) {
-        if ((chosen >> i & 1U) != 0) some.push_back(ids[i]);
-      }
-      if (some.size() < least && decider.decide(some) == Truth::Never) least = some.size();
-    }
-    const SymbolicExprContradiction found = decider.smallestContradiction(ids);
-    ASSERT_EQ(found.exists, least <= ids.size());
-    if (!found.exists) continue;
-    ++sizes[least];
-    EXPECT_EQ(found.ids.size(), least);
-    EXPECT_TRUE(found.isMinimal && found.isShortest);
-    EXPECT_EQ(decider.decide(found.ids), Truth::Never);
-  }
-  EXPECT_GE(sizes.size(), 4U);
-}
-
 // Distribution gives up on the first, and a decision per operand on the second.
 TEST_F(DeciderTest, ConditionsThatAreTooMuchForCanonicalForms) {
   std::string text = "~a0 && ~b0";

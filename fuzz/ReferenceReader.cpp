@@ -1,4 +1,4 @@
-#include "tests/support/ReferenceReader.hpp"
+#include "fuzz/ReferenceReader.hpp"
 
 #include <cctype>
 #include <cfenv>
