@@ -399,31 +399,6 @@ TEST_F(PrintTest, RenderersTakeMemoryInTheLengthOfTheText) {
   }
 }
 
-TEST_F(PrintTest, LongNamesEndThereToo) {
-  class Long final : public SymbolicExprPrinter::Predicate {
-   public:
-    std::string operator()(const SymbolicString&) const override {
-      ++asked;
-      return std::string(std::size_t{1} << 20, 'n');
-    }
-    mutable int asked = 0;
-  };
-  const Long predicate;
-  const SymbolicExprId list =
-      intern<SymbolicNDExpr>(table, std::vector<SymbolicExprId>(256, symbol("x")));
-  const SymbolicExprPrinter printer(table, predicate, false, false, false);
-  EXPECT_EQ(textOrError([&] { return printer(list); }),
-            "KS::SymbolicExprPrinter: the text is longer than 64 MiB");
-  EXPECT_EQ(predicate.asked, 64);
-  StringifySymbolicExpr renderer(predicate, false, false);
-  EXPECT_EQ(textOrError([&] {
-              table.get(list)->accept(table, renderer);
-              return renderer.get();
-            }),
-            "KS::StringifySymbolicExpr: the text is longer than 64 MiB");
-  EXPECT_EQ(predicate.asked, 64 + 65);
-}
-
 TEST_F(PrintTest, UnknownIdsThrow) {
   const SymbolicExprPrinter printer(table, false, false, false);
   EXPECT_THROW(printer(0), std::out_of_range);

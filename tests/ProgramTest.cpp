@@ -428,24 +428,6 @@ TEST_F(Program, CostIsInDistinctNodesAndDepthIsFree) {
   });
 }
 
-TEST_F(Program, MemoryIsInTheListsThatAreNeededAtTheSameTime) {
-  std::string chain = "y", tree = "y";
-  for (int i = 0; i < 3000; ++i) {
-    chain += i % 2 == 0 ? "-y" : "+x";
-    tree += "+(y*" + std::to_string(i) + ")";
-  }
-  const Ids ids = parseAll({chain, tree});
-  SymbolicExprBindings bindings(table);
-  bindings.set("x", 1);
-  bindings.set("y", std::vector<Eval::Scalar>(4096, 2));
-  const SymbolicExprProgram program(table, ids);
-  const test::HeapPeak peak;
-  const auto outcomes = program.run(bindings);
-  EXPECT_LT(peak.bytes(), std::size_t{4} << 20) << "of 600 MB in all results";
-  EXPECT_EQ(outcomes[0].value->vector()[4095].getInt(), 2 - 3000 + 1500);
-  EXPECT_EQ(outcomes[1].value->vector()[0].getInt(), 2 + 2999 * 3000);
-}
-
 TEST_F(Program, ThreadsMayShareAProgram) {
   const SymbolicExprProgram program(table, parseAll({"x * N", "[x, 1] * N"}));
   std::vector<std::thread> threads;

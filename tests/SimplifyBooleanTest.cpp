@@ -187,87 +187,6 @@ TEST(SimplifyBoolean, PairsOfRelations) {
   });
 }
 
-// Every pair of relations in a conjunction, for constants that compare in each way and for one
-// right operand that is no integer.
-TEST(SimplifyBoolean, ConjunctionsOfTwoRelations) {
-  const struct {
-    const char *first, *second;
-    const char *less, *equal, *greater, *same;  // of c1 and c2: 1 and 2, 1 and 1, 2 and 1, y and y
-  } rows[] = {
-      {"<=", "<=", "x<=1", "x<=1", "x<=1", "x<=y"},
-      {"<=", "<", "x<=1", "x<1", "x<1", "x<y"},
-      {"<=", ">=", "false", "x==1", "x<=2 && x>=1", "x==y"},
-      {"<=", ">", "false", "false", "x<=2 && x>1", "false"},
-      {"<=", "==", "false", "x==1", "x==1", "x==y"},
-      {"<=", "!=", "x<=1", "x<1", "x!=1 && x<=2", "x<y"},
-      {"<", "<", "x<1", "x<1", "x<1", "x<y"},
-      {"<", ">=", "false", "false", "x<2 && x>=1", "false"},
-      {"<", ">", "false", "false", "x<2 && x>1", "false"},
-      {"<", "==", "false", "false", "x==1", "false"},
-      {"<", "!=", "x!=2 && x<1", "x<1", "x!=1 && x<2", "x<y"},
-      {">=", ">=", "x>=2", "x>=1", "x>=2", "x>=y"},
-      {">=", ">", "x>2", "x>1", "x>=2", "x>y"},
-      {">=", "==", "x==2", "x==1", "false", "x==y"},
-      {">=", "!=", "x!=2 && x>=1", "x>1", "x>=2", "x>y"},
-      {">", ">", "x>2", "x>1", "x>2", "x>y"},
-      {">", "==", "x==2", "false", "false", "false"},
-      {">", "!=", "x!=2 && x>1", "x>1", "x!=1 && x>2", "x!=y && x>y"},
-      {"==", "==", "false", "x==1", "false", "x==y"},
-      {"==", "!=", "x==1", "false", "x==2", "false"},
-      {"!=", "!=", "x!=1 && x!=2", "x!=1", "x!=1 && x!=2", "x!=y"},
-  };
-  for (const auto& row : rows) {
-    const struct {
-      const char *c1, *c2, *result;
-    } columns[] = {
-        {"1", "2", row.less}, {"1", "1", row.equal}, {"2", "1", row.greater}, {"y", "y", row.same}};
-    for (const auto& column : columns) {
-      const std::string a = std::string("x") + row.first + column.c1;
-      const std::string b = std::string("x") + row.second + column.c2;
-      EXPECT_EQ(simplified(a + " && " + b).text, column.result) << a << " && " << b;
-      EXPECT_EQ(simplified(b + " && " + a).text, column.result) << b << " && " << a;
-    }
-  }
-}
-
-// Negations of conjunctions, disjunctions and both in each other: one that can be shortened stands
-// beside others that cannot.
-TEST(SimplifyBoolean, NegationsBesideEachOtherKeepTheMeaning) {
-  RandomText random(71);
-  std::size_t shorter = 0;
-  for (int round = 0; round < 3000; ++round) {
-    const bool isAnd = round % 2 == 0;
-    const char* const inner = isAnd ? " && " : " || ";
-    const char* const outer = isAnd ? " || " : " && ";
-    const auto name = [&] { return std::string(1, static_cast<char>('a' + random.pick(5))); };
-    const auto group = [&] {
-      std::string text = "(" + name();
-      for (std::size_t i = random.pick(3); i > 0; --i) text += inner + name();
-      return text + ")";
-    };
-    std::string text = name();
-    for (std::size_t i = 2 + random.pick(4); i > 0; --i) {
-      text += inner;
-      switch (random.pick(4)) {
-        case 0: text += name(); break;
-        case 1: text += "!" + group(); break;
-        default: text += "!(" + group() + outer + group() + ")"; break;
-      }
-    }
-    SymbolicExprTable table, results;
-    table.addBoolSymbols();
-    results.addBoolSymbols();
-    const SymbolicExprId typed = SymbolicExprParser(table, true)(text);
-    const std::string result = simplified(text).text;
-    const SymbolicExprId answer = SymbolicExprParser(results, true)(result);
-    const Verdict verdict = compare(table, typed, results, answer);
-    ASSERT_FALSE(verdict.counterexample)
-        << text << " gives " << result << " under " << *verdict.counterexample;
-    shorter += result.size() < text.size() / 2 ? 1 : 0;
-  }
-  EXPECT_GT(shorter, 300U);
-}
-
 // The rules that look at one operand beside a set of others, one by one.
 TEST(SimplifyBoolean, RulesOfTheVisitor) {
   const struct {
@@ -380,36 +299,6 @@ std::string grouped(RandomText& aRandom, const std::vector<std::string>& aOperan
   return "(" + grouped(aRandom, {aOperands.begin(), aOperands.begin() + split}, aConnective) +
          aConnective + grouped(aRandom, {aOperands.begin() + split, aOperands.end()}, aConnective) +
          ")";
-}
-
-TEST(SimplifyBoolean, OrderAndGroupingOfConjunctionsDoNotMatter) {
-  RandomText random(31);
-  std::mt19937 shuffler(31);
-  for (std::size_t i = 0; i < 1000; ++i) {
-    // Atoms and whole conditions.
-    std::vector<std::string> operands(2 + i % 6);
-    for (std::string& operand : operands) operand = random.condition(1 + random.pick(3));
-    SymbolicExprTable table;
-    SymbolicExprId expected = invalidSymbolicExprId;
-    std::string firstText;
-    for (int round = 0; round < 6; ++round) {
-      const std::string text = grouped(random, operands, " && ");
-      const SymbolicExprId id = SymbolicExprParser(table, true)(text);
-      ASSERT_NE(id, invalidSymbolicExprId) << text;
-      std::size_t passes = 0;
-      const SymbolicExprId result = SymbolicExprSimplify(table, 30).simplify(id, passes);
-      if (round == 0) {
-        expected = result;
-        firstText = text;
-      }
-      const SymbolicExprPrinter print(table, false, true, false);
-      ASSERT_EQ(result, expected) << firstText << " gives " << print(expected) << "\n"
-                                  << text << " gives " << print(result);
-      // A table with another history of interning gives the same text.
-      ASSERT_EQ(simplified(text).text, print(expected)) << text;
-      std::shuffle(operands.begin(), operands.end(), shuffler);
-    }
-  }
 }
 
 }  // namespace

@@ -147,40 +147,6 @@ TEST(Substitute, ListsWithoutElementsStay) {
   EXPECT_EQ(residual, detail::intern<SymbolicMultiplyExpr>(table, SymbolicExprId{0}, x));
 }
 
-// Conditions over whole numbers, where the simplifier's exact comparisons are the evaluator's.
-TEST(Substitute, SimplifiedConditionsHoldWhereTheOriginalsHold) {
-  constexpr const char* names[] = {"a", "b",   "c",    "d",    "x",    "y",
-                                   "z", "s.m", "f(a)", "f(b)", "f(c)", "f(d)"};
-  std::size_t open = 0;
-  for (unsigned seed = 1; seed <= 400; ++seed) {
-    test::RandomText random(seed);
-    Substitution substitution;
-    SymbolicExprTable& table = substitution.table;
-    const SymbolicExprId id = substitution.parse(random.condition(8));
-    SymbolicExprBindings bindings(table);
-    for (const char* name : names) {
-      if (random.pick(2) == 0)
-        bindings.set(substitution.parse(name), static_cast<int>(random.pick(5)) - 1);
-    }
-    const SymbolicExprId residual = SymbolicExprSubstitute(table)(id, bindings);
-    std::size_t passes = 0;
-    const SymbolicExprId simplified = SymbolicExprSimplify(table, 10).simplify(residual, passes);
-    open += table.get(simplified)->isLeaf() ? 0 : 1;
-    for (int completion = 0; completion < 40; ++completion) {
-      SymbolicExprBindings all = bindings;
-      for (const char* name : names) {
-        const SymbolicExprId variable = substitution.parse(name);
-        if (bindings.find(variable) == nullptr)
-          all.set(variable, static_cast<int>(random.pick(6)) - 1);
-      }
-      const SymbolicExprEval eval(table);
-      ASSERT_EQ(eval.eval(simplified, all)[0] != 0, eval.eval(id, all)[0] != 0)
-          << substitution.print(id) << " left " << substitution.print(simplified);
-    }
-  }
-  EXPECT_GT(open, 100U);
-}
-
 TEST(Substitute, CostIsInDistinctNodesAndDepthIsFree) {
   SymbolicExprTable table;
   const SymbolicExprId x = detail::intern<SymbolicString>(table, "x");

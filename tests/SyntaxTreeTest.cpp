@@ -92,20 +92,6 @@ TEST(SyntaxTree, OperatorsBuildAndNeverCompute) {
   EXPECT_EQ(printed(tree), "a+a");
 }
 
-TEST(SyntaxTree, AlternativesStandInTheirOrder) {
-  EXPECT_EQ(expression_ast().expr.which(), 0);
-  EXPECT_EQ(expression_ast(1).expr.which(), 1);
-  EXPECT_EQ(expression_ast(1.5).expr.which(), 2);
-  EXPECT_EQ(name("a").expr.which(), 3);
-  expression_ast nested;
-  nested.expr = expression_ast(1);
-  EXPECT_EQ(nested.expr.which(), 4);
-  EXPECT_EQ(printed(nested), "1");
-  EXPECT_EQ(expression_ast(std::vector<expression_ast>(2)).expr.which(), 5);
-  EXPECT_EQ(expression_ast(moduloExp.f(name("a"), name("b"))).expr.which(), 6);
-  EXPECT_EQ(expression_ast(notExp.f(name("a"))).expr.which(), 7);
-}
-
 // A box is only seen to be moved from where its variant is moved, and not the tree around that.
 TEST(SyntaxTree, MovedFromTreesReadAsEmptyOnesOfTheirOwn) {
   const auto make = [](std::size_t aShape) -> expression_ast {
@@ -186,54 +172,6 @@ TEST(SyntaxTree, ConvertsTreesThatNoTextGives) {
   EXPECT_EQ(print(convert(std::vector<expression_ast>{name("a"), name("b")})), "[a,b]");
   EXPECT_EQ(print(convert(unary_op(SymbolicOp::Not, name("a")))), "!a");
   EXPECT_EQ(print(convert(binary_op(SymbolicOp::Minus, name("a"), name("b")))), "a-b");
-}
-
-// The parent of nothing is interned with the invalid id as its input, so the parent has an id.
-TEST(SyntaxTree, NothingAsAnOperand) {
-  const expression_ast nothing;
-  const expression_ast unknown = unary_op(SymbolicOp::Plus, nothing);
-  using Trees = std::vector<expression_ast>;
-  constexpr SymbolicExprId none = invalidSymbolicExprId;
-  const auto call = [](expression_ast aArguments, const expression_ast& aName) {
-    return aArguments[aName];
-  };
-  const struct {
-    expression_ast tree;
-    int kind;
-    std::vector<SymbolicExprId> inputs;  // a has the id 0, f the id 1
-  } rows[] = {
-      {expression_ast(name("a")) += nothing, 3, {0, none}},
-      {moduloExp.f(nothing, name("a")), 8, {none, 0}},
-      {expression_ast(nothing) == nothing, 9, {none, none}},
-      {expression_ast(unknown) && name("a"), 15, {none, 0}},
-      {negExp.f(nothing), 5, {none}},
-      {notExp.f(unknown), 17, {none}},
-      {cmpExp.f(nothing), 21, {none}},
-      {voidFcnCallExp.f(nothing), 27, {none}},
-      {Trees{nothing}, 26, {none}},
-      {Trees{name("a"), nothing}, 24, {0, none}},
-      {Trees{nothing, nothing, name("a"), nothing}, 26, {none, none, 0, none}},
-      {call(nothing, name("f")), 28, {1, none}},
-      {call(Trees{nothing, name("a")}, name("f")), 29, {1, none, 0}},
-      {call(Trees{name("a")}, nothing), 28, {none, 0}},
-      {memberVal.f(nothing, name("f")), 31, {none}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.kind);
-    SymbolicExprTable table;
-    SymbolicString(table, "a");
-    SymbolicString(table, "f");
-    const SymbolicExprId id = Ast2SymbolicExprId(table, true)(row.tree);
-    ASSERT_EQ(id, 2U);
-    EXPECT_EQ(table.size(), 3U);
-    const SymbolicExpr& node = *table.get(id);
-    EXPECT_EQ(node.getKind(), row.kind);
-    std::vector<SymbolicExprId> inputs;
-    for (std::size_t i = 0; i < node.getNumInputs(); ++i) inputs.push_back(node.getInput(i));
-    EXPECT_EQ(inputs, row.inputs);
-    EXPECT_THROW(SymbolicExprPrinter(table, false, false, false)(id), std::out_of_range);
-    EXPECT_EQ(Ast2SymbolicExprId(table, true)(row.tree), id);
-  }
 }
 
 TEST(SyntaxTree, GrammarBuildsTheTreeOfTheText) {

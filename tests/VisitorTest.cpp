@@ -221,30 +221,6 @@ TEST(Rebuild, copyInternsInTheOrderOfTheWalk) {
   EXPECT_EQ(target.get(3)->getNumFcnArgs(), 3U);
 }
 
-TEST(Rebuild, randomGraphsGetTheIdsOfTheRecursiveWalk) {
-  std::mt19937 random(20240607);
-  for (int round = 0; round < 50; ++round) {
-    SymbolicExprTable source;
-    std::vector<SymbolicExprId> ids;
-    for (const char* name : {"p", "q", "r"})
-      ids.push_back(SymbolicString(source, name).getId(source));
-    for (int i = 0; i < 14; ++i) {
-      const auto any = [&] { return ids[random() % ids.size()]; };
-      const SymbolicExprId left = any(), right = any();
-      switch (random() % 4) {
-        case 0: ids.push_back(SymbolicAndExpr(source, left, right).getId(source)); break;
-        case 1: ids.push_back(SymbolicNotExpr(source, left).getId(source)); break;
-        case 2: ids.push_back(SymbolicFcnCall1UExpr(source, "f", left).getId(source)); break;
-        default: ids.push_back(SymbolicNDExpr(source, {left, right, left, any()}).getId(source));
-      }
-    }
-    SymbolicExprTable recursive, distinct;
-    SymbolicExprXFormVisitor2 visitor(recursive);
-    EXPECT_EQ(rebuild(source, ids.back(), visitor), SymbolicExprCopy(source, distinct)(ids.back()));
-    EXPECT_EQ(nodesOf(recursive), nodesOf(distinct)) << "round " << round;
-  }
-}
-
 TEST(Rebuild, makeOperationsCoverAllFormsOfACall) {
   class Rename final : public SymbolicExprXFormVisitor2 {
    public:

@@ -227,50 +227,6 @@ TEST_F(KsExprProcess, ReadsPipes) {
   EXPECT_EQ(noText.err, "ksexpr: cannot read standard input: Is a directory\n");
 }
 
-// Where Graphviz begins the edges of an operation, from left to right.
-TEST_F(KsExprProcess, DrawsLeftOperandsOnTheLeft) {
-  if (std::system("dot -V 2>/dev/null") != 0) GTEST_SKIP() << "Graphviz is not installed";
-  for (const std::string& text :
-       {std::string("b - a"), std::string("(a - b) * (b - a)"), std::string("(f + d + b) * f"),
-        std::string("x - f(y, x)"), std::string("g(c, b, a) > g(a, b, c) || 2 < 1"),
-        std::string("(c - ((f * f) * (e + c) + f / (a * f)))")}) {
-    SCOPED_TRACE(text);
-    const Outcome drawn = shell("$ksexpr dot '" + text + "' >graph; dot -Tplain graph");
-    ASSERT_EQ(drawn.status, 0) << drawn.err;
-    // The users and operands in the order in which they are drawn, and where that is.
-    std::map<std::pair<std::string, std::string>, double> begins;
-    std::istringstream lines(drawn.out);
-    for (std::string line; std::getline(lines, line);) {
-      std::istringstream words(line);
-      words.imbue(std::locale::classic());
-      std::string kind, user, operand;
-      double count, x, y, towards;
-      words >> kind;
-      if (kind != "edge") continue;
-      words >> user >> operand >> count >> x >> y >> towards;
-      begins.emplace(std::pair(user, operand), x + (towards - x) / 4);
-    }
-    std::ifstream graph("graph");
-    std::string lastUser, lastOperand;
-    std::size_t numPairs = 0;
-    for (std::string line; std::getline(graph, line);) {
-      std::istringstream words(line);
-      std::string user, arrow, operand;
-      words >> user >> arrow >> operand;
-      if (arrow != "->") continue;
-      user.resize(user.find(':'));
-      operand.pop_back();
-      if (user == lastUser && operand != lastOperand) {
-        ++numPairs;
-        EXPECT_LT(begins.at({user, lastOperand}), begins.at({user, operand})) << drawn.out;
-      }
-      lastUser = user;
-      lastOperand = operand;
-    }
-    EXPECT_GT(numPairs, 0U);
-  }
-}
-
 // The sanitizer takes terabytes of addresses.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool hasLimits = false;

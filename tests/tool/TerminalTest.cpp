@@ -272,34 +272,6 @@ TEST_F(KsExprTerminal, QuietLeavesOutWhatIsNoAnswer) {
   EXPECT_THAT(run({"print", "--quiet", "a b"}).err, HasSubstr("expected an operator"));
 }
 
-// A large model, named by the environment: its table fits, and the compact forms together are no
-// longer than what is typed.
-TEST_F(KsExprTerminal, LargeModel) {
-  const char* const path = std::getenv("KSEXPR_MODEL");
-  if (path == nullptr) GTEST_SKIP() << "KSEXPR_MODEL names no model file";
-  const OnTerminal shown = onTerminal(100, "$ksexpr conditions --family vv " + std::string(path));
-  EXPECT_EQ(shown.status, 0);
-  EXPECT_THAT(shown.text, HasSubstr("NET (compact)"));
-  const std::vector<std::string> lines = linesOf(withoutColours(shown.text));
-  EXPECT_GT(lines.size(), 1000U);
-  for (const std::string& line : lines) {
-    // The bar is drawn over.
-    if (line.find("\033[K") != std::string::npos) continue;
-    EXPECT_LE(ksexpr::displayWidth(line), 100U) << line;
-  }
-  const auto length = [&](const std::string& style) {
-    std::size_t sum = 0;
-    for (const auto& block : nlohmann::json::parse(
-             run({"conditions", "--family", "vv", "--format", "json", "--style", style, path})
-                 .out)) {
-      sum += block["vv"]["net"].get<std::string>().size();
-    }
-    return sum;
-  };
-  EXPECT_LT(length("compact"), length("typed"));
-  EXPECT_LT(length("compact"), length("canonical"));
-}
-
 TEST_F(KsExprTerminal, ReadsStandardInputOnce) {
   const std::string model = modelOf({blockOf("a", "null", ", \"VV\": \"x == 1\"")});
   write(model);
