@@ -97,7 +97,7 @@ class Ours : public Engine {
             aIsNumber ? 1 : 0);
     const KS::SymbolicExprEval evaluate(aTable);
     for (const KS::SymbolicExprId id : aIds) {
-      const double number = evaluate.eval(id).at(0);
+      const double number = evaluate.evalNumber(id);
       aResults.push_back(aIsNumber ? number : static_cast<double>(number != 0.0));
     }
   }
@@ -131,7 +131,7 @@ class Ours : public Engine {
         bindAll(table, aSymbols, 0, 1);
         const KS::SymbolicExprParser parse(table, true);
         const KS::SymbolicExprEval evaluate(table);
-        for (const std::string& text : aTexts) sum += evaluate.eval(parse(text))[0];
+        for (const std::string& text : aTexts) sum += evaluate.evalNumber(parse(text));
       });
       return std::isnan(sum) ? NAN : time;
     };
@@ -147,7 +147,7 @@ class Ours : public Engine {
       double sum = 0;
       const auto sweep = [&] {
         for (std::size_t i = 0; i < ids.size(); i += aRounds) {
-          for (std::size_t j = 0; j < aRounds; ++j) sum += evaluate.eval(ids[i])[0];
+          for (std::size_t j = 0; j < aRounds; ++j) sum += evaluate.evalNumber(ids[i]);
         }
       };
       sweep();

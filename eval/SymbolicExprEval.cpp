@@ -1,6 +1,7 @@
 #include "eval/SymbolicExprEval.hpp"
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "eval/detail/EvalWalk.hpp"
@@ -24,6 +25,12 @@ KS_NEVER_INLINE std::vector<double> evalByWalk(const SymbolicExprTable& aTable,
   return Eval::eval(EvalWalk(aTable).run(aId));
 }
 
+KS_NEVER_INLINE double onlyOf(const std::vector<double>& aNumbers) {
+  if (aNumbers.size() == 1) return aNumbers[0];
+  throw SymbolicExprEvalError("one number was asked for, and the expression has " +
+                              std::to_string(aNumbers.size()));
+}
+
 }  // namespace
 
 std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId) const {
@@ -40,6 +47,17 @@ std::vector<double> SymbolicExprEval::eval(SymbolicExprId aId,
   if (aBindings.size() == 0) return eval(aId);
   if (isOpaque(opOf(*table->get(aId))) && aBindings.find(aId) == nullptr) return {0.0};
   return Eval::eval(EvalWalk(*table, &aBindings).run(aId));
+}
+
+double SymbolicExprEval::evalNumber(SymbolicExprId aId) const {
+  Scalar scalar(0);
+  if (Eval::detail::SmallEval(*table).run(aId, scalar)) return scalar.toDouble();
+  return onlyOf(evalByWalk(*table, aId));
+}
+
+double SymbolicExprEval::evalNumber(SymbolicExprId aId,
+                                    const SymbolicExprBindings& aBindings) const {
+  return onlyOf(eval(aId, aBindings));
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -37,6 +37,13 @@ class KS_API SymbolicExprEval {
   /// too. Throws `std::invalid_argument` for bindings of another table.
   std::vector<double> eval(SymbolicExprId aId, const SymbolicExprBindings& aBindings) const;
 
+  /// The one number of an expression, without a vector to hold it: `eval(aId)[0]`. Throws like
+  /// `eval`, and `SymbolicExprEvalError` for a list that has not exactly one element.
+  double evalNumber(SymbolicExprId aId) const;
+
+  /// The same where what is bound has its value. Throws like `eval` besides.
+  double evalNumber(SymbolicExprId aId, const SymbolicExprBindings& aBindings) const;
+
  private:
   const SymbolicExprTable* table;
 };

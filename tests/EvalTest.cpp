@@ -52,6 +52,9 @@ class Evaluation {
   std::string operator()(SymbolicExprId aId) const {
     return text([&] { return SymbolicExprEval(table).eval(aId); });
   }
+  std::string number(SymbolicExprId aId) const {
+    return text([&] { return std::vector{SymbolicExprEval(table).evalNumber(aId)}; });
+  }
   std::string byStackMachine(SymbolicExprId aId) const {
     return text([&] {
       SymbolicExprEvalImpl visitor(table);
@@ -183,6 +186,27 @@ TEST(Eval, AllWaysGiveTheSameNumbers) {
     if (!eval.table.get(id)->isBinary() || eval.table.get(id)->getNumFcnArgs() > 0) continue;
     EXPECT_EQ(eval(eval.parse(lengthened(row.text))), row.answer) << row.text;
   }
+}
+
+TEST(Eval, OneNumberNeedsNoVector) {
+  const Row rows[] = {
+      {"N / 8.0", "0.5"},
+      {"[N]", "4"},
+      {"f(N)", "0"},
+      {"call + 1", "error: the call of 'f' has no value"},
+      {"N + nothing", "error: the symbol 'nothing' has no value"},
+      {"M", "error: one number was asked for, and the expression has 3"},
+  };
+  for (const Row& row : rows) {
+    Evaluation eval;
+    EXPECT_EQ(eval.number(eval.parse(row.text)), row.answer) << row.text;
+  }
+  Evaluation eval;
+  EXPECT_EQ(eval.number(eval.parse(lengthened("N / 8.0"))), "0.5");
+  SymbolicExprBindings bindings(eval.table);
+  bindings.set("N", 6);
+  EXPECT_EQ(SymbolicExprEval(eval.table).evalNumber(eval.parse("N / 4.0"), bindings), 1.5);
+  EXPECT_THROW(SymbolicExprEval(SymbolicExprTable()).evalNumber(0), std::out_of_range);
 }
 
 TEST(Eval, TheStackMachineTakesWhatItIsGiven) {

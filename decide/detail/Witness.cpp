@@ -131,7 +131,7 @@ void Witness::adapt(SymbolicExprBindings& aBindings, std::vector<Variable>& aVar
         continue;
       }
       const bool isLeftOpen = isOpen(node.getInput(0));
-      const double other = evaluation.eval(node.getInput(isLeftOpen ? 1 : 0), aBindings)[0];
+      const double other = evaluation.evalNumber(node.getInput(isLeftOpen ? 1 : 0), aBindings);
       id = node.getInput(isLeftOpen ? 0 : 1);
       switch (op) {
         case SymbolicOp::Plus: target -= other; break;
