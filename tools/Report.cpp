@@ -5,7 +5,6 @@
 #include <exception>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -384,18 +383,20 @@ class OrderedWriting {
   void write(Conditions::Stretch aStretch) {
     for (std::size_t i = aStretch.from; i < aStretch.to; ++i) {
       if (!conditions.isListed(blocks[i])) continue;
-      out.text += std::exchange(empty, false) ? opening : separator;
       Author& author = *authors[conditions.answererNumber(blocks[i])];
-      const std::optional<std::size_t> length =
-          author.lines.empty() ? std::nullopt : author.lines[author.nextLine++];
-      if (length) {
-        out.text.append(author.ahead.text, std::exchange(author.sent, author.sent + *length),
-                        *length);
+      const std::size_t length = author.lines.empty() ? 0 : author.lines[author.nextLine++];
+      if (&author != last) sendAhead();
+      last = &author;
+      if (length > 0) {
+        author.due += length;
       } else {
+        sendAhead();
+        out.text += separatorOfNext();
         author.writer.appendBlock(out, blocks[i]);
+        out.sendIfLong();
       }
-      out.sendIfLong();
     }
+    sendAhead();
   }
   // Sends what has been written to the stream.
   void flush() { out.send(); }
@@ -410,26 +411,43 @@ class OrderedWriting {
         : writer(aConditions, aRequest, aLayout, aAnswerer) {}
 
     LineWriter writer;
-    // The lines that have been made ahead, and the length of each; nothing for one that is to be
-    // made when it is written.
+    // The lines that have been made ahead, and the length of each; 0 for one that is to be made
+    // when it is written.
     Outgoing ahead{nullptr};
-    std::vector<std::optional<std::size_t>> lines;
+    std::vector<std::size_t> lines;
     std::size_t nextLine = 0;
     std::size_t sent = 0;
+    std::size_t due = 0;  // the bytes behind what was sent that are to be sent next
   };
 
-  std::optional<std::size_t> makeAhead(Author& aAuthor, const KSBlock& aBlock) const {
+  std::string_view separatorOfNext() { return std::exchange(empty, false) ? opening : separator; }
+
+  // Writes the lines of the last author that are due, all at once: they stand one behind the other.
+  void sendAhead() {
+    if (last == nullptr || last->due == 0) return;
+    const std::string_view lines =
+        std::string_view(last->ahead.text)
+            .substr(last->sent + separator.size(), last->due - separator.size());
+    out.text += separatorOfNext();
+    out.text += lines;
+    last->sent += std::exchange(last->due, 0);
+    out.sendIfLong();
+  }
+
+  // The length of the line with the separator before it; 0 where it is to be made later.
+  std::size_t makeAhead(Author& aAuthor, const KSBlock& aBlock) const {
     std::string& text = aAuthor.ahead.text;
     const std::size_t before = text.size();
-    if (before > maxAhead) return std::nullopt;
+    if (before > maxAhead) return 0;
     try {
+      text += separator;
       aAuthor.writer.appendBlock(aAuthor.ahead, aBlock);
       if (!aAuthor.ahead.isIncomplete()) return text.size() - before;
     } catch (const std::exception&) {
       // It is thrown once more where the block is written.
     }
     aAuthor.ahead.shorten(before);
-    return std::nullopt;
+    return 0;
   }
 
   const Conditions& conditions;
@@ -439,6 +457,7 @@ class OrderedWriting {
   const std::string_view opening;
   const std::string_view separator;
   bool empty = true;
+  Author* last = nullptr;  // of the block that was written last
 };
 
 void writeTable(Conditions& aConditions, const ConditionsRequest& aRequest, const Layout& aLayout,
