@@ -66,10 +66,9 @@ struct SymbolicExprContradiction {
 /// - Arithmetic over variables is a term of which nothing is known but that equal nodes are equal
 ///   and that it is a number, too, save for remainders by what may be 0 and for what an infinity
 ///   takes part in: numbers that grow beyond the largest double, and may come to NaN in evaluation,
-///   are not thought of.
-///   Lists are such terms as well. `Never` and `Always` are proofs all the same. `Sometimes` takes
-///   values under which evaluation confirms that the condition holds, and others under which it
-///   does not, so it may stay `Unknown`.
+///   are not thought of. Lists are such terms as well, and may hold NaN. `Never` and `Always` are
+///   proofs all the same. `Sometimes` takes values under which evaluation confirms that the
+///   condition holds, and others under which it does not, so it may stay `Unknown`.
 ///
 /// The method is satisfiability modulo the theory of order, with a solver for the Boolean part that
 /// learns from conflicts. An answer depends on the condition, the domains and the assumptions, not

@@ -140,6 +140,14 @@ SymbolicExprId TermBuilder::literal(const Eval::Value& aValue) {
   return SymbolicNDExpr(table, elements).getId(table);
 }
 
+// A list is no number, but its elements may all be NaN.
+TermBuilder::Certainty TermBuilder::isNaN(SymbolicExprId aCopy) const {
+  const SymbolicOp op = opOf(*table.get(aCopy));
+  if (op >= SymbolicOp::_2D && op <= SymbolicOp::ND) return Certainty::Maybe;
+  const auto known = nanOf.find(aCopy);
+  return known == nanOf.end() ? Certainty::No : known->second;
+}
+
 // Arithmetic over NaN gives NaN whatever its variables are, and so does a remainder by zero. Where
 // an infinity takes part, it depends on what else does.
 TermBuilder::Certainty TermBuilder::findNaN(const SymbolicExpr& aOperator) const {
@@ -148,8 +156,6 @@ TermBuilder::Certainty TermBuilder::findNaN(const SymbolicExpr& aOperator) const
   Certainty result = Certainty::No;
   for (std::size_t i = 0; i < aOperator.getNumInputs(); ++i) {
     const SymbolicExpr& input = *table.get(aOperator.getInput(i));
-    const bool isList = opOf(input) >= SymbolicOp::_2D && opOf(input) <= SymbolicOp::ND;
-    if (isList) return Certainty::No;
     const bool isDivisor = op == SymbolicOp::Modulo && i == 1;
     if (const std::optional<double> value = constantOf(input)) {
       if (std::isnan(*value) || (isDivisor && *value == 0)) result = Certainty::Yes;

@@ -41,11 +41,8 @@ class TermBuilder {
   const std::vector<SymbolicExprId>& origins(SymbolicExprId aCopy) const;
 
   enum class Certainty { No, Maybe, Yes };
-  /// Whether an operator over variables gives NaN where these are finite.
-  Certainty isNaN(SymbolicExprId aCopy) const {
-    const auto known = nanOf.find(aCopy);
-    return known == nanOf.end() ? Certainty::No : known->second;
-  }
+  /// Whether an operator over variables gives NaN where these are finite, or a list holds only NaN.
+  Certainty isNaN(SymbolicExprId aCopy) const;
 
   /// Appends the variables below an expression of the own table, each once, in the order of a walk;
   /// what lies inside a call or member is not looked at.
