@@ -53,46 +53,12 @@ std::string describe(const Value& aValue) {
   return text + "]";
 }
 
-const Scalar corners[] = {false,
-                          true,
-                          0,
-                          1,
-                          -1,
-                          2,
-                          3,
-                          -7,
-                          31,
-                          32,
-                          -31,
-                          -32,
-                          most,
-                          least,
-                          0.0,
-                          -0.0,
-                          0.5,
-                          -0.5,
-                          1.0,
-                          1.0 + 1e-9,
-                          -1.0,
-                          0.1,
-                          0.3,
-                          7.5,
-                          1e-8,
-                          -1e-8,
-                          eps,
-                          3.9,
-                          31.9,
-                          -32.5,
-                          2147483647.5,
-                          2147483648.0,
-                          -2147483648.5,
-                          -2147483649.0,
-                          3e9,
-                          1e300,
-                          5e-324,
-                          inf,
-                          -inf,
-                          nan};
+// clang-format off
+const Scalar corners[] = {
+    false, true, 0, 1, -1, 2, 3, -7, 31, 32, -31, -32, most, least, 0.0, -0.0, 0.5, -0.5, 1.0,
+    1.0 + 1e-9, -1.0, 0.1, 0.3, 7.5, 1e-8, -1e-8, eps, 3.9, 31.9, -32.5, 2147483647.5, 2147483648.0,
+    -2147483648.5, -2147483649.0, 3e9, 1e300, 5e-324, inf, -inf, nan};
+// clang-format on
 
 // ---------------------------------------------------------------------------------------------
 // Formulas of the test's own: 64-bit integers and long doubles instead of wrapping and promotion

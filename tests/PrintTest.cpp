@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <stdexcept>
 
 #include "base/detail/Intern.hpp"
@@ -223,61 +222,6 @@ TEST_F(PrintTest, PredicateIsAskedOnceForEverySymbolThatIsWritten) {
     EXPECT_EQ(prefix.asked, "f a s true false a ") << row.text;
   }
 }
-
-// A random expression that its C text spells without ambiguity: a negated literal would read back
-// as one literal.
-class RandomExpr {
- public:
-  RandomExpr(SymbolicExprTable& aTable, unsigned aSeed) : table(aTable), random(aSeed) {}
-
-  SymbolicExprId operator()(int aDepth) {
-    if (aDepth == 0) return leaf();
-    const SymbolicExprId a = (*this)(aDepth - 1);
-    const int kind = upTo(30);
-#define KS_UNARY(code, Op, Class) \
-  if (kind == code) return isNumber(a) ? a : intern<Class>(table, a);
-#define KS_BINARY(code, Op, Class) \
-  if (kind == code) return intern<Class>(table, a, (*this)(upTo(aDepth)));
-#include "base/SymbolicExprKinds.def"
-    switch (kind) {
-      case 24: return detail::Intern::list(table, {a});
-      case 25: return intern<SymbolicNDExpr>(table, some(aDepth, 2 + upTo(4)));
-      case 26: return intern<SymbolicFcnCall0UExpr>(table, "f0");
-      case 27: return intern<SymbolicFcnCallExpr>(table, "f", some(aDepth, 1 + upTo(4)));
-      case 28: return member();
-      default: return leaf();
-    }
-  }
-
- private:
-  int upTo(int aLimit) { return static_cast<int>(random() % static_cast<unsigned>(aLimit)); }
-  bool isNumber(SymbolicExprId aId) { return table.get(aId)->isNumber(); }
-  SymbolicExprId symbol() {
-    if (upTo(8) == 0) return intern<SymbolicString>(table, upTo(2) == 0 ? "true" : "false");
-    return intern<SymbolicString>(table, std::string(1 + random() % 9, "abc_Z"[random() % 5]));
-  }
-  // A member's name is a symbol of its own in a parsed table.
-  SymbolicExprId member() {
-    const SymbolicExprId object = symbol();
-    symbol();
-    return intern<SymbolicMemberValue>(table, object, "m");
-  }
-  SymbolicExprId leaf() {
-    switch (upTo(4)) {
-      case 0: return intern<SymbolicIntValue>(table, static_cast<int>(random()));
-      case 1: return intern<SymbolicDoubleValue>(table, std::ldexp(random(), upTo(200) - 100));
-      default: return symbol();
-    }
-  }
-  std::vector<SymbolicExprId> some(int aDepth, int aCount) {
-    std::vector<SymbolicExprId> ids;
-    for (int i = 0; i < aCount; ++i) ids.push_back((*this)(upTo(aDepth)));
-    return ids;
-  }
-
-  SymbolicExprTable& table;
-  std::mt19937 random;
-};
 
 TEST_F(PrintTest, LongChainsEitherWayAndDeepNestingNeedNoStack) {
   constexpr int count = 100000;

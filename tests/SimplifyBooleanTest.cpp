@@ -289,17 +289,5 @@ TEST(SimplifyBoolean, DisjunctionsAbsorbWhatIsTooLargeToDistribute) {
   EXPECT_EQ(simplified("(" + large + ") || c1 || !c1 && c2").text, "c1 || c2");
 }
 
-// ---------------------------------------------------------------------------------------------
-
-// Joins the operands in their order with random brackets.
-std::string grouped(RandomText& aRandom, const std::vector<std::string>& aOperands,
-                    const char* aConnective) {
-  if (aOperands.size() == 1) return "(" + aOperands.front() + ")";
-  const auto split = static_cast<std::ptrdiff_t>(1 + aRandom.pick(aOperands.size() - 1));
-  return "(" + grouped(aRandom, {aOperands.begin(), aOperands.begin() + split}, aConnective) +
-         aConnective + grouped(aRandom, {aOperands.begin() + split, aOperands.end()}, aConnective) +
-         ")";
-}
-
 }  // namespace
 }  // namespace KS::test

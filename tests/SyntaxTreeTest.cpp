@@ -92,53 +92,6 @@ TEST(SyntaxTree, OperatorsBuildAndNeverCompute) {
   EXPECT_EQ(printed(tree), "a+a");
 }
 
-// A box is only seen to be moved from where its variant is moved, and not the tree around that.
-TEST(SyntaxTree, MovedFromTreesReadAsEmptyOnesOfTheirOwn) {
-  const auto make = [](std::size_t aShape) -> expression_ast {
-    switch (aShape) {
-      case 0: return binary_op(SymbolicOp::Plus, name("a"), name("b"));
-      case 1: return unary_op(SymbolicOp::Not, name("a"));
-      case 2: return std::vector<expression_ast>{name("a"), name("b")};
-      default: {
-        expression_ast nested;
-        nested.expr = name("a");
-        return nested;
-      }
-    }
-  };
-  const auto first = [](expression_ast& aTree) -> expression_ast& {
-    if (auto* operation = boost::get<binary_op>(&aTree.expr)) return operation->left;
-    if (auto* operation = boost::get<unary_op>(&aTree.expr)) return operation->subject;
-    if (auto* nested = boost::get<expression_ast>(&aTree.expr)) return *nested;
-    auto& elements = boost::get<std::vector<expression_ast>>(aTree.expr);
-    if (elements.empty()) elements.emplace_back();
-    return elements[0];
-  };
-  for (std::size_t shape = 0; shape < 4; ++shape) {
-    expression_ast one = make(shape), other = make(shape), unread = make(shape);
-    const std::string text = printed(one);
-    expression_ast taken, alsoTaken, takenUnread;
-    taken.expr = std::move(one.expr);
-    alsoTaken.expr = std::move(other.expr);
-    takenUnread.expr = std::move(unread.expr);
-    EXPECT_EQ(printed(taken), text);
-    // Reading, copying, writing to one of them, assigning, moving on.
-    EXPECT_EQ(printed(one), "nothing");
-    const expression_ast copy = one;
-    EXPECT_EQ(printed(copy), printed(one));
-    first(one) = name("x");
-    EXPECT_EQ(printed(first(one)), "x");
-    EXPECT_EQ(first(other).expr.which(), 0) << "the other one has a tree of its own";
-    EXPECT_EQ(printed(copy), printed(unread));
-    one = taken;
-    other.expr = taken.expr;
-    EXPECT_EQ(printed(one), text);
-    EXPECT_EQ(printed(other), text);
-    const expression_ast moved = std::move(unread);
-    EXPECT_EQ(printed(moved), "nothing");
-  }
-}
-
 TEST(SyntaxTree, ConvertsTreesThatNoTextGives) {
   // An argument that is no list is one argument.
   expression_ast call = expression_ast(7);
