@@ -116,13 +116,13 @@ void Search::addConflicts(const std::vector<OrderTheory::Conflict>& aConflicts, 
   }
 }
 
-Search::Step Search::step(const std::vector<Literal>& aAssumptions, int aWide) {
+Search::Step Search::step(const std::vector<Literal>& aAssumptions, bool aIsWide) {
   const std::int64_t left = limit - spent - solver.conflicts();
   if (left <= 0) return Step::Limit;
   for (const Literal literal : aAssumptions) {
     if (literal != literalTrue) solver.assume(variable(literal));
   }
-  if (aWide != 0) solver.assume(aWide);
+  if (aIsWide) solver.assume(wide);
   switch (solver.solve(
       static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max())))) {
     case 10: return Step::Sat;
@@ -178,12 +178,18 @@ void Search::justify(const std::vector<Literal>& aAssumptions) {
   }
 }
 
-Search::Result Search::search(const std::vector<Literal>& aAssumptions, bool aWide) {
-  bool isWideUsed = false;
+Search::Result Search::run(const std::vector<Literal>& aAssumptions, std::int64_t aConflicts) {
+  spent = 0;
+  limit = solver.conflicts() + aConflicts;
+  valuation.clear();
+  isFalseAssumed = std::count(aAssumptions.begin(), aAssumptions.end(), literalFalse) > 0;
+  if (isFalseAssumed) return Impossible;
+  // Values that evaluation tells apart are asked for once there are others.
+  bool isWide = false;
   for (;;) {
-    switch (step(aAssumptions, aWide ? (isWideUsed ? wide : 0) : -wide)) {
+    switch (step(aAssumptions, isWide)) {
       case Step::Limit: return Exhausted;
-      case Step::Unsat: return isWideUsed && solver.failed(wide) ? TooNarrow : Impossible;
+      case Step::Unsat: return isWide && solver.failed(wide) ? TooNarrow : Impossible;
       case Step::Sat: break;
     }
     justify(aAssumptions);
@@ -192,22 +198,11 @@ Search::Result Search::search(const std::vector<Literal>& aAssumptions, bool aWi
       addConflicts(conflicts, false);
       continue;
     }
-    if (!aWide) return TooNarrow;
     const auto narrow = theory.place();
     if (narrow.empty()) return Found;
     addConflicts(narrow, true);
-    isWideUsed = true;
+    isWide = true;
   }
-}
-
-Search::Result Search::run(const std::vector<Literal>& aAssumptions, std::int64_t aConflicts) {
-  spent = 0;
-  limit = solver.conflicts() + aConflicts;
-  valuation.clear();
-  isFalseAssumed = std::count(aAssumptions.begin(), aAssumptions.end(), literalFalse) > 0;
-  if (isFalseAssumed) return Impossible;
-  const Result result = search(aAssumptions, true);
-  return result == TooNarrow ? search(aAssumptions, false) : result;
 }
 
 double Search::value(TermIndex aTerm) const {

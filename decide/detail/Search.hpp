@@ -60,9 +60,8 @@ class Search {
   void addNodes();
   void addOrders();
   void addConflicts(const std::vector<OrderTheory::Conflict>& aConflicts, bool aWide);
-  Step step(const std::vector<Literal>& aAssumptions, int aWide);
+  Step step(const std::vector<Literal>& aAssumptions, bool aIsWide);
   void justify(const std::vector<Literal>& aAssumptions);
-  Result search(const std::vector<Literal>& aAssumptions, bool aWide);
 
   const Formula& formula;
   const Problem& problem;

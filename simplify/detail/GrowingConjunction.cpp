@@ -36,7 +36,6 @@ bool GrowingConjunction::load(SymbolicExprId aChain) {
   if (before == aChain) {
     takeOutLast();
   } else {
-    chain = before = invalidSymbolicExprId;
     const DisjointJoin::Scope scope(join);
     const DisjointJoin::Part part = join.takeApart(aChain);
     if (!part.isPlain) return false;
