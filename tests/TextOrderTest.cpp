@@ -1,0 +1,106 @@
+// The canonical order of operands: the byte order of texts that are not written.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/detail/Intern.hpp"
+#include "print/SymbolicExprPrinter.hpp"
+#include "simplify/detail/TextOrder.hpp"
+
+namespace KS::test {
+namespace {
+
+using detail::intern;
+
+// Expressions that share parts, begin or end alike, or have one text.
+class Related {
+ public:
+  Related(SymbolicExprTable& aTable, unsigned aSeed) : table(aTable), random(aSeed) {
+    const std::string longName(29, 'n');
+    for (const std::string& name :
+         {std::string("a"), std::string("a1"), std::string("b"), std::string("a&&b"),
+          std::string("\xC3\xA4"), std::string("-1"), std::string("MODE259"),
+          std::string("MODE2590"), std::string("MODE25901"), std::string("a\0", 2), longName,
+          longName + "n", longName + "nn", longName + "no"}) {
+      ids.push_back(intern<SymbolicString>(table, name));
+    }
+    for (const int value : {-1, 1, 9, 10, 2147483647}) {
+      ids.push_back(intern<SymbolicIntValue>(table, value));
+    }
+    ids.push_back(intern<SymbolicUnaryMinusExpr>(table, intern<SymbolicIntValue>(table, 1)));
+    ids.push_back(intern<SymbolicDoubleValue>(table, 1e9));
+    ids.push_back(intern<SymbolicDoubleValue>(table, std::nextafter(1e9, 2e9)));
+  }
+
+  // Mostly on top of what came last, or a relation, of which many begin alike.
+  SymbolicExprId add() {
+    const SymbolicExprId a = pick(3) != 0 ? ids.back() : any();
+    ids.push_back(pick(3) == 0 ? intern<SymbolicEqualExpr>(table, ids[6 + pick(3)], any())
+                               : over(a, pick(3) == 0 ? ids.back() : any()));
+    return ids.back();
+  }
+  void dropLast() { ids.pop_back(); }
+  const std::vector<SymbolicExprId>& all() const { return ids; }
+
+ private:
+  std::size_t pick(std::size_t aCount) { return random() % aCount; }
+  SymbolicExprId any() { return ids[pick(ids.size())]; }
+
+  SymbolicExprId over(SymbolicExprId a, SymbolicExprId b) {
+    if (pick(2) == 0) return intern<SymbolicAndExpr>(table, a, b);
+    const int kind = static_cast<int>(pick(28));
+#define KS_UNARY(code, Op, Class) \
+  if (kind == code) return intern<Class>(table, a);
+#define KS_BINARY(code, Op, Class) \
+  if (kind == code) return intern<Class>(table, a, b);
+#include "base/SymbolicExprKinds.def"
+    const std::vector<SymbolicExprId> both{a, b};
+    if (kind == 24) return intern<SymbolicNDExpr>(table, both);
+    if (kind == 25) return intern<SymbolicMemberValue>(table, a, pick(2) == 0 ? "m" : "m1");
+    return intern<SymbolicFcnCallExpr>(table, "f", both);
+  }
+
+  SymbolicExprTable& table;
+  std::mt19937 random;
+  std::vector<SymbolicExprId> ids;
+};
+
+TEST(TextOrder, IsTheByteOrderOfThePrintedText) {
+  const auto sign = [](int order) { return (order > 0) - (order < 0); };
+  for (unsigned seed = 0; seed < 12; ++seed) {
+    SymbolicExprTable table;
+    detail::TextOrder order(table);
+    const SymbolicExprPrinter print(table, false, false, false);
+    Related related(table, seed);
+    std::vector<std::pair<std::string, SymbolicExprId>> sorted;
+    for (const SymbolicExprId id : related.all()) sorted.emplace_back(print(id), id);
+    while (sorted.size() < 150) {
+      const SymbolicExprId id = related.add();
+      sorted.emplace_back(print(id), id);
+      if (sorted.back().first.size() < 3000) continue;
+      related.dropLast();
+      sorted.pop_back();
+    }
+    std::vector<SymbolicExprId> ids(sorted.size());
+    for (std::size_t i = 0; i < ids.size(); ++i) ids[i] = sorted[i].second;
+    for (const auto& [textA, a] : sorted) {
+      for (const auto& [textB, b] : sorted) {
+        const int expected = sign(textA.compare(textB));
+        ASSERT_EQ(sign(order.compare(a, b)), expected) << textA << "\n" << textB;
+        ASSERT_EQ(sign(detail::compareTexts(table, a, b)), expected) << textA << "\n" << textB;
+        ASSERT_EQ(order.isBefore(a, b) || order.isBefore(b, a), a != b) << textA << "\n" << textB;
+      }
+    }
+    order.sort(ids.data(), ids.data() + ids.size());
+    std::sort(sorted.begin(), sorted.end());
+    for (std::size_t i = 0; i < ids.size(); ++i) ASSERT_EQ(print(ids[i]), sorted[i].first) << seed;
+  }
+}
+
+}  // namespace
+}  // namespace KS::test
