@@ -3,7 +3,6 @@
 // nodes stay what they are, and results are those of a fresh table.
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>

@@ -2,7 +2,6 @@
 // the service promises to keep: the same script runs over a service and over a plain one that says
 // the promises in a page. Both must be asked the same, and answer the same.
 #include <array>
-#include <functional>
 #include <map>
 #include <memory>
 #include <set>

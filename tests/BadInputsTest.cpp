@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"

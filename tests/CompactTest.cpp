@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <functional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -611,9 +610,6 @@ TEST(Compact, NoOtherGroupsOfNegationsGiveAShorterText) {
     EXPECT_EQ(shortest(formulas, conditions.table, formula, false), printed) << text;
   }
 }
-
-// ---------------------------------------------------------------------------------------------
-// Pairs of relations
 
 }  // namespace
 }  // namespace KS::test

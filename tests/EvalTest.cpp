@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <locale>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -16,7 +14,6 @@
 #include "base/detail/Intern.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
-#include "tests/support/HeapPeak.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace {

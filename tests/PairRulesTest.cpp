@@ -1,23 +1,14 @@
 // The rows for pairs of relations, proved one by one: every row against the truth of the pair for
-// all x, and against what simplification makes of the pair written out.
+// all x.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <iterator>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "eval/SymbolicExprEval.hpp"
-#include "parser/SymbolicExprParser.hpp"
-#include "print/SymbolicExprPrinter.hpp"
-#include "simplify/SymbolicExprSimplify.hpp"
 #include "simplify/detail/Connective.hpp"
-#include "simplify/detail/ValueChangingRules.hpp"
-#include "tests/support/Instrumented.hpp"
-#include "tests/support/RandomText.hpp"
+#include "simplify/detail/PairRules.hpp"
 
 namespace KS::detail {
 namespace {
@@ -128,11 +119,6 @@ TEST(PairRules, EveryRowKeepsTheMeaning) {
     }
   });
 }
-
-// ---------------------------------------------------------------------------------------------
-// Evaluation, which compares with a tolerance
-
-constexpr double tolerance = 1.0 / (1 << 26);
 
 }  // namespace
 }  // namespace KS::detail

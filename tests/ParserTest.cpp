@@ -6,13 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "base/SymbolicExprCopy.hpp"
 #include "base/detail/Intern.hpp"
-#include "host/KSHost.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "tests/support/RandomText.hpp"
@@ -455,8 +453,6 @@ TEST(Parser, ReadsRealLiterals) {
   EXPECT_EQ(readBack("1" + std::string(5000, '0') + ".0e-5000"), 1.0);
   EXPECT_EQ(readBack("1." + std::string(100000, '3')), 1.0 + 1.0 / 3.0);
 }
-
-// ---------------------------------------------------------------------------------------------
 
 }  // namespace
 }  // namespace KS

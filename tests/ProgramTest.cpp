@@ -14,7 +14,6 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprProgram.hpp"
 #include "parser/SymbolicExprParser.hpp"
-#include "tests/support/HeapPeak.hpp"
 #include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomQuestion.hpp"
 #include "tests/support/SmallStack.hpp"

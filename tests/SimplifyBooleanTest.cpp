@@ -1,10 +1,7 @@
 // Conjunctions, disjunctions and negations: text in, text out.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
 #include <string>
-#include <vector>
 
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"

@@ -12,7 +12,6 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
-#include "simplify/SymbolicExprSimplify.hpp"
 #include "tests/support/RandomQuestion.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SmallStack.hpp"

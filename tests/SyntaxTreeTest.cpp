@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <boost/spirit/include/qi_parse.hpp>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>

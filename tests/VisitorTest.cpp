@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <random>
 #include <stdexcept>
 
 #include "base/SymbolicExprCopy.hpp"

@@ -4,7 +4,6 @@
 #include <exception>
 #include <functional>
 #include <iterator>
-#include <utility>
 
 #include "base/KSSymbolicExpr.hpp"
 #include "parser/SymbolicExprParser.hpp"

@@ -1,7 +1,6 @@
 #include "tools/Cover.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <unordered_map>

@@ -1,6 +1,5 @@
 #include "tools/Decision.hpp"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 

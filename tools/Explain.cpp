@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <unordered_set>
-#include <utility>
 #include <vector>
 
 #include "base/KSSymbolicExpr.hpp"

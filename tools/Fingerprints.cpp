@@ -1,8 +1,5 @@
 #include "tools/Fingerprints.hpp"
 
-#include <functional>
-#include <string>
-
 #include "base/KSSymbolicExpr.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 

@@ -1,6 +1,5 @@
 #include "tools/Page.hpp"
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>

@@ -1,6 +1,5 @@
 #include "tools/Question.hpp"
 
-#include <algorithm>
 #include <cmath>
 #include <unordered_map>
 #include <unordered_set>

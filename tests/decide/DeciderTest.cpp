@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <map>
-#include <random>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>

@@ -1,7 +1,6 @@
 // Memory that ends anywhere in any public operation on expressions, and in any query of a service.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <type_traits>
 #include <utility>

@@ -5,8 +5,6 @@
 
 #include <atomic>
 #include <functional>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <chrono>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>

@@ -3,13 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <locale>
-#include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
