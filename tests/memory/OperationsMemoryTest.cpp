@@ -160,8 +160,10 @@ constexpr Operation<Objects> operations[] = {
      }},
     {"evaluate",
      [](Objects& o) {
-       return Objects::numbers(
-           SymbolicExprEval(o.table).eval(o.parseC("[1, 2, 3] * (2 + 0.5) % 2")));
+       const SymbolicExprEval evaluation(o.table);
+       const double number = evaluation.evalNumber(o.parseC("[2.5] * 2"));
+       return std::to_string(number) +
+              Objects::numbers(evaluation.eval(o.parseC("[1, 2, 3] * (2 + 0.5) % 2")));
      }},
     {"evaluate with bindings",
      [](Objects& o) {
