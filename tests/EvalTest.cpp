@@ -14,6 +14,7 @@
 #include "base/detail/Intern.hpp"
 #include "eval/SymbolicExprEval.hpp"
 #include "parser/SymbolicExprParser.hpp"
+#include "tests/support/HeapPeak.hpp"
 #include "tests/support/SmallStack.hpp"
 
 namespace {
@@ -307,6 +308,35 @@ TEST(Eval, LongCyclesEnd) {
       EXPECT_THAT(error.what(), testing::EndsWith("'s99999' -> 's0'"));
     }
   });
+}
+
+TEST(Eval, MemoryIsInTheVectorsThatAreNeededAtTheSameTime) {
+  std::string list = "[1";
+  while (list.size() < 8192) list += ",1";
+  list += "]";
+  SymbolicExprTable table;
+  table.registerValueId("x", intern<SymbolicIntValue>(table, 1));
+  table.registerValueId("y", SymbolicExprParser(table, true)(list + "*2"));
+  SymbolicExprId negated = SymbolicExprParser(table, true)(list);
+  std::string left = list, middle = list;
+  for (int i = 0; i < 3000; ++i) {
+    left += "+x";
+    middle += i % 2 == 0 ? "-y" : "+y";
+    negated = intern<SymbolicUnaryMinusExpr>(table, negated);
+  }
+  for (const SymbolicExprId id :
+       {SymbolicExprParser(table, true)(left), SymbolicExprParser(table, true)(middle), negated}) {
+    const test::HeapPeak peak;
+    EXPECT_EQ(SymbolicExprEval(table).eval(id).size(), 4096U);
+    EXPECT_LT(peak.bytes(), std::size_t{4} << 20) << "of 200 MB in all results";
+  }
+  // What is needed last, to find out that it is no element.
+  try {
+    SymbolicExprEval(table).eval(SymbolicExprParser(table, true)("y-" + left + "+[1,y]"));
+    ADD_FAILURE() << "a list inside a list has a value";
+  } catch (const SymbolicExprEvalError& error) {
+    EXPECT_THAT(error.what(), testing::HasSubstr("element 2 of the outer one is a list"));
+  }
 }
 
 TEST(Eval, ThreadsMayShareATable) {

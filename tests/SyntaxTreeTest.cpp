@@ -126,6 +126,37 @@ TEST(SyntaxTree, ConvertsTreesThatNoTextGives) {
   EXPECT_EQ(print(convert(binary_op(SymbolicOp::Minus, name("a"), name("b")))), "a-b");
 }
 
+// What has nothing for an operand is interned with the invalid id as its input.
+TEST(SyntaxTree, NothingAsAnOperand) {
+  const expression_ast nothing;
+  using Trees = std::vector<expression_ast>;
+  constexpr SymbolicExprId none = invalidSymbolicExprId;
+  const struct {
+    expression_ast tree;
+    int kind;
+    std::vector<SymbolicExprId> inputs;  // a has the id 0
+  } rows[] = {
+      {expression_ast(name("a")) += nothing, 3, {0, none}},
+      {moduloExp.f(nothing, name("a")), 8, {none, 0}},
+      {notExp.f(unary_op(SymbolicOp::Plus, nothing)), 17, {none}},
+      {voidFcnCallExp.f(nothing), 27, {none}},
+      {Trees{nothing}, 26, {none}},
+      {Trees{nothing, nothing, name("a"), nothing}, 26, {none, none, 0, none}},
+      {expression_ast(Trees{nothing, name("a")})[name("a")], 29, {0, none, 0}},
+      {memberVal.f(nothing, name("a")), 31, {none}},
+  };
+  for (const auto& row : rows) {
+    SymbolicExprTable table;
+    SymbolicString(table, "a");
+    ASSERT_EQ(Ast2SymbolicExprId(table, true)(row.tree), 1U) << row.kind;
+    const SymbolicExpr& node = *table.get(1);
+    EXPECT_EQ(node.getKind(), row.kind);
+    std::vector<SymbolicExprId> inputs;
+    for (std::size_t i = 0; i < node.getNumInputs(); ++i) inputs.push_back(node.getInput(i));
+    EXPECT_EQ(inputs, row.inputs) << row.kind;
+  }
+}
+
 TEST(SyntaxTree, GrammarBuildsTheTreeOfTheText) {
   const struct {
     const char* text;

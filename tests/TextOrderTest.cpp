@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <utility>
@@ -99,6 +100,67 @@ TEST(TextOrder, IsTheByteOrderOfThePrintedText) {
     order.sort(ids.data(), ids.data() + ids.size());
     std::sort(sorted.begin(), sorted.end());
     for (std::size_t i = 0; i < ids.size(); ++i) ASSERT_EQ(print(ids[i]), sorted[i].first) << seed;
+  }
+}
+
+SymbolicExprId listOf(SymbolicExprTable& aTable, std::initializer_list<const char*> aNames) {
+  std::vector<SymbolicExprId> names;
+  for (const char* const name : aNames) names.push_back(intern<SymbolicString>(aTable, name));
+  return intern<SymbolicNDExpr>(aTable, names);
+}
+SymbolicExprId memberOf(SymbolicExprTable& aTable, const char* aObject, const char* aMember) {
+  return intern<SymbolicMemberValue>(aTable, intern<SymbolicString>(aTable, aObject), aMember);
+}
+
+// Of expressions with one text, the order is by what they are, in whatever order they were made.
+TEST(TextOrder, IsByStructureWhereTheTextIsOne) {
+  using Table = SymbolicExprTable;
+  using Make = SymbolicExprId (*)(Table&);
+  // From the first to the last; the text is that of all in a row.
+  const std::vector<Make> rows[] = {
+      {[](Table& t) { return intern<SymbolicString>(t, "-1"); },
+       [](Table& t) { return intern<SymbolicIntValue>(t, -1); },
+       [](Table& t) { return intern<SymbolicUnaryMinusExpr>(t, intern<SymbolicIntValue>(t, 1)); }},
+      // The names of the members differ.
+      {[](Table& t) { return memberOf(t, "a", "b.c"); },
+       [](Table& t) { return memberOf(t, "a.b", "c"); },
+       [](Table& t) { return intern<SymbolicMemberValue>(t, memberOf(t, "a", "b"), "c"); }},
+      // The number of elements, and then the first that differs.
+      {[](Table& t) {
+         return listOf(t, {"a", "p", "q", "b,c,d"});
+       },
+       [](Table& t) {
+         return listOf(t, {"a", "p", "q,b", "c,d"});
+       },
+       [](Table& t) {
+         return listOf(t, {"a", "p", "q", "b,c", "d"});
+       },
+       [](Table& t) {
+         return listOf(t, {"a,p", "q", "b", "c", "d"});
+       }},
+  };
+  for (const std::vector<Make>& row : rows) {
+    for (const bool isReversed : {false, true}) {
+      Table table;
+      std::vector<SymbolicExprId> ids(row.size());
+      for (std::size_t i = 0; i < row.size(); ++i) {
+        const std::size_t place = isReversed ? row.size() - 1 - i : i;
+        ids[place] = row[place](table);
+      }
+      detail::TextOrder order(table);
+      std::vector<SymbolicExprId> sorted(ids.rbegin(), ids.rend());
+      order.sort(sorted.data(), sorted.data() + sorted.size());
+      EXPECT_EQ(sorted, ids);
+      for (std::size_t i = 0; i < ids.size(); ++i) {
+        for (std::size_t j = 0; j < ids.size(); ++j) {
+          EXPECT_EQ(order.compare(ids[i], ids[j]), 0);
+          // Behind a common beginning as well.
+          EXPECT_EQ(order.isBefore(intern<SymbolicAndExpr>(table, ids[0], ids[i]),
+                                   intern<SymbolicAndExpr>(table, ids[0], ids[j])),
+                    i < j);
+        }
+      }
+    }
   }
 }
 
