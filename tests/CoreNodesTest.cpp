@@ -239,13 +239,13 @@ TEST_F(CoreNodes, constructorsInternOnceAndChooseTheClass) {
        [&] { return SymbolicNDExpr(t, four).getId(t); }, 26, 1},
       {"call, none", [&] { return SymbolicFcnCallExpr(t, "f", {}).getId(t); },
        [&] { return SymbolicFcnCall0UExpr(t, SymbolicString(t, "f")).getId(t); }, 27, 2},
-      {"call, one", [&] { return SymbolicFcnCall1UExpr(t, "g", a).getId(t); },
+      {"call, one", [&] { return SymbolicFcnCall1UExpr(t, SymbolicString(t, "g"), a).getId(t); },
        [&] { return SymbolicFcnCallExpr(t, SymbolicString(t, "g"), {0}).getId(t); }, 28, 2},
       {"call, two",
        [&] {
          return SymbolicFcnCallExpr(t, "h", {0, 1}).getId(t);
        },
-       [&] { return SymbolicFcnCall2UExpr(t, "h", a, b).getId(t); }, 29, 2},
+       [&] { return SymbolicFcnCall2UExpr(t, SymbolicString(t, "h"), a, b).getId(t); }, 29, 2},
       {"call, three",
        [&] {
          return SymbolicFcnCallExpr(t, "i", {0, 1, 2}).getId(t);

@@ -127,6 +127,8 @@ const Row numberRows[] = {
     {"f()", "0"},
     {"unknown(unbound, 1 + [1, [2, 3]])", "0"},
     {"unbound.member", "0"},
+    {"g(N, 2)", "0"},
+    {"h(N, 2, s.m)", "0"},
 };
 
 TEST(Eval, NumbersFromText) {

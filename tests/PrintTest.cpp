@@ -162,13 +162,13 @@ TEST_F(PrintTest, NodesThatAConstructorAllowsButDoesNotIntern) {
   using Ids = std::vector<SymbolicExprId>;
   const SymbolicFcnCallExpr noArgument(table, "f", Ids{}), oneArgument(table, "f", Ids{sum}),
       twoArguments(table, "f", Ids{a, sum});
-  const SymbolicNDExpr nothing(table, Ids{}), one(table, Ids{sum}), two(table, Ids{a, b}),
-      three(table, Ids{a, b, sum});
+  const SymbolicNDExpr nothing(table, Ids{}), one(table, Ids{sum}),
+      two(table, Ids{parse("s.m"), parse("2.5")}), three(table, Ids{a, b, sum});
   const struct {
     const SymbolicExpr& node;
     const char* text;
   } rows[] = {{noArgument, "f()"}, {oneArgument, "f(a+b)"}, {twoArguments, "f(a,a+b)"},
-              {nothing, "[]"},     {one, "[a+b]"},          {two, "[a,b]"},
+              {nothing, "[]"},     {one, "[a+b]"},          {two, "[s.m,2.5]"},
               {three, "[a,b,a+b]"}};
   // The printer asks a node for nothing that it does not have, so the switch makes no difference.
   for (const bool checks : {true, false}) {
@@ -263,7 +263,8 @@ std::string textOrError(const Render& aRender) {
 }
 
 TEST_F(PrintTest, TheLimitHoldsForWholeTexts) {
-  for (const char* text : {"x", "12", "a+b*c", "-(a-(b-c))", "f(a,[b,c])==s.m", "!(a&&b)||0.5>c"}) {
+  for (const char* text :
+       {"x", "12", "a+b*c", "-(a-(b-c))", "f(a,[b,c,2.5])==s.m", "!(a&&b)||0.5>c"}) {
     const SymbolicExprId id = parse(text);
     const auto printed = [&](std::size_t aLimit, bool aRenames) {
       const SymbolicExprPrinter::Predicate renaming;

@@ -89,7 +89,8 @@ TEST(Programs, ARunnerGivesWhatAProgramGivesWithEachOfItsValues) {
     Ids parameters;
     bindings.forEach([&](SymbolicExprId id, const Value&) { parameters.push_back(id); });
     SymbolicExprRunner made(table, question.roots, parameters);
-    SymbolicExprRunner runner = std::move(made);
+    SymbolicExprRunner runner(table, {}, {});
+    runner = std::move(made);
     for (int round = 0; round < 4; ++round) {
       std::vector<Value> given;
       for (const SymbolicExprId id : parameters) {

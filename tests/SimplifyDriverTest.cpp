@@ -106,7 +106,8 @@ TEST(SimplifyDriver, NeedsNoBooleanSymbolsAndRefusesUnknownIds) {
                std::out_of_range);
   EXPECT_THROW(SymbolicExprSimplify(table, 5).explain(1), std::out_of_range);
   EXPECT_EQ(table.size(), 1U);
-  EXPECT_EQ(SymbolicExprSimplify(table, 5).simplify(x, passes), x);
+  const SymbolicExprSimplify simplify(table, 5);
+  EXPECT_EQ(SymbolicExprSimplify(simplify).simplify(x, passes), x);
   EXPECT_EQ(passes, 1U);
   EXPECT_NE(table.getIdTRUE(), invalidSymbolicExprId);
 }
