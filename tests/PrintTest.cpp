@@ -184,6 +184,10 @@ TEST_F(PrintTest, NodesThatAConstructorAllowsButDoesNotIntern) {
     }
   }
   qc::diag::setTerminate(true);
+  // A name that is to be replaced may become any text.
+  const SymbolicExpr& name = *table.get(symbol("false"));
+  EXPECT_EQ(detail::textLength({table, name, {false, false, true}, false}, 99), 1U);
+  EXPECT_EQ(detail::textLength({table, name, {false, false, false}, true}, 99), 0U);
 }
 
 TEST_F(PrintTest, PredicateIsAskedOnceForEverySymbolThatIsWritten) {
