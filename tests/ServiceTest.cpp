@@ -354,6 +354,33 @@ TEST(ServiceOrderTest, NetConditionsDependOnNoOtherQuery) {
   }
 }
 
+// Many more than are kept at the same time, below few others and below many.
+TEST(ServiceOrderTest, NetConditionsOfManyBlocks) {
+  class Grid final : public VCCustomizer {
+   public:
+    explicit Grid(std::size_t aNumTops) : numTops(aNumTops) {}
+    std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+      const std::size_t index = indexOf(aBlock);
+      return index < numTops ? "A" + std::to_string(index) : "B" + std::to_string(index / numTops);
+    }
+    const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+      return indexOf(aBlock) < numTops ? nullptr : at(indexOf(aBlock) % numTops);
+    }
+    static std::size_t indexOf(const KSBlock* aBlock) {
+      return static_cast<std::size_t>(reinterpret_cast<const char*>(aBlock) - blocks.data());
+    }
+    const std::size_t numTops;
+  };
+  for (const std::size_t numTops : {2, 10000}) {
+    VCService service;
+    const Grid grid(numTops);
+    for (std::size_t i = numTops; i < 30000; ++i) {
+      ASSERT_EQ(service.getMExprNetVVCEString(at(i), &grid),
+                "A" + std::to_string(i % numTops) + " && B" + std::to_string(i / numTops));
+    }
+  }
+}
+
 TEST(ServiceDepthTest, LongChainsOfParentsNeedNoStack) {
   constexpr std::size_t count = 100000;
   class Line final : public VCCustomizer {

@@ -164,11 +164,17 @@ void ConditionStore::computeNetsAbove(const Family& aFamily, const KSBlock* aBlo
 SymbolicExprId ConditionStore::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal) {
   // Most blocks have no condition of their own.
   if (aLocal == table.getIdTRUE()) return simplifier.conjunction(aLocal, aAbove);
+  if (netResults.empty()) netResults.resize(std::size_t{1} << netResultsBits);
+  constexpr std::uint64_t oddFraction = 0x9e3779b97f4a7c15;  // of the golden ratio: mixes upwards
   const std::uint64_t both = std::uint64_t{aAbove} << 32 | aLocal;
-  // What throws leaves an entry that is not known yet.
-  SymbolicExprId& result = netResults.try_emplace(both, invalidSymbolicExprId).first->second;
-  if (result == invalidSymbolicExprId) result = simplifier.conjunction(aLocal, aAbove);
-  return result;
+  NetResult& kept = netResults[both * oddFraction >> (64 - netResultsBits)];
+  if (kept.above != aAbove || kept.local != aLocal) {
+    const SymbolicExprId net = simplifier.conjunction(aLocal, aAbove);
+    kept.above = aAbove;
+    kept.local = aLocal;
+    kept.net = net;
+  }
+  return kept.net;
 }
 
 // ---------------------------------------------------------------------------------------------

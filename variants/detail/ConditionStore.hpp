@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <vector>
 
 #include "base/SymbolicExprTable.hpp"
 #include "base/detail/Intern.hpp"
@@ -115,7 +116,13 @@ class ConditionStore {
   boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
   std::size_t textResultsLength = 0;
   boost::unordered_flat_map<std::uint32_t, KeptId> idResults;
-  boost::unordered_flat_map<std::uint64_t, SymbolicExprId> netResults;  // by both ids, 32 bits each
+  // Net conditions that were asked for last, each in a place that the one above and the local one
+  // choose: siblings that have one condition mostly follow each other.
+  struct NetResult {
+    KeptId above, local, net;
+  };
+  static constexpr unsigned netResultsBits = 12;
+  std::vector<NetResult> netResults;  // once there is one
 };
 
 }  // namespace KS::detail
