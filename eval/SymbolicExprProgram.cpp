@@ -196,10 +196,8 @@ class Eval::detail::ParameterRun {
       if (value.tag() == Value::Vector) requireElements(value, "KS::SymbolicExprRunner::run");
     }
     current.restart(parameters, aValues);
-    const auto bound = [&]() -> const SymbolicExprBindings& {
-      for (std::size_t i = 0; i < ids.size(); ++i) bindings.set(ids[i], aValues[i]);
-      return bindings;
-    };
+    // What leads back to itself does so whatever values its parameters have.
+    const auto bound = [this]() -> const SymbolicExprBindings& { return bindings; };
     forEachRoot(program, current, Valueless::Fails, bound,
                 [this](std::size_t aIdx, const ProgramRun& aRun, std::uint32_t aRoot) {
                   tellOutcome(program, aIdx, aRun, aRoot, outcomes[aIdx]);
@@ -222,7 +220,7 @@ class Eval::detail::ParameterRun {
   }
 
   const std::vector<SymbolicExprId> ids;  // of the parameters
-  SymbolicExprBindings bindings;
+  const SymbolicExprBindings bindings;
   NodeProgram program;
   ProgramRun current;
   std::vector<ProgramRun::Parameter> parameters;  // those that the roots need

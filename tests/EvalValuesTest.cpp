@@ -329,8 +329,11 @@ struct CommaPoint : std::numpunct<char> {
 };
 
 TEST(EvalValues, PrintingIgnoresWhatIsSetOnTheStream) {
-  std::ostringstream text;
-  std::streambuf* const before = std::cout.rdbuf(text.rdbuf());
+  struct Buffer : std::stringbuf {
+    int sync() override { return ++numFlushes, 0; }
+    int numFlushes = 0;
+  } text;
+  std::streambuf* const before = std::cout.rdbuf(&text);
   const std::locale localeBefore = std::cout.imbue(std::locale(std::locale(), new CommaPoint));
   std::ios formatBefore(nullptr);
   formatBefore.copyfmt(std::cout);
@@ -347,6 +350,7 @@ TEST(EvalValues, PrintingIgnoresWhatIsSetOnTheStream) {
   std::cout.rdbuf(before);
   EXPECT_EQ(text.str(),
             "Scalar: 1234567\nScalar: true\nScalar: -1234.57\nVector: [ true 2 0.5 ]Vector: [ ]");
+  EXPECT_EQ(text.numFlushes, 3) << "each scalar's line";
 }
 
 }  // namespace

@@ -399,8 +399,12 @@ TEST_F(Program, ARunnerHasItsParametersAndNoOthers) {
   EXPECT_THAT(answers({3, 0, 0.25, 9}), testing::ElementsAre("7 ", "0 ", "0.25 ", "9 "));
 
   // What has no value is told as evaluation tells it, for which the parameters have theirs.
-  SymbolicExprRunner failing(table, parseAll({"given + missing"}), parseAll({"given"}));
+  SymbolicExprRunner failing(table, parseAll({"given + missing", "given + [1, 2] + loop"}),
+                             parseAll({"given"}));
   EXPECT_EQ(failing.run({1})[0].error, "the symbol 'missing' has no value");
+  EXPECT_THAT(failing.run({list})[1].error, testing::HasSubstr("leads back to itself"));
+  EXPECT_THAT(failing.run({std::vector<Eval::Scalar>{1, 2, 3}})[1].error,
+              testing::HasSubstr("a vector of 3 and a vector of 2 elements"));
   EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "4"})), std::invalid_argument);
   EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "y", "x"})), std::invalid_argument);
   EXPECT_THROW(SymbolicExprRunner(table, roots, {table.size()}), std::out_of_range);

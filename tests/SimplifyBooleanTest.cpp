@@ -204,6 +204,8 @@ TEST(SimplifyBoolean, RulesOfTheVisitor) {
       {"a && b && !(a && c)", "!(a && c)", true, false, false},
       {"a && b && !(a && b || c)", "!(a && b || c)", true, true, false},
       {"a && !b", "!b", true, false, false},
+      {"a > 3 || b || !(3 < a || b)", "!(3 < a || b)", false, true, false},
+      {"3 < a && b && !(a > 3 && b)", "!(a > 3 && b)", true, true, false},
       // A chain under the negation that is written from the right.
       {"a || b || c || !(a || (b || c))", "!(a || (b || c))", false, true, false},
       {"a || b || !(a || (b || c))", "!(a || (b || c))", false, false, false},

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -100,6 +101,20 @@ TEST(TextOrder, IsTheByteOrderOfThePrintedText) {
     order.sort(ids.data(), ids.data() + ids.size());
     std::sort(sorted.begin(), sorted.end());
     for (std::size_t i = 0; i < ids.size(); ++i) ASSERT_EQ(print(ids[i]), sorted[i].first) << seed;
+  }
+}
+
+TEST(TextOrder, RefusesInputsThatAreNotOlder) {
+  SymbolicExprTable table;
+  const SymbolicExprId a = intern<SymbolicString>(table, "a");
+  const SymbolicExprId right = intern<SymbolicPlusExpr>(table, a, SymbolicExprId{1});
+  const SymbolicExprId left = intern<SymbolicMinusExpr>(table, SymbolicExprId{2}, a);
+  const SymbolicExprId unary = intern<SymbolicNotExpr>(table, SymbolicExprId{3});
+  for (const SymbolicExprId bad : {right, left, unary}) {
+    const SymbolicExprId one = intern<SymbolicMultiplyExpr>(table, a, bad);
+    const SymbolicExprId other = intern<SymbolicDivideExpr>(table, a, bad);
+    EXPECT_THROW(detail::compareTexts(table, bad, a), std::out_of_range) << bad;
+    EXPECT_NE(detail::compareTexts(table, one, other), 0) << "what decides stands before it";
   }
 }
 
