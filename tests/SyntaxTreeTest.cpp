@@ -109,6 +109,7 @@ TEST(SyntaxTree, ConvertsTreesThatNoTextGives) {
   EXPECT_EQ(printed(binary_op(static_cast<SymbolicOp>(99), name("a"), name("b"))), "nothing");
   // A member's name that is no name.
   EXPECT_EQ(printed(memberVal.f(name("s"), expression_ast(1))), "nothing");
+  EXPECT_EQ(printed(memberVal.f(name("s"), expression_ast())), "nothing");
 
   SymbolicExprTable table;
   const Ast2SymbolicExprId convert(table, true);

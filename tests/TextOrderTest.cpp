@@ -37,6 +37,13 @@ class Related {
     ids.push_back(intern<SymbolicUnaryMinusExpr>(table, intern<SymbolicIntValue>(table, 1)));
     ids.push_back(intern<SymbolicDoubleValue>(table, 1e9));
     ids.push_back(intern<SymbolicDoubleValue>(table, std::nextafter(1e9, 2e9)));
+    // A long left edge, whose lower nodes have short texts.
+    SymbolicExprId chain = ids[0];
+    for (int i = 0; i < 70; ++i) {
+      chain = intern<SymbolicMinusExpr>(table, chain, ids[2]);
+      ids.push_back(chain);
+    }
+    ids.push_back(ids[1]);
   }
 
   // Mostly on top of what came last, or a relation, of which many begin alike.
@@ -81,7 +88,7 @@ TEST(TextOrder, IsTheByteOrderOfThePrintedText) {
     Related related(table, seed);
     std::vector<std::pair<std::string, SymbolicExprId>> sorted;
     for (const SymbolicExprId id : related.all()) sorted.emplace_back(print(id), id);
-    while (sorted.size() < 150) {
+    while (sorted.size() < 220) {
       const SymbolicExprId id = related.add();
       sorted.emplace_back(print(id), id);
       if (sorted.back().first.size() < 3000) continue;
