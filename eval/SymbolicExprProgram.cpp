@@ -85,20 +85,19 @@ class Lister {
   SymbolicExprProgram::Listing listing;
 };
 
-// Calls `aUse(index of the root, run, place of the root in it)` for every root. `aBindings()` gives
-// the bindings of the run, which are asked for where registered values lead back to themselves.
-template <class Bindings, class Use>
+// Calls `aUse(index of the root, run, place of the root in it)` for every root. What leads back to
+// itself does so whatever values the bindings give.
+template <class Use>
 void forEachRoot(const NodeProgram& aProgram, const ProgramRun& aRun, Valueless aValueless,
-                 const Bindings& aBindings, const Use& aUse) {
+                 const SymbolicExprBindings& aBindings, const Use& aUse) {
   for (std::size_t i = 0; i < aProgram.roots.size(); ++i) {
     const std::uint32_t root = aProgram.roots[i];
     if (aRun.at(root).state != NodeProgram::cycleError) {
       aUse(i, aRun, root);
     } else {
       // How the way round is told depends on where it is entered, so on the root.
-      const SymbolicExprBindings& bindings = aBindings();
-      const NodeProgram alone = compile(aProgram.table, {aProgram.ids[root]}, &bindings);
-      aUse(i, ProgramRun(alone, bindings, aValueless), alone.roots[0]);
+      const NodeProgram alone = compile(aProgram.table, {aProgram.ids[root]}, &aBindings);
+      aUse(i, ProgramRun(alone, aBindings, aValueless), alone.roots[0]);
     }
   }
 }
@@ -109,8 +108,7 @@ void forEachRoot(const NodeProgram& aProgram, const SymbolicExprBindings& aBindi
   std::optional<NodeProgram> cut;
   if (aProgram.isCyclic) cut.emplace(cutByBindings(aProgram, aBindings));
   const NodeProgram& program = cut ? *cut : aProgram;
-  const auto same = [&]() -> const SymbolicExprBindings& { return aBindings; };
-  forEachRoot(program, ProgramRun(program, aBindings, aValueless), aValueless, same, aUse);
+  forEachRoot(program, ProgramRun(program, aBindings, aValueless), aValueless, aBindings, aUse);
 }
 
 // Writes what a root of a program came to over the outcome of a run before.
@@ -196,9 +194,7 @@ class Eval::detail::ParameterRun {
       if (value.tag() == Value::Vector) requireElements(value, "KS::SymbolicExprRunner::run");
     }
     current.restart(parameters, aValues);
-    // What leads back to itself does so whatever values its parameters have.
-    const auto bound = [this]() -> const SymbolicExprBindings& { return bindings; };
-    forEachRoot(program, current, Valueless::Fails, bound,
+    forEachRoot(program, current, Valueless::Fails, bindings,
                 [this](std::size_t aIdx, const ProgramRun& aRun, std::uint32_t aRoot) {
                   tellOutcome(program, aIdx, aRun, aRoot, outcomes[aIdx]);
                 });

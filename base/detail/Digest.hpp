@@ -62,7 +62,7 @@ struct Digests {
   }
 
   /// Half of the bits of a hash, the index takes no more: those that depend on all others.
-  static std::uint32_t indexHash(std::size_t aHash) {
+  static std::uint32_t indexHash(std::uint64_t aHash) {
     constexpr std::uint64_t oddFraction = 0x9e3779b97f4a7c15;  // of the golden ratio: mixes upwards
     return static_cast<std::uint32_t>(aHash * oddFraction >> 32);
   }

@@ -164,17 +164,24 @@ void ConditionStore::computeNetsAbove(const Family& aFamily, const KSBlock* aBlo
 SymbolicExprId ConditionStore::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal) {
   // Most blocks have no condition of their own.
   if (aLocal == table.getIdTRUE()) return simplifier.conjunction(aLocal, aAbove);
-  if (netResults.empty()) netResults.resize(std::size_t{1} << netResultsBits);
-  constexpr std::uint64_t oddFraction = 0x9e3779b97f4a7c15;  // of the golden ratio: mixes upwards
-  const std::uint64_t both = std::uint64_t{aAbove} << 32 | aLocal;
-  NetResult& kept = netResults[both * oddFraction >> (64 - netResultsBits)];
-  if (kept.above != aAbove || kept.local != aLocal) {
-    const SymbolicExprId net = simplifier.conjunction(aLocal, aAbove);
-    kept.above = aAbove;
-    kept.local = aLocal;
-    kept.net = net;
+  const NetResult& kept = netPlace(aAbove, aLocal);
+  if (kept.above == aAbove && kept.local == aLocal) return kept.net;
+  const SymbolicExprId net = simplifier.conjunction(aLocal, aAbove);
+  keepNet(aAbove, aLocal, net);
+  return net;
+}
+
+void ConditionStore::keepNet(SymbolicExprId aAbove, SymbolicExprId aLocal, SymbolicExprId aNet) {
+  constexpr std::size_t mostPlaces = std::size_t{1} << 16;
+  if (++numNets > netResults.size() && netResults.size() < mostPlaces) {
+    std::vector<NetResult> old(2 * netResults.size());
+    old.swap(netResults);
+    for (const NetResult& one : old) netPlace(one.above, one.local) = one;
   }
-  return kept.net;
+  NetResult& place = netPlace(aAbove, aLocal);
+  place.above = aAbove;
+  place.local = aLocal;
+  place.net = aNet;
 }
 
 // ---------------------------------------------------------------------------------------------

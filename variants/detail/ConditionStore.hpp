@@ -116,13 +116,18 @@ class ConditionStore {
   boost::unordered_flat_map<std::string, SymbolicExprId> textResults;
   std::size_t textResultsLength = 0;
   boost::unordered_flat_map<std::uint32_t, KeptId> idResults;
-  // Net conditions that were asked for last, each in a place that the one above and the local one
-  // choose: siblings that have one condition mostly follow each other.
+  // Net conditions, each in the one place that the condition above and the local one choose; a
+  // later one takes the place of an earlier one. As many places as conditions came, within a limit.
   struct NetResult {
     KeptId above, local, net;
   };
-  static constexpr unsigned netResultsBits = 12;
-  std::vector<NetResult> netResults;  // once there is one
+  NetResult& netPlace(SymbolicExprId aAbove, SymbolicExprId aLocal) {
+    const std::uint32_t hash = Digests::indexHash(std::uint64_t{aAbove} << 32 | aLocal);
+    return netResults[hash & (netResults.size() - 1)];  // a power of 2
+  }
+  void keepNet(SymbolicExprId aAbove, SymbolicExprId aLocal, SymbolicExprId aNet);
+  std::vector<NetResult> netResults = std::vector<NetResult>(16);
+  std::size_t numNets = 0;
 };
 
 }  // namespace KS::detail
