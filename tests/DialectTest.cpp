@@ -99,5 +99,23 @@ TEST(DialectTest, UnknownIdsThrowAndLeaveTheTableAsItWas) {
   EXPECT_EQ(table.size(), 0U);
 }
 
+TEST(DialectTest, NamesAreInternedFirstAndTheWalkGivesTheSameIds) {
+  SymbolicExprTable walked;
+  SymbolicExprTable driven;
+  const char* const text = "(a/b<<-(2))+(c>>d%e)";
+  const SymbolicExprId id = SymbolicExprParser(walked, true)(text);
+  ASSERT_EQ(SymbolicExprParser(driven, true)(text), id);
+  const SymbolicExprId firstNew = walked.size();
+  SymbolicExprC2MVisitor visitor(walked);
+  walked.get(id)->accept(walked, visitor);
+  EXPECT_EQ(visitor.get(), SymbolicExprC2M(driven)(id));
+  EXPECT_EQ(walked.size(), driven.size());
+  const char* const names[] = {"idivide", "rem", "bitand", "bitor", "bitxor", "bitcmp", "bitshift"};
+  SymbolicExprId expected = firstNew;
+  for (const char* name : names) {
+    EXPECT_EQ(intern<SymbolicString>(driven, name), expected++);
+  }
+}
+
 }  // namespace
 }  // namespace KS

@@ -14,6 +14,7 @@
 #include "eval/SymbolicExprEval.hpp"
 #include "eval/SymbolicExprProgram.hpp"
 #include "parser/SymbolicExprParser.hpp"
+#include "tests/support/HeapPeak.hpp"
 #include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomQuestion.hpp"
 #include "tests/support/SmallStack.hpp"
@@ -409,6 +410,24 @@ TEST_F(Program, ARunnerHasItsParametersAndNoOthers) {
   EXPECT_THROW(SymbolicExprRunner(table, roots, parseAll({"x", "y", "x"})), std::invalid_argument);
   EXPECT_THROW(SymbolicExprRunner(table, roots, {table.size()}), std::out_of_range);
   EXPECT_THROW(SymbolicExprRunner(table, {table.size()}, {}), std::out_of_range);
+}
+
+TEST_F(Program, MemoryIsInTheListsThatAreNeededAtTheSameTime) {
+  std::string chain = "y", tree = "y";
+  for (int i = 0; i < 3000; ++i) {
+    chain += i % 2 == 0 ? "-y" : "+x";
+    tree += "+(y*" + std::to_string(i) + ")";
+  }
+  const Ids ids = parseAll({chain, tree});
+  SymbolicExprBindings bindings(table);
+  bindings.set("x", 1);
+  bindings.set("y", std::vector<Eval::Scalar>(4096, 2));
+  const SymbolicExprProgram program(table, ids);
+  const test::HeapPeak peak;
+  const auto outcomes = program.run(bindings);
+  EXPECT_LT(peak.bytes(), std::size_t{4} << 20) << "of 600 MB in all results";
+  EXPECT_EQ(outcomes[0].value->vector()[4095].getInt(), 2 - 3000 + 1500);
+  EXPECT_EQ(outcomes[1].value->vector()[0].getInt(), 2 + 2999 * 3000);
 }
 
 TEST_F(Program, CostIsInDistinctNodesAndDepthIsFree) {
