@@ -22,7 +22,9 @@ root = pathlib.Path(__file__).resolve().parent.parent
 work = root / "build" / "mutants"
 tree = work / "tree"
 build = tree / "build" / "mutants"  # as far from its sources as other builds, for the cache
-programs = ["ks_tests", "ks_decide_tests", "ks_tool_tests", "ks_memory_tests"]
+test_programs = ["ks_tests", "ks_decide_tests", "ks_tool_tests", "ks_memory_tests"]
+fuzz_targets = ["text", "calls", "customizer"]  # their inputs, and changes of these
+programs = test_programs + [f"replay_{target}" for target in fuzz_targets]
 folders = ["base", "parser", "print", "eval", "xform", "simplify", "compact", "variants", "decide"]
 
 # What is replaced by what, each alone. Clang-format has put blanks around binary operators.
@@ -131,12 +133,14 @@ def prepare():
             shutil.copy(source, copy)
     subprocess.run(["cmake", "-S", tree, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
                     "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", "-DKS_PACKAGE_TESTS=OFF",
-                    "-DKS_BUILD_EXAMPLES=OFF"],
+                    "-DKS_BUILD_EXAMPLES=OFF", "-DKS_FUZZ_REPLAYS=ON"],
                    check=True, stdout=subprocess.DEVNULL)
 
 
 def path_of(program):
     folder = {"ks_tool_tests": "tests/tool", "ks_decide_tests": "tests/decide"}
+    if program not in test_programs:
+        return build / "fuzz" / program
     return build / folder.get(program, "tests") / program
 
 
@@ -155,7 +159,7 @@ def tests():
     first, each with its program and the time in which it shall end. Of the tool's those are left out
     that are about its process, its terminal and its page."""
     quick, slow = [], []
-    for program in programs:
+    for program in test_programs:
         path = path_of(program)
         done = subprocess.run([path, "--gtest_filter=-*Process*:*Page*:*Terminal*"], cwd=work,
                               text=True, capture_output=True, stdin=subprocess.DEVNULL)
@@ -169,6 +173,11 @@ def tests():
                 seconds = sum(times[name] for name in names) / 1000
                 group.append((program, [str(path), "--gtest_fail_fast", "--gtest_brief=1",
                                         f"--gtest_filter={':'.join(names)}"], 60 + 5 * seconds))
+    for target in fuzz_targets:
+        program = f"replay_{target}"
+        command = [str(path_of(program)), "--changes", "3000", str(tree / "fuzz/corpus" / target),
+                   str(tree / "fuzz/regressions" / target)]
+        slow.append((program, command, 120))
     return quick + slow
 
 

@@ -2,16 +2,20 @@
 // right. Where it was meant to change, CONTRIBUTING.md tells how the answers are recorded anew.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cctype>
 #include <cfenv>
 #include <string>
 #include <vector>
 
 #include "compact/SymbolicExprCompact.hpp"
 #include "eval/SymbolicExprEval.hpp"
+#include "eval/SymbolicExprProgram.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
 #include "tests/support/Instrumented.hpp"
+#include "tests/support/RandomNodes.hpp"
 #include "tests/support/RandomQuestion.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/Recorded.hpp"
@@ -89,12 +93,52 @@ std::string termsThatMeet(RandomText& aRandom) {
   return text;
 }
 
+// The text with longer names, some of which begin alike or are others' beginnings.
+std::string withLongNames(const std::string& aText, std::size_t aStyle) {
+  static const std::array<std::string, 5> beginnings = {
+      "", "sevenBy", "eightByt", "someTwentySevenBytesOfAName", std::string(70, 'n')};
+  const auto isOfName = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; };
+  std::string text;
+  for (std::size_t i = 0, end = 0; i < aText.size(); i = end) {
+    for (end = i + 1; isOfName(aText[i]) && end < aText.size() && isOfName(aText[end]);) ++end;
+    const char first = aText[i];
+    if (end == i + 1 && std::isalpha(static_cast<unsigned char>(first)) != 0) {
+      text += beginnings[aStyle % beginnings.size()];
+      text += std::string(1 + static_cast<unsigned char>(first) % (1 + aStyle % 3), first);
+      if (aStyle % 2 == 0) text += "_0";
+    } else {
+      text.append(aText, i, end - i);
+    }
+  }
+  return text;
+}
+
 // Every way to print.
 std::string printed(const SymbolicExprTable& aTable, SymbolicExprId aId) {
   return joined({SymbolicExprPrinter(aTable, true, true, false)(aId),
                  SymbolicExprPrinter(aTable, false, false, false)(aId),
                  SymbolicExprPrinter(aTable, false, true, true)(aId),
                  SymbolicExprPrinter(aTable, true, false, true)(aId)});
+}
+
+// What the operations that need nothing else make of it.
+std::string converted(SymbolicExprTable& aTable, SymbolicExprId aId) {
+  const auto text = [&](const auto& aConvert) {
+    return outcome([&] { return SymbolicExprPrinter(aTable, false, false, false)(aConvert()); });
+  };
+  return joined({text([&] { return SymbolicExprC2M(aTable)(aId); }),
+                 text([&] { return SymbolicExprM2C(aTable)(aId); }),
+                 text([&] { return SymbolicExprCast2Int(aTable).cast2Int(aId); }),
+                 text([&] { return SymbolicExprFactorDivision(aTable).factorDivision(aId); })});
+}
+
+std::string simplified(SymbolicExprTable& aTable, SymbolicExprId aId) {
+  return outcome([&] {
+    std::size_t passes = 0;
+    const SymbolicExprId result = SymbolicExprSimplify(aTable, 30).simplify(aId, passes);
+    return joined(
+        {std::to_string(passes), SymbolicExprPrinter(aTable, false, true, false)(result)});
+  });
 }
 
 TEST(Recorded, TextsAndTheirErrors) {
@@ -148,11 +192,60 @@ TEST(Recorded, Simplification) {
       default: text = condition(random, i / 5);
     }
     SymbolicExprTable table;
-    std::size_t passes = 0;
-    const SymbolicExprId result =
-        SymbolicExprSimplify(table, 30).simplify(parse(table, text), passes);
-    recorded.add(joined(
-        {text, std::to_string(passes), SymbolicExprPrinter(table, false, true, false)(result)}));
+    recorded.add(joined({text, simplified(table, parse(table, text))}));
+  }
+  recorded.compare();
+}
+
+TEST(Recorded, SimplificationWithLongNames) {
+  Recorded recorded("names");
+  RandomText random(5);
+  for (std::size_t i = 0; i < tries(8000); ++i) {
+    const std::string text = withLongNames(condition(random, random.pick(5)), random.pick(60));
+    SymbolicExprTable table;
+    recorded.add(joined({text, simplified(table, parse(table, text))}));
+  }
+  recorded.compare();
+}
+
+// So many operands that what is kept for large conditions matters.
+TEST(Recorded, SimplificationOfLargeConditions) {
+  Recorded recorded("large");
+  RandomText random(6);
+  for (std::size_t i = 0; i < tries(3000); ++i) {
+    const std::size_t size = 10 + random.pick(60);
+    const std::string text =
+        withLongNames(i % 2 == 0 ? random.dense(size) : random.condition(size), random.pick(60));
+    SymbolicExprTable table;
+    recorded.add(joined({text, simplified(table, parse(table, text))}));
+  }
+  recorded.compare();
+}
+
+TEST(Recorded, NodesThatNoTextGives) {
+  if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
+  Recorded recorded("nodes");
+  RandomText random(7);
+  for (std::size_t i = 0; i < tries(20000); ++i) {
+    SymbolicExprTable table;
+    addNodes(table, random, 4 + random.pick(16));
+    const SymbolicExprId last = table.size() - 1;
+    const auto text = [&](const auto& aGive) { return outcome([&] { return answer(aGive); }); };
+    std::vector<std::string> line{outcome([&] { return printed(table, last); }),
+                                  converted(table, last), simplified(table, last), outcome([&] {
+                                    return SymbolicExprPrinter(
+                                        table, true, true, false)(SymbolicExprCompact(table)(last));
+                                  }),
+                                  text([&] { return SymbolicExprEval(table).eval(last); })};
+    SymbolicExprBindings values(table);
+    values.set("x", static_cast<int>(random.pick(4)));
+    values.set("a", random.pick(2) == 0);
+    line.push_back(text([&] { return SymbolicExprEval(table).eval(last, values); }));
+    line.push_back(outcome([&] {
+      return SymbolicExprPrinter(table, false, false,
+                                 false)(SymbolicExprSubstitute(table)(last, values));
+    }));
+    recorded.add(joined(line));
   }
   recorded.compare();
 }
@@ -167,20 +260,12 @@ TEST(Recorded, Conversions) {
     question.bind(values, 40);
     for (std::size_t k = 0; k < question.roots.size(); ++k) {
       const SymbolicExprId root = question.roots[k];
-      const auto text = [&](auto aConvert) -> std::string {
-        try {
-          return SymbolicExprPrinter(table, false, false, false)(aConvert());
-        } catch (const std::exception& error) {
-          return error.what();
-        }
-      };
+      const std::string substituted = outcome([&] {
+        return SymbolicExprPrinter(table, false, false,
+                                   false)(SymbolicExprSubstitute(table)(root, values));
+      });
       recorded.add(
-          joined({question.texts[k], printed(table, root),
-                  text([&] { return SymbolicExprC2M(table)(root); }),
-                  text([&] { return SymbolicExprM2C(table)(root); }),
-                  text([&] { return SymbolicExprCast2Int(table).cast2Int(root); }),
-                  text([&] { return SymbolicExprFactorDivision(table).factorDivision(root); }),
-                  text([&] { return SymbolicExprSubstitute(table)(root, values); })}));
+          joined({question.texts[k], printed(table, root), converted(table, root), substituted}));
     }
   }
   recorded.compare();
@@ -225,41 +310,74 @@ TEST(Recorded, CompactForms) {
   recorded.compare();
 }
 
-// Blocks below each other, the last one first or the top first.
+// Blocks below each other.
+struct Chain final : VCCustomizer {
+  std::string getLocalCondition(const KSBlock* aBlock, int) const override {
+    return texts[index(aBlock)];
+  }
+  const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
+    return index(aBlock) == 0 ? nullptr : block(index(aBlock) - 1);
+  }
+  std::size_t index(const KSBlock* aBlock) const {
+    return static_cast<std::size_t>(reinterpret_cast<const char*>(aBlock) - places);
+  }
+  const KSBlock* block(std::size_t aIdx) const {
+    return reinterpret_cast<const KSBlock*>(&places[aIdx]);
+  }
+  char places[64]{};
+  std::vector<std::string> texts;
+};
+
+// The conditions of blocks below each other, the last one first or the top first.
+std::string conditionsOf(const std::vector<std::string>& aTexts, bool aTopFirst) {
+  Chain chain;
+  chain.texts = aTexts;
+  VCService service;
+  std::vector<std::string> line = aTexts;
+  for (std::size_t k = 0; k < aTexts.size(); ++k) {
+    const KSBlock* const block = chain.block(aTopFirst ? k : aTexts.size() - 1 - k);
+    line.push_back(service.getMExprLocalVVCEString(block, &chain));
+    line.push_back(service.getMExprNetVVCEString(block, &chain));
+    line.push_back(service.getCExprNetCGVCEString(block, &chain));
+  }
+  return joined(line);
+}
+
 TEST(Recorded, NetConditions) {
-  struct Chain final : VCCustomizer {
-    std::string getLocalCondition(const KSBlock* aBlock, int) const override {
-      return texts[index(aBlock)];
-    }
-    const KSBlock* getParentBlock(const KSBlock* aBlock) const override {
-      return index(aBlock) == 0 ? nullptr : block(index(aBlock) - 1);
-    }
-    std::size_t index(const KSBlock* aBlock) const {
-      return static_cast<std::size_t>(reinterpret_cast<const char*>(aBlock) - places);
-    }
-    const KSBlock* block(std::size_t aIdx) const {
-      return reinterpret_cast<const KSBlock*>(&places[aIdx]);
-    }
-    char places[16]{};
-    std::vector<std::string> texts;
-  };
   Recorded recorded("net");
   RandomText random(4);
   for (std::size_t i = 0; i < tries(4000); ++i) {
-    Chain chain;
+    std::vector<std::string> texts;
     for (std::size_t k = 0, count = 2 + random.pick(5); k < count; ++k) {
-      chain.texts.push_back(random.pick(4) == 0 ? std::string()
-                                                : random.condition(1 + random.pick(4)));
+      texts.push_back(random.pick(4) == 0 ? std::string() : random.condition(1 + random.pick(4)));
     }
-    VCService service;
-    std::vector<std::string> line = chain.texts;
-    for (std::size_t k = 0; k < chain.texts.size(); ++k) {
-      const KSBlock* const block = chain.block(i % 2 == 0 ? k : chain.texts.size() - 1 - k);
-      line.push_back(service.getMExprLocalVVCEString(block, &chain));
-      line.push_back(service.getMExprNetVVCEString(block, &chain));
-      line.push_back(service.getCExprNetCGVCEString(block, &chain));
+    recorded.add(conditionsOf(texts, i % 2 == 0));
+  }
+  recorded.compare();
+}
+
+// Many blocks with a small condition each, few with large ones.
+TEST(Recorded, LargeNetConditions) {
+  static constexpr const char* const relations[] = {"==1", "!=1", "==2", "<3", "", ""};
+  Recorded recorded("large-net");
+  RandomText random(8);
+  for (std::size_t i = 0; i < tries(1000); ++i) {
+    const bool areSmall = i % 2 == 0;
+    const std::size_t numNames = 4 + random.pick(200);
+    const auto literal = [&] {
+      return (random.pick(5) == 0 ? "!" : "") + ("(v" + std::to_string(random.pick(numNames))) +
+             random.oneOf(relations) + ")";
+    };
+    std::vector<std::string> texts;
+    for (std::size_t k = 0, count = areSmall ? 5 + random.pick(55) : 2 + random.pick(2); k < count;
+         ++k) {
+      std::string text = literal();
+      for (std::size_t n = areSmall ? random.pick(8) / 6 : random.pick(12); n > 0; --n) {
+        text += (random.pick(areSmall ? 8 : 2) == 0 ? " || " : " && ") + literal();
+      }
+      texts.push_back((areSmall && random.pick(12) == 0 ? "!(" : "(") + text + ")");
     }
-    recorded.add(joined(line));
+    recorded.add(conditionsOf(texts, i % 4 < 2));
   }
   recorded.compare();
 }

@@ -83,18 +83,15 @@ SymbolicExprId TermBuilder::operator()(SymbolicExprId aId) {
       if (input >= id) throw std::out_of_range("an input of a node is not an older one");
       if (copies.count(input) == 0) open.push_back(input);
     }
-    // The name of a function has no value.
-    if (isCall(node) && open.size() > before && open.back() == node.getInput(0)) {
-      open.pop_back();
-    }
+    // The name of a function has no value. Where a host calls something else, that is an operand.
+    const SymbolicExpr* const name = isCall(node) ? source.get(node.getInput(0)) : nullptr;
+    const bool isNamed = name != nullptr && opOf(*name) == SymbolicOp::String;
+    if (isNamed && open.size() > before && open.back() == node.getInput(0)) open.pop_back();
     if (open.size() > before) continue;
     open.pop_back();
     for (std::size_t i = 0; i < node.getNumInputs(); ++i) {
-      if (i == 0 && isCall(node)) {
-        inputs.push_back(SymbolicString(table, textOf(*source.get(node.getInput(0)))).getId(table));
-      } else {
-        inputs.push_back(copies.at(node.getInput(i)));
-      }
+      inputs.push_back(i == 0 && isNamed ? SymbolicString(table, textOf(*name)).getId(table)
+                                         : copies.at(node.getInput(i)));
     }
     const SymbolicExprId result = copy(node, inputs);
     copies.emplace(id, result);

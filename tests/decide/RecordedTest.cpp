@@ -16,6 +16,7 @@
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "tests/support/Instrumented.hpp"
+#include "tests/support/RandomNodes.hpp"
 #include "tests/support/RandomText.hpp"
 
 namespace KS::test {
@@ -169,6 +170,74 @@ TEST(RecordedDecisions, VerdictsWitnessesAndContradictions) {
     if (random.pick(3) == 0) decider.assume(ids.back());
     ids.pop_back();
     recorded.add(line + answers(table, decider, ids));
+  }
+  recorded.compare();
+}
+
+// Nodes as only constructors make them, values that are nearly equal, and larger conditions, of
+// which many are decided at once.
+TEST(RecordedDecisions, NodesThatNoTextGives) {
+  if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
+  Recorded recorded("decided-nodes");
+  RandomText random(3);
+  for (std::size_t i = 0; i < tries(6000); ++i) {
+    SymbolicExprTable table;
+    addNodes(table, random, 6 + random.pick(16));
+    SymbolicExprDecider decider(table);
+    const SymbolicExprPrinter print(table, true, false, false);
+    std::string line;
+    for (SymbolicExprId id = table.size() - 2; id < table.size(); ++id) {
+      line += print(id) + "\t" + outcome([&] {
+                std::string answers = std::to_string(static_cast<int>(decider.decide(id))) +
+                                      std::to_string(static_cast<int>(decider.unknownCause({id})));
+                for (const SymbolicExprId term : decider.unknownTerms(id))
+                  answers += "; " + print(term);
+                const auto found = decider.assignment({id});
+                for (const auto& one : found ? *found : std::vector<SymbolicExprAssignment>()) {
+                  answers +=
+                      "; " + print(one.id) + "=" + (one.name.empty() ? text(one.value) : one.name);
+                }
+                return answers + "\t";
+              });
+    }
+    recorded.add(line);
+  }
+  recorded.compare();
+}
+
+TEST(RecordedDecisions, ManyQuestionsAtOnce) {
+  static constexpr const char* const nearlyEqual[] = {"0", "1e-9", "0.9999999", "1", "1.00000001"};
+  static constexpr const char* const side[] = {"x", "y", "x+y", "x-y", "2*x"};
+  if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
+  Recorded recorded("batches");
+  RandomText random(4);
+  for (std::size_t i = 0; i < tries(1500); ++i) {
+    SymbolicExprTable table;
+    SymbolicExprDecider decider(table);
+    const SymbolicExprParser parse(table, false);
+    std::string line;
+    std::vector<SymbolicExprId> ids;
+    for (std::size_t k = 0, count = 4 + random.pick(9); k < count; ++k) {
+      std::string text = condition(random, 1 + random.pick(3));
+      if (i % 3 == 0) {
+        text = random.oneOf(side) + std::string(random.oneOf(relations)) +
+               random.oneOf(random.pick(4) == 0 ? side : nearlyEqual);
+      }
+      line += text + "\t";
+      ids.push_back(parse(text));
+    }
+    if (random.pick(2) == 0) decider.setDomain(parse("x"), domain(random));
+    std::vector<std::vector<SymbolicExprId>> questions;
+    for (std::size_t k = 0, count = 2 + random.pick(30); k < count; ++k) {
+      std::vector<SymbolicExprId>& question = questions.emplace_back();
+      for (std::size_t n = 1 + random.pick(ids.size()); n > 0; --n) {
+        question.push_back(ids[random.pick(ids.size())]);
+      }
+    }
+    for (const Truth truth : decider.decideAll(questions)) {
+      line += std::to_string(static_cast<int>(truth));
+    }
+    recorded.add(line);
   }
   recorded.compare();
 }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -35,5 +36,15 @@ class Recorded {
   std::vector<Digest> digests;
   std::string lines;
 };
+
+/// What an operation gives, or the text of the error that it throws.
+template <class Give>
+std::string outcome(const Give& aGive) {
+  try {
+    return aGive();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
 
 }  // namespace KS::test
