@@ -37,8 +37,9 @@ std::optional<SymbolicExprId> Distribution::distribute(Operands& aOperands) {
   const Lists disjunctions = takeDisjunctions(aOperands);
   if (disjunctions.empty()) return std::nullopt;
   const std::size_t numRest = aOperands.size() - disjunctions.size();
-  if (!isWithinLimits(numRest, disjunctions)) return std::nullopt;
-  noteWork(numRest, disjunctions);
+  const auto numLiterals = literalsWithinLimits(numRest, disjunctions);
+  if (!numLiterals) return std::nullopt;
+  noteWork(*numLiterals);
 
   Operands rest(c, conjunction);
   bool areFinal = true;
@@ -66,11 +67,12 @@ std::optional<SymbolicExprId> Distribution::distributeTwo(SymbolicExprId a, Symb
   if (isOrA) appendLeftDeep(c, SymbolicOp::Or, a, disjunctions.emplace_back());
   if (isOrB) appendLeftDeep(c, SymbolicOp::Or, b, disjunctions.emplace_back());
   const std::size_t numRest = isOrA && isOrB ? 0 : join.countOperands(rest);
-  if (!isWithinLimits(numRest, disjunctions)) return std::nullopt;
+  const auto numLiterals = literalsWithinLimits(numRest, disjunctions);
+  if (!numLiterals) return std::nullopt;
   const DisjointJoin::Scope scope(join);
   const PartLists lists = takeApart(rest, disjunctions);
   if (!areDisjoint(lists)) return std::nullopt;
-  noteWork(numRest, disjunctions);
+  noteWork(*numLiterals);
   return joinDisjoint(lists);
 }
 
@@ -102,31 +104,26 @@ Distribution::Lists Distribution::takeDisjunctions(Operands& aOperands) const {
 // ---------------------------------------------------------------------------------------------
 // Limits
 
-bool Distribution::isWithinLimits(std::size_t aNumRest, const Lists& aDisjunctions) const {
+// The literals of all disjuncts that the members and other operands give, one from each list and
+// all others; nothing where there are too many of them or of disjuncts.
+std::optional<std::size_t> Distribution::literalsWithinLimits(std::size_t aNumRest,
+                                                              const Lists& aDisjunctions) const {
   std::size_t disjuncts = 1;
   for (const Ids& members : aDisjunctions) {
     disjuncts *= members.size();
-    if (disjuncts > maxDisjuncts) return false;
+    if (disjuncts > maxDisjuncts) return std::nullopt;
   }
-  return numLiterals(aNumRest, aDisjunctions) <= maxLiterals;
-}
-
-// The literals of all disjuncts that the members and other operands give, one from each list and
-// all others. There are not many disjuncts.
-std::size_t Distribution::numLiterals(std::size_t aNumRest, const Lists& aDisjunctions) const {
-  std::size_t disjuncts = 1;
-  for (const Ids& members : aDisjunctions) disjuncts *= members.size();
   std::size_t literals = disjuncts * aNumRest;
   for (const Ids& members : aDisjunctions) {
     std::size_t ofMembers = 0;
     for (const SymbolicExprId member : members) ofMembers += join.countOperands(member);
     literals += ofMembers * (disjuncts / members.size());
   }
-  return literals;
+  return literals <= maxLiterals ? std::optional(literals) : std::nullopt;
 }
 
-void Distribution::noteWork(std::size_t aNumRest, const Lists& aDisjunctions) {
-  c.distributedLiterals += numLiterals(aNumRest, aDisjunctions);
+void Distribution::noteWork(std::size_t aNumLiterals) {
+  c.distributedLiterals += aNumLiterals;
   if (c.distributedLiterals > maxLiteralsInAll) {
     throw std::length_error("KS::SymbolicExprSimplify: conjunctions of more than " +
                             std::to_string(maxLiteralsInAll) +

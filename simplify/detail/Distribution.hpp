@@ -45,9 +45,9 @@ class Distribution {
   bool areDisjoint(const PartLists& aLists) const;
   SymbolicExprId joinDisjoint(const PartLists& aLists);
   SymbolicExprId joinAny(const PartLists& aLists);
-  bool isWithinLimits(std::size_t aNumRest, const Lists& aDisjunctions) const;
-  void noteWork(std::size_t aNumRest, const Lists& aDisjunctions);
-  std::size_t numLiterals(std::size_t aNumRest, const Lists& aDisjunctions) const;
+  std::optional<std::size_t> literalsWithinLimits(std::size_t aNumRest,
+                                                  const Lists& aDisjunctions) const;
+  void noteWork(std::size_t aNumLiterals);
 
   SimplifyContext& c;
   Chains& chains;

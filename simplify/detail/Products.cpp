@@ -1,6 +1,7 @@
 #include "simplify/detail/Products.hpp"
 
 #include <algorithm>
+#include <array>
 
 #include "base/detail/Intern.hpp"
 
@@ -60,7 +61,7 @@ bool Products::takeNew() {
 }
 
 void Products::takeProduct(SymbolicExprId aId) {
-  if (factors.capacity() == 0) factors.reserve(mostProductsPaired);
+  if (factors.capacity() == 0) factors.reserve(64);
   const auto first = static_cast<Index>(factors.size());
   appendOperands(c, SymbolicOp::And, aId, factors);
   std::sort(factors.begin() + first, factors.end());
@@ -92,7 +93,14 @@ void Products::findComplements() {
   const auto add = [&](SymbolicExprId a, SymbolicExprId b) {
     if (b != invalidSymbolicExprId) found.emplace_back(a, b);
   };
+  // Products share most of their factors, which are looked at once: those of late are remembered.
+  std::array<std::uint32_t, 64> late;
+  late.fill(NodeDigest::none);
+  Ids all;
   const auto find = [&](SymbolicExprId aId) {
+    const auto id = static_cast<std::uint32_t>(aId);
+    if (std::exchange(late[id % late.size()], id) == id) return;
+    all.push_back(aId);
     const NodeView node = c.node(aId);
     const SymbolicOp kind = node.kind();
     if (kind == SymbolicOp::Not) add(aId, node.left());
@@ -106,8 +114,6 @@ void Products::findComplements() {
   std::for_each(factors.begin() + firstNewFactor, factors.end(), find);
   if (found.empty()) return;
   if (isFirstRound) {
-    Ids all(newOperands.begin(), newOperands.end());
-    all.insert(all.end(), factors.begin(), factors.end());
     std::sort(all.begin(), all.end());
     const auto isElsewhere = [&](const IdPair& aPair) {
       return !std::binary_search(all.begin(), all.end(), aPair.second);
@@ -186,8 +192,10 @@ void Products::dropImpliedFactors() {
 void Products::dropAbsorbedByProducts() {
   if (products.size() <= mostProductsPaired) {
     for (Index i = 0; i < products.size(); ++i) {
+      // Most pairs end with the first comparison.
+      const std::uint64_t others = ~products[i].signature;
       for (Index other = 0; other < products.size() && !products[i].isGone; ++other) {
-        if (absorbs(other, i)) drop(i);
+        if ((products[other].signature & others) == 0 && absorbs(other, i)) drop(i);
       }
     }
     return;

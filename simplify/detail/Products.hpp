@@ -74,7 +74,7 @@ class Products {
   void fileByFactors();
 
   // Up to so many products, each is compared with each.
-  static constexpr std::size_t mostProductsPaired = 32;
+  static constexpr std::size_t mostProductsPaired = 256;
 
   SimplifyContext& c;
   Operands& operands;
