@@ -40,7 +40,6 @@ Conditions::Conditions(const Model& aModel, const ConditionsRequest& aRequest,
       selection(select(model, request.underId, request.blockIds)),
       origin(request.isRelative ? selection.under : nullptr),
       hasReadable(style != Style::Canonical || request.withCompact),
-      answers(model.blocks.size()),
       isPlanned(model.blocks.size(), false),
       lines(request.withDecision || request.withCompact ? std::string_view(model.text)
                                                         : std::string_view()) {
@@ -75,12 +74,17 @@ void Conditions::share() {
   constexpr std::size_t maxOwners = std::numeric_limits<std::uint16_t>::max();
   const std::size_t numAnswerers =
       std::max<std::size_t>(std::min({request.jobs, numNeeded / pieceSize, maxOwners}), 1);
-  if (numAnswerers > 1) {
+  // To have memory for many answers takes as long as to cut the tree.
+  sideBySide(numAnswerers > 1 ? 2 : 1, [&](std::size_t number) {
+    if (number == 0) {
+      answers.resize(model.blocks.size());
+      return;
+    }
     owners.reserve(model.blocks.size());
     for (const std::uint32_t position : subtreePositions(model)) {
       owners.push_back(static_cast<std::uint16_t>(position / pieceSize % numAnswerers));
     }
-  }
+  });
   const AnswererRequest what{request.families,  origin,        style,
                              request.withCOfCG, request.withC, request.withCompact};
   for (std::size_t i = 0; i < numAnswerers; ++i) {

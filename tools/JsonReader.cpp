@@ -6,6 +6,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "tools/Jobs.hpp"
 #include "tools/Text.hpp"
 
 namespace ksexpr {
@@ -32,8 +33,19 @@ class SoundReader {
 
   bool read(ondemand::document& aDocument) {
     if (aDocument.type() != ondemand::json_type::object) return false;
-    return readObject(aDocument.get_object(), text.find('{'), 1) &&
-           aDocument.current_location().error() == simdjson::OUT_OF_BOUNDS;
+    return readObject(aDocument.get_object(), text.find('{'), 1) && isAtEnd(aDocument);
+  }
+
+  // A text that ends behind an element of an array in the outermost object.
+  bool readBeginning(ondemand::document& aDocument) {
+    beginning = &aDocument;
+    return aDocument.type() == ondemand::json_type::object &&
+           !readObject(aDocument.get_object(), text.find('{'), 1) && hasEnded;
+  }
+
+  // The rest of the array.
+  bool readRest(ondemand::document& aDocument, std::size_t aOffset) {
+    return readArray(aDocument.get_array(), aOffset, 2) && isAtEnd(aDocument);
   }
 
  private:
@@ -59,8 +71,16 @@ class SoundReader {
     if (aDepth > maxDepth || !handler.startArray(aOffset)) return false;
     for (auto element : aArray) {
       if (!readValue(element.value(), aDepth)) return false;
+      if (beginning != nullptr && aDepth == 2 && isAtEnd(*beginning)) {
+        hasEnded = true;
+        return false;
+      }
     }
     return handler.endArray();
+  }
+
+  static bool isAtEnd(ondemand::document& aDocument) {
+    return aDocument.current_location().error() == simdjson::OUT_OF_BOUNDS;
   }
 
   bool readValue(ondemand::value aValue, std::size_t aDepth) {
@@ -86,7 +106,36 @@ class SoundReader {
 
   const std::string_view text;
   JsonHandler& handler;
+  ondemand::document* beginning = nullptr;  // where the text is one
+  bool hasEnded = false;                    // behind an element of an array
 };
+
+constexpr const char* blanks = " \t\r\n";
+
+// The comma between two objects behind the middle of a text, or what looks like one in a string; no
+// place where there is none.
+std::size_t middleComma(std::string_view aText) {
+  std::size_t end = aText.find('}', aText.size() / 2);
+  while (end != std::string_view::npos) {
+    const std::size_t comma = aText.find_first_not_of(blanks, end + 1);
+    if (comma == std::string_view::npos) break;
+    const std::size_t next = aText.find_first_not_of(blanks, comma + 1);
+    if (aText[comma] == ',' && next != std::string_view::npos && aText[next] == '{') return comma;
+    end = aText.find('}', end + 1);
+  }
+  return std::string_view::npos;
+}
+
+// Where the array ends with which an object ends, or no place.
+std::size_t lastArrayEnd(std::string_view aText) {
+  const std::size_t brace = aText.find_last_not_of(blanks);
+  if (brace == 0 || brace == std::string_view::npos || aText[brace] != '}') {
+    return std::string_view::npos;
+  }
+  const std::size_t bracket = aText.find_last_not_of(blanks, brace - 1);
+  const bool isEnd = bracket != std::string_view::npos && aText[bracket] == ']';
+  return isEnd ? bracket + 1 : std::string_view::npos;
+}
 
 // ---------------------------------------------------------------------------------------------
 // Any text
@@ -235,6 +284,37 @@ bool SoundJsonReader::read(std::string& aText, JsonHandler& aHandler) {
 
 bool readSoundJson(std::string& aText, JsonHandler& aHandler) {
   return SoundJsonReader().read(aText, aHandler);
+}
+
+// The comma between the halves is the opening bracket of the second one for the time being. Where
+// the first half is sound, it is a comma between elements; where both are, the text is.
+bool readSoundHalves(std::string& aText, JsonHandler& aFirst, JsonHandler& aSecond) {
+  const std::size_t comma = middleComma(aText), end = lastArrayEnd(aText);
+  if (comma == std::string::npos || end == std::string::npos || end < comma) return false;
+  aText.reserve(aText.size() + jsonPadding);
+  const std::string_view text = aText;
+  bool areSound[2] = {};
+  const auto readHalf = [&](std::size_t aHalf) {
+    const std::size_t from = aHalf == 0 ? 0 : comma, to = aHalf == 0 ? comma : end;
+    ondemand::parser parser;
+    try {
+      ondemand::document document = parser.iterate(
+          simdjson::padded_string_view(text.data() + from, to - from, aText.capacity() - from));
+      areSound[aHalf] = aHalf == 0 ? SoundReader(text, aFirst).readBeginning(document)
+                                   : SoundReader(text, aSecond).readRest(document, from);
+    } catch (const simdjson::simdjson_error&) {
+      // Then it is not.
+    }
+  };
+  aText[comma] = '[';
+  try {
+    sideBySide(2, readHalf);
+  } catch (...) {
+    aText[comma] = ',';
+    throw;
+  }
+  aText[comma] = ',';
+  return areSound[0] && areSound[1];
 }
 
 void readJson(std::string_view aText, JsonHandler& aHandler) { AnyReader(aText, aHandler).read(); }

@@ -36,7 +36,13 @@ class JsonHandler {
 /// so of a sound text, too, where that is nested deeply or has numbers beyond 64 bits.
 bool readSoundJson(std::string& aText, JsonHandler& aHandler);
 
-/// The same for many texts: keeps what memory that takes.
+/// The same by two threads, for an object that ends with a long array of objects: the first handler
+/// is told everything up to some object in the middle of the text, the second one an array of those
+/// behind, both at the same time. It is for the first one to know that these are in the array that
+/// it takes them for.
+bool readSoundHalves(std::string& aText, JsonHandler& aFirst, JsonHandler& aSecond);
+
+/// Reads many sound texts: keeps what memory that takes.
 class SoundJsonReader {
  public:
   SoundJsonReader();

@@ -155,7 +155,7 @@ std::unique_ptr<const Model> modelOfText(const std::string& aName, std::string a
   model->text = std::move(aText);
   ModelErrors errors;
   ModelErrors warnings;
-  const std::vector<ParentName> parents = parseModel(*model, errors, warnings);
+  const std::vector<ParentName> parents = parseModel(*model, errors, warnings, aJobs);
   if (errors.told.empty()) checkVariables(*model, errors);
   if (errors.told.empty()) checkConstraints(*model, errors);
   if (errors.told.empty()) linkParents(*model, parents, errors, aJobs);

@@ -7,6 +7,7 @@
 #include <deque>
 #include <iosfwd>
 #include <limits>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -98,11 +99,11 @@ struct Model {
   std::string path;
   /// The file's content, to which offsets refer. Strings without escapes are parts of it.
   std::string text;
-  std::deque<Decoded> decoded;
+  std::list<Decoded> decoded;
   /// The blocks in file order.
   std::vector<KSBlock> blocks;
-  /// The condition texts of the blocks that have some.
-  std::deque<BlockTexts::Room> texts;
+  /// The condition texts of the blocks that have some, in parts.
+  std::list<std::deque<BlockTexts::Room>> texts;
   /// The variables that the file describes, in its order.
   std::vector<DeclaredVariable> variables;
   /// The texts of the constraints.

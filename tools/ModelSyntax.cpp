@@ -42,12 +42,13 @@ struct MemberNames {
 // Makes blocks of what stands in the file.
 class ModelReader : public JsonHandler {
  public:
-  ModelReader(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings)
-      : model(aModel), errors(aErrors), warnings(aWarnings) {
+  /// Reads that text, or a part of it, into the model.
+  ModelReader(std::string_view aText, Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings)
+      : text(aText), model(aModel), errors(aErrors), warnings(aWarnings) {
     // A reader that has met something wrong leaves the file to another one.
     model.decoded.clear();
     model.blocks.clear();
-    model.texts.clear();
+    model.texts.assign(1, {});
     model.variables.clear();
     model.constraints.clear();
     parents.reserve(model.blocks.capacity());
@@ -55,10 +56,18 @@ class ModelReader : public JsonHandler {
     warnings = {};
   }
 
+  /// Says that what comes is the rest of the blocks, as an array of its own.
+  void expectBlocks() {
+    level = Level::Model;
+    member = blocksMember;
+    seenOfModel.set(blocksMember);
+  }
+  bool isAmongBlocks() const { return level == Level::Blocks && skipped == 0; }
+
   /// Ends the reading: the parents of the blocks.
   std::vector<ParentName> finish() {
     if (errors.told.empty() && !seenOfModel[blocksMember]) {
-      token = model.text.find_last_not_of(" \t\r\n");
+      token = text.find_last_not_of(" \t\r\n");
       add("missing members", "the model has no \"blocks\"");
     }
     return std::move(parents);
@@ -235,8 +244,8 @@ class ModelReader : public JsonHandler {
   void setText(std::size_t aFamily, std::string_view aText) {
     if (aText.empty()) return;
     KSBlock& block = model.blocks.back();
-    if (!block.texts.hasRoom()) block.texts = BlockTexts(model.texts.emplace_back());
-    model.texts.back()[aFamily] = aText;
+    if (!block.texts.hasRoom()) block.texts = BlockTexts(texts().emplace_back());
+    texts().back()[aFamily] = aText;
   }
 
   void finishVariable() {
@@ -275,8 +284,8 @@ class ModelReader : public JsonHandler {
   // The value of the token, in the file's text unless escapes have made it shorter.
   std::string_view keep(std::string_view aValue) {
     const std::less<const char*> isBefore;
-    const char* const begin = model.text.data();
-    if (!isBefore(aValue.data(), begin) && isBefore(aValue.data(), begin + model.text.size())) {
+    const char* const begin = text.data();
+    if (!isBefore(aValue.data(), begin) && isBefore(aValue.data(), begin + text.size())) {
       return aValue;
     }
     model.decoded.push_back({std::string(aValue), token});
@@ -326,6 +335,9 @@ class ModelReader : public JsonHandler {
     return true;
   }
 
+  std::deque<BlockTexts::Room>& texts() { return model.texts.back(); }
+
+  const std::string_view text;
   Model& model;
   std::size_t token = 0;  // where the one begins that was told last
   Level level = Level::Document;
@@ -340,9 +352,37 @@ class ModelReader : public JsonHandler {
   ModelErrors& warnings;
 };
 
+// Shorter texts are not worth a thread.
+constexpr std::size_t lengthOfThread = std::size_t{1} << 20;
+
+// Reads a sound text with nothing to tell about it. Returns whether it is one and ends with the
+// blocks.
+bool readHalves(Model& aModel, std::vector<ParentName>& aParents) {
+  if (aModel.text.size() < 2 * lengthOfThread) return false;
+  ModelErrors problems[4];
+  Model rest;
+  rest.blocks.reserve(aModel.blocks.capacity() / 2);
+  ModelReader first(aModel.text, aModel, problems[0], problems[1]);
+  ModelReader second(aModel.text, rest, problems[2], problems[3]);
+  second.expectBlocks();
+  if (!readSoundHalves(aModel.text, first, second) || !first.isAmongBlocks() ||
+      std::any_of(std::begin(problems), std::end(problems),
+                  [](const ModelErrors& some) { return !some.told.empty(); })) {
+    return false;
+  }
+  aModel.blocks.insert(aModel.blocks.end(), rest.blocks.begin(), rest.blocks.end());
+  aModel.texts.splice(aModel.texts.end(), rest.texts);
+  aModel.decoded.splice(aModel.decoded.end(), rest.decoded);
+  aParents = first.finish();
+  const std::vector<ParentName> others = second.finish();
+  aParents.insert(aParents.end(), others.begin(), others.end());
+  return true;
+}
+
 }  // namespace
 
-std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings) {
+std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings,
+                                   std::size_t aJobs) {
   // A vector that grows step by step would hold the blocks twice. Files go on as they begin.
   constexpr std::size_t beginningLength = std::size_t{1} << 20, shortestBlock = 24;
   const std::string_view text = aModel.text;
@@ -351,11 +391,13 @@ std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErr
       static_cast<std::size_t>(std::count(beginning.begin(), beginning.end(), '{'));
   const std::size_t likely = inBeginning + text.size() / beginningLength * inBeginning * 17 / 16;
   aModel.blocks.reserve(std::min(likely, text.size() / shortestBlock + 1));
+  std::vector<ParentName> parents;
+  if (aJobs > 1 && readHalves(aModel, parents)) return parents;
   {
-    ModelReader reader(aModel, aErrors, aWarnings);
+    ModelReader reader(aModel.text, aModel, aErrors, aWarnings);
     if (readSoundJson(aModel.text, reader)) return reader.finish();
   }
-  ModelReader reader(aModel, aErrors, aWarnings);
+  ModelReader reader(aModel.text, aModel, aErrors, aWarnings);
   readJson(aModel.text, reader);
   return reader.finish();
 }

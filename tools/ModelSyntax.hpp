@@ -35,7 +35,9 @@ using ParentName = std::optional<std::string_view>;
 
 /// Parses a model's text and appends its blocks, their parents still unresolved; returns the names
 /// of the parents, one per block. Members that are not known are skipped with a warning. Broken
-/// JSON ends the reading, all else that is wrong is collected.
-std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings);
+/// JSON ends the reading, all else that is wrong is collected. With `aJobs` above 1, two threads
+/// share a long text.
+std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings,
+                                   std::size_t aJobs);
 
 }  // namespace ksexpr

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/tool/ModelFile.hpp"
+#include "tools/JsonReader.hpp"
 
 namespace {
 
@@ -332,6 +333,82 @@ TEST_F(KsExprModel, ParentsMayStandBehindTheirChildren) {
   }
 }
 
+// Writes down what it is told.
+class Listener final : public ksexpr::JsonHandler {
+ public:
+  bool null(std::size_t aOffset) override { return note("null", aOffset); }
+  bool boolean(std::size_t aOffset, bool aValue) override {
+    return note(aValue ? "true" : "false", aOffset);
+  }
+  bool number(std::size_t aOffset, double aValue) override {
+    return note(std::to_string(aValue), aOffset);
+  }
+  bool string(std::size_t aOffset, std::string_view aValue) override {
+    return note('"' + std::string(aValue), aOffset);
+  }
+  bool key(std::size_t aOffset, std::string_view aName) override {
+    return note(std::string(aName) + ':', aOffset);
+  }
+  bool startObject(std::size_t aOffset) override { return note("{", aOffset); }
+  bool endObject() override { return note("}", 0); }
+  bool startArray(std::size_t aOffset) override { return note("[", aOffset); }
+  bool endArray() override { return note("]", 0); }
+  void syntaxError(std::size_t, const std::string&) override { ADD_FAILURE(); }
+
+  std::vector<std::string> told;
+
+ private:
+  bool note(const std::string& aText, std::size_t aOffset) {
+    told.push_back(aText + " at " + std::to_string(aOffset));
+    return true;
+  }
+};
+
+TEST(Json, HalvesAreReadAsTheWhole) {
+  const std::string few = R"({"a": 1}, {"a": [2, {"b": null}]})";
+  const std::string many = few + R"( , {"a": "x\u0041y}"},{"a": true},{}, {"a": {"b": []}} )";
+  const struct {
+    std::string text;
+    bool isReadByHalves;
+  } rows[] = {
+      {"{\"blocks\": [" + many + "]}", true},
+      {"{\"blocks\":[{\"a\":1},{\"a\":2},{\"a\":3}]}", true},
+      {" { \"v\": {\"a\": 1}, \"blocks\": [" + many + "\n]\t} \r\n", true},
+      {"{\"blocks\": [" + many + "], \"v\": [1]}", false},
+      {"{\"blocks\": [" + many + "], \"v\": [" + few + "]}", false},
+      {"{\"blocks\": [{\"a\": \"" + std::string(40, '-') + "}, {" + std::string(40, '-') + "\"}]}",
+       false},
+      {"{\"blocks\": [{}, {}" + std::string(60, ' ') + "]}", false},
+      {"{\"blocks\": [" + many + ",]}", false},
+      {"{\"blocks\": [" + many + "]]}", false},
+      {"{\"blocks\": [" + many + "}", false},
+      {"{\"blocks\": [" + many + "]", false},
+      {"{\"blocks\": [" + many + "]} ]}", false},
+      {"{\"blocks\": [[" + many + "]}", false},
+      {"{\"blocks\": {\"c\": [" + many + "]}", false},
+      {"{\"blocks\": [{]" + many + "]}", false},
+      {"[" + many + "]", false},
+      {"]}", false},
+      {"}", false},
+      {"", false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    std::string text = row.text;
+    Listener first, second, whole;
+    EXPECT_EQ(ksexpr::readSoundHalves(text, first, second), row.isReadByHalves);
+    EXPECT_EQ(text, row.text);
+    if (!row.isReadByHalves) continue;
+    EXPECT_TRUE(ksexpr::readSoundJson(text, whole));
+    std::vector<std::string> told = first.told;
+    ASSERT_FALSE(second.told.empty());
+    told.insert(told.end(), second.told.begin() + 1, second.told.end());
+    told.emplace_back("} at 0");
+    EXPECT_EQ(told, whole.told);
+    EXPECT_GT(second.told.size(), 4U);
+  }
+}
+
 // Several threads share the ids of a large model. Its blocks stand in no order.
 TEST_F(KsExprModel, ParentsAreFoundAlikeByAnyNumberOfThreads) {
   constexpr int numBlocks = 140000, numWrong = 30;
@@ -359,7 +436,8 @@ TEST_F(KsExprModel, ParentsAreFoundAlikeByAnyNumberOfThreads) {
         const bool isFirst = number == numBlocks - numWrong;
         parent = '"' + std::to_string(isFirst ? numBlocks - 1 : number - 1) + '"';
       }
-      blocks.push_back(blockOf(id, parent));
+      // Some are spelled with an escape.
+      blocks.push_back(blockOf(i % 1000 == 0 ? "\\u003" + id : id, parent));
     }
     const std::string model = modelOf(blocks);
     const std::vector<std::string> options{"--format", "csv", "--family", "s", "--quiet", "--jobs"};
