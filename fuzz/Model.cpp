@@ -10,6 +10,7 @@
 #include "fuzz/Fuzz.hpp"
 #include "host/KSHost.hpp"
 #include "tests/support/RandomText.hpp"
+#include "tests/tool/JsonListener.hpp"
 #include "tools/Active.hpp"
 #include "tools/Check.hpp"
 #include "tools/Commands.hpp"
@@ -228,6 +229,15 @@ std::string withoutMark(const std::string& aText) {
   return aText.compare(0, 3, "\xEF\xBB\xBF") == 0 ? aText.substr(3) : aText;
 }
 
+// What two threads read is what one does.
+void compareHalves(std::string aText) {
+  const auto told = toldByHalves(aText);
+  if (!told) return;
+  JsonListener whole;
+  require(ksexpr::readSoundJson(aText, whole), [] { return "only the halves are sound"; });
+  require(whole.told == *told, [] { return "the halves tell something else"; });
+}
+
 }  // namespace
 }  // namespace KS::fuzz
 
@@ -235,6 +245,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* aData, std::size_t aSi
   using namespace KS::fuzz;
   const std::string text(reinterpret_cast<const char*>(aData), aSize);
   const json model = json::parse(withoutMark(text), nullptr, false);
+  compareHalves(text);
   Ask all;
   all.name = "conditions";
   all.format = Format::Json;

@@ -353,7 +353,7 @@ class ModelReader : public JsonHandler {
 };
 
 // Shorter texts are not worth a thread.
-constexpr std::size_t lengthOfThread = std::size_t{1} << 20;
+constexpr std::size_t lengthOfThread = std::size_t{1} << 18;
 
 // Reads a sound text with nothing to tell about it. Returns whether it is one and ends with the
 // blocks.

@@ -242,6 +242,24 @@ TEST(Threads, ToolsWithTheirOwnStreams) {
     return results;
   });
 }
+
+// So many blocks that threads share the reading, the parents and the answers.
+TEST(Threads, JobsOfOneTool) {
+  std::string model = "{\"blocks\": [";
+  for (std::size_t i = 0; i < 70000; ++i) {
+    const std::string parent = i == 0 ? "null" : '"' + std::to_string(i / 8) + '"';
+    model += (i == 0 ? "{\"id\": \"" : ",\n{\"id\": \"") + std::to_string(i) +
+             "\", \"parent\": " + parent +
+             (i % 7 == 0 ? ", \"VV\": \"A" + std::to_string(i % 9) + "\"}" : "}");
+  }
+  model += "]}";
+  const auto answer = [&](const std::string& aJobs) {
+    return run({"conditions", "-", "--format", "json", "--quiet", "--jobs", aJobs}, model).out;
+  };
+  const std::string alone = answer("1");
+  EXPECT_GT(alone.size(), model.size());
+  EXPECT_TRUE(answer("3") == alone);
+}
 #endif
 
 }  // namespace
