@@ -235,19 +235,27 @@ TEST(SyntaxTree, ConversionInternsWhatTheParserInterns) {
   }
 }
 
-// Chains to the left, to the right, of prefixes, and of lists of one, two and three elements.
+// Chains to the left, to the right, of prefixes, of lists of one, two and three elements, and to
+// the right below the left.
 TEST(SyntaxTree, DepthIsNoMatterOfTheStack) {
   constexpr int depth = 100000;
   std::vector<std::size_t> sizes;
   std::vector<bool> same;
   test::runOnStack(std::size_t{256} << 10, [&] {
-    for (int shape = 0; shape < 6; ++shape) {
+    for (int shape = 0; shape < 7; ++shape) {
       expression_ast tree = name("a");
       for (int i = 0; i < depth; ++i) {
         switch (shape) {
           case 0: tree += name("b"); break;
           case 1: tree = binary_op(SymbolicOp::Minus, name("b"), std::move(tree)); break;
           case 2: tree = unary_op(SymbolicOp::Not, std::move(tree)); break;
+          case 6:
+            tree = binary_op(
+                SymbolicOp::Minus,
+                binary_op(SymbolicOp::Minus, binary_op(SymbolicOp::Plus, name("b"), name("b")),
+                          std::move(tree)),
+                name("b"));
+            break;
           default: {
             std::vector<expression_ast> list(static_cast<std::size_t>(shape) - 2, name("b"));
             list[list.size() / 3] = std::move(tree);
@@ -268,8 +276,8 @@ TEST(SyntaxTree, DepthIsNoMatterOfTheStack) {
   });
   // One operand or two, and an operation for every step.
   EXPECT_EQ(sizes, (std::vector<std::size_t>{depth + 2, depth + 2, depth + 1, depth + 1, depth + 2,
-                                             depth + 2}));
-  EXPECT_EQ(same, std::vector<bool>(6, true));
+                                             depth + 2, 2 * depth + 3}));
+  EXPECT_EQ(same, std::vector<bool>(7, true));
 }
 
 }  // namespace
