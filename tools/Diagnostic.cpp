@@ -77,6 +77,12 @@ bool ProblemCounts::add(std::string_view aKind) {
   return ++found->second <= maxTold;
 }
 
+void ProblemCounts::addUntold(const ProblemCounts& aOthers) {
+  for (const auto& [kind, count] : aOthers.counts) {
+    for (std::size_t i = maxTold; i < count; ++i) add(kind);
+  }
+}
+
 std::string ProblemCounts::remaining(const std::string& aSource) const {
   std::string out;
   for (const auto& [kind, count] : counts) {

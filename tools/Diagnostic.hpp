@@ -55,6 +55,8 @@ class ProblemCounts {
   /// Counts a problem of a kind, which is named in the plural, as the remaining ones are told.
   /// Returns whether this one is to be told.
   bool add(std::string_view aKind);
+  /// Counts what the others counted and were not to tell.
+  void addUntold(const ProblemCounts& aOthers);
   /// A line for each kind of which not all problems were to be told.
   std::string remaining(const std::string& aSource) const;
 

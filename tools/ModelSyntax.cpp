@@ -34,6 +34,9 @@ enum VariableMember : std::size_t {
 constexpr std::string_view variableMembers[] = {"values", "integer", "min", "max", "boolean"};
 constexpr std::size_t unknownMember = 5;
 
+// The kind of all warnings.
+constexpr const char* unreadKeys = "keys that nothing reads";
+
 struct MemberNames {
   const std::string_view* first;
   std::size_t count;
@@ -324,7 +327,7 @@ class ModelReader : public JsonHandler {
   }
 
   bool warnOfKey(std::string_view aName) {
-    if (!warnings.counts.add("keys that nothing reads")) return true;
+    if (!warnings.counts.add(unreadKeys)) return true;
     const auto [first, count] = memberNames();
     const std::vector<std::string_view> names(first, first + count);
     std::string meant = didYouMean(aName, names, 1);
@@ -355,24 +358,23 @@ class ModelReader : public JsonHandler {
 // Shorter texts are not worth a thread.
 constexpr std::size_t lengthOfThread = std::size_t{1} << 18;
 
-// Reads a sound text with nothing to tell about it. Returns whether it is one and ends with the
-// blocks.
-bool readHalves(Model& aModel, std::vector<ParentName>& aParents) {
+// Reads a text without errors that ends with the blocks. Returns whether it is one.
+bool readHalves(Model& aModel, ModelErrors& aWarnings, std::vector<ParentName>& aParents) {
   if (aModel.text.size() < 2 * lengthOfThread) return false;
-  ModelErrors problems[4];
+  ModelErrors errors, restErrors, restWarnings;
   Model rest;
   rest.blocks.reserve(aModel.blocks.capacity() / 2);
-  ModelReader first(aModel.text, aModel, problems[0], problems[1]);
-  ModelReader second(aModel.text, rest, problems[2], problems[3]);
+  ModelReader first(aModel.text, aModel, errors, aWarnings);
+  ModelReader second(aModel.text, rest, restErrors, restWarnings);
   second.expectBlocks();
   if (!readSoundHalves(aModel.text, first, second) || !first.isAmongBlocks() ||
-      std::any_of(std::begin(problems), std::end(problems),
-                  [](const ModelErrors& some) { return !some.told.empty(); })) {
+      !errors.told.empty() || !restErrors.told.empty()) {
     return false;
   }
   aModel.blocks.insert(aModel.blocks.end(), rest.blocks.begin(), rest.blocks.end());
   aModel.texts.splice(aModel.texts.end(), rest.texts);
   aModel.decoded.splice(aModel.decoded.end(), rest.decoded);
+  aWarnings.append(unreadKeys, restWarnings);
   aParents = first.finish();
   const std::vector<ParentName> others = second.finish();
   aParents.insert(aParents.end(), others.begin(), others.end());
@@ -392,7 +394,7 @@ std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErr
   const std::size_t likely = inBeginning + text.size() / beginningLength * inBeginning * 17 / 16;
   aModel.blocks.reserve(std::min(likely, text.size() / shortestBlock + 1));
   std::vector<ParentName> parents;
-  if (aJobs > 1 && readHalves(aModel, parents)) return parents;
+  if (aJobs > 1 && readHalves(aModel, aWarnings, parents)) return parents;
   {
     ModelReader reader(aModel.text, aModel, aErrors, aWarnings);
     if (readSoundJson(aModel.text, reader)) return reader.finish();

@@ -28,6 +28,11 @@ struct ModelErrors {
   void add(std::string_view aKind, std::size_t aOffset, std::string aMessage) {
     if (counts.add(aKind)) told.push_back({aOffset, std::move(aMessage)});
   }
+  /// Adds those of the rest of the file, which are all of one kind.
+  void append(std::string_view aKind, const ModelErrors& aRest) {
+    for (const ModelError& one : aRest.told) add(aKind, one.offset, one.message);
+    counts.addUntold(aRest.counts);
+  }
 };
 
 /// The parent of a block as the file names it, nothing for null.
