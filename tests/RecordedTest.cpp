@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 #include <cfenv>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -53,7 +54,7 @@ std::string condition(RandomText& aRandom, std::size_t aIdx) {
       std::string text;
       for (std::size_t i = 0, count = 2 + aRandom.pick(4); i < count; ++i) {
         const std::string relation =
-            std::string(aRandom.oneOf(sides)) + aRandom.oneOf(relations) + aRandom.oneOf(sides);
+            inOrder({aRandom.oneOf(sides), aRandom.oneOf(relations), aRandom.oneOf(sides)});
         text +=
             (i == 0 ? "" : connective) + (aRandom.pick(4) == 0 ? "!(" + relation + ")" : relation);
       }
@@ -62,8 +63,8 @@ std::string condition(RandomText& aRandom, std::size_t aIdx) {
     case 2: {  // A condition that meets itself and its negation.
       const std::string once = aRandom.condition(1 + aRandom.pick(4));
       const std::string other = aRandom.condition(1 + aRandom.pick(3));
-      return "(" + once + " || " + other + ") && (!(" + once + ")" +
-             (aRandom.pick(2) == 0 ? " || " : " && ") + aRandom.condition(2) + ")";
+      return inOrder({"(", once, " || ", other, ") && (!(", once, ")",
+                      aRandom.pick(2) == 0 ? " || " : " && ", aRandom.condition(2), ")"});
     }
     default: return aRandom.condition(1 + aRandom.pick(16));
   }
@@ -84,11 +85,12 @@ std::string termsThatMeet(RandomText& aRandom) {
   const auto term = [&] { return terms[aRandom.pick(7) / 3]; };
   const auto pair = [&] {
     const std::string first = term();
-    return aRandom.pick(3) == 0 ? first : "(" + first + aRandom.oneOf(operators) + term() + ")";
+    if (aRandom.pick(3) == 0) return first;
+    return inOrder({"(", first, aRandom.oneOf(operators), term(), ")"});
   };
   std::string text = pair();
   for (std::size_t i = 0, count = 1 + aRandom.pick(2); i < count; ++i) {
-    text = "(" + text + ")" + aRandom.oneOf(operators) + pair();
+    text = inOrder({"(", text, ")", aRandom.oneOf(operators), pair()});
   }
   return text;
 }
@@ -161,7 +163,8 @@ TEST(Recorded, TextsAndTheirErrors) {
     } else {
       text = i % 4 == 1 ? random.condition(1 + random.pick(5)) : arithmetic(random);
       for (std::size_t k = 0, count = random.pick(3); k < count; ++k) {
-        text.replace(random.pick(text.size() + 1), random.pick(2), random.oneOf(tokens));
+        const std::size_t place = random.pick(text.size() + 1), length = random.pick(2);
+        text.replace(place, length, random.oneOf(tokens));
       }
     }
     for (const bool cSyntax : {false, true}) {
@@ -180,46 +183,45 @@ TEST(Recorded, TextsAndTheirErrors) {
   recorded.compare();
 }
 
-TEST(Recorded, Simplification) {
+// Simplifies so many texts, which `aMake` makes.
+template <class Make>
+void recordSimplification(const char* aName, std::uint64_t aSeed, std::size_t aCount,
+                          const Make& aMake) {
   if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
-  Recorded recorded("simplification");
-  RandomText random(2);
-  for (std::size_t i = 0; i < tries(40000); ++i) {
-    std::string text;
-    switch (i % 5) {
-      case 0: text = arithmetic(random) + (i % 2 == 0 ? "" : "==" + arithmetic(random)); break;
-      case 1: text = termsThatMeet(random); break;
-      default: text = condition(random, i / 5);
-    }
+  Recorded recorded(aName);
+  RandomText random(aSeed);
+  for (std::size_t i = 0; i < tries(aCount); ++i) {
+    const std::string text = aMake(random, i);
     SymbolicExprTable table;
     recorded.add(joined({text, simplified(table, parse(table, text))}));
   }
   recorded.compare();
 }
 
+TEST(Recorded, Simplification) {
+  recordSimplification("simplification", 2, 40000, [](RandomText& aRandom, std::size_t i) {
+    switch (i % 5) {
+      case 0: return inOrder({arithmetic(aRandom), i % 2 == 0 ? "" : "==" + arithmetic(aRandom)});
+      case 1: return termsThatMeet(aRandom);
+      default: return condition(aRandom, i / 5);
+    }
+  });
+}
+
 TEST(Recorded, SimplificationWithLongNames) {
-  Recorded recorded("names");
-  RandomText random(5);
-  for (std::size_t i = 0; i < tries(8000); ++i) {
-    const std::string text = withLongNames(condition(random, random.pick(5)), random.pick(60));
-    SymbolicExprTable table;
-    recorded.add(joined({text, simplified(table, parse(table, text))}));
-  }
-  recorded.compare();
+  recordSimplification("names", 5, 8000, [](RandomText& aRandom, std::size_t) {
+    const std::string text = condition(aRandom, aRandom.pick(5));
+    return withLongNames(text, aRandom.pick(60));
+  });
 }
 
 // So many operands that what is kept for large conditions matters.
 TEST(Recorded, SimplificationOfLargeConditions) {
-  Recorded recorded("large");
-  RandomText random(6);
-  for (std::size_t i = 0; i < tries(3000); ++i) {
-    const std::size_t size = 10 + random.pick(60);
-    const std::string text =
-        withLongNames(i % 2 == 0 ? random.dense(size) : random.condition(size), random.pick(60));
-    SymbolicExprTable table;
-    recorded.add(joined({text, simplified(table, parse(table, text))}));
-  }
-  recorded.compare();
+  recordSimplification("large", 6, 3000, [](RandomText& aRandom, std::size_t i) {
+    const std::size_t size = 10 + aRandom.pick(60);
+    const std::string text = i % 2 == 0 ? aRandom.dense(size) : aRandom.condition(size);
+    return withLongNames(text, aRandom.pick(60));
+  });
 }
 
 TEST(Recorded, NodesThatNoTextGives) {
@@ -365,15 +367,15 @@ TEST(Recorded, LargeNetConditions) {
     const bool areSmall = i % 2 == 0;
     const std::size_t numNames = 4 + random.pick(200);
     const auto literal = [&] {
-      return (random.pick(5) == 0 ? "!" : "") + ("(v" + std::to_string(random.pick(numNames))) +
-             random.oneOf(relations) + ")";
+      return inOrder({random.pick(5) == 0 ? "!(v" : "(v", std::to_string(random.pick(numNames)),
+                      random.oneOf(relations), ")"});
     };
     std::vector<std::string> texts;
     for (std::size_t k = 0, count = areSmall ? 5 + random.pick(55) : 2 + random.pick(2); k < count;
          ++k) {
       std::string text = literal();
       for (std::size_t n = areSmall ? random.pick(8) / 6 : random.pick(12); n > 0; --n) {
-        text += (random.pick(areSmall ? 8 : 2) == 0 ? " || " : " && ") + literal();
+        text += inOrder({random.pick(areSmall ? 8 : 2) == 0 ? " || " : " && ", literal()});
       }
       texts.push_back((areSmall && random.pick(12) == 0 ? "!(" : "(") + text + ")");
     }

@@ -49,22 +49,22 @@ std::string atom(RandomText& aRandom) {
   static constexpr const char* const ofConstants[] = {"c", "c", "n", "x"};
   if (aRandom.pick(8) == 0) {
     const std::string left = aRandom.oneOf(ofConstants);
-    return left + aRandom.oneOf(relations) + aRandom.oneOf(named);
+    return inOrder({left, aRandom.oneOf(relations), aRandom.oneOf(named)});
   }
   const auto side = [&] {
     const std::string text = aRandom.pick(3) == 0 ? "" : term(aRandom);
     return text.empty() ? aRandom.oneOf(constants) : text;
   };
   const std::string left = side();
-  return left + aRandom.oneOf(relations) + side();
+  return inOrder({left, aRandom.oneOf(relations), side()});
 }
 
 std::string condition(RandomText& aRandom, std::size_t aAtoms) {
-  if (aAtoms <= 1) return (aRandom.pick(4) == 0 ? "~(" : "(") + atom(aRandom) + ")";
+  if (aAtoms <= 1) return inOrder({aRandom.pick(4) == 0 ? "~(" : "(", atom(aRandom), ")"});
   const std::size_t left = 1 + aRandom.pick(aAtoms - 1);
   const char* const connective = aRandom.pick(3) == 0 ? " || " : " && ";
   const std::string text =
-      condition(aRandom, left) + connective + condition(aRandom, aAtoms - left);
+      inOrder({condition(aRandom, left), connective, condition(aRandom, aAtoms - left)});
   return (aRandom.pick(6) == 0 ? "~(" : "(") + text + ")";
 }
 
@@ -220,8 +220,8 @@ TEST(RecordedDecisions, ManyQuestionsAtOnce) {
     for (std::size_t k = 0, count = 4 + random.pick(9); k < count; ++k) {
       std::string text = condition(random, 1 + random.pick(3));
       if (i % 3 == 0) {
-        text = random.oneOf(side) + std::string(random.oneOf(relations)) +
-               random.oneOf(random.pick(4) == 0 ? side : nearlyEqual);
+        text = inOrder({random.oneOf(side), random.oneOf(relations),
+                        random.oneOf(random.pick(4) == 0 ? side : nearlyEqual)});
       }
       line += text + "\t";
       ids.push_back(parse(text));
@@ -254,8 +254,8 @@ TEST(RecordedDecisions, ContradictionsAmongManyConditions) {
     std::string line;
     std::vector<SymbolicExprId> ids;
     for (std::size_t k = 0, count = 5 + random.pick(8); k < count; ++k) {
-      std::string text = name() + random.oneOf(relations) + name();
-      if (random.pick(3) == 0) text = name() + "==" + std::to_string(random.pick(3));
+      std::string text = inOrder({name(), random.oneOf(relations), name()});
+      if (random.pick(3) == 0) text = inOrder({name(), "==", std::to_string(random.pick(3))});
       if (random.pick(4) == 0) text += " || " + name() + ">1";
       if (random.pick(6) == 0) text = random.pick(2) == 0 ? name() : "~" + name();
       line += text + "; ";

@@ -55,13 +55,20 @@ inline void addNodes(SymbolicExprTable& aTable, RandomText& aRandom, std::size_t
       case 0: SymbolicString(aTable, aRandom.oneOf(names)); break;
       case 1: SymbolicIntValue(aTable, ints[aRandom.pick(std::size(ints))]); break;
       case 2: SymbolicDoubleValue(aTable, doubles[aRandom.pick(std::size(doubles))]); break;
-      case 3: SymbolicFcnCallExpr(aTable, aRandom.oneOf(names), some(0)); break;
+      case 3: {
+        const std::string name = aRandom.oneOf(names);
+        SymbolicFcnCallExpr(aTable, name, some(0));
+        break;
+      }
       case 4:
         switch (aRandom.pick(4)) {
           case 0: SymbolicNDExpr(aTable, some(1)); break;
           case 1: SymbolicMemberValue(aTable, left, aRandom.oneOf(names)); break;
           case 2: SymbolicFcnCall1UExpr(aTable, aRandom.oneOf(names), left); break;
-          default: addHostNode(aTable, static_cast<int>(aRandom.pick(32)), some(0));
+          default: {
+            const auto kind = static_cast<int>(aRandom.pick(32));
+            addHostNode(aTable, kind, some(0));
+          }
         }
         break;
       case 5:

@@ -11,6 +11,7 @@
 #include "base/KSSymbolicExpr.hpp"
 #include "eval/SymbolicExprEvalError.hpp"
 #include "parser/SymbolicExprParser.hpp"
+#include "tests/support/RandomText.hpp"
 
 namespace KS::test {
 
@@ -56,7 +57,7 @@ std::string RandomQuestion::text(std::size_t aNodes) {
     for (std::size_t i = pick(4); i > 0; --i) list += ", " + text(aNodes / 4);
     return list + "]";
   }
-  if (pick(6) == 0) return std::string(1, "-!~"[pick(3)]) + "(" + text(aNodes - 1) + ")";
+  if (pick(6) == 0) return inOrder({std::string(1, "-!~"[pick(3)]), "(", text(aNodes - 1), ")"});
   const std::size_t left = 1 + pick(aNodes - 1);
   const std::string first = "(" + text(left) + ")";
   const std::string joint = operators[pick(std::size(operators))];

@@ -4,11 +4,20 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <iterator>
 #include <random>
 #include <string>
 
 namespace KS::test {
+
+/// The texts one behind the other, made in that order: compilers differ in which operand of a sum
+/// they make first.
+inline std::string inOrder(std::initializer_list<std::string> aTexts) {
+  std::string all;
+  for (const std::string& text : aTexts) all += text;
+  return all;
+}
 
 /// Draws conditions and sums in the spelling that both dialects share.
 class RandomText {
@@ -86,18 +95,18 @@ class RandomText {
     static constexpr const char* const relations[] = {"<", "<=", ">", ">=", "==", "!="};
     const std::string relation = oneOf(relations);
     switch (pick(16)) {
-      case 0: return oneOf(numbers) + relation + oneOf(numbers);
-      case 1: return constant() + relation + oneOf(numbers);
+      case 0: return inOrder({oneOf(numbers), relation, oneOf(numbers)});
+      case 1: return inOrder({constant(), relation, oneOf(numbers)});
       case 2: return "s.m" + relation + constant();
-      case 3: return "f(" + std::string(oneOf(names)) + ")" + relation + constant();
-      case 4: return oneOf(numbers) + ("+" + constant()) + relation + constant();
-      case 5: return "2*" + std::string(oneOf(numbers)) + "-1" + relation + constant();
+      case 3: return inOrder({"f(", oneOf(names), ")", relation, constant()});
+      case 4: return inOrder({oneOf(numbers), "+", constant(), relation, constant()});
+      case 5: return inOrder({"2*", oneOf(numbers), "-1", relation, constant()});
       case 6: return pick(3) == 0 ? "true" : pick(2) == 0 ? "false" : oneOf(names);
       case 7: return "a" + relation + (pick(2) == 0 ? "true" : "false");
       case 8:
       case 9:
       case 10: return oneOf(names);
-      default: return oneOf(numbers) + relation + constant();
+      default: return inOrder({oneOf(numbers), relation, constant()});
     }
   }
 
