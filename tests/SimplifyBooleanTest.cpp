@@ -1,12 +1,16 @@
 // Conjunctions, disjunctions and negations: text in, text out.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <string>
+#include <vector>
 
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/detail/SymbolicExprSimplifyVisitor.hpp"
 #include "tests/support/Equivalence.hpp"
+#include "tests/support/Instrumented.hpp"
 #include "tests/support/RandomText.hpp"
 #include "tests/support/SimplifyRows.hpp"
 
@@ -286,6 +290,71 @@ TEST(SimplifyBoolean, DisjunctionsAbsorbWhatIsTooLargeToDistribute) {
   EXPECT_NE(simplified("(" + large + ") || c1 || d2").text, "c1 || d2");
   // What comes by another rule counts, too.
   EXPECT_EQ(simplified("(" + large + ") || c1 || !c1 && c2").text, "c1 || c2");
+}
+
+// A conjunction of symbols "a" to "l", a bit each, some of them negated.
+struct Product {
+  unsigned positive = 0, negative = 0;
+
+  bool holds(unsigned aTrue) const {
+    return (aTrue & positive) == positive && (aTrue & negative) == 0;
+  }
+  bool absorbs(const Product& aOther) const {
+    return (positive & ~aOther.positive) == 0 && (negative & ~aOther.negative) == 0;
+  }
+};
+
+std::vector<Product> productsOf(const std::string& aText) {
+  std::vector<Product> products(1);
+  for (std::size_t i = 0; i < aText.size(); ++i) {
+    if (aText[i] == '|') {
+      if (aText[++i] == '|') products.emplace_back();
+    } else if (std::islower(static_cast<unsigned char>(aText[i])) != 0) {
+      const unsigned symbol = 1U << (aText[i] - 'a');
+      (i > 0 && aText[i - 1] == '!' ? products.back().negative : products.back().positive) |=
+          symbol;
+    }
+  }
+  return products;
+}
+
+// So many that each is not compared with each, in several rounds: no product of the result absorbs
+// another, and no two differ in a negation alone.
+TEST(SimplifyBoolean, ManyProducts) {
+  constexpr unsigned numSymbols = 12;
+  RandomText random(1);
+  for (std::size_t i = 0; i < tries(40); ++i) {
+    std::string text;
+    for (std::size_t k = 0, count = 270 + random.pick(300); k < count; ++k) {
+      text += k == 0 ? "" : " || ";
+      const std::size_t size = 4 + random.pick(6);
+      for (std::size_t n = 0; n < size; ++n) {
+        text += n == 0 ? "" : " && ";
+        text += random.pick(2) == 0 ? "!" : "";
+        text += static_cast<char>('a' + random.pick(numSymbols));
+      }
+    }
+    const std::string result = simplified(text).text;
+    const std::vector<Product> given = productsOf(text), found = productsOf(result);
+    for (unsigned all = 0; all < 1U << numSymbols; ++all) {
+      const auto holds = [all](const Product& aProduct) { return aProduct.holds(all); };
+      ASSERT_EQ(std::any_of(given.begin(), given.end(), holds),
+                std::any_of(found.begin(), found.end(), holds))
+          << text << "\n"
+          << result;
+    }
+    for (const Product& a : found) {
+      for (const Product& b : found) {
+        if (&a == &b) continue;
+        ASSERT_FALSE(a.absorbs(b)) << text << "\n" << result;
+        const unsigned other = a.positive & b.negative;
+        ASSERT_FALSE(other != 0 && (other & (other - 1)) == 0 &&
+                     a.positive == (b.positive | other) && b.negative == (a.negative | other))
+            << text << "\n"
+            << result;
+      }
+    }
+  }
 }
 
 }  // namespace
