@@ -385,6 +385,8 @@ bool readHalves(Model& aModel, ModelErrors& aWarnings, std::vector<ParentName>& 
 
 std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings,
                                    std::size_t aJobs) {
+  // From here on the text stays where it is.
+  aModel.text.reserve(aModel.text.size() + jsonPadding);
   // A vector that grows step by step would hold the blocks twice. Files go on as they begin.
   constexpr std::size_t beginningLength = std::size_t{1} << 20, shortestBlock = 24;
   const std::string_view text = aModel.text;

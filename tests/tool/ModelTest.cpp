@@ -399,6 +399,7 @@ TEST(ModelSyntax, TwoThreadsParseAsOne) {
     const auto parsed = [&](std::size_t aJobs) {
       ksexpr::Model model;
       model.text = modelOf(blocks);
+      model.text.shrink_to_fit();
       ksexpr::ModelErrors errors, warnings;
       const std::vector<ksexpr::ParentName> parents =
           ksexpr::parseModel(model, errors, warnings, aJobs);
