@@ -36,11 +36,12 @@ class SoundReader {
     return readObject(aDocument.get_object(), text.find('{'), 1) && isAtEnd(aDocument);
   }
 
-  // A text that ends behind an element of an array in the outermost object.
+  // Reads a text that stops behind an element of an array in the outermost object.
   bool readBeginning(ondemand::document& aDocument) {
-    beginning = &aDocument;
-    return aDocument.type() == ondemand::json_type::object &&
-           !readObject(aDocument.get_object(), text.find('{'), 1) && hasEnded;
+    if (aDocument.type() != ondemand::json_type::object) return false;
+    stoppingDocument = &aDocument;
+    readObject(aDocument.get_object(), text.find('{'), 1);
+    return hasStopped;
   }
 
   // The rest of the array.
@@ -71,10 +72,8 @@ class SoundReader {
     if (aDepth > maxDepth || !handler.startArray(aOffset)) return false;
     for (auto element : aArray) {
       if (!readValue(element.value(), aDepth)) return false;
-      if (beginning != nullptr && aDepth == 2 && isAtEnd(*beginning)) {
-        hasEnded = true;
-        return false;
-      }
+      hasStopped = stoppingDocument != nullptr && aDepth == 2 && isAtEnd(*stoppingDocument);
+      if (hasStopped) return false;
     }
     return handler.endArray();
   }
@@ -106,8 +105,9 @@ class SoundReader {
 
   const std::string_view text;
   JsonHandler& handler;
-  ondemand::document* beginning = nullptr;  // where the text is one
-  bool hasEnded = false;                    // behind an element of an array
+  // Set where the text stops before its array and object end; whether all of it was read.
+  ondemand::document* stoppingDocument = nullptr;
+  bool hasStopped = false;
 };
 
 constexpr const char* blanks = " \t\r\n";
@@ -287,7 +287,8 @@ bool readSoundJson(std::string& aText, JsonHandler& aHandler) {
 }
 
 // The comma between the halves is the opening bracket of the second one for the time being. Where
-// the first half is sound, it is a comma between elements; where both are, the text is.
+// the first half is sound, it is a comma between elements of an array; where the second one is,
+// too, that array ends with it, and nothing but the brace of the object stands behind.
 bool readSoundHalves(std::string& aText, JsonHandler& aFirst, JsonHandler& aSecond) {
   const std::size_t comma = middleComma(aText), end = lastArrayEnd(aText);
   if (comma == std::string::npos || end == std::string::npos || end < comma) return false;

@@ -114,10 +114,8 @@ std::size_t Model::offsetOf(std::string_view aString) const {
   if (!isBefore(aString.data(), begin) && isBefore(aString.data(), end)) {
     return static_cast<std::size_t>(aString.data() - begin) - 1;
   }
-  for (const Decoded& string : decoded) {
-    if (string.value.data() == aString.data()) return string.offset;
-  }
-  return 0;
+  const auto known = offsetsOfDecoded.find(aString.data());
+  return known == offsetsOfDecoded.end() ? 0 : known->second;
 }
 
 std::size_t Model::lineOf(std::string_view aString) const {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -84,22 +85,18 @@ struct Model {
   std::size_t indexOf(const KSBlock& aBlock) const {
     return static_cast<std::size_t>(&aBlock - blocks.data());
   }
-  /// Where a string of the model begins in the file. Takes time in the strings with escapes.
+  /// Where a string of the model begins in the file.
   std::size_t offsetOf(std::string_view aString) const;
   /// The line of the file that a string of the model stands in, counted from 1. Takes time in what
   /// stands before it.
   std::size_t lineOf(std::string_view aString) const;
 
-  /// A string of the file that is spelled with escapes.
-  struct Decoded {
-    std::string value;
-    std::size_t offset;
-  };
-
   std::string path;
   /// The file's content, to which offsets refer. Strings without escapes are parts of it.
   std::string text;
-  std::list<Decoded> decoded;
+  std::list<std::string> decoded;
+  /// Where these begin in the file, by where they lie.
+  std::unordered_map<const char*, std::size_t> offsetsOfDecoded;
   /// The blocks in file order.
   std::vector<KSBlock> blocks;
   /// The condition texts of the blocks that have some, in parts.

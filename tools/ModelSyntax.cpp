@@ -34,7 +34,7 @@ enum VariableMember : std::size_t {
 constexpr std::string_view variableMembers[] = {"values", "integer", "min", "max", "boolean"};
 constexpr std::size_t unknownMember = 5;
 
-// The kind of all warnings.
+// The kind of the warnings.
 constexpr const char* unreadKeys = "keys that nothing reads";
 
 struct MemberNames {
@@ -46,10 +46,11 @@ struct MemberNames {
 class ModelReader : public JsonHandler {
  public:
   /// Reads that text, or a part of it, into the model.
-  ModelReader(std::string_view aText, Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings)
+  ModelReader(const std::string& aText, Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings)
       : text(aText), model(aModel), errors(aErrors), warnings(aWarnings) {
     // A reader that has met something wrong leaves the file to another one.
     model.decoded.clear();
+    model.offsetsOfDecoded.clear();
     model.blocks.clear();
     model.texts.assign(1, {});
     model.variables.clear();
@@ -291,8 +292,9 @@ class ModelReader : public JsonHandler {
     if (!isBefore(aValue.data(), begin) && isBefore(aValue.data(), begin + text.size())) {
       return aValue;
     }
-    model.decoded.push_back({std::string(aValue), token});
-    return model.decoded.back().value;
+    const std::string& decoded = model.decoded.emplace_back(aValue);
+    model.offsetsOfDecoded.emplace(decoded.data(), token);
+    return decoded;
   }
 
   bool wrongType(const std::string& aFound) {
@@ -334,13 +336,14 @@ class ModelReader : public JsonHandler {
     for (const std::string_view name : meant.empty() ? names : std::vector<std::string_view>()) {
       meant += (meant.empty() ? "; what is read here is \"" : ", \"") + std::string(name) + '"';
     }
-    warnings.told.push_back({token, "warning: nothing reads \"" + shortened(aName) + '"' + meant});
+    warnings.told.push_back(
+        {unreadKeys, token, "warning: nothing reads \"" + shortened(aName) + '"' + meant});
     return true;
   }
 
   std::deque<BlockTexts::Room>& texts() { return model.texts.back(); }
 
-  const std::string_view text;
+  const std::string& text;  // moves when memory is made for the padding behind it
   Model& model;
   std::size_t token = 0;  // where the one begins that was told last
   Level level = Level::Document;
@@ -374,7 +377,8 @@ bool readHalves(Model& aModel, ModelErrors& aWarnings, std::vector<ParentName>& 
   aModel.blocks.insert(aModel.blocks.end(), rest.blocks.begin(), rest.blocks.end());
   aModel.texts.splice(aModel.texts.end(), rest.texts);
   aModel.decoded.splice(aModel.decoded.end(), rest.decoded);
-  aWarnings.append(unreadKeys, restWarnings);
+  aModel.offsetsOfDecoded.merge(rest.offsetsOfDecoded);
+  aWarnings.append(restWarnings);
   aParents = first.finish();
   const std::vector<ParentName> others = second.finish();
   aParents.insert(aParents.end(), others.begin(), others.end());
@@ -385,8 +389,6 @@ bool readHalves(Model& aModel, ModelErrors& aWarnings, std::vector<ParentName>& 
 
 std::vector<ParentName> parseModel(Model& aModel, ModelErrors& aErrors, ModelErrors& aWarnings,
                                    std::size_t aJobs) {
-  // From here on the text stays where it is.
-  aModel.text.reserve(aModel.text.size() + jsonPadding);
   // A vector that grows step by step would hold the blocks twice. Files go on as they begin.
   constexpr std::size_t beginningLength = std::size_t{1} << 20, shortestBlock = 24;
   const std::string_view text = aModel.text;

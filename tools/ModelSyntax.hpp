@@ -12,8 +12,9 @@
 
 namespace ksexpr {
 
-/// What is wrong with a model file, and at which byte of it.
+/// What is wrong with a model file, its kind (see `ProblemCounts`), and at which byte of it.
 struct ModelError {
+  std::string_view kind;
   std::size_t offset;
   std::string message;
 };
@@ -26,11 +27,11 @@ struct ModelErrors {
 
   /// Adds an error of a kind, see `ProblemCounts`.
   void add(std::string_view aKind, std::size_t aOffset, std::string aMessage) {
-    if (counts.add(aKind)) told.push_back({aOffset, std::move(aMessage)});
+    if (counts.add(aKind)) told.push_back({aKind, aOffset, std::move(aMessage)});
   }
-  /// Adds those of the rest of the file, which are all of one kind.
-  void append(std::string_view aKind, const ModelErrors& aRest) {
-    for (const ModelError& one : aRest.told) add(aKind, one.offset, one.message);
+  /// Adds those of the rest of the file.
+  void append(const ModelErrors& aRest) {
+    for (const ModelError& one : aRest.told) add(one.kind, one.offset, one.message);
     counts.addUntold(aRest.counts);
   }
 };

@@ -156,10 +156,9 @@ void findCycles(const Model& aModel, const std::vector<ParentName>& aParents,
       metFrom[aModel.indexOf(*block)] = walk;
       block = block->parent;
     }
-    if (block != nullptr && metFrom[aModel.indexOf(*block)] == walk &&
-        aErrors.counts.add("cycles of parents")) {
-      aErrors.told.push_back({aModel.offsetOf(*aParents[aModel.indexOf(*block)]),
-                              "cycle of parents: " + describeCycle(*block)});
+    if (block != nullptr && metFrom[aModel.indexOf(*block)] == walk) {
+      aErrors.add("cycles of parents", aModel.offsetOf(*aParents[aModel.indexOf(*block)]),
+                  "cycle of parents: " + describeCycle(*block));
     }
   }
 }
@@ -170,7 +169,7 @@ void linkParents(Model& aModel, const std::vector<ParentName>& aParents, ModelEr
                  std::size_t aJobs) {
   const Linking linking(aModel, aParents, aJobs);
   const auto add = [&](const char* kind, std::string_view place, const auto& message) {
-    if (aErrors.counts.add(kind)) aErrors.told.push_back({aModel.offsetOf(place), message()});
+    if (aErrors.counts.add(kind)) aErrors.told.push_back({kind, aModel.offsetOf(place), message()});
   };
   const auto named = [&](Index block) {
     return "block \"" + shortened(aModel.blocks[block].id) + '"';

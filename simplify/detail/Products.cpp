@@ -93,13 +93,13 @@ void Products::findComplements() {
   const auto add = [&](SymbolicExprId a, SymbolicExprId b) {
     if (b != invalidSymbolicExprId) found.emplace_back(a, b);
   };
-  // Products share most of their factors, which are looked at once: those of late are remembered.
-  std::array<std::uint32_t, 64> late;
-  late.fill(NodeDigest::none);
+  // Products share most of their factors: one that was looked at recently is not looked at again.
+  std::array<std::uint32_t, 64> recent;
+  recent.fill(NodeDigest::none);
   Ids all;
   const auto find = [&](SymbolicExprId aId) {
     const auto id = static_cast<std::uint32_t>(aId);
-    if (std::exchange(late[id % late.size()], id) == id) return;
+    if (std::exchange(recent[id % recent.size()], id) == id) return;
     all.push_back(aId);
     const NodeView node = c.node(aId);
     const SymbolicOp kind = node.kind();
@@ -190,12 +190,14 @@ void Products::dropImpliedFactors() {
 // (a && b) || (a && b && c) -> a && b
 
 void Products::dropAbsorbedByProducts() {
-  if (products.size() <= mostProductsPaired) {
+  if (isWorthPairing()) {
+    const auto isFresh = [this](Index i) { return i >= firstNew || products[i].isChanged; };
     for (Index i = 0; i < products.size(); ++i) {
       // Most pairs end with the first comparison.
       const std::uint64_t others = ~products[i].signature;
       for (Index other = 0; other < products.size() && !products[i].isGone; ++other) {
-        if ((products[other].signature & others) == 0 && absorbs(other, i)) drop(i);
+        if ((products[other].signature & others) != 0) continue;
+        if ((isFresh(i) || isFresh(other)) && absorbs(other, i)) drop(i);
       }
     }
     return;
@@ -225,6 +227,13 @@ void Products::dropAbsorbedByProducts() {
       return false;
     });
   }
+}
+
+// Whether each product is compared with each. Bits tell few of many factors apart.
+bool Products::isWorthPairing() const {
+  constexpr std::size_t few = 32, many = 128, fewFactors = 24;
+  return products.size() <= few ||
+         (products.size() <= many && factors.size() <= fewFactors * products.size());
 }
 
 // Whether a product goes because of another. Of two equal ones, one that is as it was stays.

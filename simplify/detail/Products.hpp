@@ -58,6 +58,7 @@ class Products {
   bool hasFactor(const Product& aProduct, SymbolicExprId aFactor) const;
   bool isAbsorbedByOperands(const Product& aProduct) const;
   bool isSubset(const Product& aProduct, const Product& aOther) const;
+  bool isWorthPairing() const;
   bool absorbs(Index aOther, Index aProduct) const;
   void sign(Product& aProduct) const;
   void removeFactor(Index aProduct, SymbolicExprId aFactor);
@@ -72,9 +73,6 @@ class Products {
   void fileUsers(Index aEnd);
   void countUses();
   void fileByFactors();
-
-  // Up to so many products, each is compared with each.
-  static constexpr std::size_t mostProductsPaired = 256;
 
   SimplifyContext& c;
   Operands& operands;

@@ -412,11 +412,25 @@ TEST(ModelSyntax, TwoThreadsParseAsOne) {
         for (const std::size_t family : {0, 1, 2}) all += block.texts[family];
         all += ' ' + std::to_string(model.offsetOf(block.id));
       }
-      for (const auto& one : model.decoded) all += one.value + std::to_string(one.offset);
+      for (const std::string& one : model.decoded) all += one + std::to_string(model.offsetOf(one));
       return all;
     };
     EXPECT_EQ(parsed(2), parsed(1)) << some << others;
   }
+}
+
+// Also where memory for the padding behind the text has to be made.
+TEST(ModelSyntax, ErrorsHaveAPlaceInATextOfItsOwn) {
+  ksexpr::Model model;
+  model.text = R"({"variables": {"\u0061": {"integer": true}}, "constraints": ["\u0061 > 1"]} )";
+  model.text.shrink_to_fit();
+  ksexpr::ModelErrors errors, warnings;
+  ksexpr::parseModel(model, errors, warnings, 1);
+  ASSERT_EQ(errors.told.size(), 1U);
+  EXPECT_EQ(errors.told[0].offset, model.text.size() - 2);
+  ASSERT_EQ(model.constraints.size(), 1U);
+  EXPECT_EQ(model.constraints[0], "a > 1");
+  EXPECT_EQ(model.offsetOf(model.constraints[0]), model.text.find("\"\\u0061 >"));
 }
 
 // Several threads share the ids of a large model. Its blocks stand in no order.
