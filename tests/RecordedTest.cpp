@@ -217,7 +217,7 @@ TEST(Recorded, SimplificationWithLongNames) {
 
 // So many operands that what is kept for large conditions matters.
 TEST(Recorded, SimplificationOfLargeConditions) {
-  recordSimplification("large", 6, 3000, [](RandomText& aRandom, std::size_t i) {
+  recordSimplification("large", 6, 4000, [](RandomText& aRandom, std::size_t i) {
     const std::size_t size = 10 + aRandom.pick(60);
     const std::string text = i % 2 == 0 ? aRandom.dense(size) : aRandom.condition(size);
     return withLongNames(text, aRandom.pick(60));
@@ -363,7 +363,7 @@ TEST(Recorded, LargeNetConditions) {
   static constexpr const char* const relations[] = {"==1", "!=1", "==2", "<3", "", ""};
   Recorded recorded("large-net");
   RandomText random(8);
-  for (std::size_t i = 0; i < tries(1000); ++i) {
+  for (std::size_t i = 0; i < tries(2000); ++i) {
     const bool areSmall = i % 2 == 0;
     const std::size_t numNames = 4 + random.pick(200);
     const auto literal = [&] {

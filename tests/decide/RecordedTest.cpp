@@ -211,7 +211,7 @@ TEST(RecordedDecisions, ManyQuestionsAtOnce) {
   if (std::fegetround() != FE_TONEAREST) GTEST_SKIP() << "other values with other rounding";
   Recorded recorded("batches");
   RandomText random(4);
-  for (std::size_t i = 0; i < tries(1500); ++i) {
+  for (std::size_t i = 0; i < tries(2000); ++i) {
     SymbolicExprTable table;
     SymbolicExprDecider decider(table);
     const SymbolicExprParser parse(table, false);

@@ -22,7 +22,8 @@ class Recorded {
 
   void add(const std::string& aLine);
 
-  /// Fails where answers differ. Fewer of them than were recorded may be compared.
+  /// Fails where answers differ. Fewer of them than were recorded may be compared, as many digests
+  /// as there are.
   void compare() const;
 
  private:
