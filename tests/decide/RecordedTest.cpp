@@ -229,10 +229,9 @@ TEST(RecordedDecisions, ManyQuestionsAtOnce) {
     if (random.pick(2) == 0) decider.setDomain(parse("x"), domain(random));
     std::vector<std::vector<SymbolicExprId>> questions;
     for (std::size_t k = 0, count = 2 + random.pick(30); k < count; ++k) {
-      std::vector<SymbolicExprId>& question = questions.emplace_back();
-      for (std::size_t n = 1 + random.pick(ids.size()); n > 0; --n) {
-        question.push_back(ids[random.pick(ids.size())]);
-      }
+      std::vector<SymbolicExprId> question(1 + random.pick(ids.size()));
+      for (SymbolicExprId& id : question) id = ids[random.pick(ids.size())];
+      questions.push_back(question);
     }
     for (const Truth truth : decider.decideAll(questions)) {
       line += std::to_string(static_cast<int>(truth));
