@@ -11,7 +11,6 @@
 
 #include "compact/SymbolicExprCompact.hpp"
 #include "eval/SymbolicExprEval.hpp"
-#include "eval/SymbolicExprProgram.hpp"
 #include "parser/SymbolicExprParser.hpp"
 #include "print/SymbolicExprPrinter.hpp"
 #include "simplify/SymbolicExprSimplify.hpp"
@@ -232,21 +231,17 @@ TEST(Recorded, NodesThatNoTextGives) {
     SymbolicExprTable table;
     addNodes(table, random, 4 + random.pick(16));
     const SymbolicExprId last = table.size() - 1;
+    const SymbolicExprPrinter inM(table, true, true, false), inC(table, false, false, false);
     const auto text = [&](const auto& aGive) { return outcome([&] { return answer(aGive); }); };
     std::vector<std::string> line{outcome([&] { return printed(table, last); }),
-                                  converted(table, last), simplified(table, last), outcome([&] {
-                                    return SymbolicExprPrinter(
-                                        table, true, true, false)(SymbolicExprCompact(table)(last));
-                                  }),
-                                  text([&] { return SymbolicExprEval(table).eval(last); })};
+                                  converted(table, last), simplified(table, last)};
+    line.push_back(outcome([&] { return inM(SymbolicExprCompact(table)(last)); }));
+    line.push_back(text([&] { return SymbolicExprEval(table).eval(last); }));
     SymbolicExprBindings values(table);
     values.set("x", static_cast<int>(random.pick(4)));
     values.set("a", random.pick(2) == 0);
     line.push_back(text([&] { return SymbolicExprEval(table).eval(last, values); }));
-    line.push_back(outcome([&] {
-      return SymbolicExprPrinter(table, false, false,
-                                 false)(SymbolicExprSubstitute(table)(last, values));
-    }));
+    line.push_back(outcome([&] { return inC(SymbolicExprSubstitute(table)(last, values)); }));
     recorded.add(joined(line));
   }
   recorded.compare();
