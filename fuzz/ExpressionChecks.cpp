@@ -421,7 +421,7 @@ void Subject::checkSimplified(UsedTable& aUsed) {
 void Subject::checkRoads(SymbolicExprId aExpected) {
   using detail::FastRoad;
   constexpr FastRoad roads[] = {FastRoad::KnownFinal, FastRoad::DisjointJoin,
-                                FastRoad::DisjointDistribution, FastRoad::GrowingConjunction,
+                                FastRoad::SetDistribution, FastRoad::GrowingConjunction,
                                 FastRoad::ThinnedRelations};
   for (std::size_t open = 0; open <= std::size(roads); ++open) {
     SymbolicExprSimplifyVisitor visitor(table);

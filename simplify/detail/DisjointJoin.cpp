@@ -72,53 +72,6 @@ bool DisjointJoin::areDisjoint(const Range& aSubjects, const Range& aOthers) con
                       [&](std::uint32_t aSubject) { return set.contains(aSubject); });
 }
 
-bool DisjointJoin::areDisjoint(const Part* aParts, std::size_t aCount) const {
-  for (const Part* part = aParts; part != aParts + aCount; ++part) {
-    if (!part->isPlain) return false;
-    for (const Part* other = aParts; other != part; ++other) {
-      if (!areDisjoint(part->subjects, other->subjects)) return false;
-    }
-  }
-  return true;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Joining any number of parts
-
-SymbolicExprId rechain(SimplifyContext& c, SymbolicExprId aChain, std::size_t aLinks,
-                       std::size_t aKept, const TextOrder::Text* aFirst, std::size_t aCount) {
-  const std::size_t kept = std::max<std::size_t>(aKept, 1);
-  SymbolicExprId chain = aKept == 0 ? SymbolicExprId{aFirst[0].id} : aChain;
-  if (aKept > 0) {
-    for (; aLinks > kept; --aLinks) chain = c.node(chain).left();
-  }
-  chain = extendChain(c, SymbolicOp::And, chain, aFirst + kept, aCount - kept);
-  c.finals.addChain(chain);
-  return chain;
-}
-
-DisjointJoin::Part DisjointJoin::join(const Part* aParts, std::size_t aCount) {
-  const Part* longest = aParts;
-  std::size_t total = 0;
-  for (const Part* part = aParts; part != aParts + aCount; ++part) {
-    total += part->operands.size();
-    if (part->operands.size() > longest->operands.size()) longest = part;
-  }
-  const std::uint32_t first = texts.size();
-  Text* const all = texts.add(total);
-  std::size_t count = longest->operands.size();
-  std::copy_n(operandsOf(*longest), count, all);
-  std::size_t kept = count;
-  for (const Part* part = aParts; part != aParts + aCount; ++part) {
-    if (part == longest) continue;
-    const std::size_t added = part->operands.size();
-    kept = std::min(kept, c.order.merge(all, count, operandsOf(*part), added));
-    count += added;
-  }
-  const SymbolicExprId id = rechain(c, longest->id, longest->operands.size(), kept, all, total);
-  return {static_cast<std::uint32_t>(id), true, {first, texts.size()}, {0, 0}};
-}
-
 // ---------------------------------------------------------------------------------------------
 // Joining a chain and another one
 

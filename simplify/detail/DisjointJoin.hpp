@@ -51,9 +51,7 @@ class Pool {
 ///
 /// Saves, in instructions of the benchmark's rows: with `FastRoad::DisjointJoin` closed, net
 /// conditions take 1.13 times as many and a conjunction of 4,096 that is built operand by operand
-/// 21 times; with `FastRoad::DisjointDistribution` closed, net conditions take 1.35 times as many,
-/// long ones 2.3 times, and simplifying conditions 1.23 times. `Chains` would give the same; it may
-/// go when closing the two no longer shows in these rows.
+/// 21 times. `Chains` would give the same; it may go when closing it no longer shows in these rows.
 class DisjointJoin {
  public:
   using Text = TextOrder::Text;
@@ -96,20 +94,6 @@ class DisjointJoin {
   Part takeApart(SymbolicExprId aId);
   /// Whether nothing that the one range is about is what the other is about.
   bool areDisjoint(const Range& aSubjects, const Range& aOthers) const;
-  /// Whether all of the parts are plain and no two are about the same.
-  bool areDisjoint(const Part* aParts, std::size_t aCount) const;
-  /// The conjunction of plain, disjoint parts, which continues the chain of the first of those with
-  /// the most operands. What it is about is not gathered.
-  Part join(const Part* aParts, std::size_t aCount);
-  /// The key of a part by which disjunctions are ordered.
-  TextOrder::Key key(const Part& aPart) const {
-    return TextOrder::key(aPart.id, texts.data(), aPart.operands.first, aPart.operands.size());
-  }
-  /// Sorts such keys.
-  void sort(TextOrder::Key* aFirst, TextOrder::Key* aLast) {
-    c.order.sort(texts.data(), aFirst, aLast);
-  }
-
   /// The conjunction of a chain and another one, mostly shorter. Nothing where a rule might apply
   /// to operands of the two.
   std::optional<SymbolicExprId> extend(SymbolicExprId aChain, SymbolicExprId aOther);
@@ -174,10 +158,5 @@ class DisjointJoin {
   Pool<Text> texts;
   Pool<std::uint32_t> subjects;
 };
-
-/// The chain of operands in text order, of which the first `aKept` are those of a chain of
-/// `aLinks` operands; it is final, as all of them are.
-SymbolicExprId rechain(SimplifyContext& c, SymbolicExprId aChain, std::size_t aLinks,
-                       std::size_t aKept, const TextOrder::Text* aFirst, std::size_t aCount);
 
 }  // namespace KS::detail

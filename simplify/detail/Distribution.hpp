@@ -1,11 +1,11 @@
 // Distribution of a conjunction over disjunctions: (a || b) && c -> (a && c) || (b && c).
 #pragma once
 
-#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <optional>
 
 #include "simplify/detail/DisjointJoin.hpp"
+#include "simplify/detail/Picks.hpp"
 
 namespace KS::detail {
 
@@ -31,20 +31,13 @@ class Distribution {
   /// Throws `std::length_error` where this simplification has distributed too much.
   std::optional<SymbolicExprId> distribute(Operands& aOperands);
 
-  /// The same for two final operands, where what they are about lies apart; nothing for others.
+  /// The same for two final operands; nothing where they have to be looked at more closely.
   std::optional<SymbolicExprId> distributeTwo(SymbolicExprId a, SymbolicExprId b);
 
  private:
-  using Part = DisjointJoin::Part;
-  using Parts = boost::container::small_vector<Part, 8>;
-  using PartLists = boost::container::small_vector<Parts, 2>;
-  using Lists = boost::container::small_vector<Ids, 2>;
-
   Lists takeDisjunctions(Operands& aOperands) const;
-  PartLists takeApart(SymbolicExprId aRest, const Lists& aDisjunctions);
-  bool areDisjoint(const PartLists& aLists) const;
-  SymbolicExprId joinDisjoint(const PartLists& aLists);
-  SymbolicExprId joinAny(const PartLists& aLists);
+  std::optional<SymbolicExprId> joinSets(const Lists& aLists);
+  SymbolicExprId joinAny(const Lists& aLists);
   std::optional<std::size_t> literalsWithinLimits(std::size_t aNumRest,
                                                   const Lists& aDisjunctions) const;
   void noteWork(std::size_t aNumLiterals);

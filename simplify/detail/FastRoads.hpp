@@ -7,11 +7,11 @@
 namespace KS::detail {
 
 enum class FastRoad {
-  KnownFinal,            ///< `FinalNodes`: what no rule changes is not entered again
-  DisjointJoin,          ///< `DisjointJoin`: conjunctions without a common subject are merged
-  DisjointDistribution,  ///< `Distribution`: picks without a common subject are merged
-  GrowingConjunction,    ///< `GrowingConjunction`: a long conjunction stays taken apart
-  ThinnedRelations       ///< `RelationPairs`: many relations are thinned out before they pair
+  KnownFinal,          ///< `FinalNodes`: what no rule changes is not entered again
+  DisjointJoin,        ///< `DisjointJoin`: conjunctions without a common subject are merged
+  SetDistribution,     ///< `distributeSets`: conjunctions are distributed as sets of factors
+  GrowingConjunction,  ///< `GrowingConjunction`: a long conjunction stays taken apart
+  ThinnedRelations     ///< `RelationPairs`: many relations are thinned out before they pair
 };
 
 /// Which of them are open, and how often each was taken. All are open; a test closes some and

@@ -5,6 +5,24 @@
 
 namespace KS::detail {
 
+namespace {
+
+// The chain of operands in text order, of which the first `aKept` are those of a chain of `aLinks`
+// operands; it is final, as all of them are.
+SymbolicExprId rechain(SimplifyContext& c, SymbolicExprId aChain, std::size_t aLinks,
+                       std::size_t aKept, const TextOrder::Text* aFirst, std::size_t aCount) {
+  const std::size_t kept = std::max<std::size_t>(aKept, 1);
+  SymbolicExprId chain = aKept == 0 ? SymbolicExprId{aFirst[0].id} : aChain;
+  if (aKept > 0) {
+    for (; aLinks > kept; --aLinks) chain = c.node(chain).left();
+  }
+  chain = extendChain(c, SymbolicOp::And, chain, aFirst + kept, aCount - kept);
+  c.finals.addChain(chain);
+  return chain;
+}
+
+}  // namespace
+
 std::optional<SymbolicExprId> GrowingConjunction::extend(SymbolicExprId aChain,
                                                          SymbolicExprId aOther) {
   const DisjointJoin::Scope scope(join);

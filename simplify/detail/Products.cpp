@@ -14,19 +14,6 @@ constexpr std::uint32_t bitOf(SymbolicOp aKind) {
   return std::uint32_t{1} << static_cast<unsigned>(aKind);
 }
 
-// The relation that holds where the other does not. (Evaluation compares with a tolerance; x < c
-// and x >= c then may both hold, so only rules stand on this that need one of the two to hold.)
-SymbolicOp counterRelation(SymbolicOp aOp) {
-  switch (aOp) {
-    case SymbolicOp::Equal: return SymbolicOp::NotEqual;
-    case SymbolicOp::NotEqual: return SymbolicOp::Equal;
-    case SymbolicOp::LessThan: return SymbolicOp::GreaterThanEqual;
-    case SymbolicOp::LessThanEqual: return SymbolicOp::GreaterThan;
-    case SymbolicOp::GreaterThan: return SymbolicOp::LessThanEqual;
-    default: return SymbolicOp::LessThan;
-  }
-}
-
 }  // namespace
 
 void Products::apply() {

@@ -73,6 +73,17 @@ std::optional<bool> foldRelation(const SimplifyContext& c, const Relation& aRela
 
 }  // namespace
 
+SymbolicOp counterRelation(SymbolicOp aOp) {
+  switch (aOp) {
+    case SymbolicOp::Equal: return SymbolicOp::NotEqual;
+    case SymbolicOp::NotEqual: return SymbolicOp::Equal;
+    case SymbolicOp::LessThan: return SymbolicOp::GreaterThanEqual;
+    case SymbolicOp::LessThanEqual: return SymbolicOp::GreaterThan;
+    case SymbolicOp::GreaterThan: return SymbolicOp::LessThanEqual;
+    default: return SymbolicOp::LessThan;
+  }
+}
+
 std::optional<Relation> relationOf(SimplifyContext& c, SymbolicExprId aId) {
   const NodeView node = c.node(aId);
   if (!node.isRelation()) return std::nullopt;

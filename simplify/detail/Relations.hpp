@@ -17,6 +17,10 @@ struct Relation {
 /// The relation that the node is, in its canonical orientation; nothing for other nodes.
 std::optional<Relation> relationOf(SimplifyContext& c, SymbolicExprId aId);
 
+/// The relation that holds where the other does not. (Evaluation compares with a tolerance; x < c
+/// and x >= c then may both hold, so only rules stand on this that need one of the two to hold.)
+SymbolicOp counterRelation(SymbolicOp aOp);
+
 /// `normalizeRelOp` for a node that may not be final.
 SymbolicExprId normalizeAnyRelOp(SimplifyContext& c, SymbolicExprId aId);
 /// A relation in its canonical orientation, a negated equality as inequality, and any other id

@@ -161,6 +161,22 @@ bool TextOrder::isBeforeBehind(SymbolicExprId a, SymbolicExprId b) {
   return order != 0 ? order < 0 : isStructureBefore(a, b);
 }
 
+// Behind an operand stands "&&", or nothing.
+bool TextOrder::differInConjunctions(SymbolicExprId aFirst, SymbolicExprId aSecond) {
+  const auto differ = [this](SymbolicExprId a, SymbolicExprId b) {
+    const Start x = start(a), y = start(b);
+    if (compareStarts(x, y) != 0) return true;
+    const std::size_t common = x.text.size();
+    return x.isWhole && common < y.text.size() && y.text[common] > '&';
+  };
+  const NodeView x = node(aFirst), y = node(aSecond);
+  if (differ(aFirst, aSecond)) return true;
+  if (x.isRelation() && x.kind() == y.kind() && x.left() == y.left()) {
+    return differ(x.right(), y.right());
+  }
+  return compareLeads(aFirst, aSecond) != 0;
+}
+
 TextOrder::Start TextOrder::start(SymbolicExprId aId) {
   // A symbol is its own text.
   if (isSymbol(aId)) {

@@ -111,6 +111,12 @@ class TextOrder {
     return areApart(a, b) ? a.number < b.number : isBeforeBehind(a.id, b.id);
   }
 
+  /// Whether conjunctions that are the same up to these operands, of which the first stands before
+  /// the second, are in that order whatever follows.
+  bool ordersConjunctions(const Text& aFirst, const Text& aSecond) {
+    return areApart(aFirst, aSecond) || differInConjunctions(aFirst.id, aSecond.id);
+  }
+
   /// Where a text belongs among sorted ones.
   Text* place(Text* aFirst, Text* aLast, const Text& aAdded);
   /// Merges sorted texts into sorted ones, behind which there is room. Returns how many of these
@@ -155,6 +161,7 @@ class TextOrder {
   bool isBare(SymbolicExprId aOperand) const;
   bool startsWithLeft(SymbolicExprId aId) const;
   bool isBeforeBehind(SymbolicExprId a, SymbolicExprId b);
+  bool differInConjunctions(SymbolicExprId aFirst, SymbolicExprId aSecond);
   // Whether the bytes that are at hand of both differ: the numbers then are in the order of texts.
   template <class Begin>
   static bool areApart(const Begin& a, const Begin& b) {

@@ -1,0 +1,196 @@
+// The factors of conjunctions, each with a number.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <boost/container/small_vector.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "simplify/detail/DisjointJoin.hpp"
+#include "simplify/detail/FactorSet.hpp"
+#include "simplify/detail/Relations.hpp"
+
+namespace KS::detail {
+
+/// The factors of some final conjunctions, numbered as they come, then in text order. Two factors
+/// meet where they are about the same; others match no rule together (see `DisjointJoin`).
+template <std::size_t numWords>
+class NumberedFactors {
+ public:
+  using Set = FactorSet<numWords>;
+  using Number = std::uint16_t;
+  /// Two numbers, one of a factor that holds where the other does not.
+  using Complements = std::pair<Number, Number>;
+  /// So many values in place where sets are small; large sets take memory elsewhere.
+  template <class Value, std::size_t count>
+  using Few = boost::container::small_vector<Value, numWords == 1 ? count : 1>;
+
+  NumberedFactors(SimplifyContext& aContext, DisjointJoin& aJoin) : c(aContext), join(aJoin) {}
+
+  std::size_t size() const { return factors.size(); }
+  /// Whether there is no number for one more.
+  bool areFull() const { return factors.size() == Set::capacity; }
+
+  /// Adds the factors of a conjunction to a set. Returns false where it is not final or is a
+  /// constant, where a factor is a disjunction or about many things, and where there is no number
+  /// for one.
+  bool addTo(Set& aSet, SymbolicExprId aConjunction) {
+    return c.finals.contains(aConjunction) &&
+           forEachFactor(aConjunction, [&](SymbolicExprId aFactor) { return add(aSet, aFactor); });
+  }
+  /// The set of a final conjunction all of whose factors have numbers.
+  std::optional<Set> find(SymbolicExprId aConjunction) const {
+    Set set;
+    const bool areKnown = forEachFactor(aConjunction, [&](SymbolicExprId aFactor) {
+      const Number next = slots[slotOf(aFactor)];
+      if (next != 0) set.add(next - 1u);
+      return next != 0;
+    });
+    return areKnown ? std::optional(set) : std::nullopt;
+  }
+
+  SymbolicExprId operator[](std::size_t aNumber) const { return factors[aNumber].id; }
+  /// The others that the factor meets.
+  const Set& meeting(std::size_t aNumber) const { return factors[aNumber].meeting; }
+  /// What the factors of the set meet.
+  Set meeting(const Set& aSet) const {
+    Set all;
+    aSet.forEach([&](std::size_t aNumber) { all |= meeting(aNumber); });
+    return all;
+  }
+  const Few<Complements, 8>& complements() const { return allComplements; }
+  /// What the negations of conjunctions among the factors negate.
+  const Ids& negatedConjunctions() const { return negated; }
+
+  /// The new numbers of all, by their numbers.
+  struct Order {
+    Few<Number, 64> numbers;
+    /// Whether conjunctions are in text order where their lists of numbers are.
+    bool isOfConjunctions;
+
+    void renumber(Set& aSet) const {
+      Set result;
+      aSet.forEach([&](std::size_t aNumber) { result.add(numbers[aNumber]); });
+      aSet = result;
+    }
+  };
+  /// Numbers all anew, in text order.
+  Order sort() {
+    struct Begun {
+      TextOrder::Text text;
+      Number number;
+    };
+    Few<Begun, 64> sorted;
+    for (const Factor& factor : factors) {
+      sorted.push_back(
+          {c.order.text(factor.id, c.order.leftOf(factor.id)), static_cast<Number>(sorted.size())});
+    }
+    std::sort(sorted.begin(), sorted.end(),
+              [this](const Begun& a, const Begun& b) { return c.order.isBefore(a.text, b.text); });
+    Order order{Few<Number, 64>(factors.size()), true};
+    Few<Factor, 32> inOrder;
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+      order.numbers[sorted[i].number] = static_cast<Number>(i);
+      inOrder.push_back(factors[sorted[i].number]);
+      order.isOfConjunctions =
+          order.isOfConjunctions &&
+          (i == 0 || c.order.ordersConjunctions(sorted[i - 1].text, sorted[i].text));
+    }
+    factors.swap(inOrder);
+    for (Factor& factor : factors) order.renumber(factor.meeting);
+    for (Complements& pair : allComplements) {
+      pair = {order.numbers[pair.first], order.numbers[pair.second]};
+    }
+    for (Number& next : slots) {
+      if (next != 0) next = static_cast<Number>(order.numbers[next - 1u] + 1);
+    }
+    return order;
+  }
+
+ private:
+  struct Factor {
+    SymbolicExprId id;
+    Set meeting;
+  };
+  // What the factor of that number is about.
+  struct Subject {
+    std::uint32_t id;
+    Number factor;
+  };
+
+  // Calls `aUse` with the factors from the last to the first, until it returns false.
+  template <class Use>
+  bool forEachFactor(SymbolicExprId aConjunction, Use aUse) const {
+    SymbolicExprId link = aConjunction;
+    for (; c.node(link).is(SymbolicOp::And); link = c.node(link).left()) {
+      if (!aUse(c.node(link).right())) return false;
+    }
+    return aUse(link);
+  }
+
+  // The slot of a factor, or a free one.
+  std::size_t slotOf(SymbolicExprId aFactor) const {
+    std::size_t slot = aFactor % slots.size();
+    while (slots[slot] != 0 && factors[slots[slot] - 1u].id != aFactor) {
+      slot = (slot + 1) % slots.size();
+    }
+    return slot;
+  }
+
+  bool add(Set& aSet, SymbolicExprId aFactor) {
+    const std::size_t slot = slotOf(aFactor);
+    if (slots[slot] == 0) {
+      if (areFull() || !number(aFactor)) return false;
+      slots[slot] = static_cast<Number>(factors.size());
+    }
+    aSet.add(slots[slot] - 1u);
+    return true;
+  }
+
+  bool number(SymbolicExprId aFactor) {
+    if (aFactor == c.constant(true) || aFactor == c.constant(false)) return false;
+    const auto fresh = static_cast<Number>(factors.size());
+    factors.push_back({aFactor, {}});
+    const std::size_t known = subjects.size();
+    const auto noteSubject = [&](std::uint32_t aSubject) {
+      for (std::size_t i = 0; i < known; ++i) {
+        if (subjects[i].id == aSubject) noteMeeting(subjects[i].factor, fresh);
+      }
+      subjects.push_back({aSubject, fresh});
+    };
+    const NodeView node = c.node(aFactor);
+    if (node.is(SymbolicOp::Not) && c.node(node.left()).is(SymbolicOp::And)) {
+      negated.push_back(node.left());
+    }
+    return join.withSubjects(aFactor, [&](const std::uint32_t* aFirst, const std::uint32_t* aLast) {
+      std::for_each(aFirst, aLast, noteSubject);
+    });
+  }
+
+  void noteMeeting(Number aOther, Number aFresh) {
+    if (factors[aOther].meeting.contains(aFresh)) return;
+    factors[aOther].meeting.add(aFresh);
+    factors[aFresh].meeting.add(aOther);
+    const SymbolicExprId a = factors[aOther].id, b = factors[aFresh].id;
+    const NodeView x = c.node(a), y = c.node(b);
+    const bool areComplements = (x.is(SymbolicOp::Not) && x.left() == b) ||
+                                (y.is(SymbolicOp::Not) && y.left() == a) ||
+                                (x.isRelation() && y.kind() == counterRelation(x.kind()) &&
+                                 x.left() == y.left() && x.right() == y.right());
+    if (areComplements) allComplements.emplace_back(aOther, aFresh);
+  }
+
+  SimplifyContext& c;
+  DisjointJoin& join;
+  Few<Factor, 32> factors;
+  Few<Subject, 32> subjects;
+  // One more than the number of a factor, in the first free slot from that of its id on.
+  std::array<Number, 2 * Set::capacity> slots{};
+  Few<Complements, 8> allComplements;
+  Ids negated;
+};
+
+}  // namespace KS::detail

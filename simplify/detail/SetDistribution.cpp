@@ -1,0 +1,317 @@
+#include "simplify/detail/SetDistribution.hpp"
+
+#include <algorithm>
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <utility>
+#include <vector>
+
+#include "simplify/detail/Chains.hpp"
+#include "simplify/detail/NumberedFactors.hpp"
+
+namespace KS::detail {
+
+namespace {
+
+template <std::size_t numWords>
+class SetDistribution {
+ public:
+  SetDistribution(SimplifyContext& aContext, Chains& aChains, DisjointJoin& aJoin)
+      : c(aContext), chains(aChains), factors(aContext, aJoin) {}
+
+  std::optional<SymbolicExprId> distribute(const Lists& aLists) {
+    if (!takeApart(aLists) || !makeProducts()) return std::nullopt;
+    if (products.empty()) return c.constant(false);
+    const auto order = factors.sort();
+    for (Set& product : products) order.renumber(product);
+    std::sort(products.begin(), products.end());
+    products.erase(std::unique(products.begin(), products.end()), products.end());
+    if (!order.isOfConjunctions || mayMatchOtherRules()) return simplifyAny();
+    if (!areApart) dropAbsorbed();
+    return makeDisjunction();
+  }
+
+  /// Whether there were as many factors as there are numbers.
+  bool isFull() const { return factors.areFull(); }
+
+ private:
+  using Factors = NumberedFactors<numWords>;
+  using Set = typename Factors::Set;
+  template <class Value, std::size_t count>
+  using Few = typename Factors::template Few<Value, count>;
+
+  struct Member {
+    Set factors;
+    Set meeting;  // what they meet, where it matters
+  };
+  using List = Few<Member, 16>;
+
+  bool takeApart(const Lists& aLists);
+  bool makeProducts();
+  bool addProduct(const Set& aPick);
+  Set groupOf(std::size_t aFactor, const Set& aAll) const;
+  std::optional<Set> simplifyGroup(const Set& aGroup);
+  bool mayMatchOtherRules() const;
+  bool mayMatchRuleForOne(const Set& aOnes, const Set& aAll) const;
+  bool mayMerge() const;
+  bool holds(const Set& aProduct) const {
+    return std::binary_search(products.begin(), products.end(), aProduct);
+  }
+  void dropAbsorbed();
+  Ids makeConjunctions();
+  SymbolicExprId makeDisjunction();
+  SymbolicExprId simplifyAny();
+
+  SimplifyContext& c;
+  Chains& chains;
+  Factors factors;
+  Few<List, 2> lists;
+  // Whether lists have no factors in common, nor factors that meet.
+  bool areApart = true;
+  Few<Set, 64> products;
+  // What becomes of factors that meet; the empty set where they contradict each other.
+  boost::unordered_flat_map<Set, Set> simplified;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Picking
+
+template <std::size_t numWords>
+bool SetDistribution<numWords>::takeApart(const Lists& aLists) {
+  for (const Ids& members : aLists) {
+    List& list = lists.emplace_back();
+    for (const SymbolicExprId member : members) {
+      if (!factors.addTo(list.emplace_back().factors, member)) return false;
+    }
+  }
+  return true;
+}
+
+// Makes the products of all picks. False where one cannot be made.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::makeProducts() {
+  Set taken, meeting;
+  bool mayMeet = false;
+  for (const List& list : lists) {
+    Set all;
+    for (const Member& member : list) all |= member.factors;
+    areApart = areApart && !all.hasCommon(taken);
+    mayMeet = mayMeet || all.hasCommon(meeting);
+    taken |= all;
+    meeting |= factors.meeting(all);
+  }
+  areApart = areApart && !mayMeet;
+  for (List& list : lists) {
+    for (Member& member : list) {
+      if (mayMeet) member.meeting = factors.meeting(member.factors);
+    }
+  }
+  return forEachPick(lists, [&](const auto& aPicks) {
+    Set pick, met;
+    bool meets = false;
+    for (const auto& member : aPicks) {
+      Set fresh = member->factors;
+      fresh -= pick;
+      meets = meets || fresh.hasCommon(met);
+      pick |= fresh;
+      met |= member->meeting;
+    }
+    if (meets) return addProduct(pick);
+    products.push_back(pick);
+    return true;
+  });
+}
+
+// Adds the product of a pick in which factors of different members may meet, unless they contradict
+// each other.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::addProduct(const Set& aPick) {
+  Set product, left = aPick;
+  while (!left.isEmpty()) {
+    const Set group = groupOf(left.first(), left);
+    left -= group;
+    auto known = simplified.find(group);
+    if (known == simplified.end()) {
+      const std::optional<Set> result = simplifyGroup(group);
+      if (!result) return false;
+      known = simplified.emplace(group, *result).first;
+    }
+    if (known->second.isEmpty()) return true;
+    product |= known->second;
+  }
+  products.push_back(product);
+  return true;
+}
+
+// The factors of a set that meet one, by way of others or not.
+template <std::size_t numWords>
+typename SetDistribution<numWords>::Set SetDistribution<numWords>::groupOf(std::size_t aFactor,
+                                                                           const Set& aAll) const {
+  Set group, open;
+  open.add(aFactor);
+  while (!open.isEmpty()) {
+    const std::size_t next = open.first();
+    group.add(next);
+    open |= factors.meeting(next);
+    open &= aAll;
+    open -= group;
+  }
+  return group;
+}
+
+// What the general rules make of factors; nothing where that is no conjunction of factors.
+template <std::size_t numWords>
+std::optional<typename SetDistribution<numWords>::Set> SetDistribution<numWords>::simplifyGroup(
+    const Set& aGroup) {
+  Operands operands(c, conjunction);
+  aGroup.forEach([&](std::size_t aFactor) { operands.add(factors[aFactor]); });
+  const SymbolicExprId result = chains.simplify(operands);
+  Set set;
+  if (result == c.constant(false)) return set;
+  return factors.addTo(set, result) ? std::optional(set) : std::nullopt;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Rules for the products of a disjunction
+
+// Whether a rule other than absorption may apply to the products.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::mayMatchOtherRules() const {
+  if (products.size() == 1) return false;
+  Set ones, all;
+  for (const Set& product : products) {
+    all |= product;
+    if (product.size() == 1) ones |= product;
+  }
+  if (!ones.isEmpty() && mayMatchRuleForOne(ones, all)) return true;
+  const Ids& negated = factors.negatedConjunctions();
+  // a && b || !(a && b) && c -> a && b || c
+  return std::any_of(negated.begin(), negated.end(),
+                     [this](SymbolicExprId aConjunction) {
+                       const std::optional<Set> set = factors.find(aConjunction);
+                       return set && holds(*set);
+                     }) ||
+         mayMerge();
+}
+
+// Whether a rule may apply to a product of one factor.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::mayMatchRuleForOne(const Set& aOnes, const Set& aAll) const {
+  bool mayMatch = false;
+  aOnes.forEach([&](std::size_t aFactor) {
+    mayMatch = mayMatch || c.node(factors[aFactor]).is(SymbolicOp::Not) ||
+               factors.meeting(aFactor).hasCommon(aOnes);
+  });
+  // a || (!a && b) -> a || b
+  const auto& complements = factors.complements();
+  return mayMatch || std::any_of(complements.begin(), complements.end(), [&](const auto& aPair) {
+           const auto [a, b] = aPair;
+           return (aOnes.contains(a) && aAll.contains(b)) ||
+                  (aOnes.contains(b) && aAll.contains(a));
+         });
+}
+
+// Whether there are products that (a && b) || (a && !b) -> a matches.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::mayMerge() const {
+  const auto& complements = factors.complements();
+  return std::any_of(complements.begin(), complements.end(), [&](const auto& aPair) {
+    Set a, b;
+    a.add(aPair.first);
+    b.add(aPair.second);
+    return std::any_of(products.begin(), products.end(), [&](const Set& aProduct) {
+      if (!a.isSubsetOf(aProduct)) return false;
+      Set partner = aProduct;
+      partner -= a;
+      partner |= b;
+      return holds(partner);
+    });
+  });
+}
+
+// (a && b) || (a && b && c) -> a && b
+template <std::size_t numWords>
+void SetDistribution<numWords>::dropAbsorbed() {
+  struct Sized {
+    std::size_t size;
+    Set product;
+  };
+  Few<Sized, 64> bySize;
+  for (const Set& product : products) bySize.push_back({product.size(), product});
+  std::sort(bySize.begin(), bySize.end(),
+            [](const Sized& a, const Sized& b) { return a.size < b.size; });
+  // Those that are left move to the front.
+  auto end = bySize.begin(), smallerEnd = end;
+  for (auto i = bySize.begin(); i != bySize.end(); ++i) {
+    if (end != bySize.begin() && end[-1].size < i->size) smallerEnd = end;
+    if (std::none_of(bySize.begin(), smallerEnd, [&](const Sized& aSmaller) {
+          return aSmaller.product.isSubsetOf(i->product);
+        })) {
+      *end++ = *i;
+    }
+  }
+  products.clear();
+  std::transform(bySize.begin(), end, std::back_inserter(products),
+                 [](const Sized& aSized) { return aSized.product; });
+  std::sort(products.begin(), products.end());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Building
+
+// The conjunctions of the products, in their order. Each begins with the links that it has in
+// common with the one before.
+template <std::size_t numWords>
+Ids SetDistribution<numWords>::makeConjunctions() {
+  struct Link {
+    std::size_t factor;
+    PlannedConjunctions::Chain chain;
+  };
+  Few<Link, 32> links;
+  PlannedConjunctions plan(c);
+  boost::container::small_vector<PlannedConjunctions::Chain, 64> planned;
+  for (std::size_t i = 0; i < products.size(); ++i) {
+    const std::size_t first = i == 0 ? 0 : products[i].firstDifference(products[i - 1]);
+    while (!links.empty() && links.back().factor >= first) links.pop_back();
+    const auto add = [&](std::size_t aFactor) {
+      const SymbolicExprId id = factors[aFactor];
+      links.push_back(
+          {aFactor, links.empty() ? plan.start(id) : plan.extend(links.back().chain, id)});
+    };
+    products[i].forEach(add, first);
+    planned.push_back(links.back().chain);
+  }
+  plan.intern();
+  Ids ids;
+  for (const PlannedConjunctions::Chain chain : planned) {
+    ids.push_back(plan.id(chain));
+    c.finals.addChain(ids.back());
+  }
+  return ids;
+}
+
+template <std::size_t numWords>
+SymbolicExprId SetDistribution<numWords>::makeDisjunction() {
+  Ids ids = makeConjunctions();
+  if (ids.size() == 1) return ids.front();
+  if (ids.size() == 2) orderTwo(c, ids[0], ids[1]);
+  return makeChain(c, SymbolicOp::Or, ids);
+}
+
+template <std::size_t numWords>
+SymbolicExprId SetDistribution<numWords>::simplifyAny() {
+  Operands disjuncts(c, disjunction);
+  for (const SymbolicExprId id : makeConjunctions()) disjuncts.add(id);
+  return chains.simplify(disjuncts);
+}
+
+}  // namespace
+
+std::optional<SymbolicExprId> distributeSets(SimplifyContext& c, Chains& aChains,
+                                             DisjointJoin& aJoin, const Lists& aLists) {
+  SetDistribution<1> small(c, aChains, aJoin);
+  const std::optional<SymbolicExprId> result = small.distribute(aLists);
+  if (result || !small.isFull()) return result;
+  return SetDistribution<16>(c, aChains, aJoin).distribute(aLists);
+}
+
+}  // namespace KS::detail
