@@ -33,6 +33,12 @@ class FactorSet {
     return (words[aFactor / 64] >> (aFactor % 64) & 1) != 0;
   }
   bool isEmpty() const { return words == std::array<std::uint64_t, numWords>{}; }
+  /// Whether a set that is not empty has one number.
+  bool isOne() const {
+    std::size_t used = 0;
+    for (const std::uint64_t word : words) used += word != 0 ? (word & (word - 1)) != 0 ? 2 : 1 : 0;
+    return used == 1;
+  }
   std::size_t size() const {
     std::size_t sum = 0;
     for (const std::uint64_t word : words) {

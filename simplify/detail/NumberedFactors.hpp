@@ -15,7 +15,7 @@
 
 namespace KS::detail {
 
-/// The factors of some final conjunctions, numbered as they come, then in text order. Two factors
+/// The factors of some final conjunctions, numbered as they come. Two factors
 /// meet where they are about the same; others match no rule together (see `DisjointJoin`).
 template <std::size_t numWords>
 class NumberedFactors {
@@ -65,49 +65,41 @@ class NumberedFactors {
   /// What the negations of conjunctions among the factors negate.
   const Ids& negatedConjunctions() const { return negated; }
 
-  /// The new numbers of all, by their numbers.
+  /// Numbers in text order.
   struct Order {
-    Few<Number, 64> numbers;
+    Few<Number, 64> numbers;     ///< By the numbers in the order of coming.
+    Few<std::uint32_t, 64> ids;  ///< Of the factors, by the numbers in text order.
     /// Whether conjunctions are in text order where their lists of numbers are.
-    bool isOfConjunctions;
+    bool isOfConjunctions = true;
 
-    void renumber(Set& aSet) const {
+    Set renumbered(const Set& aSet) const {
       Set result;
       aSet.forEach([&](std::size_t aNumber) { result.add(numbers[aNumber]); });
-      aSet = result;
+      return result;
     }
   };
-  /// Numbers all anew, in text order.
-  Order sort() {
+  Order order() {
     struct Begun {
       TextOrder::Text text;
       Number number;
     };
-    Few<Begun, 64> sorted;
+    Few<Begun, 64> begun;
     for (const Factor& factor : factors) {
-      sorted.push_back(
-          {c.order.text(factor.id, c.order.leftOf(factor.id)), static_cast<Number>(sorted.size())});
+      begun.push_back(
+          {c.order.text(factor.id, c.order.leftOf(factor.id)), static_cast<Number>(begun.size())});
     }
-    std::sort(sorted.begin(), sorted.end(),
+    std::sort(begun.begin(), begun.end(),
               [this](const Begun& a, const Begun& b) { return c.order.isBefore(a.text, b.text); });
-    Order order{Few<Number, 64>(factors.size()), true};
-    Few<Factor, 32> inOrder;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-      order.numbers[sorted[i].number] = static_cast<Number>(i);
-      inOrder.push_back(factors[sorted[i].number]);
-      order.isOfConjunctions =
-          order.isOfConjunctions &&
-          (i == 0 || c.order.ordersConjunctions(sorted[i - 1].text, sorted[i].text));
+    Order result;
+    result.numbers.resize(begun.size());
+    for (std::size_t i = 0; i < begun.size(); ++i) {
+      result.numbers[begun[i].number] = static_cast<Number>(i);
+      result.ids.push_back(begun[i].text.id);
+      if (i > 0 && !c.order.ordersConjunctions(begun[i - 1].text, begun[i].text)) {
+        result.isOfConjunctions = false;
+      }
     }
-    factors.swap(inOrder);
-    for (Factor& factor : factors) order.renumber(factor.meeting);
-    for (Complements& pair : allComplements) {
-      pair = {order.numbers[pair.first], order.numbers[pair.second]};
-    }
-    for (Number& next : slots) {
-      if (next != 0) next = static_cast<Number>(order.numbers[next - 1u] + 1);
-    }
-    return order;
+    return result;
   }
 
  private:

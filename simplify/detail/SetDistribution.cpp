@@ -21,11 +21,10 @@ class SetDistribution {
   std::optional<SymbolicExprId> distribute(const Lists& aLists) {
     if (!takeApart(aLists) || !makeProducts()) return std::nullopt;
     if (products.empty()) return c.constant(false);
-    const auto order = factors.sort();
-    for (Set& product : products) order.renumber(product);
-    std::sort(products.begin(), products.end());
-    products.erase(std::unique(products.begin(), products.end()), products.end());
-    if (!order.isOfConjunctions || mayMatchOtherRules()) return simplifyAny();
+    const bool areOfMany = !mayMatchRuleForOne();
+    putInOrder();
+    if (products.size() == 1) return makeConjunctions().front();
+    if (!areOfMany || !order.isOfConjunctions || mayMatchRuleForTwo()) return simplifyAny();
     if (!areApart) dropAbsorbed();
     return makeDisjunction();
   }
@@ -50,9 +49,9 @@ class SetDistribution {
   bool addProduct(const Set& aPick);
   Set groupOf(std::size_t aFactor, const Set& aAll) const;
   std::optional<Set> simplifyGroup(const Set& aGroup);
-  bool mayMatchOtherRules() const;
-  bool mayMatchRuleForOne(const Set& aOnes, const Set& aAll) const;
-  bool mayMerge() const;
+  bool mayMatchRuleForOne() const;
+  void putInOrder();
+  bool mayMatchRuleForTwo() const;
   bool holds(const Set& aProduct) const {
     return std::binary_search(products.begin(), products.end(), aProduct);
   }
@@ -68,6 +67,7 @@ class SetDistribution {
   // Whether lists have no factors in common, nor factors that meet.
   bool areApart = true;
   Few<Set, 64> products;
+  typename Factors::Order order;
   // What becomes of factors that meet; the empty set where they contradict each other.
   boost::unordered_flat_map<Set, Set> simplified;
 };
@@ -100,9 +100,9 @@ bool SetDistribution<numWords>::makeProducts() {
     meeting |= factors.meeting(all);
   }
   areApart = areApart && !mayMeet;
-  for (List& list : lists) {
-    for (Member& member : list) {
-      if (mayMeet) member.meeting = factors.meeting(member.factors);
+  if (mayMeet) {
+    for (List& list : lists) {
+      for (Member& member : list) member.meeting = factors.meeting(member.factors);
     }
   }
   return forEachPick(lists, [&](const auto& aPicks) {
@@ -173,51 +173,53 @@ std::optional<typename SetDistribution<numWords>::Set> SetDistribution<numWords>
 // ---------------------------------------------------------------------------------------------
 // Rules for the products of a disjunction
 
-// Whether a rule other than absorption may apply to the products.
+// Whether a rule may apply to a product of one factor, as an operand of the disjunction.
 template <std::size_t numWords>
-bool SetDistribution<numWords>::mayMatchOtherRules() const {
-  if (products.size() == 1) return false;
+bool SetDistribution<numWords>::mayMatchRuleForOne() const {
   Set ones, all;
   for (const Set& product : products) {
     all |= product;
-    if (product.size() == 1) ones |= product;
+    if (product.isOne()) ones |= product;
   }
-  if (!ones.isEmpty() && mayMatchRuleForOne(ones, all)) return true;
-  const Ids& negated = factors.negatedConjunctions();
-  // a && b || !(a && b) && c -> a && b || c
-  return std::any_of(negated.begin(), negated.end(),
-                     [this](SymbolicExprId aConjunction) {
-                       const std::optional<Set> set = factors.find(aConjunction);
-                       return set && holds(*set);
-                     }) ||
-         mayMerge();
-}
-
-// Whether a rule may apply to a product of one factor.
-template <std::size_t numWords>
-bool SetDistribution<numWords>::mayMatchRuleForOne(const Set& aOnes, const Set& aAll) const {
+  if (ones.isEmpty()) return false;
   bool mayMatch = false;
-  aOnes.forEach([&](std::size_t aFactor) {
+  ones.forEach([&](std::size_t aFactor) {
     mayMatch = mayMatch || c.node(factors[aFactor]).is(SymbolicOp::Not) ||
-               factors.meeting(aFactor).hasCommon(aOnes);
+               factors.meeting(aFactor).hasCommon(ones);
   });
   // a || (!a && b) -> a || b
   const auto& complements = factors.complements();
   return mayMatch || std::any_of(complements.begin(), complements.end(), [&](const auto& aPair) {
            const auto [a, b] = aPair;
-           return (aOnes.contains(a) && aAll.contains(b)) ||
-                  (aOnes.contains(b) && aAll.contains(a));
+           return (ones.contains(a) && all.contains(b)) || (ones.contains(b) && all.contains(a));
          });
 }
 
-// Whether there are products that (a && b) || (a && !b) -> a matches.
 template <std::size_t numWords>
-bool SetDistribution<numWords>::mayMerge() const {
+void SetDistribution<numWords>::putInOrder() {
+  order = factors.order();
+  for (Set& product : products) product = order.renumbered(product);
+  std::sort(products.begin(), products.end());
+  products.erase(std::unique(products.begin(), products.end()), products.end());
+}
+
+// Whether a rule other than absorption may apply to two products.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::mayMatchRuleForTwo() const {
+  // a && b || !(a && b) && c -> a && b || c
+  const Ids& negated = factors.negatedConjunctions();
+  if (std::any_of(negated.begin(), negated.end(), [this](SymbolicExprId aConjunction) {
+        const std::optional<Set> set = factors.find(aConjunction);
+        return set && holds(order.renumbered(*set));
+      })) {
+    return true;
+  }
+  // (a && b) || (a && !b) -> a
   const auto& complements = factors.complements();
   return std::any_of(complements.begin(), complements.end(), [&](const auto& aPair) {
     Set a, b;
-    a.add(aPair.first);
-    b.add(aPair.second);
+    a.add(order.numbers[aPair.first]);
+    b.add(order.numbers[aPair.second]);
     return std::any_of(products.begin(), products.end(), [&](const Set& aProduct) {
       if (!a.isSubsetOf(aProduct)) return false;
       Set partner = aProduct;
@@ -273,7 +275,7 @@ Ids SetDistribution<numWords>::makeConjunctions() {
     const std::size_t first = i == 0 ? 0 : products[i].firstDifference(products[i - 1]);
     while (!links.empty() && links.back().factor >= first) links.pop_back();
     const auto add = [&](std::size_t aFactor) {
-      const SymbolicExprId id = factors[aFactor];
+      const SymbolicExprId id = order.ids[aFactor];
       links.push_back(
           {aFactor, links.empty() ? plan.start(id) : plan.extend(links.back().chain, id)});
     };
