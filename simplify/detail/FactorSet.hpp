@@ -16,6 +16,7 @@ class FactorSet {
   static constexpr std::size_t capacity = 64 * numWords;
 
   void add(std::size_t aFactor) { words[aFactor / 64] |= std::uint64_t{1} << (aFactor % 64); }
+  void remove(std::size_t aFactor) { words[aFactor / 64] &= ~(std::uint64_t{1} << (aFactor % 64)); }
   FactorSet& operator|=(const FactorSet& aOther) {
     for (std::size_t i = 0; i < numWords; ++i) words[i] |= aOther.words[i];
     return *this;

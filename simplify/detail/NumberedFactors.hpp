@@ -79,23 +79,17 @@ class NumberedFactors {
     }
   };
   Order order() {
-    struct Begun {
-      TextOrder::Text text;
-      Number number;
-    };
-    Few<Begun, 64> begun;
+    Few<TextOrder::Text, 64> texts;
     for (const Factor& factor : factors) {
-      begun.push_back(
-          {c.order.text(factor.id, c.order.leftOf(factor.id)), static_cast<Number>(begun.size())});
+      texts.push_back(c.order.text(factor.id, c.order.leftOf(factor.id)));
     }
-    std::sort(begun.begin(), begun.end(),
-              [this](const Begun& a, const Begun& b) { return c.order.isBefore(a.text, b.text); });
+    c.order.sort(texts.data(), texts.data() + texts.size());
     Order result;
-    result.numbers.resize(begun.size());
-    for (std::size_t i = 0; i < begun.size(); ++i) {
-      result.numbers[begun[i].number] = static_cast<Number>(i);
-      result.ids.push_back(begun[i].text.id);
-      if (i > 0 && !c.order.ordersConjunctions(begun[i - 1].text, begun[i].text)) {
+    result.numbers.resize(texts.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      result.numbers[slots[slotOf(texts[i].id)] - 1u] = static_cast<Number>(i);
+      result.ids.push_back(texts[i].id);
+      if (i > 0 && !c.order.ordersConjunctions(texts[i - 1], texts[i])) {
         result.isOfConjunctions = false;
       }
     }

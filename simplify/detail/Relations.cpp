@@ -126,10 +126,15 @@ SymbolicExprId simplifyNot(SimplifyContext& c, SymbolicExprId X) {
   if (X == c.constant(false)) return c.constant(true);
   // !n -> FALSE for n other than 0, else TRUE
   if (is(t, X, intVal(n))) return c.constant(n == 0);
+  // What is final stands in its orientation, and so does its negation.
+  const auto relation = [&](SymbolicExprId aMade) {
+    if (c.finals.contains(X)) c.finals.addOperation(aMade);
+    return aMade;
+  };
   // !(a == b) -> a != b
-  if (is(t, X, equal(any(a), any(b)))) return NotEqual{t, a, b};
+  if (is(t, X, equal(any(a), any(b)))) return relation(NotEqual{t, a, b});
   // !(a != b) -> a == b
-  if (is(t, X, notEqual(any(a), any(b)))) return Equal{t, a, b};
+  if (is(t, X, notEqual(any(a), any(b)))) return relation(Equal{t, a, b});
   // !!y -> y
   if (is(t, X, logicalNot(any(a)))) return a;
   // The ordering relations stay under their negation: with NaN, !(a < b) is not a >= b.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <iterator>
 #include <utility>
-#include <vector>
 
 #include "simplify/detail/Chains.hpp"
 #include "simplify/detail/NumberedFactors.hpp"
@@ -129,6 +129,10 @@ bool SetDistribution<numWords>::addProduct(const Set& aPick) {
   while (!left.isEmpty()) {
     const Set group = groupOf(left.first(), left);
     left -= group;
+    if (group.isOne()) {
+      product |= group;
+      continue;
+    }
     auto known = simplified.find(group);
     if (known == simplified.end()) {
       const std::optional<Set> result = simplifyGroup(group);
@@ -207,27 +211,21 @@ void SetDistribution<numWords>::putInOrder() {
 template <std::size_t numWords>
 bool SetDistribution<numWords>::mayMatchRuleForTwo() const {
   // a && b || !(a && b) && c -> a && b || c
-  const Ids& negated = factors.negatedConjunctions();
-  if (std::any_of(negated.begin(), negated.end(), [this](SymbolicExprId aConjunction) {
-        const std::optional<Set> set = factors.find(aConjunction);
-        return set && holds(order.renumbered(*set));
-      })) {
-    return true;
+  for (const SymbolicExprId negated : factors.negatedConjunctions()) {
+    const std::optional<Set> set = factors.find(negated);
+    if (set && holds(order.renumbered(*set))) return true;
   }
   // (a && b) || (a && !b) -> a
-  const auto& complements = factors.complements();
-  return std::any_of(complements.begin(), complements.end(), [&](const auto& aPair) {
-    Set a, b;
-    a.add(order.numbers[aPair.first]);
-    b.add(order.numbers[aPair.second]);
-    return std::any_of(products.begin(), products.end(), [&](const Set& aProduct) {
-      if (!a.isSubsetOf(aProduct)) return false;
-      Set partner = aProduct;
-      partner -= a;
-      partner |= b;
-      return holds(partner);
-    });
-  });
+  for (const auto& [first, second] : factors.complements()) {
+    for (const Set& product : products) {
+      if (!product.contains(order.numbers[first])) continue;
+      Set partner = product;
+      partner.remove(order.numbers[first]);
+      partner.add(order.numbers[second]);
+      if (holds(partner)) return true;
+    }
+  }
+  return false;
 }
 
 // (a && b) || (a && b && c) -> a && b
@@ -306,14 +304,23 @@ SymbolicExprId SetDistribution<numWords>::simplifyAny() {
   return chains.simplify(disjuncts);
 }
 
+// Tries sets of so many words, then of more if these are too small.
+template <std::size_t numWords, std::size_t... more>
+std::optional<SymbolicExprId> distributeSets(SimplifyContext& c, Chains& aChains,
+                                             DisjointJoin& aJoin, const Lists& aLists) {
+  SetDistribution<numWords> distribution(c, aChains, aJoin);
+  const std::optional<SymbolicExprId> result = distribution.distribute(aLists);
+  if constexpr (sizeof...(more) > 0) {
+    if (!result && distribution.isFull()) return distributeSets<more...>(c, aChains, aJoin, aLists);
+  }
+  return result;
+}
+
 }  // namespace
 
 std::optional<SymbolicExprId> distributeSets(SimplifyContext& c, Chains& aChains,
                                              DisjointJoin& aJoin, const Lists& aLists) {
-  SetDistribution<1> small(c, aChains, aJoin);
-  const std::optional<SymbolicExprId> result = small.distribute(aLists);
-  if (result || !small.isFull()) return result;
-  return SetDistribution<16>(c, aChains, aJoin).distribute(aLists);
+  return distributeSets<1, 8>(c, aChains, aJoin, aLists);
 }
 
 }  // namespace KS::detail

@@ -21,18 +21,17 @@ TextOrder::Key TextOrder::key(SymbolicExprId aId) {
   if (!node(aId).is(SymbolicOp::And)) {
     return {firstBytes(aId).number, FirstBytes::capacity, id, 0, 0};
   }
-  const std::size_t first = operands.size();
+  const auto first = static_cast<std::uint32_t>(operands.size());
   const auto add = [&](SymbolicExprId aOperand) {
     operands.push_back(text(aOperand, leftOf(aOperand)));
   };
   SymbolicExprId link = aId;
   for (; node(link).is(SymbolicOp::And); link = node(link).left()) add(node(link).right());
   add(link);
-  std::reverse(operands.begin() + static_cast<std::ptrdiff_t>(first), operands.end());
-  Key result = key(aId, operands.data(), static_cast<std::uint32_t>(first),
-                   static_cast<std::uint32_t>(operands.size() - first));
-  if (!isBare(link)) result.length = 0;
-  return result;
+  std::reverse(operands.begin() + first, operands.end());
+  const auto count = static_cast<std::uint32_t>(operands.size()) - first;
+  const Text& begins = operands[first];
+  return {begins.number, isBare(link) ? begins.length : 0, id, first, count};
 }
 
 // Whether the operand stands without parentheses in a conjunction.
@@ -90,20 +89,20 @@ FirstBytes TextOrder::bytesFromLeftmost(SymbolicExprId aId, SymbolicExprId aFirs
   return bytes;
 }
 
-int TextOrder::compare(const Text* aPool, const Key& a, const Key& b) {
+int TextOrder::compare(const Key& a, const Key& b) {
   if (areApart(a, b)) return a.number < b.number ? -1 : 1;
   if (a.id == b.id) return 0;
   if (a.numOperands > 0 && b.numOperands > 0) {
-    if (const int order = compareOperands(aPool, a, b)) return order;
+    if (const int order = compareOperands(a, b)) return order;
   }
   return compareBehind(a.id, b.id);
 }
 
 // The first operands in which two conjunctions differ order them, where their texts differ before
 // one of them ends and both stand bare; else zero.
-int TextOrder::compareOperands(const Text* aPool, const Key& a, const Key& b) {
-  const Text* const ofA = aPool + a.firstOperand;
-  const Text* const ofB = aPool + b.firstOperand;
+int TextOrder::compareOperands(const Key& a, const Key& b) {
+  const Text* const ofA = operands.data() + a.firstOperand;
+  const Text* const ofB = operands.data() + b.firstOperand;
   const auto [x, y] = std::mismatch(
       ofA, ofA + a.numOperands, ofB, ofB + b.numOperands,
       [](const Text& aFirst, const Text& aSecond) { return aFirst.id == aSecond.id; });
@@ -284,7 +283,7 @@ int TextOrder::compare(SymbolicExprId a, SymbolicExprId b) {
   if (a == b) return 0;
   operands.clear();
   const Key keyA = key(a), keyB = key(b);
-  return compare(operands.data(), keyA, keyB);
+  return compare(keyA, keyB);
 }
 
 void TextOrder::trim() {
@@ -316,13 +315,8 @@ std::size_t TextOrder::merge(Text* aFirst, std::size_t aCount, const Text* aAdde
   return static_cast<std::size_t>(last - aFirst);
 }
 
-void TextOrder::sort(const Text* aPool, Key* aFirst, Key* aLast) {
-  const auto isBefore = [this, aPool](const Key& a, const Key& b) {
-    const int order = compare(aPool, a, b);
-    return order != 0 ? order < 0 : isStructureBefore(a.id, b.id);
-  };
-  // What distribution makes of sorted operands mostly is sorted.
-  if (!std::is_sorted(aFirst, aLast, isBefore)) std::sort(aFirst, aLast, isBefore);
+void TextOrder::sort(Text* aFirst, Text* aLast) {
+  std::sort(aFirst, aLast, [this](const Text& a, const Text& b) { return isBefore(a, b); });
 }
 
 void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
@@ -330,7 +324,14 @@ void TextOrder::sort(SymbolicExprId* aFirst, SymbolicExprId* aLast) {
   operands.clear();
   boost::container::small_vector<Key, 12> keys;
   for (const SymbolicExprId* id = aFirst; id != aLast; ++id) keys.push_back(key(*id));
-  sort(operands.data(), keys.data(), keys.data() + keys.size());
+  const auto isBefore = [this](const Key& a, const Key& b) {
+    const int order = compare(a, b);
+    return order != 0 ? order < 0 : isStructureBefore(a.id, b.id);
+  };
+  // What is simplified again mostly is sorted.
+  if (!std::is_sorted(keys.begin(), keys.end(), isBefore)) {
+    std::sort(keys.data(), keys.data() + keys.size(), isBefore);
+  }
   std::transform(keys.begin(), keys.end(), aFirst, [](const Key& k) { return k.id; });
 }
 

@@ -69,16 +69,6 @@ class TextOrder {
     std::uint32_t id;
   };
 
-  /// What an id is sorted by: bytes that its text begins with; then the operands of a conjunction,
-  /// in a list of texts elsewhere, of which the first that differ mostly decide.
-  struct Key {
-    std::uint64_t number;
-    std::uint32_t length;
-    std::uint32_t id;
-    std::uint32_t firstOperand;
-    std::uint32_t numOperands;
-  };
-
   /// Borrows the table.
   explicit TextOrder(const SymbolicExprTable& aTable);
 
@@ -117,21 +107,13 @@ class TextOrder {
     return areApart(aFirst, aSecond) || differInConjunctions(aFirst.id, aSecond.id);
   }
 
+  /// Sorts texts, none of a conjunction.
+  void sort(Text* aFirst, Text* aLast);
   /// Where a text belongs among sorted ones.
   Text* place(Text* aFirst, Text* aLast, const Text& aAdded);
   /// Merges sorted texts into sorted ones, behind which there is room. Returns how many of these
   /// stay in front of the first that was added.
   std::size_t merge(Text* aFirst, std::size_t aCount, const Text* aAdded, std::size_t aAddedCount);
-
-  /// The key of a conjunction of operands that stand without parentheses.
-  static Key key(SymbolicExprId aId, const Text* aPool, std::uint32_t aFirst,
-                 std::uint32_t aCount) {
-    const Text& first = aPool[aFirst];
-    return {first.number, first.length, static_cast<std::uint32_t>(aId), aFirst, aCount};
-  }
-
-  /// Sorts keys whose operands lie in a pool.
-  void sort(const Text* aPool, Key* aFirst, Key* aLast);
 
   /// Sorts the ids.
   void sort(SymbolicExprId* aFirst, SymbolicExprId* aLast);
@@ -141,6 +123,16 @@ class TextOrder {
   void trim();
 
  private:
+  // What an id is sorted by: bytes that its text begins with; then the operands of a conjunction,
+  // among all `operands`, of which the first that differ mostly decide.
+  struct Key {
+    std::uint64_t number;
+    std::uint32_t length;
+    std::uint32_t id;
+    std::uint32_t firstOperand;
+    std::uint32_t numOperands;
+  };
+
   NodeView node(SymbolicExprId aId) const { return {digests, aId}; }
   bool isSymbol(SymbolicExprId aId) const { return node(aId).is(SymbolicOp::String); }
 
@@ -168,8 +160,8 @@ class TextOrder {
     const std::uint32_t halfBehind = 4 * (FirstBytes::capacity - std::min(a.length, b.length));
     return (a.number ^ b.number) >> halfBehind >> halfBehind != 0;
   }
-  int compare(const Text* aPool, const Key& a, const Key& b);
-  int compareOperands(const Text* aPool, const Key& a, const Key& b);
+  int compare(const Key& a, const Key& b);
+  int compareOperands(const Key& a, const Key& b);
   int compareBeginnings(const Text& a, const Text& b);
   int compareBehind(SymbolicExprId a, SymbolicExprId b);
   std::optional<int> compareLastLeaves(SymbolicExprId a, SymbolicExprId b);
