@@ -104,6 +104,12 @@ class DisjointJoin {
   /// operand is no disjunction and not about many subjects.
   template <class Use>
   bool withSubjects(SymbolicExprId aOperand, Use aUse) {
+    const NodeView node = c.node(aOperand);
+    if (!node.isConnective() && !node.is(SymbolicOp::Not)) {
+      const auto one = static_cast<std::uint32_t>(node.isRelation() ? node.left() : aOperand);
+      aUse(&one, &one + 1);
+      return true;
+    }
     const std::uint32_t own = subjects.size();
     const bool isPlain = addSubjects(aOperand) != invalidSymbolicExprId;
     aUse(subjects.data() + own, subjects.data() + subjects.size());

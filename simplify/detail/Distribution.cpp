@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "simplify/detail/Chains.hpp"
 #include "simplify/detail/SetDistribution.hpp"
@@ -11,8 +12,8 @@ namespace KS::detail {
 
 std::optional<SymbolicExprId> Distribution::distribute(Operands& aOperands) {
   Lists lists = takeDisjunctions(aOperands);
-  if (lists.empty()) return std::nullopt;
-  const std::size_t numRest = aOperands.size() - lists.size();
+  if (lists.ends.empty()) return std::nullopt;
+  const std::size_t numRest = aOperands.size() - lists.ends.size();
   const auto numLiterals = literalsWithinLimits(numRest, lists);
   if (!numLiterals) return std::nullopt;
   noteWork(*numLiterals);
@@ -28,31 +29,37 @@ std::optional<SymbolicExprId> Distribution::distribute(Operands& aOperands) {
   });
   const SymbolicExprId restResult = chains.simplify(rest);
   if (restResult == c.constant(false)) return restResult;
-  if (restResult != c.constant(true)) lists.emplace_back().push_back(restResult);
+  if (restResult != c.constant(true)) {
+    lists.members.push_back(restResult);
+    lists.end();
+  }
   const auto joined = areFinal ? joinSets(lists) : std::nullopt;
   return joined ? *joined : joinAny(lists);
 }
 
 std::optional<SymbolicExprId> Distribution::distributeTwo(SymbolicExprId a, SymbolicExprId b) {
-  const bool isOrA = c.node(a).is(SymbolicOp::Or), isOrB = c.node(b).is(SymbolicOp::Or);
   if (!c.finals.contains(a) || !c.finals.contains(b)) return std::nullopt;
   Lists lists;
-  if (isOrA) appendLeftDeep(c, SymbolicOp::Or, a, lists.emplace_back());
-  if (isOrB) appendLeftDeep(c, SymbolicOp::Or, b, lists.emplace_back());
-  const SymbolicExprId rest = isOrA && isOrB ? c.constant(true) : isOrA ? b : a;
-  Ids restOperands;
-  if (lists.size() == 1) {
-    if (rest == c.constant(true) || rest == c.constant(false)) return std::nullopt;
-    appendOperands(c, SymbolicOp::And, rest, restOperands);
-    // (a || b) && a -> a
-    if (std::find_first_of(lists[0].begin(), lists[0].end(), restOperands.begin(),
-                           restOperands.end()) != lists[0].end()) {
-      return std::nullopt;
-    }
+  Ids rest;
+  for (const SymbolicExprId operand : {a, b}) {
+    const SymbolicOp kind = c.node(operand).kind();
+    appendLeftDeep(c, kind == SymbolicOp::Or ? kind : SymbolicOp::And, operand,
+                   kind == SymbolicOp::Or ? lists.members : rest);
+    if (kind == SymbolicOp::Or) lists.end();
   }
-  const auto numLiterals = literalsWithinLimits(restOperands.size(), lists);
+  // What another operand absorbs, and constants, need a closer look.
+  const auto isRest = [&](SymbolicExprId aId) {
+    return std::find(rest.begin(), rest.end(), aId) != rest.end();
+  };
+  if (isRest(c.constant(true)) || isRest(c.constant(false)) ||
+      std::any_of(lists.members.begin(), lists.members.end(), isRest))
+    return std::nullopt;
+  const auto numLiterals = literalsWithinLimits(rest.size(), lists);
   if (!numLiterals) return std::nullopt;
-  if (!restOperands.empty()) lists.emplace_back().push_back(rest);
+  if (!rest.empty()) {
+    lists.members.push_back(c.node(a).is(SymbolicOp::Or) ? b : a);
+    lists.end();
+  }
   const auto joined = joinSets(lists);
   if (joined) noteWork(*numLiterals);
   return joined;
@@ -60,27 +67,29 @@ std::optional<SymbolicExprId> Distribution::distributeTwo(SymbolicExprId a, Symb
 
 // The members of the disjunctions; those that another operand absorbs are taken out.
 Lists Distribution::takeDisjunctions(Operands& aOperands) const {
-  Lists disjunctions;
+  Lists lists;
   Ids absorbed;
   aOperands.forEachSince(0, [&](SymbolicExprId aOperand) {
     if (!c.node(aOperand).is(SymbolicOp::Or)) return;
-    Ids& members = disjunctions.emplace_back();
     if (c.finals.contains(aOperand)) {
-      appendLeftDeep(c, SymbolicOp::Or, aOperand, members);
+      appendLeftDeep(c, SymbolicOp::Or, aOperand, lists.members);
     } else {
       Operands any(c, disjunction);
       any.add(aOperand);
-      members = any.list();
+      any.forEachSince(0, [&](SymbolicExprId aMember) { lists.members.push_back(aMember); });
     }
     // (a || b) && a -> a
-    if (std::any_of(members.begin(), members.end(),
+    const auto first = lists.members.begin() + static_cast<std::ptrdiff_t>(lists.lastEnd());
+    if (std::any_of(first, lists.members.end(),
                     [&](SymbolicExprId aMember) { return aOperands.contains(aMember); })) {
       absorbed.push_back(aOperand);
-      disjunctions.pop_back();
+      lists.members.erase(first, lists.members.end());
+    } else {
+      lists.end();
     }
   });
   for (const SymbolicExprId operand : absorbed) aOperands.remove(operand);
-  return disjunctions;
+  return lists;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -90,16 +99,18 @@ Lists Distribution::takeDisjunctions(Operands& aOperands) const {
 // all others; nothing where there are too many of them or of disjuncts.
 std::optional<std::size_t> Distribution::literalsWithinLimits(std::size_t aNumRest,
                                                               const Lists& aDisjunctions) const {
-  std::size_t disjuncts = 1;
-  for (const Ids& members : aDisjunctions) {
-    disjuncts *= members.size();
+  std::size_t disjuncts = 1, first = 0;
+  for (const std::size_t end : aDisjunctions.ends) {
+    disjuncts *= end - std::exchange(first, end);
     if (disjuncts > maxDisjuncts) return std::nullopt;
   }
   std::size_t literals = disjuncts * aNumRest;
-  for (const Ids& members : aDisjunctions) {
-    std::size_t ofMembers = 0;
-    for (const SymbolicExprId member : members) ofMembers += join.countOperands(member);
-    literals += ofMembers * (disjuncts / members.size());
+  first = 0;
+  for (const std::size_t end : aDisjunctions.ends) {
+    const std::size_t ofEach = disjuncts / (end - first);
+    for (; first < end; ++first) {
+      literals += ofEach * join.countOperands(aDisjunctions.members[first]);
+    }
   }
   return literals <= maxLiterals ? std::optional(literals) : std::nullopt;
 }
@@ -128,7 +139,7 @@ SymbolicExprId Distribution::joinAny(const Lists& aLists) {
   Operands disjuncts(c, disjunction);
   forEachPick(aLists, [&](const auto& aPicks) {
     Operands factors(c, conjunction);
-    for (const auto& operand : aPicks) factors.add(*operand);
+    for (const std::size_t picked : aPicks) factors.add(aLists.members[picked]);
     disjuncts.add(chains.simplify(factors));
     return true;
   });

@@ -15,8 +15,8 @@
 
 namespace KS::detail {
 
-/// The factors of some final conjunctions, numbered as they come. Two factors
-/// meet where they are about the same; others match no rule together (see `DisjointJoin`).
+/// The factors of some final conjunctions, numbered as they come. Two factors meet where they are
+/// about the same; others match no rule together (see `DisjointJoin`).
 template <std::size_t numWords>
 class NumberedFactors {
  public:
@@ -31,12 +31,12 @@ class NumberedFactors {
   NumberedFactors(SimplifyContext& aContext, DisjointJoin& aJoin) : c(aContext), join(aJoin) {}
 
   std::size_t size() const { return factors.size(); }
-  /// Whether there is no number for one more.
+  /// Whether there was or is no number for one more.
   bool areFull() const { return factors.size() == Set::capacity; }
 
   /// Adds the factors of a conjunction to a set. Returns false where it is not final or is a
-  /// constant, where a factor is a disjunction or about many things, and where there is no number
-  /// for one.
+  /// constant, where a factor is a disjunction, where they are about many things, and where there
+  /// is no number for one.
   bool addTo(Set& aSet, SymbolicExprId aConjunction) {
     return c.finals.contains(aConjunction) &&
            forEachFactor(aConjunction, [&](SymbolicExprId aFactor) { return add(aSet, aFactor); });
@@ -65,35 +65,34 @@ class NumberedFactors {
   /// What the negations of conjunctions among the factors negate.
   const Ids& negatedConjunctions() const { return negated; }
 
-  /// Numbers in text order.
+  /// The text order of all.
   struct Order {
-    Few<Number, 64> numbers;     ///< By the numbers in the order of coming.
-    Few<std::uint32_t, 64> ids;  ///< Of the factors, by the numbers in text order.
-    /// Whether conjunctions are in text order where their lists of numbers are.
+    Few<TextOrder::Text, 64> factors;
+    Few<Number, 64> numbers;  ///< The places in it, by number.
+    /// Whether conjunctions are in text order where the lists of their factors' places are.
     bool isOfConjunctions = true;
 
+    /// The places of the factors of a set.
     Set renumbered(const Set& aSet) const {
       Set result;
       aSet.forEach([&](std::size_t aNumber) { result.add(numbers[aNumber]); });
       return result;
     }
   };
-  Order order() {
-    Few<TextOrder::Text, 64> texts;
+  /// Finds the order, which is empty before.
+  void order(Order& aOrder) {
+    auto& texts = aOrder.factors;
     for (const Factor& factor : factors) {
       texts.push_back(c.order.text(factor.id, c.order.leftOf(factor.id)));
     }
     c.order.sort(texts.data(), texts.data() + texts.size());
-    Order result;
-    result.numbers.resize(texts.size());
+    aOrder.numbers.resize(texts.size());
     for (std::size_t i = 0; i < texts.size(); ++i) {
-      result.numbers[slots[slotOf(texts[i].id)] - 1u] = static_cast<Number>(i);
-      result.ids.push_back(texts[i].id);
+      aOrder.numbers[slots[slotOf(texts[i].id)] - 1u] = static_cast<Number>(i);
       if (i > 0 && !c.order.ordersConjunctions(texts[i - 1], texts[i])) {
-        result.isOfConjunctions = false;
+        aOrder.isOfConjunctions = false;
       }
     }
-    return result;
   }
 
  private:
@@ -101,6 +100,9 @@ class NumberedFactors {
     SymbolicExprId id;
     Set meeting;
   };
+  // Up to so many are compared with each other.
+  static constexpr std::size_t mostSubjects = 4 * Set::capacity;
+
   // What the factor of that number is about.
   struct Subject {
     std::uint32_t id;
@@ -151,9 +153,10 @@ class NumberedFactors {
     if (node.is(SymbolicOp::Not) && c.node(node.left()).is(SymbolicOp::And)) {
       negated.push_back(node.left());
     }
-    return join.withSubjects(aFactor, [&](const std::uint32_t* aFirst, const std::uint32_t* aLast) {
+    const auto note = [&](const std::uint32_t* aFirst, const std::uint32_t* aLast) {
       std::for_each(aFirst, aLast, noteSubject);
-    });
+    };
+    return join.withSubjects(aFactor, note) && subjects.size() <= mostSubjects;
   }
 
   void noteMeeting(Number aOther, Number aFresh) {

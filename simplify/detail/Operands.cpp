@@ -39,21 +39,6 @@ Ids Operands::list() const {
 // ---------------------------------------------------------------------------------------------
 // Building chains
 
-void PlannedConjunctions::intern() {
-  constexpr std::size_t ahead = 8;
-  SymbolicExprTable& t = c.table;
-  for (std::size_t i = 0; i < links.size(); ++i) {
-    if (i + ahead < links.size()) {
-      const auto [left, right] = links[i + ahead];
-      const bool isInterned = left < numBefore + i;
-      const SymbolicExprId expected = isInterned ? id(left) : t.size() + (left - numBefore - i);
-      Intern::prefetch(t, SymbolicOp::And, expected, right);
-    }
-    const SymbolicExprId left = id(links[i].left), right = links[i].right;
-    links[i].left = static_cast<Chain>(detail::intern<SymbolicAndExpr>(t, left, right));
-  }
-}
-
 SymbolicExprId makeChain(SimplifyContext& c, SymbolicOp aOp, const Ids& aOperands) {
   const SymbolicExprId chain =
       extendChain(c, aOp, aOperands[0], aOperands.data() + 1, aOperands.size() - 1);

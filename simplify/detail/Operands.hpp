@@ -191,42 +191,6 @@ SymbolicExprId extendChain(SimplifyContext& c, SymbolicOp aOp, SymbolicExprId aC
   return chain;
 }
 
-/// Conjunctions of which some begin with the links of others, interned together, each link once.
-/// As in `extendChain`, memory is asked for links ahead.
-class PlannedConjunctions {
- public:
-  /// The id of an operand, or a link's place behind all ids that were there before.
-  using Chain = std::uint32_t;
-
-  explicit PlannedConjunctions(SimplifyContext& aContext)
-      : c(aContext), numBefore(static_cast<Chain>(aContext.table.size())) {}
-
-  /// The chain of one operand.
-  Chain start(SymbolicExprId aOperand) const { return static_cast<Chain>(aOperand); }
-  /// The chain with another operand behind it.
-  Chain extend(Chain aChain, SymbolicExprId aOperand) {
-    links.push_back({aChain, static_cast<Chain>(aOperand)});
-    return numBefore + static_cast<Chain>(links.size() - 1);
-  }
-
-  /// Interns all links.
-  void intern();
-  /// The id of a chain whose links are interned.
-  SymbolicExprId id(Chain aChain) const {
-    return aChain < numBefore ? aChain : links[aChain - numBefore].left;
-  }
-
- private:
-  struct Link {
-    Chain left;  // once it is interned, the link itself
-    Chain right;
-  };
-
-  SimplifyContext& c;
-  const Chain numBefore;
-  boost::container::small_vector<Link, 128> links;
-};
-
 /// The chain of operands among which no rule applies, in the order in which they are given.
 SymbolicExprId makeChain(SimplifyContext& c, SymbolicOp aOp, const Ids& aOperands);
 

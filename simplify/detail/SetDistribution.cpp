@@ -19,13 +19,16 @@ class SetDistribution {
       : c(aContext), chains(aChains), factors(aContext, aJoin) {}
 
   std::optional<SymbolicExprId> distribute(const Lists& aLists) {
-    if (!takeApart(aLists) || !makeProducts()) return std::nullopt;
+    if (!takeApart(aLists) || !makeProducts(aLists)) return std::nullopt;
     if (products.empty()) return c.constant(false);
-    const bool areOfMany = !mayMatchRuleForOne();
+    // The members of one list match no rule, nor do conjunctions of them with something apart.
+    const bool mayMatchOne = !areApart && mayMatchRuleForOne();
     putInOrder();
     if (products.size() == 1) return makeConjunctions().front();
-    if (!areOfMany || !order.isOfConjunctions || mayMatchRuleForTwo()) return simplifyAny();
-    if (!areApart) dropAbsorbed();
+    if (!areApart) {
+      if (mayMatchOne || mayMatchRuleForTwo()) return simplifyAny();
+      dropAbsorbed();
+    }
     return makeDisjunction();
   }
 
@@ -42,10 +45,9 @@ class SetDistribution {
     Set factors;
     Set meeting;  // what they meet, where it matters
   };
-  using List = Few<Member, 16>;
 
   bool takeApart(const Lists& aLists);
-  bool makeProducts();
+  bool makeProducts(const Lists& aLists);
   bool addProduct(const Set& aPick);
   Set groupOf(std::size_t aFactor, const Set& aAll) const;
   std::optional<Set> simplifyGroup(const Set& aGroup);
@@ -63,7 +65,7 @@ class SetDistribution {
   SimplifyContext& c;
   Chains& chains;
   Factors factors;
-  Few<List, 2> lists;
+  Few<Member, 32> members;  // of all lists
   // Whether lists have no factors in common, nor factors that meet.
   bool areApart = true;
   Few<Set, 64> products;
@@ -77,43 +79,38 @@ class SetDistribution {
 
 template <std::size_t numWords>
 bool SetDistribution<numWords>::takeApart(const Lists& aLists) {
-  for (const Ids& members : aLists) {
-    List& list = lists.emplace_back();
-    for (const SymbolicExprId member : members) {
-      if (!factors.addTo(list.emplace_back().factors, member)) return false;
-    }
-  }
-  return true;
+  return std::all_of(aLists.members.begin(), aLists.members.end(), [this](SymbolicExprId aMember) {
+    return factors.addTo(members.emplace_back().factors, aMember);
+  });
 }
 
 // Makes the products of all picks. False where one cannot be made.
 template <std::size_t numWords>
-bool SetDistribution<numWords>::makeProducts() {
+bool SetDistribution<numWords>::makeProducts(const Lists& aLists) {
   Set taken, meeting;
   bool mayMeet = false;
-  for (const List& list : lists) {
+  const Member* member = members.data();
+  for (const std::size_t end : aLists.ends) {
     Set all;
-    for (const Member& member : list) all |= member.factors;
+    for (; member != members.data() + end; ++member) all |= member->factors;
     areApart = areApart && !all.hasCommon(taken);
     mayMeet = mayMeet || all.hasCommon(meeting);
     taken |= all;
     meeting |= factors.meeting(all);
   }
-  areApart = areApart && !mayMeet;
   if (mayMeet) {
-    for (List& list : lists) {
-      for (Member& member : list) member.meeting = factors.meeting(member.factors);
-    }
+    areApart = false;
+    for (Member& one : members) one.meeting = factors.meeting(one.factors);
   }
-  return forEachPick(lists, [&](const auto& aPicks) {
+  return forEachPick(aLists, [&](const auto& aPicks) {
     Set pick, met;
     bool meets = false;
-    for (const auto& member : aPicks) {
-      Set fresh = member->factors;
+    for (const std::size_t picked : aPicks) {
+      Set fresh = members[picked].factors;
       fresh -= pick;
       meets = meets || fresh.hasCommon(met);
       pick |= fresh;
-      met |= member->meeting;
+      met |= members[picked].meeting;
     }
     if (meets) return addProduct(pick);
     products.push_back(pick);
@@ -201,7 +198,7 @@ bool SetDistribution<numWords>::mayMatchRuleForOne() const {
 
 template <std::size_t numWords>
 void SetDistribution<numWords>::putInOrder() {
-  order = factors.order();
+  factors.order(order);
   for (Set& product : products) product = order.renumbered(product);
   std::sort(products.begin(), products.end());
   products.erase(std::unique(products.begin(), products.end()), products.end());
@@ -264,26 +261,24 @@ template <std::size_t numWords>
 Ids SetDistribution<numWords>::makeConjunctions() {
   struct Link {
     std::size_t factor;
-    PlannedConjunctions::Chain chain;
+    SymbolicExprId chain;
   };
-  Few<Link, 32> links;
-  PlannedConjunctions plan(c);
-  boost::container::small_vector<PlannedConjunctions::Chain, 64> planned;
-  for (std::size_t i = 0; i < products.size(); ++i) {
-    const std::size_t first = i == 0 ? 0 : products[i].firstDifference(products[i - 1]);
-    while (!links.empty() && links.back().factor >= first) links.pop_back();
-    const auto add = [&](std::size_t aFactor) {
-      const SymbolicExprId id = order.ids[aFactor];
-      links.push_back(
-          {aFactor, links.empty() ? plan.start(id) : plan.extend(links.back().chain, id)});
-    };
-    products[i].forEach(add, first);
-    planned.push_back(links.back().chain);
-  }
-  plan.intern();
+  Few<Link, 64> links(factors.size());
+  std::size_t numLinks = 0;
   Ids ids;
-  for (const PlannedConjunctions::Chain chain : planned) {
-    ids.push_back(plan.id(chain));
+  for (const Set* product = products.data(); product != products.data() + products.size();
+       ++product) {
+    const std::size_t first = numLinks == 0 ? 0 : product->firstDifference(product[-1]);
+    while (numLinks > 0 && links[numLinks - 1].factor >= first) --numLinks;
+    product->forEach(
+        [&](std::size_t aFactor) {
+          const SymbolicExprId id = order.factors[aFactor].id;
+          const SymbolicExprId chain =
+              numLinks == 0 ? id : intern<SymbolicAndExpr>(c.table, links[numLinks - 1].chain, id);
+          links[numLinks++] = {aFactor, chain};
+        },
+        first);
+    ids.push_back(links[numLinks - 1].chain);
     c.finals.addChain(ids.back());
   }
   return ids;
@@ -293,7 +288,12 @@ template <std::size_t numWords>
 SymbolicExprId SetDistribution<numWords>::makeDisjunction() {
   Ids ids = makeConjunctions();
   if (ids.size() == 1) return ids.front();
-  if (ids.size() == 2) orderTwo(c, ids[0], ids[1]);
+  if (!order.isOfConjunctions) return canonicalChain(c, SymbolicOp::Or, std::move(ids));
+  // Two conjunctions are in order.
+  const auto isConjunction = [this](SymbolicExprId aId) { return c.node(aId).is(SymbolicOp::And); };
+  if (ids.size() == 2 && !(isConjunction(ids[0]) && isConjunction(ids[1]))) {
+    orderTwo(c, ids[0], ids[1]);
+  }
   return makeChain(c, SymbolicOp::Or, ids);
 }
 

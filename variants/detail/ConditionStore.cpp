@@ -163,7 +163,9 @@ void ConditionStore::computeNetsAbove(const Family& aFamily, const KSBlock* aBlo
 // The net condition of a block with that local condition. Siblings often have the same one.
 SymbolicExprId ConditionStore::netBelow(SymbolicExprId aAbove, SymbolicExprId aLocal) {
   // Most blocks have no condition of their own.
-  if (aLocal == table.getIdTRUE()) return simplifier.conjunction(aLocal, aAbove);
+  if (aLocal == table.getIdTRUE()) {
+    return Digests::isFinal(table, aAbove) ? aAbove : simplifier.conjunction(aLocal, aAbove);
+  }
   const NetResult& kept = netPlace(aAbove, aLocal);
   if (kept.above == aAbove && kept.local == aLocal) return kept.net;
   const SymbolicExprId net = simplifier.conjunction(aLocal, aAbove);
