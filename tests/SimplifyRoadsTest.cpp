@@ -168,6 +168,27 @@ TEST(SimplifyRoads, AllGiveOneResult) {
   EXPECT_GT(taken[static_cast<int>(FastRoad::ThinnedRelations)], tries(200));
 }
 
+// Distribution knows factors by numbers, of which there is an end; whatever has more goes
+// elsewhere.
+TEST(SimplifyRoads, SetsHoldSoManyFactors) {
+  const struct {
+    std::size_t numFactors;
+    bool areSets;
+  } rows[] = {{5, true}, {64, true}, {65, true}, {512, true}, {513, false}};
+  for (const auto& row : rows) {
+    std::string text;
+    for (std::size_t i = 2; i < row.numFactors; ++i) text += numbered(i > 2 ? " || v" : "v", i);
+    text = "(" + text + ") && (p || q)";
+    SymbolicExprTable table;
+    table.addBoolSymbols();
+    Simplifier open(table), general(table);
+    general.closeAll();
+    const SymbolicExprId id = SymbolicExprParser(table, true)(text);
+    EXPECT_EQ(open(id), general(id)) << row.numFactors;
+    EXPECT_EQ(open.taken(FastRoad::SetDistribution), row.areSets ? 1U : 0U) << row.numFactors;
+  }
+}
+
 // Conjunctions that grow, operand by operand and with siblings that do not.
 TEST(SimplifyRoads, GrowingConjunctionsAreThoseOfTheGeneralRoad) {
   RandomText random(6);

@@ -36,9 +36,9 @@ class FactorSet {
   bool isEmpty() const { return words == std::array<std::uint64_t, numWords>{}; }
   /// Whether a set that is not empty has one number.
   bool isOne() const {
-    std::size_t used = 0;
-    for (const std::uint64_t word : words) used += word != 0 ? (word & (word - 1)) != 0 ? 2 : 1 : 0;
-    return used == 1;
+    FactorSet one;
+    one.add(first());
+    return *this == one;
   }
   std::size_t size() const {
     std::size_t sum = 0;
@@ -78,13 +78,12 @@ class FactorSet {
   }
 
   friend bool operator==(const FactorSet& a, const FactorSet& b) { return a.words == b.words; }
-  /// The order of lists of the numbers: by the first in which they differ; a list stands before
-  /// those that it is the beginning of.
+  /// Whether the first has the smallest number in which they differ: where none of the two is a
+  /// subset of the other, that is the order of lists of the numbers.
   friend bool operator<(const FactorSet& a, const FactorSet& b) {
     const std::size_t i = a.firstDifferentWord(b);
     const std::uint64_t differing = a.words[i] ^ b.words[i];
-    const std::uint64_t first = differing & (~differing + 1);
-    return (a.words[i] & first) != 0 ? b.goesOn(i, first) : first != 0 && !a.goesOn(i, first);
+    return (a.words[i] & differing & (~differing + 1)) != 0;
   }
   friend std::size_t hash_value(const FactorSet& aSet) {
     std::uint64_t hash = 0;
@@ -102,15 +101,6 @@ class FactorSet {
     while (i + 1 < numWords && words[i] == aOther.words[i]) ++i;
     return i;
   }
-  // Whether a number is behind that of a bit of a word that is not in the set.
-  bool goesOn(std::size_t aWord, std::uint64_t aBit) const {
-    if (words[aWord] > aBit) return true;
-    for (std::size_t i = aWord + 1; i < numWords; ++i) {
-      if (words[i] != 0) return true;
-    }
-    return false;
-  }
-
   std::array<std::uint64_t, numWords> words{};
 };
 

@@ -24,7 +24,6 @@ class SetDistribution {
     // The members of one list match no rule, nor do conjunctions of them with something apart.
     const bool mayMatchOne = !areApart && mayMatchRuleForOne();
     putInOrder();
-    if (products.size() == 1) return makeConjunctions().front();
     if (!areApart) {
       if (mayMatchOne || mayMatchRuleForTwo()) return simplifyAny();
       dropAbsorbed();
