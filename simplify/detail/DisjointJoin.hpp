@@ -50,7 +50,7 @@ class Pool {
 /// so an operand that is a disjunction is left to the general road, as is one about many subjects.
 ///
 /// Saves, in instructions of the benchmark's rows: with `FastRoad::DisjointJoin` closed, net
-/// conditions take 1.13 times as many and a conjunction of 4,096 that is built operand by operand
+/// conditions take 1.4 times as many and a conjunction of 4,096 that is built operand by operand
 /// 21 times. `Chains` would give the same; it may go when closing it no longer shows in these rows.
 class DisjointJoin {
  public:

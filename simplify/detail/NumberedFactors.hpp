@@ -34,8 +34,8 @@ class NumberedFactors {
   /// Whether there was or is no number for one more.
   bool areFull() const { return factors.size() == Set::capacity; }
 
-  /// Adds the factors of a conjunction to a set. Returns false where it is not final or is a
-  /// constant, where a factor is a disjunction, where they are about many things, and where there
+  /// Adds the factors of a conjunction, which is no constant, to a set. Returns false where it is
+  /// not final, where a factor is a disjunction, where they are about many things, and where there
   /// is no number for one.
   bool addTo(Set& aSet, SymbolicExprId aConjunction) {
     return c.finals.contains(aConjunction) &&
@@ -139,7 +139,6 @@ class NumberedFactors {
   }
 
   bool number(SymbolicExprId aFactor) {
-    if (aFactor == c.constant(true) || aFactor == c.constant(false)) return false;
     const auto fresh = static_cast<Number>(factors.size());
     factors.push_back({aFactor, {}});
     const std::size_t known = subjects.size();
