@@ -189,6 +189,17 @@ TEST(SimplifyRoads, SetsHoldSoManyFactors) {
   }
 }
 
+// What distribution makes of negations in negations may have to be distributed, on every level.
+TEST(SimplifyRoads, DistributionInDistributionIsDoneOnce) {
+  std::string inner = "z", expected = "a && z";
+  for (std::size_t i = 10; i < 40; ++i) {
+    inner = "!(a && !(" + numbered("b", i) + " || " + inner + "))";
+    expected.insert(expected.size() - 6, "a && " + numbered("b", i) + " || ");
+  }
+  EXPECT_EQ(simplified("a && " + inner).text, simplified(expected).text);
+  EXPECT_EQ(simplified(expected).text, expected);
+}
+
 // Conjunctions that grow, operand by operand and with siblings that do not.
 TEST(SimplifyRoads, GrowingConjunctionsAreThoseOfTheGeneralRoad) {
   RandomText random(6);

@@ -31,7 +31,7 @@ class SetDistribution {
     return makeDisjunction();
   }
 
-  /// Whether there were as many factors as there are numbers.
+  /// Whether larger sets may do.
   bool isFull() const { return factors.areFull(); }
 
  private:
@@ -49,6 +49,7 @@ class SetDistribution {
   bool makeProducts(const Lists& aLists);
   bool addProduct(const Set& aPick);
   Set groupOf(std::size_t aFactor, const Set& aAll) const;
+  bool mayBecomeDisjunction(SymbolicExprId aFactor) const;
   std::optional<Set> simplifyGroup(const Set& aGroup);
   bool mayMatchRuleForOne() const;
   void putInOrder();
@@ -94,6 +95,7 @@ bool SetDistribution<numWords>::makeProducts(const Lists& aLists) {
     for (; member != members.data() + end; ++member) all |= member->factors;
     areApart = areApart && !all.hasCommon(taken);
     mayMeet = mayMeet || all.hasCommon(meeting);
+    if (end == members.size()) break;
     taken |= all;
     meeting |= factors.meeting(all);
   }
@@ -158,12 +160,35 @@ typename SetDistribution<numWords>::Set SetDistribution<numWords>::groupOf(std::
   return group;
 }
 
-// What the general rules make of factors; nothing where that is no conjunction of factors.
+// Whether others may leave a disjunction of the factor: a && !(a && !(b || c)) -> b || c. What a
+// factor is about is little, and so is what is below it.
+template <std::size_t numWords>
+bool SetDistribution<numWords>::mayBecomeDisjunction(SymbolicExprId aFactor) const {
+  const NodeView factor = c.node(aFactor);
+  if (!factor.is(SymbolicOp::Not) || !c.node(factor.left()).is(SymbolicOp::And)) return false;
+  Ids open{factor.left()};
+  while (!open.empty()) {
+    const NodeView node = c.node(open.back());
+    open.pop_back();
+    if (node.is(SymbolicOp::Or)) return true;
+    if (node.is(SymbolicOp::And)) open.insert(open.end(), {node.left(), node.right()});
+    if (node.is(SymbolicOp::Not)) open.push_back(node.left());
+  }
+  return false;
+}
+
+// What the general rules make of factors; nothing where that is no conjunction of factors. None is
+// distributed here: what comes of that would have to be distributed again.
 template <std::size_t numWords>
 std::optional<typename SetDistribution<numWords>::Set> SetDistribution<numWords>::simplifyGroup(
     const Set& aGroup) {
   Operands operands(c, conjunction);
-  aGroup.forEach([&](std::size_t aFactor) { operands.add(factors[aFactor]); });
+  bool mayDistribute = false;
+  aGroup.forEach([&](std::size_t aFactor) {
+    mayDistribute = mayDistribute || mayBecomeDisjunction(factors[aFactor]);
+    operands.add(factors[aFactor]);
+  });
+  if (mayDistribute) return std::nullopt;
   const SymbolicExprId result = chains.simplify(operands);
   Set set;
   if (result == c.constant(false)) return set;
@@ -188,7 +213,7 @@ bool SetDistribution<numWords>::mayMatchRuleForOne() const {
                factors.meeting(aFactor).hasCommon(ones);
   });
   // a || (!a && b) -> a || b
-  const auto& complements = factors.complements();
+  const auto complements = factors.complements();
   return mayMatch || std::any_of(complements.begin(), complements.end(), [&](const auto& aPair) {
            const auto [a, b] = aPair;
            return (ones.contains(a) && all.contains(b)) || (ones.contains(b) && all.contains(a));
@@ -207,8 +232,10 @@ void SetDistribution<numWords>::putInOrder() {
 template <std::size_t numWords>
 bool SetDistribution<numWords>::mayMatchRuleForTwo() const {
   // a && b || !(a && b) && c -> a && b || c
-  for (const SymbolicExprId negated : factors.negatedConjunctions()) {
-    const std::optional<Set> set = factors.find(negated);
+  for (const TextOrder::Text& factor : order.factors) {
+    const NodeView node = c.node(factor.id);
+    if (!node.is(SymbolicOp::Not) || !c.node(node.left()).is(SymbolicOp::And)) continue;
+    const std::optional<Set> set = factors.find(node.left());
     if (set && holds(order.renumbered(*set))) return true;
   }
   // (a && b) || (a && !b) -> a
@@ -303,14 +330,34 @@ SymbolicExprId SetDistribution<numWords>::simplifyAny() {
   return chains.simplify(disjuncts);
 }
 
+// At least so many factors the lists have: of one list, all members that are no conjunctions.
+std::size_t leastFactors(const SimplifyContext& c, const Lists& aLists) {
+  std::ptrdiff_t least = 0;
+  auto member = aLists.members.begin();
+  for (const std::size_t end : aLists.ends) {
+    const auto last = aLists.members.begin() + static_cast<std::ptrdiff_t>(end);
+    least = std::max<std::ptrdiff_t>(least, std::count_if(member, last, [&](SymbolicExprId aId) {
+                                       return !c.node(aId).is(SymbolicOp::And);
+                                     }));
+    member = last;
+  }
+  return static_cast<std::size_t>(least);
+}
+
 // Tries sets of so many words, then of more if these are too small.
 template <std::size_t numWords, std::size_t... more>
 std::optional<SymbolicExprId> distributeSets(SimplifyContext& c, Chains& aChains,
-                                             DisjointJoin& aJoin, const Lists& aLists) {
-  SetDistribution<numWords> distribution(c, aChains, aJoin);
-  const std::optional<SymbolicExprId> result = distribution.distribute(aLists);
+                                             DisjointJoin& aJoin, const Lists& aLists,
+                                             std::size_t aLeastFactors) {
+  std::optional<SymbolicExprId> result;
+  bool areTooSmall = aLeastFactors > FactorSet<numWords>::capacity;
+  if (!areTooSmall) {
+    SetDistribution<numWords> distribution(c, aChains, aJoin);
+    result = distribution.distribute(aLists);
+    areTooSmall = !result && distribution.isFull();
+  }
   if constexpr (sizeof...(more) > 0) {
-    if (!result && distribution.isFull()) return distributeSets<more...>(c, aChains, aJoin, aLists);
+    if (areTooSmall) return distributeSets<more...>(c, aChains, aJoin, aLists, aLeastFactors);
   }
   return result;
 }
@@ -319,7 +366,7 @@ std::optional<SymbolicExprId> distributeSets(SimplifyContext& c, Chains& aChains
 
 std::optional<SymbolicExprId> distributeSets(SimplifyContext& c, Chains& aChains,
                                              DisjointJoin& aJoin, const Lists& aLists) {
-  return distributeSets<1, 8>(c, aChains, aJoin, aLists);
+  return distributeSets<1, 8>(c, aChains, aJoin, aLists, leastFactors(c, aLists));
 }
 
 }  // namespace KS::detail
