@@ -11,7 +11,8 @@
 namespace KS::detail {
 
 std::optional<SymbolicExprId> Distribution::distribute(Operands& aOperands) {
-  Lists lists = takeDisjunctions(aOperands);
+  Lists lists;
+  takeDisjunctions(aOperands, lists);
   if (lists.ends.empty()) return std::nullopt;
   const std::size_t numRest = aOperands.size() - lists.ends.size();
   const auto numLiterals = literalsWithinLimits(numRest, lists);
@@ -65,31 +66,29 @@ std::optional<SymbolicExprId> Distribution::distributeTwo(SymbolicExprId a, Symb
   return joined;
 }
 
-// The members of the disjunctions; those that another operand absorbs are taken out.
-Lists Distribution::takeDisjunctions(Operands& aOperands) const {
-  Lists lists;
+// Lists the members of the disjunctions; those that another operand absorbs are taken out.
+void Distribution::takeDisjunctions(Operands& aOperands, Lists& aLists) const {
   Ids absorbed;
   aOperands.forEachSince(0, [&](SymbolicExprId aOperand) {
     if (!c.node(aOperand).is(SymbolicOp::Or)) return;
     if (c.finals.contains(aOperand)) {
-      appendLeftDeep(c, SymbolicOp::Or, aOperand, lists.members);
+      appendLeftDeep(c, SymbolicOp::Or, aOperand, aLists.members);
     } else {
       Operands any(c, disjunction);
       any.add(aOperand);
-      any.forEachSince(0, [&](SymbolicExprId aMember) { lists.members.push_back(aMember); });
+      any.forEachSince(0, [&](SymbolicExprId aMember) { aLists.members.push_back(aMember); });
     }
     // (a || b) && a -> a
-    const auto first = lists.members.begin() + static_cast<std::ptrdiff_t>(lists.lastEnd());
-    if (std::any_of(first, lists.members.end(),
+    const auto first = aLists.members.begin() + static_cast<std::ptrdiff_t>(aLists.lastEnd());
+    if (std::any_of(first, aLists.members.end(),
                     [&](SymbolicExprId aMember) { return aOperands.contains(aMember); })) {
       absorbed.push_back(aOperand);
-      lists.members.erase(first, lists.members.end());
+      aLists.members.erase(first, aLists.members.end());
     } else {
-      lists.end();
+      aLists.end();
     }
   });
   for (const SymbolicExprId operand : absorbed) aOperands.remove(operand);
-  return lists;
 }
 
 // ---------------------------------------------------------------------------------------------

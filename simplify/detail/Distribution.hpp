@@ -35,7 +35,7 @@ class Distribution {
   std::optional<SymbolicExprId> distributeTwo(SymbolicExprId a, SymbolicExprId b);
 
  private:
-  Lists takeDisjunctions(Operands& aOperands) const;
+  void takeDisjunctions(Operands& aOperands, Lists& aLists) const;
   std::optional<SymbolicExprId> joinSets(const Lists& aLists);
   SymbolicExprId joinAny(const Lists& aLists);
   std::optional<std::size_t> literalsWithinLimits(std::size_t aNumRest,
