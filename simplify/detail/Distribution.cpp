@@ -48,6 +48,8 @@ std::optional<SymbolicExprId> Distribution::distributeTwo(SymbolicExprId a, Symb
                    kind == SymbolicOp::Or ? lists.members : rest);
     if (kind == SymbolicOp::Or) lists.end();
   }
+  const auto numLiterals = literalsWithinLimits(rest.size(), lists);
+  if (!numLiterals) return std::nullopt;
   // What another operand absorbs, and constants, need a closer look.
   const auto isRest = [&](SymbolicExprId aId) {
     return std::find(rest.begin(), rest.end(), aId) != rest.end();
@@ -55,8 +57,6 @@ std::optional<SymbolicExprId> Distribution::distributeTwo(SymbolicExprId a, Symb
   if (isRest(c.constant(true)) || isRest(c.constant(false)) ||
       std::any_of(lists.members.begin(), lists.members.end(), isRest))
     return std::nullopt;
-  const auto numLiterals = literalsWithinLimits(rest.size(), lists);
-  if (!numLiterals) return std::nullopt;
   if (!rest.empty()) {
     lists.members.push_back(c.node(a).is(SymbolicOp::Or) ? b : a);
     lists.end();
